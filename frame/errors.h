@@ -1,0 +1,17 @@
+// Errors that the library throws: plain numbers, and the invalid argument of texts.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <stdexcept>
+
+namespace setupactions {
+
+// A text operation was given a position or length outside the text.
+class InvalidArgument : public std::invalid_argument {
+public:
+    using std::invalid_argument::invalid_argument;
+    HRESULT Code() const { return E_INVALIDARG; }
+};
+
+} // namespace setupactions

@@ -1,0 +1,32 @@
+// The catch-all of actions: a C++ exception or a machine fault in the body ends
+// the body, not the installation.
+#pragma once
+
+#include "frame/session.h"
+
+namespace setupactions {
+
+// True for structured exceptions that a guard ends the body for. False for
+// those that must end the process (illegal instruction, fail-fast and stack
+// smashing, heap corruption) and for a debugger's own traffic.
+bool IsCatchableFault(DWORD code);
+
+// Calls body(context). False when a C++ exception or a catchable fault ended
+// it, also one raised in foreign code that the body called. After a fault the
+// destructors between fault and guard have not run.
+bool RunGuarded(void (*body)(void* context), void* context);
+
+// Runs the body; when something ended it, logs the line that onCrash() gives.
+template <typename Body, typename CrashLine>
+void GuardedWith(MSIHANDLE session, Body body, CrashLine onCrash) {
+    if (!RunGuarded([](void* context) { (*static_cast<Body*>(context))(); }, &body))
+        LogMessage(session, onCrash());
+}
+
+// Runs the body; when something ended it, logs the line.
+template <typename Body>
+void Guarded(MSIHANDLE session, const char* crashLine, Body body) {
+    GuardedWith(session, body, [crashLine] { return std::string(crashLine); });
+}
+
+} // namespace setupactions

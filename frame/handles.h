@@ -1,0 +1,73 @@
+// Owners of platform handles: how a handle is closed is part of its type.
+#pragma once
+
+#include "frame/windows_api.h"
+
+namespace setupactions {
+
+// Owns one handle and closes it once. Traits give the handle's type (Value),
+// the value that stands for "none" (None) and the closing call (Close).
+template <typename Traits>
+class Owner {
+public:
+    using Value = typename Traits::Value;
+
+    Owner() = default;
+    explicit Owner(Value value) : value_(value) {}
+    Owner(Owner&& other) noexcept : value_(other.Release()) {}
+    Owner& operator=(Owner&& other) noexcept {
+        if (this != &other)
+            Reset(other.Release());
+        return *this;
+    }
+    Owner(const Owner&) = delete;
+    Owner& operator=(const Owner&) = delete;
+    ~Owner() { Reset(); }
+
+    Value Get() const { return value_; }
+    explicit operator bool() const { return value_ != Traits::None(); }
+
+    // Closes what is owned, keeping the thread's last error, and takes the new value.
+    void Reset(Value value = Traits::None()) {
+        if (value_ != Traits::None()) {
+            const DWORD lastError = GetLastError();
+            Traits::Close(value_);
+            SetLastError(lastError);
+        }
+        value_ = value;
+    }
+
+    // Gives the handle away; the caller closes it.
+    Value Release() {
+        const Value value = value_;
+        value_ = Traits::None();
+        return value;
+    }
+
+    // Closes what is owned; for calls that answer through a pointer.
+    Value* Out() {
+        Reset();
+        return &value_;
+    }
+
+private:
+    Value value_ = Traits::None();
+};
+
+struct InstallerHandleTraits {
+    using Value = MSIHANDLE;
+    static Value None() { return 0; }
+    static void Close(Value value) { MsiCloseHandle(value); }
+};
+// A record, view, database or summary information.
+using InstallerHandle = Owner<InstallerHandleTraits>;
+
+struct LocalMemoryTraits {
+    using Value = char*;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { LocalFree(value); }
+};
+// A text that the system allocated for the caller.
+using LocalText = Owner<LocalMemoryTraits>;
+
+} // namespace setupactions

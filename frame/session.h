@@ -1,0 +1,68 @@
+// Services on the running installation: log lines, properties, records, error texts.
+// None of them throws on a failed platform call.
+#pragma once
+
+#include "frame/compiler.h"
+#include "frame/handles.h"
+
+#include <initializer_list>
+#include <string>
+
+namespace setupactions {
+
+// Formats like printf into a string as long as it takes.
+std::string Format(const char* format, ...) PRINTF_CHECKED(1, 2);
+
+// Writes one information line "[Date], [Time]: text" to the installer log. The
+// installer resolves square brackets in the text like those of any record.
+void LogMessage(MSIHANDLE session, const std::string& text);
+
+// Sends a record to the installer: field 0 is the template, the fields follow
+// from 1. For lines without the date prefix and for action data.
+void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTemplate,
+                std::initializer_list<std::string> fields);
+
+// Shows a text as what the running action works on (action data in field 1).
+void ShowActionData(MSIHANDLE session, const std::string& text);
+
+// Reads a session property of any length. An unset property reads as empty
+// with result 0. Result: the installer's; the value is empty on failure.
+UINT GetPropertyString(MSIHANDLE session, const char* name, std::string& value);
+
+// Reads a record field (from 0) of any length. Result: the installer's.
+UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value);
+
+// Formats a record by its field 0. A record that formats to nothing answers 0
+// and an empty text. Result: the installer's.
+UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value);
+
+// True unless the installation shows its full user interface (UILevel 5): no
+// message box may then appear. An unset or malformed level counts as silent.
+bool IsSilentInstall(MSIHANDLE session);
+
+// The system's text for an error code, its line break included, or the code as
+// an unsigned decimal when the system has no text for it.
+std::string ErrorText(DWORD code);
+
+// Puts ErrorText(code) into a record field. Result: the installer's.
+UINT SetErrorField(MSIHANDLE record, UINT field, DWORD code);
+
+// Reports failed platform calls of one action: "[1]: [2] failed. Error: [3]".
+// One record serves all reports of the action.
+class LogFailure {
+public:
+    LogFailure(MSIHANDLE session, const char* action);
+
+    // Logs that the call failed with the thread's last error.
+    void operator()(const char* call);
+
+private:
+    MSIHANDLE session_;
+    InstallerHandle record_;
+};
+
+// GetProcAddress; a missing procedure is logged with the library's path.
+// Result: the address, or null.
+FARPROC GetProcAddressLogged(MSIHANDLE session, HMODULE module, const char* procedure);
+
+} // namespace setupactions

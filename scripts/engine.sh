@@ -1,0 +1,43 @@
+# Sourced by the other scripts: where the engine lives and how a machine on it
+# is made and entered. Sets no shell option.
+
+REPO=$(cd "$(dirname "${BASH_SOURCE[0]}")/.." && pwd)
+# Raise the number when setup.sh makes something else of the engine.
+ENGINE_HOME=${SETUPACTIONS_ENGINE:-${XDG_CACHE_HOME:-$HOME/.cache}/setupactions/engine-1}
+ENGINE_WINE=$ENGINE_HOME/wine
+ENGINE_TEMPLATE=$ENGINE_HOME/template
+
+export WINEARCH=win32
+export WINELOADER=$ENGINE_WINE/usr/lib/wine/wine
+export WINESERVER=$ENGINE_WINE/usr/lib/wine/wineserver32
+export WINEDEBUG=${WINEDEBUG:--all}
+export DISPLAY=
+
+say() { printf '[%s] %s\n' "$(basename "$0" .sh)" "$*"; }
+fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
+
+# new_machine DIR: a fresh machine (prefix) in DIR, replacing one that is there.
+# Large files are hard links to the template's; what programs write in place is copied.
+new_machine() {
+    local dir=$1
+    [ ! -d "$dir" ] || { WINEPREFIX=$dir "$WINESERVER" -k 2>/dev/null; rm -rf "$dir"; }
+    mkdir -p "$(dirname "$dir")"
+    cp -al "$ENGINE_TEMPLATE" "$dir"
+    (cd "$ENGINE_TEMPLATE" && find . -type f \( -name '*.reg' -o -name '*.ini' -o -path '*/drivers/etc/*' \) -print0) |
+        while IFS= read -r -d '' file; do
+            cp --remove-destination -p "$ENGINE_TEMPLATE/$file" "$dir/$file"
+        done
+}
+
+# map_drive MACHINE LETTER DIR: lets the machine see DIR as a drive.
+map_drive() { ln -sfn "$3" "$1/dosdevices/$2:"; }
+
+# stop_machine DIR: ends every program of the machine.
+stop_machine() { WINEPREFIX=$1 "$WINESERVER" -k 2>/dev/null || true; }
+
+# run_on_engine PROGRAM [ARGUMENT ...]: runs a Windows program on $WINEPREFIX.
+# The engine's complaint about a font library that nothing here needs is left out.
+run_on_engine() {
+    { "$WINELOADER" "$@" 2>&3 | tr -d '\r'; return "${PIPESTATUS[0]}"; } \
+        3> >(grep --line-buffered -v -e FreeType -e '^use TrueType fonts' -e '^or equal to 2.0.5' -e 'freetype.org' >&2)
+}

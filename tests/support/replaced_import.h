@@ -1,0 +1,31 @@
+// Replaces an imported platform function for as long as the object lives.
+#pragma once
+
+#include "tools/actionhost/import_table.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+// Usage: static BOOL WINAPI FakeSleep(...); ReplacedImport sleep("Sleep", FakeSleep);
+template <typename Function>
+class ReplacedImport {
+public:
+    ReplacedImport(const char* name, Function* replacement)
+        : slot_(importtable::FindSlot(GetModuleHandleA(nullptr), name)) {
+        if (slot_ == nullptr) {
+            std::fprintf(stderr, "the test program does not import %s\n", name);
+            std::abort();
+        }
+        original_ = reinterpret_cast<Function*>(
+            importtable::WriteSlot(slot_, reinterpret_cast<void*>(replacement)));
+    }
+    ~ReplacedImport() { importtable::WriteSlot(slot_, reinterpret_cast<void*>(original_)); }
+    ReplacedImport(const ReplacedImport&) = delete;
+    ReplacedImport& operator=(const ReplacedImport&) = delete;
+
+    Function* Original() const { return original_; }
+
+private:
+    void** slot_;
+    Function* original_;
+};

@@ -1,0 +1,95 @@
+#include "tests/support/session_test.h"
+
+#include "frame/handles.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/scratch_package.h"
+
+#include <cstdlib>
+#include <memory>
+
+using setupactions::InstallerHandle;
+
+namespace {
+
+using GetModeImport = ReplacedImport<BOOL WINAPI(MSIHANDLE, MSIRUNMODE)>;
+std::unique_ptr<GetModeImport> deferredMode;
+
+BOOL WINAPI DeferredMode(MSIHANDLE session, MSIRUNMODE mode) {
+    return mode == MSIRUNMODE_SCHEDULED ? TRUE : deferredMode->Original()(session, mode);
+}
+
+int WINAPI OnMessage(void* context, UINT type, const char* text) {
+    const auto kind = static_cast<INSTALLMESSAGE>(type & 0xFF000000);
+    static_cast<std::vector<Message>*>(context)->push_back({kind, text == nullptr ? "" : text});
+    return IDOK;
+}
+
+// Drops "date, time: " from a line of LogMessage.
+std::string WithoutPrefix(const std::string& line) {
+    size_t at = 0;
+    const auto skip = [&](const char* characters) {
+        const size_t start = at;
+        at = std::min(line.find_first_not_of(characters, at), line.size());
+        return at > start;
+    };
+    const bool prefixed = skip("0123456789/") && skip(",") && skip(" ") && skip("0123456789:") &&
+                          at > 1 && line[at - 1] == ':';
+    return prefixed && at < line.size() && line[at] == ' ' ? line.substr(at + 1) : line;
+}
+
+} // namespace
+
+void SessionTest::SetUp() {
+    ASSERT_EQ(MsiCloseAllHandles(), 0u) << "left open by an earlier test";
+    ASSERT_EQ(MsiOpenPackageA(ScratchPackage().c_str(), &session), ERROR_SUCCESS);
+    MsiSetInternalUI(INSTALLUILEVEL_NONE, nullptr);
+    MsiSetExternalUIA(OnMessage, 0x7FFFFFFF, &messages);
+}
+
+void SessionTest::TearDown() {
+    deferredMode.reset();
+    MsiSetExternalUIA(nullptr, 0, nullptr);
+    MsiCloseHandle(session);
+    EXPECT_EQ(MsiCloseAllHandles(), 0u) << "installer handles left open";
+}
+
+std::string SessionTest::Property(const char* name) const {
+    char value[4096] = "";
+    DWORD size = sizeof value;
+    EXPECT_EQ(MsiGetPropertyA(session, name, value, &size), ERROR_SUCCESS);
+    return value;
+}
+
+void SessionTest::SetProperty(const char* name, const std::string& value) const {
+    ASSERT_EQ(MsiSetPropertyA(session, name, value.c_str()), ERROR_SUCCESS);
+}
+
+void SessionTest::Sql(const std::string& query) const {
+    const InstallerHandle database(MsiGetActiveDatabase(session));
+    ASSERT_EQ(RunSql(database.Get(), query), ERROR_SUCCESS) << query;
+}
+
+void SessionTest::Cost() const {
+    for (const char* action : {"CostInitialize", "FileCost", "CostFinalize"})
+        ASSERT_EQ(MsiDoActionA(session, action), ERROR_SUCCESS) << action;
+}
+
+void SessionTest::MakeDeferred(const std::string& actionData) {
+    SetProperty("CustomActionData", actionData);
+    deferredMode = std::make_unique<GetModeImport>("MsiGetMode", DeferredMode);
+}
+
+std::vector<std::string> SessionTest::Log() const {
+    std::vector<std::string> lines;
+    for (const Message& message : messages)
+        if (message.type == INSTALLMESSAGE_INFO)
+            lines.push_back(WithoutPrefix(message.text));
+    return lines;
+}
+
+bool Contains(const std::vector<std::string>& lines, const std::string& text) {
+    for (const std::string& line : lines)
+        if (line.find(text) != std::string::npos)
+            return true;
+    return false;
+}

@@ -1,0 +1,16 @@
+// Replaces a function that a loaded module imports, by patching the module's
+// import table. For the host and the tests; the library has no need of it.
+#pragma once
+
+#include <windows.h>
+
+namespace importtable {
+
+// The module's slot for an imported function, or null when it imports none of
+// that name.
+void** FindSlot(HMODULE module, const char* function);
+
+// Writes a slot and answers what it held before.
+void* WriteSlot(void** slot, void* value);
+
+} // namespace importtable
