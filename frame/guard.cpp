@@ -73,7 +73,7 @@ const DWORD ChainOffset = 0; // fs:[0] is the head of the thread's handler chain
 
 } // namespace
 
-__attribute__((noinline)) bool RunGuarded(void (*body)(void*), void* context) {
+__attribute__((noinline)) bool CallGuarded(void (*body)(void*), void* context) {
     GuardRecord record;
     record.code = 0;
     volatile bool completed = false;
@@ -95,7 +95,7 @@ __attribute__((noinline)) bool RunGuarded(void (*body)(void*), void* context) {
 
 #else
 
-bool RunGuarded(void (*body)(void*), void* context) {
+bool CallGuarded(void (*body)(void*), void* context) {
     bool completed = false;
     DWORD code = 0;
     __try {

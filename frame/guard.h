@@ -11,22 +11,29 @@ namespace setupactions {
 // smashing, heap corruption) and for a debugger's own traffic.
 bool IsCatchableFault(DWORD code);
 
-// Calls body(context). False when a C++ exception or a catchable fault ended
-// it, also one raised in foreign code that the body called. After a fault the
+// Calls body(context); see RunGuarded.
+bool CallGuarded(void (*body)(void* context), void* context);
+
+// Runs the body. False when a C++ exception or a catchable fault ended it,
+// also one raised in foreign code that the body called. After a fault the
 // destructors between fault and guard have not run.
-bool RunGuarded(void (*body)(void* context), void* context);
+template <typename Body>
+bool RunGuarded(Body body) {
+    return CallGuarded([](void* context) { (*static_cast<Body*>(context))(); }, &body);
+}
 
 // Runs the body; when something ended it, logs the line that onCrash() gives.
 template <typename Body, typename CrashLine>
 void GuardedWith(MSIHANDLE session, Body body, CrashLine onCrash) {
-    if (!RunGuarded([](void* context) { (*static_cast<Body*>(context))(); }, &body))
+    if (!RunGuarded(body))
         LogMessage(session, onCrash());
 }
 
 // Runs the body; when something ended it, logs the line.
 template <typename Body>
 void Guarded(MSIHANDLE session, const char* crashLine, Body body) {
-    GuardedWith(session, body, [crashLine] { return std::string(crashLine); });
+    if (!RunGuarded(body))
+        LogMessage(session, crashLine);
 }
 
 } // namespace setupactions
