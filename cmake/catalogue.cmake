@@ -5,8 +5,8 @@
 function(read_catalogue out)
     set(catalogue ${PROJECT_SOURCE_DIR}/exports/catalogue.inc)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${catalogue})
-    file(STRINGS ${catalogue} lines REGEX "^ACTION\\(")
-    list(TRANSFORM lines REPLACE "^ACTION\\(([A-Za-z0-9]+),.*" "\\1")
+    file(STRINGS ${catalogue} lines REGEX "^SETUP_ACTION\\(")
+    list(TRANSFORM lines REPLACE "^SETUP_ACTION\\(([A-Za-z0-9]+),.*" "\\1")
     set(${out} ${lines} PARENT_SCOPE)
 endfunction()
 

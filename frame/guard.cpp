@@ -73,6 +73,8 @@ const DWORD ChainOffset = 0; // fs:[0] is the head of the thread's handler chain
 
 } // namespace
 
+void RaiseUncaughtExceptions() { std::set_terminate(OnTerminate); }
+
 __attribute__((noinline)) bool CallGuarded(void (*body)(void*), void* context) {
     GuardRecord record;
     record.code = 0;
@@ -94,6 +96,9 @@ __attribute__((noinline)) bool CallGuarded(void (*body)(void*), void* context) {
 }
 
 #else
+
+// They are structured exceptions already.
+void RaiseUncaughtExceptions() {}
 
 bool CallGuarded(void (*body)(void*), void* context) {
     bool completed = false;

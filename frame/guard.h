@@ -11,6 +11,10 @@ namespace setupactions {
 // smashing, heap corruption) and for a debugger's own traffic.
 bool IsCatchableFault(DWORD code);
 
+// Lets a C++ exception that no guard catches leave the library as a structured
+// exception, for the installer to deal with, instead of ending the process.
+void RaiseUncaughtExceptions();
+
 // Calls body(context); see RunGuarded.
 bool CallGuarded(void (*body)(void* context), void* context);
 

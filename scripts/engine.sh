@@ -20,7 +20,7 @@ fail() { printf '%s: %s\n' "$(basename "$0")" "$*" >&2; exit 1; }
 # Large files are hard links to the template's; what programs write in place is copied.
 new_machine() {
     local dir=$1
-    [ ! -d "$dir" ] || { WINEPREFIX=$dir "$WINESERVER" -k 2>/dev/null; rm -rf "$dir"; }
+    [ ! -d "$dir" ] || { stop_machine "$dir"; rm -rf "$dir"; }
     mkdir -p "$(dirname "$dir")"
     cp -al "$ENGINE_TEMPLATE" "$dir"
     (cd "$ENGINE_TEMPLATE" && find . -type f \( -name '*.reg' -o -name '*.ini' -o -path '*/drivers/etc/*' \) -print0) |
@@ -35,9 +35,20 @@ map_drive() { ln -sfn "$3" "$1/dosdevices/$2:"; }
 # stop_machine DIR: ends every program of the machine.
 stop_machine() { WINEPREFIX=$1 "$WINESERVER" -k 2>/dev/null || true; }
 
+# start_machine: starts $WINEPREFIX. What runs in its background must not hold
+# the caller's output open, or a reader of it would wait for its end.
+start_machine() { "$WINELOADER" cmd /c exit >/dev/null 2>&1 </dev/null; }
+
+# keep_machine: starts $WINEPREFIX and keeps it running until stop_machine.
+keep_machine() {
+    "$WINESERVER" -p
+    start_machine
+}
+
 # run_on_engine PROGRAM [ARGUMENT ...]: runs a Windows program on $WINEPREFIX.
 # The engine's complaint about a font library that nothing here needs is left out.
 run_on_engine() {
+    start_machine
     { "$WINELOADER" "$@" 2>&3 | tr -d '\r'; return "${PIPESTATUS[0]}"; } \
         3> >(grep --line-buffered -v -e FreeType -e '^use TrueType fonts' -e '^or equal to 2.0.5' -e 'freetype.org' >&2)
 }

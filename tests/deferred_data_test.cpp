@@ -118,12 +118,10 @@ TEST_F(DeferredDataTest, ANameWithoutValueAtTheEndIsAnInvalidArgument) {
 namespace {
 
 MSIHANDLE WINAPI NoRecord(UINT) { return 0; }
-UINT WINAPI NoSetString(MSIHANDLE record, UINT field, const char* text);
-using SetStringImport = ReplacedImport<UINT WINAPI(MSIHANDLE, UINT, const char*)>;
-SetStringImport* setString;
-UINT WINAPI NoSetString(MSIHANDLE record, UINT field, const char* text) {
-    return text[0] == '[' && text[1] == '#' ? ERROR_INVALID_FIELD
-                                            : setString->Original()(record, field, text);
+using SetString = UINT WINAPI(MSIHANDLE, UINT, const char*);
+SetString* setString;
+UINT WINAPI NoFileKey(MSIHANDLE record, UINT field, const char* text) {
+    return text[0] == '[' && text[1] == '#' ? ERROR_INVALID_FIELD : setString(record, field, text);
 }
 UINT WINAPI NoFormat(MSIHANDLE, MSIHANDLE, char*, DWORD*) { return ERROR_INVALID_PARAMETER; }
 
@@ -138,8 +136,8 @@ TEST_F(DeferredDataTest, FailuresOfFileKeysAreLoggedAndAddNothing) {
             EXPECT_EQ(data.AddFileKey("readme"), ERROR_SUCCESS);
         }
         {
-            SetStringImport fail("MsiRecordSetStringA", NoSetString);
-            setString = &fail;
+            const ReplacedImport<SetString> fail("MsiRecordSetStringA", NoFileKey);
+            setString = fail.Original();
             EXPECT_EQ(data.AddFileKey("readme"), ERROR_INVALID_FIELD);
         }
         {

@@ -1,0 +1,13 @@
+#!/usr/bin/env bash
+# Builds the sample package: build.sh WIXL STRIP SOURCES BINARIES VERSION PACKAGE
+# wixl reads the files that the package holds from its working folder.
+set -euo pipefail
+wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cp "$sources"/*.wxs "$sources"/*.txt "$work"
+for dll in "$binaries"/*.dll; do "$strip" -o "$work/$(basename "$dll")" "$dll"; done
+cd "$work"
+"$wixl" -D Version="$version" -o sample.msi sample.wxs
+mv sample.msi "$package"

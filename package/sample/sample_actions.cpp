@@ -1,0 +1,42 @@
+// The sample package's own actions: they show how a package hands data from an
+// immediate action to a deferred one with the library's frame.
+#include "frame/compiler.h"
+#include "frame/deferred_data.h"
+#include "frame/session.h"
+
+using namespace setupactions;
+
+#define SAMPLE_ACTION(Name)                                                                        \
+    extern "C" ACTION_STACK UINT __stdcall Name(MSIHANDLE session);                                \
+    extern "C" ACTION_STACK UINT __stdcall Name(MSIHANDLE session)
+
+namespace {
+
+const char DeferredAction[] = "ReportSampleData";
+const char* const Properties[] = {"SAMPLESERVER", "MSIEXECPID", "Installed"};
+const char ReadmeFile[] = "readme";
+
+} // namespace
+
+// Scheduled after InstallInitialize. Hands properties and the path of an
+// installed file to ReportSampleData.
+SAMPLE_ACTION(HandOverSampleData) {
+    CDeferredData data(session, DeferredAction);
+    for (const char* property : Properties)
+        data.AddProperty(property);
+    data.AddFileKey(ReadmeFile);
+    return ERROR_SUCCESS;
+}
+
+// Deferred, after InstallFiles. Logs what HandOverSampleData handed over.
+SAMPLE_ACTION(ReportSampleData) {
+    const CDeferredData data(session, DeferredAction);
+    for (const char* name : {Properties[0], Properties[1], Properties[2], ReadmeFile}) {
+        std::string value;
+        if (data.Lookup(name, value))
+            LogMessage(session, Format("ReportSampleData: %s is %s", name, value.c_str()));
+        else
+            LogMessage(session, Format("ReportSampleData: %s was not handed over", name));
+    }
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# Builds everything, installs the sample package on a fresh machine of the
+# engine, shows what its actions logged and what changed, removes the package
+# again and shows that nothing stayed. Exits 1 when something did.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
+source "$REPO/scripts/snapshot.sh"
+
+"$REPO/scripts/build.sh"
+
+export WINEPREFIX=$REPO/build/machines/demo
+out=$REPO/build/demo
+rm -rf "$out"
+mkdir -p "$out"
+
+say "making a fresh machine"
+new_machine "$WINEPREFIX"
+map_drive "$WINEPREFIX" p "$REPO/build/x86"
+
+# run_installer TITLE LOG ARGUMENT ...: a silent msiexec with a verbose log;
+# shows the lines that actions wrote themselves ("date, time: text").
+run_installer() {
+    local title=$1 log=$2
+    shift 2
+    say "$title"
+    if ! (cd "$WINEPREFIX/drive_c" && timeout 300 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' "C:\\$log"); then
+        fail "msiexec failed; its log: $WINEPREFIX/drive_c/$log"
+    fi
+    echo "  what the actions logged (whole log: $WINEPREFIX/drive_c/$log):"
+    action_lines "$WINEPREFIX/drive_c/$log"
+}
+
+action_lines() {
+    local lines
+    lines=$(tr -d '\r' <"$1" | grep -E '^[0-9]+/[0-9]+/[0-9]+, [0-9:]+: ' | sed 's/^/    /') || true
+    printf '%s\n' "${lines:-    (nothing)}"
+}
+
+# The installer's own registration of the package is not the package's work.
+package_changes() {
+    show_difference "$out/before" "$out/installed" |
+        grep -v -E '\[Software\\(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))|windows/Installer/' |
+        cut -c1-160
+}
+
+take_snapshot "$WINEPREFIX" "$out/before"
+run_installer "installing the sample package" install.log /i 'P:\sample.msi'
+take_snapshot "$WINEPREFIX" "$out/installed"
+echo "  what the installation changed:"
+package_changes
+run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
+take_snapshot "$WINEPREFIX" "$out/removed"
+left=$(show_difference "$out/before" "$out/removed")
+if [ -n "$left" ]; then
+    printf '%s\n' "$left"
+    fail "the removal left the lines above behind"
+fi
+say "done: nothing stayed on the machine"

@@ -1,0 +1,63 @@
+#!/usr/bin/env bash
+# Checks the sources without running them: their format, the include arrows
+# between the folders, and static analysis.
+set -euo pipefail
+source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
+cd "$REPO"
+
+mapfile -t sources < <(git ls-files --cached --others --exclude-standard '*.cpp' '*.h')
+
+say "checking the format"
+clang-format --dry-run -Werror "${sources[@]}" || fail "run: clang-format -i on the files above"
+
+# A folder includes only itself and what stands after its colon.
+say "checking the include arrows"
+arrows='exports:frame
+frame:exports
+services:frame exports
+web:frame services exports
+detect:frame exports
+textfiles:frame exports
+setup:frame exports'
+wrong=
+while IFS=: read -r folder allowed; do
+    [ -d "$folder" ] || continue
+    pattern="^#include \"($folder|${allowed// /|})/"
+    wrong+=$(grep -rn '^#include "' --include='*.cpp' --include='*.h' "$folder" | grep -v -E ":$(printf '%s' "$pattern" | sed 's/^\^//')" || true)
+done <<<"$arrows"
+[ -z "$wrong" ] || { printf '%s\n' "$wrong" >&2; fail "the includes above run against the folders' arrows"; }
+
+say "analysing the sources"
+mkdir -p build/cppcheck
+log=build/cppcheck.log
+if ! cppcheck --cppcheck-build-dir=build/cppcheck -j "$(nproc)" --platform=win32A --std=c++17 --language=c++ \
+    --enable=warning,performance,portability --inline-suppr --error-exitcode=1 --quiet \
+    --library=windows --library=googletest --suppress=missingIncludeSystem \
+    -I . -D_WIN32 '-D__stdcall=' '-DWINAPI=' -U_MSC_VER \
+    "${sources[@]}" >"$log" 2>&1; then
+    cat "$log" >&2
+    fail "cppcheck found the faults above"
+fi
+
+# clang-tidy reads one source at a time; one that passed is read again when it
+# or any header changed.
+say "analysing the product's sources in depth"
+library=$(i686-w64-mingw32-g++-posix -print-file-name=include/c++)
+stamps=build/tidy
+mkdir -p "$stamps"
+tidy_one() {
+    local stamp
+    stamp=$stamps/${1//\//_}
+    if [ -e "$stamp" ] && [ "$stamp" -nt "$1" ] && [ "$stamp" -nt .clang-tidy ] &&
+        [ -z "$(find exports frame services web detect textfiles setup tools package -name '*.h' -newer "$stamp" -print -quit 2>/dev/null)" ]; then
+        return 0
+    fi
+    clang-tidy -p build/x86 --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-isystem"$library" \
+        --extra-arg=-isystem"$library/i686-w64-mingw32" "$1" 2>"$stamp.log" || { cat "$stamp.log" >&2; return 1; }
+    rm -f "$stamp.log"
+    touch "$stamp"
+}
+export -f tidy_one
+export stamps library
+printf '%s\n' "${sources[@]}" | grep -E '\.cpp$' | grep -v '^tests/' |
+    xargs -P "$(nproc)" -I{} bash -c 'tidy_one {}' || fail "clang-tidy found the faults above"

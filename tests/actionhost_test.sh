@@ -1,0 +1,53 @@
+#!/usr/bin/env bash
+# The host as a person runs it: scripts/actionhost on Linux paths.
+source "$(dirname "$0")/support/check.sh"
+
+work=$(mktemp -d)
+trap 'stop_machine "$MACHINE"; rm -rf "$work"' EXIT
+export MACHINE=$REPO/build/machines/actionhost-test
+new_machine "$MACHINE"
+sample=$REPO/build/x86/sample.msi
+cp "$sample" "$work/a package.msi"
+
+# host ARGUMENT ...: runs the host; leaves $work/out and the exit code in $code.
+host() { "$REPO/scripts/actionhost" "$@" >"$work/out" 2>&1; code=$?; }
+exits() { [ "$code" = "$1" ]; }
+
+host "$work/a package.msi" GetPid
+check "an action that succeeds exits 0" exits 0
+check "the result is named" has_line "$work/out" "result  0 (ERROR_SUCCESS)"
+check "a changed property is shown" has "$work/out" 'changed  MSIEXECPID: (not set) -> "'
+check "nothing else is shown as changed" [ "$(grep -c '^changed' "$work/out")" = 1 ]
+
+host "$sample" ReportSampleData --dll "$REPO/build/x86/sampleactions.dll" --data 'SAMPLESERVER=beta;readme=C:\x'
+check "action data reaches an action that looks deferred" has "$work/out" "ReportSampleData: SAMPLESERVER is beta"
+check "a deferred action says so" has_line "$work/out" "action  ReportSampleData (deferred)"
+
+host "$sample" HandOverSampleData SAMPLESERVER=gamma --cost --dll "$REPO/build/x86/sampleactions.dll"
+check "properties and costing are seen by the action" \
+    has "$work/out" 'SAMPLESERVER=gamma;readme=C:\Program Files\Setupactions Sample\readme.txt"'
+
+host "$sample" ReportSampleData --dll "$REPO/build/x86/sampleactions.dll" --data 'broken'
+check "an exception that leaves the action exits 1" exits 1
+check "and is told" has "$work/out" "result  none"
+
+host --list
+check "the list exits 0" exits 0
+check "the list holds every action" [ "$(wc -l <"$work/out")" = "$(grep -c '^SETUP_ACTION(' "$REPO/exports/catalogue.inc")" ]
+
+host "$sample" NoSuchAction
+check "an unknown action exits 2" exits 2
+check "with one line" [ "$(wc -l <"$work/out")" = 1 ]
+check "that names it" has "$work/out" "no action NoSuchAction"
+host "$work/missing.msi" GetPid
+check "a missing package exits 2" exits 2
+check "with one line that names it" has "$work/out" "cannot open the package $work/missing.msi"
+echo "not a package" >"$work/text.msi"
+host "$work/text.msi" GetPid
+check "an unreadable package exits 2" exits 2
+host "$sample" GetPid NOVALUE
+check "a malformed argument exits 2" exits 2
+host "$sample" GetPid --dll "$work/missing.dll"
+check "a missing library exits 2" exits 2
+
+finish

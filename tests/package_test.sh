@@ -1,0 +1,35 @@
+#!/usr/bin/env bash
+# The sample package on a fresh machine: installed and removed by the real
+# installer, which calls the DLL in its own processes.
+source "$(dirname "$0")/support/check.sh"
+source "$REPO/scripts/snapshot.sh"
+
+work=$(mktemp -d)
+trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
+export WINEPREFIX=$REPO/build/machines/package-test
+new_machine "$WINEPREFIX"
+map_drive "$WINEPREFIX" p "$REPO/build/x86"
+cd "$WINEPREFIX/drive_c" || exit 1
+
+# installer LOG ARGUMENT ...: a silent msiexec; the log is left in $work/LOG.
+installer() {
+    local log=$1
+    shift
+    timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' "C:\\$log" || return 1
+    tr -d '\r' <"$log" >"$work/$log"
+}
+
+take_snapshot "$WINEPREFIX" "$work/before"
+check "the package installs" installer install.log /i 'P:\sample.msi' SAMPLESERVER=alpha
+check "its file is there" test -f "Program Files/Setupactions Sample/readme.txt"
+check "a deferred action logs the data it was handed" has "$work/install.log" "ReportSampleData: SAMPLESERVER is alpha"
+check "also the path of an installed file" \
+    has "$work/install.log" 'ReportSampleData: readme is C:\Program Files\Setupactions Sample\readme.txt'
+check "GetPid told which process runs the actions" grep -q 'ReportSampleData: MSIEXECPID is [0-9]' "$work/install.log"
+check "the package is removed" installer remove.log /x 'P:\sample.msi'
+take_snapshot "$WINEPREFIX" "$work/after"
+show_difference "$work/before" "$work/after" >"$work/left"
+cat "$work/left"
+check "nothing stays on the machine" test ! -s "$work/left"
+
+finish

@@ -1,0 +1,53 @@
+#include "tools/actionhost/arguments.h"
+
+namespace actionhost {
+
+const char Usage[] = "usage: actionhost PACKAGE.msi ACTION [PROPERTY=value ...] [--data TEXT] "
+                     "[--cost] [--dll FILE]\n"
+                     "       actionhost --list [--dll FILE]\n";
+
+Arguments ParseArguments(const std::vector<std::string>& words) {
+    Arguments arguments;
+    std::vector<std::string> names;
+    for (size_t i = 0; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        const auto value = [&] {
+            if (i + 1 == words.size())
+                throw UsageError(word + " needs a value after it");
+            return words[++i];
+        };
+        if (word == "--list") {
+            arguments.list = true;
+        } else if (word == "--cost") {
+            arguments.cost = true;
+        } else if (word == "--data") {
+            arguments.deferred = true;
+            arguments.data = value();
+        } else if (word == "--dll") {
+            arguments.dll = value();
+        } else if (word.compare(0, 2, "--") == 0) {
+            throw UsageError("unknown option " + word);
+        } else if (names.size() < 2) {
+            names.push_back(word);
+        } else {
+            const size_t equals = word.find('=');
+            if (equals == std::string::npos || equals == 0)
+                throw UsageError("\"" + word + "\" is not of the form PROPERTY=value");
+            arguments.properties.emplace_back(word.substr(0, equals), word.substr(equals + 1));
+        }
+    }
+    if (arguments.list) {
+        if (!names.empty())
+            throw UsageError("--list takes no package and no action");
+        return arguments;
+    }
+    if (names.empty())
+        throw UsageError("no package given");
+    if (names.size() < 2)
+        throw UsageError("no action given; --list shows them");
+    arguments.package = names[0];
+    arguments.action = names[1];
+    return arguments;
+}
+
+} // namespace actionhost

@@ -1,0 +1,33 @@
+// The host's command line.
+#pragma once
+
+#include <stdexcept>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace actionhost {
+
+// A command line that the host cannot follow; the text says what to do.
+class UsageError : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+struct Arguments {
+    std::string package;
+    std::string action;
+    std::string dll; // empty: setupactions.dll beside the host
+    std::vector<std::pair<std::string, std::string>> properties;
+    bool deferred = false; // --data was given
+    std::string data;
+    bool cost = false;
+    bool list = false;
+};
+
+extern const char Usage[];
+
+// Reads the words after the program's name. Throws UsageError.
+Arguments ParseArguments(const std::vector<std::string>& words);
+
+} // namespace actionhost
