@@ -47,6 +47,7 @@ host "$work/text.msi" GetPid
 check "an unreadable package exits 2" exits 2
 host "$sample" GetPid NOVALUE
 check "a malformed argument exits 2" exits 2
+check "with one line" [ "$(wc -l <"$work/out")" = 1 ]
 host "$sample" GetPid --dll "$work/missing.dll"
 check "a missing library exits 2" exits 2
 

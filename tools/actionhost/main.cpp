@@ -229,6 +229,10 @@ int RunAction(const actionhost::Arguments& arguments, HMODULE module, const std:
 
 int main(int argc, char** argv) {
     std::setvbuf(stdout, nullptr, _IONBF, 0);
+    if (argc == 1) {
+        std::fputs(actionhost::Usage, stderr);
+        return ExitNotRun;
+    }
     try {
         const auto arguments =
             actionhost::ParseArguments(std::vector<std::string>(argv + 1, argv + argc));
@@ -237,7 +241,8 @@ int main(int argc, char** argv) {
         const HMODULE module = LoadActions(dll);
         return arguments.list ? ListActions(module) : RunAction(arguments, module, dll);
     } catch (const actionhost::UsageError& error) {
-        std::fprintf(stderr, "actionhost: %s\n%s", error.what(), actionhost::Usage);
+        std::fprintf(stderr, "actionhost: %s (without arguments it shows its usage)\n",
+                     error.what());
     } catch (const NotRun& error) {
         std::string text = error.what();
         text.erase(text.find_last_not_of("\r\n") + 1);
