@@ -1,0 +1,48 @@
+#include "frame/versions.h"
+
+#include <algorithm>
+#include <array>
+#include <climits>
+
+namespace setupactions {
+
+namespace {
+
+const size_t FieldCount = 4;
+
+using Fields = std::array<int, FieldCount>;
+
+// No byte of a multi-byte character is a digit or a dot where one could matter.
+Fields SplitVersion(const std::string& version) {
+    Fields fields = {};
+    size_t field = 0;
+    bool inNumber = true;
+    for (const char character : version) {
+        if (character == '.') {
+            if (++field == FieldCount)
+                break;
+            inNumber = true;
+            continue;
+        }
+        inNumber = inNumber && character >= '0' && character <= '9';
+        if (!inNumber)
+            continue;
+        const int digit = character - '0';
+        int& value = fields[field];
+        value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
+    }
+    return fields;
+}
+
+} // namespace
+
+int CompareVersions(const std::string& a, const std::string& b, int count) {
+    const Fields left = SplitVersion(a);
+    const Fields right = SplitVersion(b);
+    for (size_t i = 0; i < FieldCount && static_cast<int>(i) < count; ++i)
+        if (left[i] != right[i])
+            return left[i] - right[i];
+    return 0;
+}
+
+} // namespace setupactions

@@ -1,0 +1,14 @@
+// Dotted version texts.
+#pragma once
+
+#include <string>
+
+namespace setupactions {
+
+// Compares the first `count` fields, at most four: negative when a is lower, 0
+// when they are equal, positive when a is higher. A field is the decimal
+// number at its start: other text after it is ignored, without a digit it is
+// 0, and so is a missing field; a number too long for an int is INT_MAX.
+int CompareVersions(const std::string& a, const std::string& b, int count);
+
+} // namespace setupactions
