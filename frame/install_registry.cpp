@@ -117,6 +117,20 @@ bool CInstallRegistry::GetString(const std::string& valueName, std::string& valu
     return result == ERROR_SUCCESS;
 }
 
+bool CInstallRegistry::GetDword(const std::string& valueName, DWORD& value) {
+    DWORD number = 0;
+    DWORD size = sizeof number;
+    LONG result = RegQueryValueExA(key_.Get(), valueName.c_str(), nullptr, &valueType_,
+                                   reinterpret_cast<BYTE*>(&number), &size);
+    const bool isDword = valueType_ == REG_DWORD && size == sizeof number;
+    if (result == ERROR_MORE_DATA || (result == ERROR_SUCCESS && !isDword))
+        result = ERROR_INVALID_DATA;
+    if (result == ERROR_SUCCESS)
+        value = number;
+    SetLastError(static_cast<DWORD>(result));
+    return result == ERROR_SUCCESS;
+}
+
 bool CInstallRegistry::EnumKey(std::string& name) {
     const LONG result = EnumSubkey(key_.Get(), nextSubkey_, name);
     SetLastError(static_cast<DWORD>(result));

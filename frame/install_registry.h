@@ -40,6 +40,10 @@ public:
     // key's default value). On failure the text keeps what it held.
     bool GetString(const std::string& valueName, std::string& value);
 
+    // Reads a REG_DWORD. On failure, with ERROR_INVALID_DATA also for a value of
+    // another type, the number keeps what it held.
+    bool GetDword(const std::string& valueName, DWORD& value);
+
     // The next subkey's name, from the first after opening. False after the last.
     bool EnumKey(std::string& name);
 

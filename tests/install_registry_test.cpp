@@ -150,6 +150,40 @@ TEST(InstallRegistry, ReadsTextsWhole) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
+TEST(InstallRegistry, ReadsNumbersOfTheirTypeOnly) {
+    const PrivateRegistry tree;
+    const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
+    const struct {
+        const char* name;
+        DWORD type;
+        std::string bytes;
+        DWORD error;
+    } cases[] = {
+        {"number", REG_DWORD, std::string("\x05\0\0\x80", 4), ERROR_SUCCESS},
+        {"short", REG_DWORD, std::string("\x05\0", 2), ERROR_INVALID_DATA},
+        {"long", REG_DWORD, std::string(8, '\x05'), ERROR_INVALID_DATA},
+        {"bytes", REG_BINARY, std::string("\x05\0\0\0", 4), ERROR_INVALID_DATA},
+        {"text", REG_SZ, std::string("5\0", 2), ERROR_INVALID_DATA},
+        {"longer text", REG_SZ, std::string("500000\0", 7), ERROR_INVALID_DATA},
+    };
+    CInstallRegistry registry;
+    DWORD number = 7;
+    EXPECT_FALSE(registry.GetDword("number", number)) << "no key is open";
+    ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
+    EXPECT_FALSE(registry.GetDword("number", number));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    for (const auto& row : cases) {
+        RegSetValueExA(key.Get(), row.name, 0, row.type,
+                       reinterpret_cast<const BYTE*>(row.bytes.data()),
+                       static_cast<DWORD>(row.bytes.size()));
+        number = 7;
+        EXPECT_EQ(registry.GetDword(row.name, number), row.error == ERROR_SUCCESS) << row.name;
+        EXPECT_EQ(GetLastError(), row.error) << row.name;
+        EXPECT_EQ(number, row.error == ERROR_SUCCESS ? 0x80000005 : 7) << row.name;
+        EXPECT_EQ(registry.ValueType(), row.type) << row.name;
+    }
+}
+
 TEST(InstallRegistry, EnumeratesSubkeysFromTheFirstAfterEachOpening) {
     const PrivateRegistry tree;
     const std::string longName(255, 'n');

@@ -15,11 +15,14 @@ public:
     explicit CountedKeys(const std::string& denied = "") : denied_(denied) { current_ = this; }
     ~CountedKeys() { EXPECT_EQ(count_, 0) << "registry keys left open"; }
 
+    // How many openings were tried so far.
+    int Tried() const { return tried_; }
     // What the last opening asked for.
     REGSAM LastAccess() const { return lastAccess_; }
 
 private:
     static LONG WINAPI Open(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
+        ++current_->tried_;
         current_->lastAccess_ = access;
         if (current_->denied_ == path)
             return ERROR_ACCESS_DENIED;
@@ -35,6 +38,7 @@ private:
     static inline CountedKeys* current_ = nullptr;
     std::string denied_;
     REGSAM lastAccess_ = 0;
+    int tried_ = 0;
     int count_ = 0;
     ReplacedImport<LONG WINAPI(HKEY, const char*, DWORD, REGSAM, HKEY*)> open_{"RegOpenKeyExA",
                                                                                Open};

@@ -1,0 +1,207 @@
+#include "tests/support/replaced_import.h"
+#include "tests/support/session_test.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <sstream>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char Complete[] = "CreateInetShortcuts: Complete, no more items.";
+
+std::string Content(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    return content.str();
+}
+
+} // namespace
+
+// Components A, B, C and so on, each with a shortcut file a.url, b.url ...
+class InetShortcutsTest : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        Sql("CREATE TABLE `HalcyonInetShortcuts` (`InetShortcut` CHAR(72) NOT NULL, `Component_` "
+            "CHAR(72) NOT NULL, `SubVirutalDirectory` LONGCHAR PRIMARY KEY `InetShortcut`)");
+    }
+
+    void AddComponent(const std::string& name) const {
+        const std::string file = "file" + name;
+        Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
+            "('" +
+            name + "', 'INSTALLDIR', 0, '" + file + "')");
+        Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', '" +
+            name + "')");
+        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
+            "`Sequence`) VALUES ('" +
+            file + "', '" + name + "', '" + name + ".url', 10, 512, 1)");
+    }
+
+    void AddRow(const std::string& component, const std::string& address) {
+        Sql("INSERT INTO `HalcyonInetShortcuts` (`InetShortcut`, `Component_`, "
+            "`SubVirutalDirectory`) VALUES ('" +
+            std::to_string(++rows_) + "', '" + component + "', '" + address + "')");
+    }
+
+    // A component with a row and nothing more.
+    void AddShortcut(const std::string& component, const std::string& address) {
+        AddComponent(component);
+        AddRow(component, address);
+    }
+
+    // Costs, with the files in the test's folder.
+    void Prepare() {
+        Cost();
+        ASSERT_EQ(MsiSetTargetPathA(session, "INSTALLDIR", Scratch().c_str()), ERROR_SUCCESS);
+        ClearMessages();
+    }
+
+    std::string FileOf(const std::string& component) { return Scratch() + component + ".url"; }
+
+    std::string Wrote(const std::string& component, const std::string& address) {
+        return "CreateInetShortcuts: Wrote '" + address + "' to file '" + FileOf(component) + "'";
+    }
+
+private:
+    int rows_ = 0;
+};
+
+TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
+    const std::string longPath(1500, 'p');
+    SetProperty("SERVER", "alpha");
+    SetProperty("LONG", longPath);
+    AddShortcut("A", "http://[SERVER]/suite");
+    AddShortcut("B", "http://[SERVER]/[LONG]?" + longPath);
+    AddShortcut("C", "[NOSUCHPROPERTY]");
+    AddShortcut("D", "");
+    AddRow("NoSuchComponent", "http://nowhere");
+    Prepare();
+    std::ofstream(FileOf("A"), std::ios::binary)
+        << "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=old\r\n";
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+
+    const std::string longAddress = "http://alpha/" + longPath + "?" + longPath;
+    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://alpha/suite"), Wrote("B", longAddress),
+                                   Wrote("C", ""), Wrote("D", ""), Complete));
+    EXPECT_EQ(Content(FileOf("A")), "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\n"
+                                    "URL=http://alpha/suite\r\n");
+    EXPECT_EQ(Content(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
+    EXPECT_EQ(Content(FileOf("C")), "[InternetShortcut]\r\nURL=\r\n");
+    EXPECT_EQ(Content(FileOf("D")), "[InternetShortcut]\r\nURL=\r\n");
+}
+
+TEST_F(InetShortcutsTest, FilesOfComponentsThatAreNotInstallingStayUntouched) {
+    AddShortcut("Removed", "http://removed");
+    AddShortcut("FromSource", "http://source");
+    AddShortcut("Installed", "http://installed");
+    Prepare();
+    ASSERT_EQ(MsiSetComponentStateA(session, "Removed", INSTALLSTATE_ABSENT), ERROR_SUCCESS);
+    ASSERT_EQ(MsiSetComponentStateA(session, "FromSource", INSTALLSTATE_SOURCE), ERROR_SUCCESS);
+    Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
+        "('Late', 'INSTALLDIR', 0, 'fileInstalled')");
+    AddRow("Late", "http://late");
+    std::ofstream(FileOf("Removed"), std::ios::binary) << "as it was";
+
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    const auto skipped = [](const std::string& component) {
+        return "CreateInetShortcuts: Component '" + component +
+               "' not installing, no keypath created.";
+    };
+    EXPECT_THAT(Log(),
+                ElementsAre(skipped("Removed"), skipped("FromSource"),
+                            Wrote("Installed", "http://installed"), skipped("Late"), Complete));
+    EXPECT_EQ(Content(FileOf("Removed")), "as it was");
+    EXPECT_EQ(Content(FileOf("FromSource")), "");
+    EXPECT_EQ(Content(FileOf("Installed")), "[InternetShortcut]\r\nURL=http://installed\r\n");
+}
+
+namespace {
+
+using FormatCall = UINT WINAPI(MSIHANDLE, MSIHANDLE, char*, DWORD*);
+ReplacedImport<FormatCall>* formatRecord;
+UINT WINAPI RefuseSome(MSIHANDLE session, MSIHANDLE record, char* buffer, DWORD* size) {
+    char text[64] = "";
+    DWORD length = sizeof text;
+    MsiRecordGetStringA(record, 0, text, &length);
+    for (const char* refused : {"[#fileB]", "http://c/%"})
+        if (text == std::string(refused))
+            return ERROR_FUNCTION_FAILED;
+    return formatRecord->Original()(session, record, buffer, size);
+}
+
+} // namespace
+
+TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
+    for (const char* component : {"A", "B"})
+        AddShortcut(component, "http://" + std::string(component));
+    AddShortcut("C", "http://c/%");
+    AddShortcut("D", "http://d");
+    Prepare();
+    ReplacedImport<FormatCall> format("MsiFormatRecordA", RefuseSome);
+    formatRecord = &format;
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    // The engine expands the brackets of the first failure's line.
+    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://A"),
+                                   "CreateInetShortctus: FileName; Unable to format '" +
+                                       FileOf("B") + "', skipping this entry.",
+                                   "CreateInetShortcuts: VirutalDirectory; Unable to format "
+                                   "'http://c/%', skipping this entry.",
+                                   Wrote("D", "http://d"), Complete));
+    EXPECT_EQ(Content(FileOf("B")), "");
+    EXPECT_EQ(Content(FileOf("C")), "");
+}
+
+namespace {
+
+using FetchCall = UINT WINAPI(MSIHANDLE, MSIHANDLE*);
+ReplacedImport<FetchCall>* viewFetch;
+int goodFetches;
+UINT WINAPI FetchUntilFailure(MSIHANDLE view, MSIHANDLE* record) {
+    return goodFetches-- > 0 ? viewFetch->Original()(view, record) : ERROR_FUNCTION_FAILED;
+}
+UINT WINAPI FailToExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
+BOOL WINAPI FailToWrite(const char*, const char*, const char*, const char*) { return FALSE; }
+
+} // namespace
+
+TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
+    AddShortcut("A", "http://a");
+    AddShortcut("B", "http://b");
+    Prepare();
+    ReplacedImport<FetchCall> fetch("MsiViewFetch", FetchUntilFailure);
+    viewFetch = &fetch;
+    goodFetches = 1;
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
+                                   "CreateInetShortcuts: Got error at start of loop."));
+}
+
+TEST_F(InetShortcutsTest, AFailingWriteChangesNothingInTheLog) {
+    AddShortcut("A", "http://a");
+    Prepare();
+    const ReplacedImport<BOOL WINAPI(const char*, const char*, const char*, const char*)> write(
+        "WritePrivateProfileStringA", FailToWrite);
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"), Complete));
+}
+
+TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
+    AddShortcut("A", "http://a");
+    Prepare();
+    EXPECT_EQ(CreateInetShortcuts(0), ERROR_SUCCESS);
+    {
+        const ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute",
+                                                                        FailToExecute);
+        EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    }
+    Sql("DROP TABLE `HalcyonInetShortcuts`");
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(messages, IsEmpty());
+    EXPECT_EQ(Content(FileOf("A")), "");
+}

@@ -1,0 +1,285 @@
+#include "tests/support/counted_keys.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/session_test.h"
+
+#include <gmock/gmock.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char Counter[] = "KESTRELREDIRECTIONNUMBER";
+const char NoTable[] = "KestrelRedirection: KestrelRedirection table not present.";
+const char NoView[] = "KestrelRedirection: KestrelRedirection could not open a view.";
+const char Unknown[] = "KestrelRedirection failed of unknown error";
+const char Queried[] = "Result:         Registry successfully queried.";
+const char SameYes[] = "Result:         Registry key and value same as last entry, redirect.";
+const char SameNo[] = "Result:         Registry key and value same as last entry, no redirection.";
+const char NoKey[] = "Result:         Registry key failed";
+const char NoValue[] = "Result:         Registry value failed";
+
+using Lines = std::vector<std::string>;
+
+// What is logged of a row. A redirected one has a target.
+Lines RowLines(const std::string& directory, const std::string& key, const std::string& value,
+               const char* result, const std::string& target = "", const std::string& call = "1") {
+    Lines lines = {"KestrelRedirection - call " + call + std::string(42, '-'),
+                   "Directory:      " + directory, "Registry Key:   HKEY_LOCAL_MACHINE\\" + key,
+                   "Registry Value: " + value, result};
+    if (!target.empty()) {
+        lines.push_back("Target:         " + target);
+        lines.push_back("myMsiSetDirectory: Setting Directory " + directory + " = " + target);
+        lines.push_back("Status:         Successful redirection.");
+    }
+    return lines;
+}
+
+Lines operator+(Lines left, const Lines& right) {
+    left.insert(left.end(), right.begin(), right.end());
+    return left;
+}
+
+} // namespace
+
+class RedirectionTest : public SessionTest {
+protected:
+    void CreateTable() const {
+        // The engine puts the primary key's columns first: the order of the three is kept.
+        Sql("CREATE TABLE `KestrelRedirection` (`Directory_` CHAR(72) NOT NULL, `RegKey` LONGCHAR, "
+            "`RegValue` LONGCHAR, `CallNumber` SHORT PRIMARY KEY `Directory_`)");
+    }
+
+    void AddRow(const std::string& directory, const std::string& key, const std::string& value,
+                int call = 1) const {
+        Sql("INSERT INTO `KestrelRedirection` (`Directory_`, `RegKey`, `RegValue`, `CallNumber`) "
+            "VALUES ('" +
+            directory + "', '" + key + "', '" + value + "', " + std::to_string(call) + ")");
+    }
+
+    Lines Run(const std::string& denied = "") {
+        const CountedKeys counted(denied);
+        ClearMessages();
+        EXPECT_EQ(KestrelRedirection(session), ERROR_SUCCESS);
+        keysTried_ = counted.Tried();
+        return Log();
+    }
+
+    PrivateRegistry registry_;
+    int keysTried_ = 0;
+};
+
+TEST_F(RedirectionTest, CallsAlternateWhateverTheTable) {
+    for (const char* call : {"1", "2", "1", "2"}) {
+        EXPECT_THAT(Run(), ElementsAre(NoTable));
+        EXPECT_EQ(Property(Counter), call);
+    }
+    const struct {
+        const char* before;
+        const char* after;
+    } cases[] = {{"7", "2"},  {"8", "1"},  {"0", "1"},       {"-3", "0"},
+                 {"-2", "1"}, {" 5", "2"}, {"rubbish", "1"}, {"2x", "1"}};
+    for (const auto& row : cases) {
+        SetProperty(Counter, row.before);
+        Run();
+        EXPECT_EQ(Property(Counter), row.after) << row.before;
+    }
+}
+
+TEST_F(RedirectionTest, EachCallTakesItsOwnRows) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "One", "Path", "C:\\one\\");
+    registry_.Write(HKEY_LOCAL_MACHINE, "Two", "Path", "C:\\two\\");
+    AddRow("INSTALLDIR", "One", "Path", 1);
+    AddRow("SECONDDIR", "Two", "Path", 2);
+    Cost();
+    EXPECT_EQ(Run(), RowLines("INSTALLDIR", "One", "Path", Queried, "C:\\one\\"));
+    EXPECT_EQ(Property("INSTALLDIR"), "C:\\one\\");
+    EXPECT_EQ(Property("SECONDDIR"), "");
+    char target[MAX_PATH] = "";
+    DWORD size = sizeof target;
+    MsiGetTargetPathA(session, "INSTALLDIR", target, &size);
+    EXPECT_STREQ(target, "C:\\one\\");
+
+    EXPECT_EQ(Run(), RowLines("SECONDDIR", "Two", "Path", Queried, "C:\\two\\", "2"));
+    EXPECT_EQ(Property("SECONDDIR"), "C:\\two\\");
+    EXPECT_EQ(Run(), RowLines("INSTALLDIR", "One", "Path", Queried, "C:\\one\\"));
+    SetProperty(Counter, "-3");
+    EXPECT_THAT(Run(), IsEmpty()) << "no row belongs to call 0";
+}
+
+TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    registry_.Key(HKEY_LOCAL_MACHINE, "Other");
+    // The rows come sorted: A and D meet, and so do B, E and F.
+    AddRow("A", "Suite", "Path");
+    AddRow("B", "NoSuchKey", "Path");
+    AddRow("C", "Other", "NoSuchValue");
+    AddRow("D", "Suite", "Path");
+    AddRow("E", "NoSuchKey", "Path");
+    AddRow("F", "NoSuchKey", "Path");
+    const Lines log = Run();
+    EXPECT_EQ(keysTried_, 3);
+    EXPECT_EQ(std::count(log.begin(), log.end(), Queried), 1);
+    EXPECT_EQ(std::count(log.begin(), log.end(), SameYes), 1);
+    EXPECT_EQ(std::count(log.begin(), log.end(), NoKey), 1);
+    EXPECT_EQ(std::count(log.begin(), log.end(), SameNo), 2);
+    EXPECT_EQ(std::count(log.begin(), log.end(), NoValue), 1);
+    EXPECT_EQ(log.size(), 6 * 5 + 2 * 3u) << "only the redirected have a target";
+    for (const char* directory : {"A", "D"})
+        EXPECT_EQ(Property(directory), "C:\\suite\\") << directory;
+    for (const char* directory : {"B", "C", "E", "F"})
+        EXPECT_EQ(Property(directory), "") << directory;
+}
+
+TEST_F(RedirectionTest, LetterCaseMakesAnotherEntry) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    AddRow("A", "Suite", "Path");
+    AddRow("B", "SUITE", "Path");
+    AddRow("C", "Suite", "PATH");
+    const Lines log = Run();
+    EXPECT_EQ(std::count(log.begin(), log.end(), Queried), 3);
+    EXPECT_EQ(keysTried_, 3);
+}
+
+TEST_F(RedirectionTest, FieldsAreFormattedAndMayBeLong) {
+    CreateTable();
+    const std::string longName(1200, 'v');
+    const std::string longFolder = "C:\\" + std::string(1500, 'f');
+    SetProperty("LANGUAGE", "en");
+    SetProperty("PLACE", "INSTALLDIR");
+    SetProperty("LONG", longName);
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite\\en", longName.c_str(), longFolder);
+    AddRow("[PLACE]", "Suite\\[LANGUAGE]", "[LONG]");
+    EXPECT_EQ(Run(), RowLines("INSTALLDIR", "Suite\\en", longName, Queried, longFolder));
+    EXPECT_EQ(Property("INSTALLDIR"), longFolder);
+}
+
+TEST_F(RedirectionTest, AFieldThatCannotBeReadSkipsItsRow) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    AddRow("A", "", "Path");
+    AddRow("B", "Suite", "");
+    AddRow("C", "Suite", "Path");
+    const Lines empty = {"KestrelRedirection: Could not get string while processing results."};
+    EXPECT_EQ(Run(), empty + empty + RowLines("C", "Suite", "Path", Queried, "C:\\suite\\"));
+}
+
+TEST_F(RedirectionTest, KeyAndValueThatVanishInFormattingAreTakenForTheLastEntry) {
+    CreateTable();
+    AddRow("A", "[NOSUCHPROPERTY]", "[NOSUCHPROPERTY]");
+    EXPECT_EQ(Run(), RowLines("A", "", "", SameNo));
+}
+
+TEST_F(RedirectionTest, AFolderOutOfReachKeepsItsProperty) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "Q:\\gone");
+    AddRow("NOSUCHDIRECTORY", "Suite", "Path");
+    Cost();
+    const Lines log = Run();
+    const Lines unreached = {
+        "Target:         Q:\\gone",
+        "myMsiSetDirectory: Can't access drive Q:. Directory NOSUCHDIRECTORY will not be set to "
+        "Q:\\gone",
+        "Status:         Redirection failed (could not set property)."};
+    EXPECT_EQ(log, RowLines("NOSUCHDIRECTORY", "Suite", "Path", Queried) + unreached);
+    EXPECT_EQ(Property("NOSUCHDIRECTORY"), "");
+}
+
+namespace {
+
+using SetCall = UINT WINAPI(MSIHANDLE, const char*, const char*);
+UINT WINAPI RefuseProperty(MSIHANDLE, const char*, const char*) { return ERROR_FUNCTION_FAILED; }
+
+using SetFieldCall = UINT WINAPI(MSIHANDLE, UINT, const char*);
+using FormatCall = UINT WINAPI(MSIHANDLE, MSIHANDLE, char*, DWORD*);
+using FetchCall = UINT WINAPI(MSIHANDLE, MSIHANDLE*);
+ReplacedImport<SetFieldCall>* setField;
+ReplacedImport<FormatCall>* formatRecord;
+ReplacedImport<FetchCall>* viewFetch;
+int goodFetches;
+
+UINT WINAPI RefuseKeyField(MSIHANDLE record, UINT field, const char* text) {
+    return std::string(text) == "Refused" ? ERROR_INVALID_FIELD
+                                          : setField->Original()(record, field, text);
+}
+UINT WINAPI RefuseFormat(MSIHANDLE session, MSIHANDLE record, char* buffer, DWORD* size) {
+    char text[64] = "";
+    DWORD length = sizeof text;
+    MsiRecordGetStringA(record, 0, text, &length);
+    return text == std::string("Refused") ? ERROR_FUNCTION_FAILED
+                                          : formatRecord->Original()(session, record, buffer, size);
+}
+UINT WINAPI FetchUntilFailure(MSIHANDLE view, MSIHANDLE* record) {
+    return goodFetches-- > 0 ? viewFetch->Original()(view, record) : ERROR_FUNCTION_FAILED;
+}
+UINT WINAPI FailToExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
+
+} // namespace
+
+TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
+    CreateTable();
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    AddRow("A", "Refused", "Path");
+    AddRow("B", "Suite", "Path");
+    const Lines good = RowLines("B", "Suite", "Path", Queried, "C:\\suite\\");
+    const auto runAsFirstCall = [&](const std::string& denied = "") {
+        SetProperty(Counter, "");
+        return Run(denied);
+    };
+    {
+        ReplacedImport<SetFieldCall> set("MsiRecordSetStringA", RefuseKeyField);
+        setField = &set;
+        EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not set record string while "
+                                          "processing results."} +
+                                        good);
+    }
+    {
+        ReplacedImport<FormatCall> format("MsiFormatRecordA", RefuseFormat);
+        formatRecord = &format;
+        EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not format record while "
+                                          "processing results."} +
+                                        good);
+    }
+    {
+        ReplacedImport<FetchCall> fetch("MsiViewFetch", FetchUntilFailure);
+        viewFetch = &fetch;
+        goodFetches = 1;
+        EXPECT_EQ(runAsFirstCall(), RowLines("A", "Refused", "Path", NoKey) + Lines{Unknown});
+    }
+    {
+        const ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute",
+                                                                        FailToExecute);
+        SetProperty(Counter, "");
+        ClearMessages();
+        EXPECT_EQ(KestrelRedirection(session), ERROR_SUCCESS);
+        EXPECT_THAT(Log(), ElementsAre(NoView));
+    }
+    const Lines beforeResult(good.begin(), good.begin() + 4);
+    EXPECT_EQ(runAsFirstCall("Suite"),
+              RowLines("A", "Refused", "Path", NoKey) + beforeResult + Lines{Unknown})
+        << "a key that refuses access ends the call";
+    {
+        const ReplacedImport<SetCall> set("MsiSetPropertyA", RefuseProperty);
+        EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to set "
+                                       "KESTRELREDIRECTIONNUMBER property."));
+    }
+    EXPECT_EQ(KestrelRedirection(0), ERROR_SUCCESS);
+}
+
+TEST_F(RedirectionTest, ATableWithoutItsColumnsOpensNoView) {
+    Sql("CREATE TABLE `KestrelRedirection` (`Directory_` CHAR(72) NOT NULL, `RegKey` CHAR(72) "
+        "PRIMARY KEY `Directory_`)");
+    EXPECT_THAT(Run(), ElementsAre(NoView));
+}
+
+TEST_F(RedirectionTest, TheFirstThreeColumnsCountWhateverTheirNames) {
+    Sql("CREATE TABLE `KestrelRedirection` (`RegKey` CHAR(72) NOT NULL, `CallNumber` SHORT, "
+        "`RegValue` CHAR(72) PRIMARY KEY `RegKey`)");
+    Sql("INSERT INTO `KestrelRedirection` (`RegKey`, `CallNumber`, `RegValue`) VALUES ('k', 1, "
+        "'v')");
+    EXPECT_EQ(Run(), RowLines("k", "1", "v", NoKey));
+}
