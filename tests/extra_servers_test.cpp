@@ -348,9 +348,14 @@ TEST_F(SessionTest, RealClonesAreRemoved) {
                                                      "TRNWCentralMS_2"));
 }
 
-TEST_F(SessionTest, TheMachinesOwnServicesAreListed) {
+TEST_F(SessionTest, AllServicesOfTheMachineAreListed) {
+    // Names long enough that the first buffer cannot hold them all.
+    std::vector<std::unique_ptr<RealService>> added;
+    for (char last = 'a'; last <= 'j'; ++last)
+        added.push_back(std::make_unique<RealService>(std::string(200, 'x') + last));
     const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_ENUMERATE_SERVICE));
     const std::vector<std::string> names = ListServices(manager.Get());
-    for (const char* name : {"Eventlog", "MSIServer", "Winmgmt"})
+    for (const std::string& name : {std::string("Eventlog"), std::string("MSIServer"),
+                                    std::string(200, 'x') + 'a', std::string(200, 'x') + 'j'})
         EXPECT_THAT(names, testing::Contains(testing::StrCaseEq(name)));
 }

@@ -32,7 +32,7 @@ protected:
         services["S"] = SERVICE_STOPPED;
     }
 
-    int Change(bool start, std::deque<Status> statuses) {
+    int Change(bool start, const std::deque<Status>& statuses) {
         script = statuses;
         ClearMessages();
         opened.clear();
@@ -43,33 +43,77 @@ protected:
 
 } // namespace
 
-TEST_F(ServiceControlTest, AStartWaitsUntilTheServiceRuns) {
-    EXPECT_EQ(Change(true, {{SERVICE_STOPPED},
-                            {SERVICE_START_PENDING, 1, 20000},
-                            {SERVICE_START_PENDING, 2, 500},
-                            {SERVICE_RUNNING, 0, 0}}),
-              1);
-    EXPECT_THAT(Trace(), ElementsAre("Attempting to start Service S", "<StartService S>",
-                                     "Expecting SERVICE_RUNNING",
-                                     StatusLine(1, "SERVICE_START_PENDING", 20000), "<Sleep 2000>",
-                                     StatusLine(2, "SERVICE_START_PENDING", 500), "<Sleep 1000>",
-                                     StatusLine(0, "SERVICE_RUNNING", 0),
-                                     "Expected Service Status SERVICE_RUNNING reached",
-                                     "ControlService function exiting (1)"));
-    EXPECT_THAT(opened, ElementsAre("manager 0x1", "S 0x14"));
-}
-
-TEST_F(ServiceControlTest, AStopWaitsUntilTheServiceStands) {
-    services["S"] = SERVICE_RUNNING;
-    EXPECT_EQ(Change(false, {{SERVICE_RUNNING}, {SERVICE_STOP_PENDING, 7, 0}, {SERVICE_STOPPED}}),
-              1);
-    EXPECT_THAT(Trace(),
-                ElementsAre("Attempting to stop Service S", "<ControlService S>",
-                            "Expecting SERVICE_STOPPED", StatusLine(7, "SERVICE_STOP_PENDING", 0),
-                            "<Sleep 1000>", StatusLine(0, "SERVICE_STOPPED", 0),
-                            "Expected Service Status SERVICE_STOPPED reached",
-                            "ControlService function exiting (1)"));
-    EXPECT_THAT(opened, ElementsAre("manager 0x1", "S 0x24"));
+TEST_F(ServiceControlTest, TheWaitLogsEveryLookUntilItEnds) {
+    const Lines started = {"Attempting to start Service S", "<StartService S>",
+                           "Expecting SERVICE_RUNNING"};
+    const Lines stopped = {"Attempting to stop Service S", "<ControlService S>",
+                           "Expecting SERVICE_STOPPED"};
+    const std::string running = "Expected Service Status SERVICE_RUNNING reached";
+    const std::string unreadable = "ChangeService: Service: S: QueryServiceStatus failed 6";
+    const std::string settled = "ChangeService: Service: S: invalid state. Expecting: ";
+    const Status fails = {0, 0, 0, ERROR_INVALID_HANDLE};
+    const struct {
+        const char* what;
+        bool start;
+        std::deque<Status> statuses; // the first one before the request
+        Lines trace;                 // after the request
+        int result;
+    } cases[] = {
+        {"starts",
+         true,
+         {{SERVICE_STOPPED}, {SERVICE_START_PENDING, 1, 20000}, {SERVICE_RUNNING, 0, 500}},
+         {StatusLine(1, "SERVICE_START_PENDING", 20000), "<Sleep 2000>",
+          StatusLine(0, "SERVICE_RUNNING", 500), running},
+         1},
+        {"stops",
+         false,
+         {{SERVICE_RUNNING}, {SERVICE_STOP_PENDING, 7}, {SERVICE_STOPPED}},
+         {StatusLine(7, "SERVICE_STOP_PENDING", 0), "<Sleep 1000>",
+          StatusLine(0, "SERVICE_STOPPED", 0), "Expected Service Status SERVICE_STOPPED reached"},
+         1},
+        {"one look at the old state is not settled",
+         true,
+         {{SERVICE_STOPPED}, {SERVICE_STOPPED}, {SERVICE_RUNNING}},
+         {StatusLine(0, "SERVICE_STOPPED", 0), "<Sleep 1000>", StatusLine(0, "SERVICE_RUNNING", 0),
+          running},
+         1},
+        {"stops by itself",
+         true,
+         {{SERVICE_STOPPED}, {SERVICE_START_PENDING, 1}, {SERVICE_STOPPED}, {SERVICE_STOPPED}},
+         {StatusLine(1, "SERVICE_START_PENDING", 0), "<Sleep 1000>",
+          StatusLine(0, "SERVICE_STOPPED", 0), "<Sleep 1000>", StatusLine(0, "SERVICE_STOPPED", 0),
+          settled + "SERVICE_RUNNING, Got: SERVICE_STOPPED", "ntservice Error: "},
+         0},
+        {"settles in a state without a name",
+         false,
+         {{SERVICE_PAUSED}, {9}, {9}},
+         {StatusLine(0, "Unknown State", 0), "<Sleep 1000>", StatusLine(0, "Unknown State", 0),
+          settled + "SERVICE_STOPPED, Got: Unknown State", "ntservice Error: "},
+         0},
+        {"unreadable at once", true, {{SERVICE_STOPPED}, fails}, {unreadable}, 0},
+        {"unreadable later",
+         true,
+         {{SERVICE_STOPPED}, {SERVICE_START_PENDING}, fails},
+         {StatusLine(0, "SERVICE_START_PENDING", 0), "<Sleep 1000>", unreadable},
+         0},
+        {"unreadable before the request only",
+         true,
+         {fails, {SERVICE_RUNNING}},
+         {StatusLine(0, "SERVICE_RUNNING", 0), running},
+         1},
+    };
+    for (const auto& row : cases) {
+        services["S"] = row.start ? SERVICE_STOPPED : SERVICE_RUNNING;
+        EXPECT_EQ(Change(row.start, row.statuses), row.result) << row.what;
+        Lines expected;
+        if (row.statuses.front().error != ERROR_SUCCESS)
+            expected.push_back(unreadable);
+        for (const Lines& part : {row.start ? started : stopped, row.trace})
+            expected.insert(expected.end(), part.begin(), part.end());
+        expected.push_back(Format("ControlService function exiting (%d)", row.result));
+        EXPECT_EQ(Trace(), expected) << row.what;
+        EXPECT_THAT(opened, ElementsAre("manager 0x1", row.start ? "S 0x14" : "S 0x24"));
+    }
 }
 
 TEST_F(ServiceControlTest, AServiceThatIsThereAlreadyIsNotAsked) {
@@ -124,31 +168,6 @@ TEST_F(ServiceControlTest, RefusedCallsEndTheChangeWithTheirLine) {
     }
 }
 
-TEST_F(ServiceControlTest, AFirstQueryThatFailsDoesNotKeepFromAsking) {
-    EXPECT_EQ(Change(true, {{0, 0, 0, 1168}, {SERVICE_RUNNING}}), 1);
-    EXPECT_THAT(Trace(),
-                ElementsAre("ChangeService: Service: S: QueryServiceStatus failed 1168",
-                            "Attempting to start Service S", "<StartService S>",
-                            "Expecting SERVICE_RUNNING", StatusLine(0, "SERVICE_RUNNING", 0),
-                            "Expected Service Status SERVICE_RUNNING reached",
-                            "ControlService function exiting (1)"));
-}
-
-TEST_F(ServiceControlTest, AQueryThatFailsDuringTheWaitEndsIt) {
-    EXPECT_EQ(Change(true, {{SERVICE_STOPPED}, {0, 0, 0, 6}}), 0);
-    EXPECT_THAT(Trace(), ElementsAre("Attempting to start Service S", "<StartService S>",
-                                     "Expecting SERVICE_RUNNING",
-                                     "ChangeService: Service: S: QueryServiceStatus failed 6",
-                                     "ControlService function exiting (0)"));
-
-    EXPECT_EQ(Change(true, {{SERVICE_STOPPED}, {SERVICE_START_PENDING}, {0, 0, 0, 6}}), 0);
-    EXPECT_THAT(Trace(), ElementsAre("Attempting to start Service S", "<StartService S>",
-                                     "Expecting SERVICE_RUNNING",
-                                     StatusLine(0, "SERVICE_START_PENDING", 0), "<Sleep 1000>",
-                                     "ChangeService: Service: S: QueryServiceStatus failed 6",
-                                     "ControlService function exiting (0)"));
-}
-
 TEST_F(ServiceControlTest, TheSixthStallInARowEndsTheWait) {
     std::deque<Status> statuses = {{SERVICE_STOPPED}};
     statuses.insert(statuses.end(), 50, {SERVICE_START_PENDING, 4, 0});
@@ -173,29 +192,6 @@ TEST_F(ServiceControlTest, ACheckPointThatMovesForgivesTheStalls) {
     EXPECT_EQ(Change(true, statuses), 1);
     EXPECT_TRUE(Contains(Trace(), StallLine(4, 2, 2)));
     EXPECT_FALSE(Contains(Trace(), "updated 5 time(s)"));
-}
-
-TEST_F(ServiceControlTest, AServiceThatSettlesElsewhereEndsTheWait) {
-    EXPECT_EQ(Change(true, {{SERVICE_STOPPED},
-                            {SERVICE_START_PENDING, 1, 0},
-                            {SERVICE_STOPPED},
-                            {SERVICE_STOPPED}}),
-              0);
-    EXPECT_THAT(Trace(),
-                ElementsAre("Attempting to start Service S", "<StartService S>",
-                            "Expecting SERVICE_RUNNING", StatusLine(1, "SERVICE_START_PENDING", 0),
-                            "<Sleep 1000>", StatusLine(0, "SERVICE_STOPPED", 0), "<Sleep 1000>",
-                            StatusLine(0, "SERVICE_STOPPED", 0),
-                            "ChangeService: Service: S: invalid state. Expecting: "
-                            "SERVICE_RUNNING, Got: SERVICE_STOPPED",
-                            "ntservice Error: ", "ControlService function exiting (0)"));
-
-    services["S"] = SERVICE_RUNNING;
-    EXPECT_EQ(Change(false, {{SERVICE_RUNNING}, {9}, {9}}), 0);
-    EXPECT_TRUE(Contains(Trace(), "Expecting: SERVICE_STOPPED, Got: Unknown State"));
-    services["S"] = SERVICE_STOPPED;
-    EXPECT_EQ(Change(true, {{SERVICE_STOPPED}, {SERVICE_STOPPED}, {SERVICE_RUNNING}}), 1)
-        << "one look at the old state is not settled";
 }
 
 TEST_F(ServiceControlTest, ALongHintIsPolledEveryFiveSeconds) {
