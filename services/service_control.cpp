@@ -13,6 +13,9 @@ const DWORD LongestSleep = 5000; // milliseconds
 const DWORD StallSleep = 2000;   // milliseconds
 const int ToleratedStalls = 5;
 
+const char StallLine[] =
+    "ChangeService: Service: %s: check point was not updated %d time(s). Old: %d, New: %d";
+
 bool QueryStatus(MSIHANDLE session, const std::string& name, SC_HANDLE service,
                  SERVICE_STATUS& status) {
     if (QueryServiceStatus(service, &status))
@@ -62,11 +65,9 @@ bool AwaitState(MSIHANDLE session, const std::string& name, SC_HANDLE service, D
         if (progress == Progress::Advanced)
             stalls = 0;
         if (progress == Progress::Stalled) {
-            LogMessage(session,
-                       Format("ChangeService: Service: %s: check point was not updated %d "
-                              "time(s). Old: %d, New: %d",
-                              name.c_str(), stalls, static_cast<int>(poll.PreviousCheckPoint()),
-                              static_cast<int>(status.dwCheckPoint)));
+            LogMessage(session, Format(StallLine, name.c_str(), stalls,
+                                       static_cast<int>(poll.PreviousCheckPoint()),
+                                       static_cast<int>(status.dwCheckPoint)));
             if (stalls == ToleratedStalls)
                 return false;
             ++stalls;
