@@ -236,13 +236,6 @@ TEST_F(ProgramsTest, OutputArrivesWholeAndInOrder) {
     }
 }
 
-TEST_F(ProgramsTest, PiecesPrintedApartArriveApart) {
-    const Calls watched;
-    const std::string commandLine = Child("print 3 pause 300 print 2");
-    RunRedistProgram(session, commandLine, 0, true);
-    EXPECT_THAT(Log(), ElementsAre("abc", "ab", Ended(commandLine, "0")));
-}
-
 TEST_F(ProgramsTest, OutputAfterTheLastPollIsNotRead) {
     Calls watched;
     watched.endsAtPoll = 1;
