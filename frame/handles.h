@@ -77,5 +77,20 @@ struct ServiceHandleTraits {
 };
 // The service manager, or one service.
 using ServiceHandle = Owner<ServiceHandleTraits>;
+struct KernelHandleTraits {
+    using Value = HANDLE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { CloseHandle(value); }
+};
+// A process, thread, token or pipe end.
+using KernelHandle = Owner<KernelHandleTraits>;
+
+struct LibraryTraits {
+    using Value = HMODULE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { FreeLibrary(value); }
+};
+// A library loaded at run time.
+using Library = Owner<LibraryTraits>;
 
 } // namespace setupactions
