@@ -73,6 +73,30 @@ struct LocalMemoryTraits {
 // A text that the system allocated for the caller.
 using LocalText = Owner<LocalMemoryTraits>;
 
+struct ServiceHandleTraits {
+    using Value = SC_HANDLE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { CloseServiceHandle(value); }
+};
+// The service manager, or one service.
+using ServiceHandle = Owner<ServiceHandleTraits>;
+
+struct KernelHandleTraits {
+    using Value = HANDLE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { CloseHandle(value); }
+};
+// A process, thread, token or pipe end.
+using KernelHandle = Owner<KernelHandleTraits>;
+
+struct LibraryTraits {
+    using Value = HMODULE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { FreeLibrary(value); }
+};
+// A library loaded at run time.
+using Library = Owner<LibraryTraits>;
+
 struct HeapMemoryTraits {
     using Value = void*;
     static Value None() { return nullptr; }
