@@ -19,6 +19,14 @@ installer() {
     tr -d '\r' <"$log" >"$work/$log"
 }
 
+# The machine has ASP.NET, or what the sample package takes for it.
+mkdir aspnet
+touch aspnet/aspnet_regiis.exe
+aspnet='HKLM\SOFTWARE\Microsoft\ASP.NET\1.1.4322.0'
+for value in 'DllFullPath C:\aspnet\aspnet_isapi.dll' 'Path C:\aspnet'; do
+    "$REPO/scripts/engine-exec" reg add "$aspnet" /v "${value%% *}" /d "${value#* }" >"$work/reg.log"
+done
+
 take_snapshot "$WINEPREFIX" "$work/before"
 check "the package installs" installer install.log /i 'P:\sample.msi' SAMPLESERVER=alpha
 check "its file is there" test -f "Program Files/Setupactions Sample/readme.txt"
@@ -26,6 +34,23 @@ check "a deferred action logs the data it was handed" has "$work/install.log" "R
 check "also the path of an installed file" \
     has "$work/install.log" 'ReportSampleData: readme is C:\Program Files\Setupactions Sample\readme.txt'
 check "GetPid told which process runs the actions" grep -q 'ReportSampleData: MSIEXECPID is [0-9]' "$work/install.log"
+
+web="Program Files/Setupactions Sample"
+pages="$web/Web Content/Enterprise11/desktoplaunch/en"
+check "a launch condition that does not hold is told" \
+    has "$work/install.log" "No port is set for the server alpha; it will listen on its usual one."
+check "so is one without a condition" has "$work/install.log" "This is a demonstration; do not use it in production."
+check "one that holds is not" has_not "$work/install.log" "The server needs Windows NT."
+check "ASP.NET is found" has "$work/install.log" \
+    "SetASPDotNetDllPath: ISAPI DLL is 'C:\\aspnet\\aspnet_isapi.dll', IIS Reg is 'C:\\aspnet\\aspnet_regiis.exe'"
+check "a redirected directory's file is in the folder of the registry" test -f "Program Files/Common Files/suite_shared.txt"
+check "each call of the redirection takes its own rows" \
+    test "$(grep -c 'KestrelRedirection - call 1-' "$work/install.log") $(grep -c 'KestrelRedirection - call 2-' "$work/install.log")" = "5 1"
+check "a shortcut leads to the server" grep -q '^URL=http://alpha/suite/desktoplaunch/en/' "$web/launchpad.url"
+check "a shortcut's address may be empty" grep -q $'^URL=\r$' "$web/home.url"
+check "the ASP.NET launch page is the default page" has "$pages/default.htm" "ASP.NET launch page"
+check "the plain one is the other" has "$pages/default_dotnet.htm" "Plain launch page"
+
 check "the package is removed" installer remove.log /x 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$work/after"
 show_difference "$work/before" "$work/after" >"$work/left"
