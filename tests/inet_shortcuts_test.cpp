@@ -1,3 +1,4 @@
+#include "tests/support/failing_installer_calls.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
@@ -121,30 +122,13 @@ TEST_F(InetShortcutsTest, FilesOfComponentsThatAreNotInstallingStayUntouched) {
     EXPECT_EQ(Content(FileOf("Installed")), "[InternetShortcut]\r\nURL=http://installed\r\n");
 }
 
-namespace {
-
-using FormatCall = UINT WINAPI(MSIHANDLE, MSIHANDLE, char*, DWORD*);
-ReplacedImport<FormatCall>* formatRecord;
-UINT WINAPI RefuseSome(MSIHANDLE session, MSIHANDLE record, char* buffer, DWORD* size) {
-    char text[64] = "";
-    DWORD length = sizeof text;
-    MsiRecordGetStringA(record, 0, text, &length);
-    for (const char* refused : {"[#fileB]", "http://c/%"})
-        if (text == std::string(refused))
-            return ERROR_FUNCTION_FAILED;
-    return formatRecord->Original()(session, record, buffer, size);
-}
-
-} // namespace
-
 TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
     for (const char* component : {"A", "B"})
         AddShortcut(component, "http://" + std::string(component));
     AddShortcut("C", "http://c/%");
     AddShortcut("D", "http://d");
     Prepare();
-    ReplacedImport<FormatCall> format("MsiFormatRecordA", RefuseSome);
-    formatRecord = &format;
+    const FailingFormat format({"[#fileB]", "http://c/%"});
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     // The engine expands the brackets of the first failure's line.
     EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://A"),
@@ -159,13 +143,6 @@ TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
 
 namespace {
 
-using FetchCall = UINT WINAPI(MSIHANDLE, MSIHANDLE*);
-ReplacedImport<FetchCall>* viewFetch;
-int goodFetches;
-UINT WINAPI FetchUntilFailure(MSIHANDLE view, MSIHANDLE* record) {
-    return goodFetches-- > 0 ? viewFetch->Original()(view, record) : ERROR_FUNCTION_FAILED;
-}
-UINT WINAPI FailToExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
 BOOL WINAPI FailToWrite(const char*, const char*, const char*, const char*) { return FALSE; }
 
 } // namespace
@@ -174,9 +151,7 @@ TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
     AddShortcut("A", "http://a");
     AddShortcut("B", "http://b");
     Prepare();
-    ReplacedImport<FetchCall> fetch("MsiViewFetch", FetchUntilFailure);
-    viewFetch = &fetch;
-    goodFetches = 1;
+    const FailingFetch fetch(1);
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
                                    "CreateInetShortcuts: Got error at start of loop."));
@@ -196,8 +171,7 @@ TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
     Prepare();
     EXPECT_EQ(CreateInetShortcuts(0), ERROR_SUCCESS);
     {
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute",
-                                                                        FailToExecute);
+        const FailingExecute execute;
         EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     }
     Sql("DROP TABLE `HalcyonInetShortcuts`");

@@ -1,3 +1,4 @@
+#include "tests/support/failing_installer_calls.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
@@ -52,14 +53,6 @@ TEST_F(LaunchConditionsTest, EveryConditionThatIsNotTrueIsShownInTheTablesOrder)
 
 namespace {
 
-ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE*)>* viewFetch;
-int goodFetches;
-UINT WINAPI FetchUntilFailure(MSIHANDLE view, MSIHANDLE* record) {
-    return goodFetches-- > 0 ? viewFetch->Original()(view, record) : ERROR_FUNCTION_FAILED;
-}
-
-UINT WINAPI FailToExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
-
 struct Sent {
     INSTALLMESSAGE type;
     UINT fields;
@@ -89,9 +82,7 @@ TEST_F(LaunchConditionsTest, TheUsersAnswerStopsNothing) {
 TEST_F(LaunchConditionsTest, AFailingFetchEndsTheRunAfterWhatWasShown) {
     AddRow("", "first");
     AddRow("", "second");
-    ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE*)> fetch("MsiViewFetch", FetchUntilFailure);
-    viewFetch = &fetch;
-    goodFetches = 1;
+    const FailingFetch fetch(1);
     EXPECT_EQ(CheckHalcyonCondition(session), ERROR_SUCCESS);
     EXPECT_THAT(Shown(), ElementsAre("first"));
 }
@@ -100,8 +91,7 @@ TEST_F(LaunchConditionsTest, WithoutAReadableTableNothingIsShown) {
     AddRow("", "first");
     EXPECT_EQ(CheckHalcyonCondition(0), static_cast<UINT>(ERROR_INVALID_HANDLE));
     {
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute",
-                                                                        FailToExecute);
+        const FailingExecute execute;
         EXPECT_EQ(CheckHalcyonCondition(session), ERROR_SUCCESS);
     }
     Sql("DROP TABLE `HalcyonCondition`");

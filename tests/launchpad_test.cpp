@@ -125,10 +125,10 @@ TEST_F(LaunchpadTest, AFailingRenameLeavesWhatTheEarlierOnesMade) {
 
 namespace {
 
-ReplacedImport<BOOL WINAPI(const char*, const char*)>* moveFile;
+using MoveCall = BOOL WINAPI(const char*, const char*);
+MoveCall* moveFile;
 BOOL WINAPI RefuseTheTemporaryPage(const char* from, const char* to) {
-    return std::string(from).find("tempDefaultFile") == std::string::npos &&
-           moveFile->Original()(from, to);
+    return std::string(from).find("tempDefaultFile") == std::string::npos && moveFile(from, to);
 }
 
 UINT WINAPI NoProperty(MSIHANDLE, const char*, char*, DWORD*) { return ERROR_INVALID_HANDLE; }
@@ -136,8 +136,8 @@ UINT WINAPI NoProperty(MSIHANDLE, const char*, char*, DWORD*) { return ERROR_INV
 } // namespace
 
 TEST_F(LaunchpadTest, TheLastRenameMayFailToo) {
-    ReplacedImport<BOOL WINAPI(const char*, const char*)> move("MoveFileA", RefuseTheTemporaryPage);
-    moveFile = &move;
+    const ReplacedImport<MoveCall> move("MoveFileA", RefuseTheTemporaryPage);
+    moveFile = move.Original();
     EXPECT_THAT(Run(), ElementsAre("Unable to rename TempFile to dotnet"));
     EXPECT_EQ(Pages(), "dotnet - plain");
 }

@@ -1,4 +1,5 @@
 #include "tests/support/counted_keys.h"
+#include "tests/support/failing_installer_calls.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
@@ -66,6 +67,12 @@ protected:
         return Log();
     }
 
+    // The table, and one registry key with a folder in it.
+    void CreateTableAndSuite(const std::string& folder = "C:\\suite\\") const {
+        CreateTable();
+        registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", folder);
+    }
+
     PrivateRegistry registry_;
     int keysTried_ = 0;
 };
@@ -110,8 +117,7 @@ TEST_F(RedirectionTest, EachCallTakesItsOwnRows) {
 }
 
 TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
-    CreateTable();
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    CreateTableAndSuite();
     registry_.Key(HKEY_LOCAL_MACHINE, "Other");
     // The rows come sorted: A and D meet, and so do B, E and F.
     AddRow("A", "Suite", "Path");
@@ -135,8 +141,7 @@ TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
 }
 
 TEST_F(RedirectionTest, LetterCaseMakesAnotherEntry) {
-    CreateTable();
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    CreateTableAndSuite();
     AddRow("A", "Suite", "Path");
     AddRow("B", "SUITE", "Path");
     AddRow("C", "Suite", "PATH");
@@ -159,8 +164,7 @@ TEST_F(RedirectionTest, FieldsAreFormattedAndMayBeLong) {
 }
 
 TEST_F(RedirectionTest, AFieldThatCannotBeReadSkipsItsRow) {
-    CreateTable();
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    CreateTableAndSuite();
     AddRow("A", "", "Path");
     AddRow("B", "Suite", "");
     AddRow("C", "Suite", "Path");
@@ -175,8 +179,7 @@ TEST_F(RedirectionTest, KeyAndValueThatVanishInFormattingAreTakenForTheLastEntry
 }
 
 TEST_F(RedirectionTest, AFolderOutOfReachKeepsItsProperty) {
-    CreateTable();
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "Q:\\gone");
+    CreateTableAndSuite("Q:\\gone");
     AddRow("NOSUCHDIRECTORY", "Suite", "Path");
     Cost();
     const Lines log = Run();
@@ -195,34 +198,15 @@ using SetCall = UINT WINAPI(MSIHANDLE, const char*, const char*);
 UINT WINAPI RefuseProperty(MSIHANDLE, const char*, const char*) { return ERROR_FUNCTION_FAILED; }
 
 using SetFieldCall = UINT WINAPI(MSIHANDLE, UINT, const char*);
-using FormatCall = UINT WINAPI(MSIHANDLE, MSIHANDLE, char*, DWORD*);
-using FetchCall = UINT WINAPI(MSIHANDLE, MSIHANDLE*);
-ReplacedImport<SetFieldCall>* setField;
-ReplacedImport<FormatCall>* formatRecord;
-ReplacedImport<FetchCall>* viewFetch;
-int goodFetches;
-
-UINT WINAPI RefuseKeyField(MSIHANDLE record, UINT field, const char* text) {
-    return std::string(text) == "Refused" ? ERROR_INVALID_FIELD
-                                          : setField->Original()(record, field, text);
+SetFieldCall* setField;
+UINT WINAPI RefuseField(MSIHANDLE record, UINT field, const char* text) {
+    return std::string(text) == "Refused" ? ERROR_INVALID_FIELD : setField(record, field, text);
 }
-UINT WINAPI RefuseFormat(MSIHANDLE session, MSIHANDLE record, char* buffer, DWORD* size) {
-    char text[64] = "";
-    DWORD length = sizeof text;
-    MsiRecordGetStringA(record, 0, text, &length);
-    return text == std::string("Refused") ? ERROR_FUNCTION_FAILED
-                                          : formatRecord->Original()(session, record, buffer, size);
-}
-UINT WINAPI FetchUntilFailure(MSIHANDLE view, MSIHANDLE* record) {
-    return goodFetches-- > 0 ? viewFetch->Original()(view, record) : ERROR_FUNCTION_FAILED;
-}
-UINT WINAPI FailToExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
 
 } // namespace
 
 TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
-    CreateTable();
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
+    CreateTableAndSuite();
     AddRow("A", "Refused", "Path");
     AddRow("B", "Suite", "Path");
     const Lines good = RowLines("B", "Suite", "Path", Queried, "C:\\suite\\");
@@ -231,32 +215,25 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
         return Run(denied);
     };
     {
-        ReplacedImport<SetFieldCall> set("MsiRecordSetStringA", RefuseKeyField);
-        setField = &set;
+        const ReplacedImport<SetFieldCall> set("MsiRecordSetStringA", RefuseField);
+        setField = set.Original();
         EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not set record string while "
                                           "processing results."} +
                                         good);
     }
     {
-        ReplacedImport<FormatCall> format("MsiFormatRecordA", RefuseFormat);
-        formatRecord = &format;
+        const FailingFormat format({"Refused"});
         EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not format record while "
                                           "processing results."} +
                                         good);
     }
     {
-        ReplacedImport<FetchCall> fetch("MsiViewFetch", FetchUntilFailure);
-        viewFetch = &fetch;
-        goodFetches = 1;
+        const FailingFetch fetch(1);
         EXPECT_EQ(runAsFirstCall(), RowLines("A", "Refused", "Path", NoKey) + Lines{Unknown});
     }
     {
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute",
-                                                                        FailToExecute);
-        SetProperty(Counter, "");
-        ClearMessages();
-        EXPECT_EQ(KestrelRedirection(session), ERROR_SUCCESS);
-        EXPECT_THAT(Log(), ElementsAre(NoView));
+        const FailingExecute execute;
+        EXPECT_THAT(runAsFirstCall(), ElementsAre(NoView));
     }
     const Lines beforeResult(good.begin(), good.begin() + 4);
     EXPECT_EQ(runAsFirstCall("Suite"),
