@@ -1,5 +1,4 @@
 #include "tests/support/failing_installer_calls.h"
-#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
@@ -141,12 +140,6 @@ TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
     EXPECT_EQ(Content(FileOf("C")), "");
 }
 
-namespace {
-
-BOOL WINAPI FailToWrite(const char*, const char*, const char*, const char*) { return FALSE; }
-
-} // namespace
-
 TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
     AddShortcut("A", "http://a");
     AddShortcut("B", "http://b");
@@ -155,15 +148,6 @@ TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
                                    "CreateInetShortcuts: Got error at start of loop."));
-}
-
-TEST_F(InetShortcutsTest, AFailingWriteChangesNothingInTheLog) {
-    AddShortcut("A", "http://a");
-    Prepare();
-    const ReplacedImport<BOOL WINAPI(const char*, const char*, const char*, const char*)> write(
-        "WritePrivateProfileStringA", FailToWrite);
-    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"), Complete));
 }
 
 TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {

@@ -1,5 +1,4 @@
 #include "tests/support/failing_installer_calls.h"
-#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
@@ -49,34 +48,6 @@ TEST_F(LaunchConditionsTest, EveryConditionThatIsNotTrueIsShownInTheTablesOrder)
     EXPECT_THAT(Shown(), ElementsAre("false: alpha", "empty", "malformed", "unset",
                                      longText + " " + std::string(1200, 'p')));
     EXPECT_THAT(Log(), IsEmpty());
-}
-
-namespace {
-
-struct Sent {
-    INSTALLMESSAGE type;
-    UINT fields;
-};
-std::vector<Sent> sent;
-int WINAPI CancelMessage(MSIHANDLE, INSTALLMESSAGE type, MSIHANDLE record) {
-    sent.push_back({type, MsiRecordGetFieldCount(record)});
-    return IDCANCEL;
-}
-
-} // namespace
-
-TEST_F(LaunchConditionsTest, TheUsersAnswerStopsNothing) {
-    AddRow("", "first");
-    AddRow("", "second");
-    const ReplacedImport<int WINAPI(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE)> process(
-        "MsiProcessMessage", CancelMessage);
-    sent.clear();
-    EXPECT_EQ(CheckHalcyonCondition(session), ERROR_SUCCESS);
-    ASSERT_EQ(sent.size(), 2u);
-    for (const Sent& message : sent) {
-        EXPECT_EQ(message.type, static_cast<INSTALLMESSAGE>(0x01000000));
-        EXPECT_EQ(message.fields, 1u);
-    }
 }
 
 TEST_F(LaunchConditionsTest, AFailingFetchEndsTheRunAfterWhatWasShown) {
