@@ -53,6 +53,8 @@ check "each call of the redirection takes its own rows" \
     test "$(grep -c 'KestrelRedirection - call 1-' "$work/install.log") $(grep -c 'KestrelRedirection - call 2-' "$work/install.log")" = "5 1"
 check "a shortcut leads to the server" grep -q '^URL=http://alpha/suite/desktoplaunch/en/' "$web/launchpad.url"
 check "a shortcut's address may be empty" grep -q $'^URL=\r$' "$web/home.url"
+check "the shortcut of a component left out is not made" \
+    has "$work/install.log" "CreateInetShortcuts: Component 'ConnectorShortcut' not installing, no keypath created."
 check "the ASP.NET launch page is the default page" has "$pages/default.htm" "ASP.NET launch page"
 check "the plain one is the other" has "$pages/default_dotnet.htm" "Plain launch page"
 
