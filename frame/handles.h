@@ -94,4 +94,19 @@ struct ServiceHandleTraits {
 // The service manager, or one service.
 using ServiceHandle = Owner<ServiceHandleTraits>;
 
+struct RegistryKeyTraits {
+    using Value = HKEY;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { RegCloseKey(value); }
+};
+using RegistryKey = Owner<RegistryKeyTraits>;
+
+struct FileTraits {
+    using Value = HANDLE;
+    static Value None() { return INVALID_HANDLE_VALUE; }
+    static void Close(Value value) { CloseHandle(value); }
+};
+// An open file or folder.
+using FileHandle = Owner<FileTraits>;
+
 } // namespace setupactions
