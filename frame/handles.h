@@ -37,6 +37,9 @@ public:
         value_ = value;
     }
 
+    // Closes what is owned and answers what the closing call did.
+    auto Close() { return Traits::Close(Release()); }
+
     // Gives the handle away; the caller closes it.
     Value Release() {
         const Value value = value_;
@@ -94,13 +97,13 @@ struct LibraryTraits {
 // A library loaded at run time.
 using Library = Owner<LibraryTraits>;
 
-struct ServiceHandleTraits {
-    using Value = SC_HANDLE;
+struct HeapMemoryTraits {
+    using Value = void*;
     static Value None() { return nullptr; }
-    static void Close(Value value) { CloseServiceHandle(value); }
+    static bool Close(Value value) { return HeapFree(GetProcessHeap(), 0, value) != FALSE; }
 };
-// The service manager, or one service.
-using ServiceHandle = Owner<ServiceHandleTraits>;
+// A block of the process heap.
+using HeapBlock = Owner<HeapMemoryTraits>;
 
 struct RegistryKeyTraits {
     using Value = HKEY;
@@ -108,6 +111,14 @@ struct RegistryKeyTraits {
     static void Close(Value value) { RegCloseKey(value); }
 };
 using RegistryKey = Owner<RegistryKeyTraits>;
+
+struct SearchTraits {
+    using Value = HANDLE;
+    static Value None() { return INVALID_HANDLE_VALUE; }
+    static bool Close(Value value) { return FindClose(value) != FALSE; }
+};
+// A search through the entries of a folder.
+using SearchHandle = Owner<SearchTraits>;
 
 struct FileTraits {
     using Value = HANDLE;

@@ -23,7 +23,7 @@ protected:
         EXPECT_EQ(MsiUnMergeFiles(session), ERROR_SUCCESS);
     }
 
-    std::string Target() const { return ReadBytes(Path("target")); }
+    std::string Target() { return ReadBytes(Path("target")); }
 };
 
 std::string Join(const std::vector<std::string>& lines) {

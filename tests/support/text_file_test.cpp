@@ -21,13 +21,6 @@ std::vector<std::string> FilesIn(const std::string& folder) {
     return paths;
 }
 
-void DeleteFilesIn(const std::string& folder) {
-    for (const std::string& path : FilesIn(folder)) {
-        SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-        EXPECT_TRUE(DeleteFileA(path.c_str())) << path;
-    }
-}
-
 } // namespace
 
 void TextFileTest::SetUp() {
@@ -35,9 +28,7 @@ void TextFileTest::SetUp() {
     char outer[MAX_PATH] = "";
     GetTempPathA(MAX_PATH, outer);
     outerTemporary_ = outer;
-    folder_ = outerTemporary_ + "text" + std::to_string(GetCurrentProcessId()) + "\\";
-    temporary_ = folder_ + "temporary\\";
-    ASSERT_TRUE(CreateDirectoryA(folder_.c_str(), nullptr)) << folder_;
+    temporary_ = Scratch() + "temporary\\";
     ASSERT_TRUE(CreateDirectoryA(temporary_.c_str(), nullptr));
     SetEnvironmentVariableA("TMP", temporary_.c_str());
 }
@@ -45,22 +36,20 @@ void TextFileTest::SetUp() {
 void TextFileTest::TearDown() {
     EXPECT_EQ(TakeLeftovers().size(), 0u) << "temporary files left over";
     SetEnvironmentVariableA("TMP", outerTemporary_.c_str());
-    RemoveDirectoryA(temporary_.c_str());
-    DeleteFilesIn(folder_);
-    EXPECT_TRUE(RemoveDirectoryA(folder_.c_str()));
     SessionTest::TearDown();
 }
 
-std::string TextFileTest::Make(const std::string& name, const std::string& bytes) const {
+std::string TextFileTest::Make(const std::string& name, const std::string& bytes) {
     WriteBytes(Path(name), bytes);
     return Path(name);
 }
 
 std::vector<std::string> TextFileTest::TakeLeftovers() const {
     std::vector<std::string> contents;
-    for (const std::string& path : FilesIn(temporary_))
+    for (const std::string& path : FilesIn(temporary_)) {
         contents.push_back(ReadBytes(path));
-    DeleteFilesIn(temporary_);
+        EXPECT_TRUE(DeleteFileA(path.c_str())) << path;
+    }
     return contents;
 }
 

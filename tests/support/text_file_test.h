@@ -14,15 +14,14 @@ protected:
     void TearDown() override;
 
     // A path in the test's folder.
-    std::string Path(const std::string& name) const { return folder_ + name; }
+    std::string Path(const std::string& name) { return Scratch() + name; }
     // Makes the file and answers its path.
-    std::string Make(const std::string& name, const std::string& bytes) const;
+    std::string Make(const std::string& name, const std::string& bytes);
 
     // The contents of the temporary files that are left over; deletes them.
     std::vector<std::string> TakeLeftovers() const;
 
 private:
-    std::string folder_;
     std::string temporary_;
     std::string outerTemporary_;
 };
