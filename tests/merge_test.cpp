@@ -158,7 +158,7 @@ TEST_F(MergeTest, OverlongLinesShiftTheBlock) {
 TEST_F(MergeTest, RandomFilesComeBackAsTheyWere) {
     RandomText random(4711);
     int reversible = 0;
-    for (int round = 0; round < 400; ++round) {
+    for (int round = 0; round < 250; ++round) {
         // Overlong lines above the point are counted in two ways: there the
         // outcome is compared with the model, but nothing is taken out.
         const bool longAbove = random.Below(3) == 0;
@@ -199,5 +199,5 @@ TEST_F(MergeTest, RandomFilesComeBackAsTheyWere) {
         UnMerge();
         ASSERT_EQ(Target(), WithWindowsBreaks(original)) << round;
     }
-    EXPECT_GT(reversible, 150) << "too few cases to mean anything";
+    EXPECT_GT(reversible, 100) << "too few cases to mean anything";
 }
