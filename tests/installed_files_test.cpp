@@ -132,8 +132,8 @@ namespace {
 
 DWORD WINAPI Fault(const char*) {
     SetLastError(ERROR_NOT_READY);
-    volatile int* const nowhere = nullptr;
-    return static_cast<DWORD>(*nowhere);
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+    return INVALID_FILE_ATTRIBUTES;
 }
 DWORD WINAPI ReadOnlyFolder(const char*) {
     return FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY;

@@ -6,6 +6,8 @@
 
 #include <gmock/gmock.h>
 
+#include <memory>
+
 using namespace setupactions;
 using testing::ElementsAre;
 
@@ -202,7 +204,7 @@ BOOL WINAPI EndBeforeCopy(const char* from, const char* to, BOOL) {
     return FALSE;
 }
 
-CopyFileImport* copyFile;
+std::unique_ptr<CopyFileImport> copyFile;
 // The engine, run by root, copies over read-only files; the system does not.
 BOOL WINAPI RefuseReadOnly(const char* from, const char* to, BOOL failIfExists) {
     if ((GetFileAttributesA(to) & FILE_ATTRIBUTE_READONLY) != 0) {
@@ -223,7 +225,7 @@ BOOL WINAPI WriteNothing(HANDLE, const void*, DWORD, DWORD* written, OVERLAPPED*
 }
 
 using ReadImport = ReplacedImport<BOOL WINAPI(HANDLE, void*, DWORD, DWORD*, OVERLAPPED*)>;
-ReadImport* readFile;
+std::unique_ptr<ReadImport> readFile;
 int readsLeft;
 // Reads in small portions, and fails when the portions are used up.
 BOOL WINAPI ReadPortions(HANDLE file, void* buffer, DWORD, DWORD* count, OVERLAPPED* overlapped) {
@@ -248,8 +250,7 @@ TEST_F(LineFileTest, TheNewTextIsWholeInTheTemporaryFileBeforeTheFileIsTouched) 
 }
 
 TEST_F(LineFileTest, ReadOnlyFilesAreKeptOrMadeWritable) {
-    const CopyFileImport copy("CopyFileA", RefuseReadOnly);
-    copyFile = const_cast<CopyFileImport*>(&copy);
+    copyFile = std::make_unique<CopyFileImport>("CopyFileA", RefuseReadOnly);
     for (const NamedEdit& edit : Edits) {
         const std::string path = Make("f", OldText);
         SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY);
@@ -258,6 +259,7 @@ TEST_F(LineFileTest, ReadOnlyFilesAreKeptOrMadeWritable) {
         EXPECT_EQ(TakeLeftovers().size(), edit.clearsReadOnly ? 0u : 1u) << edit.name;
         SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     }
+    copyFile.reset();
 }
 
 TEST_F(LineFileTest, FilesThatOthersHoldOpenStayAsTheyAre) {
@@ -304,13 +306,10 @@ TEST_F(LineFileTest, AFileThatCannotBeReadToItsEndIsNotRewritten) {
     const std::string block = Make("block", "block\r\n");
     for (const NamedEdit& edit : Edits)
         for (int portions = 0;; ++portions) {
-            bool done = false;
-            {
-                ReadImport read("ReadFile", ReadPortions);
-                readFile = &read;
-                readsLeft = portions;
-                done = edit.run(path, block);
-            }
+            readFile = std::make_unique<ReadImport>("ReadFile", ReadPortions);
+            readsLeft = portions;
+            const bool done = edit.run(path, block);
+            readFile.reset();
             if (done) { // all of it was read at last
                 EXPECT_GT(portions, 2) << edit.name;
                 EXPECT_EQ(ReadBytes(path), edit.newText) << edit.name;
@@ -321,10 +320,10 @@ TEST_F(LineFileTest, AFileThatCannotBeReadToItsEndIsNotRewritten) {
             ASSERT_EQ(TakeLeftovers().size(), 0u);
         }
 
-    ReadImport read("ReadFile", ReadPortions);
-    readFile = &read;
+    readFile = std::make_unique<ReadImport>("ReadFile", ReadPortions);
     readsLeft = 1;
     EXPECT_EQ(FindLine(path, "not there").result, LineResult::NotOpened);
+    readFile.reset();
 }
 
 TEST_F(LineFileTest, WithoutATemporaryFileOrABlockNothingIsDone) {

@@ -53,7 +53,7 @@ EXPORTED_ACTION(SetExcelAddinInstallRegName) {
         if (options.TryOpenKey(HKEY_CURRENT_USER, version.key))
             RegSetValueExA(options.Key(), NextFreeName(options).c_str(), 0, REG_SZ,
                            reinterpret_cast<const BYTE*>(path.c_str()),
-                           static_cast<DWORD>(path.size() + 1));
+                           static_cast<DWORD>(path.size()) + 1);
     }
     return ERROR_SUCCESS;
 }
