@@ -58,8 +58,6 @@ protected:
             values[name] = data;
         }
     }
-
-    PrivateRegistry registry_;
 };
 
 } // namespace
@@ -79,7 +77,7 @@ TEST_F(ExcelAddInTest, TheAddInTakesTheFirstFreeNameAndLeavesIt) {
     };
     for (const auto& row : cases)
         for (const char* key : {Excel8, Excel9, Excel10, Excel11}) {
-            const PrivateRegistry fresh;
+            const PrivateRegistry registry;
             Write(key, row.before);
             EXPECT_EQ(SetExcelAddinInstallRegName(session), ERROR_SUCCESS);
             EXPECT_EQ(formatted, "\"[#vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E]\"");
@@ -93,6 +91,7 @@ TEST_F(ExcelAddInTest, TheAddInTakesTheFirstFreeNameAndLeavesIt) {
 }
 
 TEST_F(ExcelAddInTest, EveryVersionThatIsThereIsServedAndNoneMade) {
+    const PrivateRegistry registry;
     const FormatImport format("MsiFormatRecordA", FormatAddIn);
     Write(Excel9, {});
     Write(Excel11, {});
@@ -106,6 +105,7 @@ TEST_F(ExcelAddInTest, EveryVersionThatIsThereIsServedAndNoneMade) {
 }
 
 TEST_F(ExcelAddInTest, RemovalStopsAtTheFirstGapAndRenumbersNothing) {
+    const PrivateRegistry registry;
     const FormatImport format("MsiFormatRecordA", FormatAddIn);
     const std::string capitals = "\"C:\\SUITE\\VDPTXLS.XLA\"";
     Write(Excel8, {{"OPEN", "a"}, {"OPEN1", capitals}, {"OPEN2", "b"}, {"OPEN3", AddIn}});
@@ -124,6 +124,7 @@ LONG WINAPI RefuseKey(HKEY, const char*, DWORD, REGSAM, HKEY*) { return ERROR_AC
 } // namespace
 
 TEST_F(ExcelAddInTest, WithoutAPathOrAccessNothingChanges) {
+    const PrivateRegistry registry;
     Write(Excel9, {});
     {
         const FormatImport format("MsiFormatRecordA", FormatNothing);
