@@ -1,4 +1,5 @@
 // The dialog in which the user picks the folder of the server's installer.
+#include "detect/com_apartment.h"
 #include "frame/action.h"
 #include "frame/directories.h"
 #include "frame/session.h"
@@ -21,21 +22,6 @@ struct ItemListTraits {
     }
 };
 using ItemList = Owner<ItemListTraits>;
-
-// COM on this thread for as long as the object lives.
-class ComApartment {
-public:
-    ComApartment() : result_(CoInitialize(nullptr)) {}
-    ~ComApartment() {
-        if (SUCCEEDED(result_))
-            CoUninitialize();
-    }
-    ComApartment(const ComApartment&) = delete;
-    ComApartment& operator=(const ComApartment&) = delete;
-
-private:
-    HRESULT result_;
-};
 
 // Stops at the first visible window of this process.
 BOOL CALLBACK TakeOwnWindow(HWND window, LPARAM found) {
