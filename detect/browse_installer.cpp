@@ -60,11 +60,9 @@ bool BrowseForFolder(const std::string& prompt, std::string& folder) {
 // Run by a dialog's button. Reads BrowseVXPrompt, the text above the folders;
 // sets the directory VXInstallerDir to the folder that the user picks.
 EXPORTED_ACTION(BrowseForVXInstaller) {
-    std::string prompt;
-    GetPropertyString(session, "BrowseVXPrompt", prompt);
     const ComApartment apartment;
     std::string folder;
-    if (BrowseForFolder(prompt, folder))
+    if (BrowseForFolder(PropertyText(session, "BrowseVXPrompt"), folder))
         myMsiSetDirectory(session, "VXInstallerDir", folder);
     return ERROR_SUCCESS;
 }

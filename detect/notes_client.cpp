@@ -26,24 +26,18 @@ const NotesRelease Releases[] = {
     {"NOTES_4_DIR", "NOTES_4_DATA_DIR", "WindowsFolder"},
 };
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 void SetDirectoryFrom(MSIHANDLE session, const char* directory, const char* property) {
-    const std::string folder = Property(session, property);
+    const std::string folder = PropertyText(session, property);
     if (!folder.empty())
         myMsiSetDirectory(session, directory, folder);
 }
 
 // True when a client is known: chosen before, or found by the searches.
 bool TakeRelease(MSIHANDLE session) {
-    if (!Property(session, "NOTES_DIR").empty())
+    if (!PropertyText(session, "NOTES_DIR").empty())
         return true;
     for (const NotesRelease& release : Releases) {
-        if (Property(session, release.program).empty())
+        if (PropertyText(session, release.program).empty())
             continue;
         SetDirectoryFrom(session, ProgramDirectory, release.program);
         SetDirectoryFrom(session, DataDirectory, release.data);

@@ -40,9 +40,7 @@ bool KeyOpens(const char* fullText) {
 // INSTALLPUBWIZAS_CHECKED (1: the other sequence did the work); sets ALLUSERS
 // as for the installed wizard, or PubWizInstalledAsOtherUser.
 EXPORTED_ACTION(InstallPubWizAs) {
-    std::string isChecked;
-    GetPropertyString(session, CheckedProperty, isChecked);
-    if (isChecked == "1")
+    if (PropertyText(session, CheckedProperty) == "1")
         return ERROR_SUCCESS;
     MsiSetPropertyA(session, CheckedProperty, "1");
     LogMessage(session, "InstallPubWizAs: Checking installed Kestrel Publishing Wizard.");

@@ -26,9 +26,7 @@ bool IsUsableServerName(const std::string& name) {
 // one is missing.
 bool EnsureProperty(MSIHANDLE session, const char* name) {
     LogMessage(session, Format("Ensuring property %s exists", name));
-    std::string value;
-    GetPropertyString(session, name, value);
-    if (!value.empty())
+    if (!PropertyText(session, name).empty())
         return true;
     const InstallerHandle record(MsiCreateRecord(3));
     MsiRecordSetInteger(record.Get(), 1, MissingPropertyMessage);
@@ -43,9 +41,7 @@ bool EnsureProperty(MSIHANDLE session, const char* name) {
 // Reads NAMESERVER; writes it back without white space around it and sets
 // VALIDCOMPUTERNAME to 1 when a server can bear that name.
 EXPORTED_ACTION(ValidateNAMESERVER) {
-    std::string name;
-    GetPropertyString(session, NameServer, name);
-    name = Trimmed(name);
+    const std::string name = Trimmed(PropertyText(session, NameServer));
     MsiSetPropertyA(session, NameServer, name.c_str());
     if (IsUsableServerName(name))
         MsiSetPropertyA(session, "VALIDCOMPUTERNAME", "1");
@@ -56,15 +52,12 @@ EXPORTED_ACTION(ValidateNAMESERVER) {
 // the properties that an expanding installation needs; sets nothing, but ends
 // the installation with 1639 when its command line lacks one.
 EXPORTED_ACTION(DetectWantedProperties) {
-    std::string installMode;
-    GetPropertyString(session, "INSTALLMODE", installMode);
+    const std::string installMode = PropertyText(session, "INSTALLMODE");
     if (!IsSilentInstall(session) || _stricmp(installMode.c_str(), "EXPAND") != 0)
         return ERROR_SUCCESS;
 
-    std::string expandServer;
-    GetPropertyString(session, "EXPANDAPS", expandServer);
     bool complete = true;
-    if (expandServer.empty()) {
+    if (PropertyText(session, "EXPANDAPS").empty()) {
         complete = EnsureProperty(session, NameServer);
     } else {
         // Every missing property gets its message, not only the first.

@@ -21,12 +21,6 @@ const char AspNetUpgrade[] = "ASP.NETUpgradeCmdLine.C9C3C390_2DD2_4E0B_BB2F_88C2
 
 const int AllFields = 4;
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 // Java writes its update number after "_": 1.4.2_04.
 std::string WithDots(std::string version) {
     std::replace(version.begin(), version.end(), '_', '.');
@@ -117,7 +111,7 @@ bool CheckJavaSDKVersion(MSIHANDLE session) {
     if (!FindCurrentJava(session, kit, current, detected))
         return false;
 
-    const std::string minimum = WithDots(Property(session, JavaMinimum));
+    const std::string minimum = WithDots(PropertyText(session, JavaMinimum));
     for (std::string name; kit.EnumKey(name);) {
         const bool isBuildOfCurrent = name.compare(0, detected.size(), detected) == 0;
         // Every build answers with the folder of the current version's key.
@@ -140,7 +134,7 @@ bool CheckAspNetVersion(MSIHANDLE session) {
         return false;
     }
     const std::string installed = NewestAspNet(registry);
-    const std::string minimum = Property(session, AspNetMinimum);
+    const std::string minimum = PropertyText(session, AspNetMinimum);
     LogMessage(session, Format("ASP.NET: Installed Version is '%s', Required Version is '%s'",
                                installed.c_str(), minimum.c_str()));
     const bool isMet = CompareVersions(installed, minimum, AllFields) >= 0;
@@ -151,12 +145,12 @@ bool CheckAspNetVersion(MSIHANDLE session) {
 }
 
 bool CheckDotNetFrameworkVersion(MSIHANDLE session) {
-    const std::string installed = Property(session, "MsiNetAssemblySupport");
+    const std::string installed = PropertyText(session, "MsiNetAssemblySupport");
     if (installed.empty()) {
         LogMessage(session, ".NET Framework: Not Installed");
         return false;
     }
-    const std::string minimum = Property(session, AspNetMinimum);
+    const std::string minimum = PropertyText(session, AspNetMinimum);
     LogMessage(session,
                Format(".NET Framework: Installed Version is '%s', Required Version is '%s'",
                       installed.c_str(), minimum.c_str()));
