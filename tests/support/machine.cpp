@@ -1,5 +1,6 @@
 #include "tests/support/machine.h"
 
+#include "frame/install_registry.h"
 #include "frame/msi_database.h"
 #include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
@@ -87,6 +88,7 @@ void Plant(const RegistryValue& value) {
         RegSetValueExA(key.Get(), value.name.c_str(), 0, value.type,
                        reinterpret_cast<const BYTE*>(value.bytes.data()),
                        static_cast<DWORD>(value.bytes.size()));
+    EXPECT_TRUE(CInstallRegistry().TryOpenKey(value.root, value.key)) << value.key;
 }
 
 } // namespace
