@@ -230,15 +230,17 @@ TEST_F(DetectionTest, TheBrowserRegistersAFullVersionOrAnEarlyOne) {
 
 namespace {
 
-// The version record is answered by hand; null: the call fails.
-const OSVERSIONINFOA* systemVersion;
+// What the system answers about its version.
+struct SystemVersion {
+    bool isKnown;
+    DWORD platform;
+    DWORD major;
+} systemVersion;
 BOOL WINAPI AnswerVersion(OSVERSIONINFOA* version) {
     EXPECT_EQ(version->dwOSVersionInfoSize, 156u);
-    if (systemVersion == nullptr)
-        return FALSE;
-    version->dwPlatformId = systemVersion->dwPlatformId;
-    version->dwMajorVersion = systemVersion->dwMajorVersion;
-    return TRUE;
+    version->dwPlatformId = systemVersion.platform;
+    version->dwMajorVersion = systemVersion.major;
+    return systemVersion.isKnown;
 }
 
 } // namespace
@@ -255,14 +257,11 @@ TEST_F(DetectionTest, OnlyNt4CannotKeepAssembliesSideBySide) {
         {VER_PLATFORM_WIN32_WINDOWS, 4, true}, {VER_PLATFORM_WIN32s, 3, true},
     };
     for (const auto& row : cases) {
-        OSVERSIONINFOA version = {};
-        version.dwPlatformId = row.platform;
-        version.dwMajorVersion = row.major;
-        systemVersion = &version;
+        systemVersion = {true, row.platform, row.major};
         EXPECT_EQ(RunOn({}, DetectWantedSoftware).count("OSSupportSxS"), row.isSupported ? 1u : 0u)
             << row.platform << '.' << row.major;
     }
-    systemVersion = nullptr;
+    systemVersion = {false, VER_PLATFORM_WIN32_NT, 5};
     EXPECT_EQ(RunOn({}, DetectWantedSoftware), Properties());
 }
 

@@ -79,7 +79,7 @@ namespace {
 
 LONG WINAPI Fault(HKEY, const char*, DWORD, REGSAM, HKEY*) {
     SetLastError(1234);
-    *static_cast<volatile int*>(nullptr) = 0;
+    RaiseException(static_cast<DWORD>(EXCEPTION_ACCESS_VIOLATION), 0, 0, nullptr);
     return 0;
 }
 
