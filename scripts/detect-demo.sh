@@ -97,7 +97,6 @@ for action in $(cut -d' ' -f1 <<<"$expected" | uniq); do
     grep '^changed' <<<"$out" || true
     while read -r of property value; do
         [ "$of" = "$action" ] || continue
-        # Also what was given as it had to become counts as found.
         found=$(sed -n "s/^changed  $property: .* -> \"\(.*\)\"\$/\1/p" <<<"$out")
         # shellcheck disable=SC2053
         if [[ $found != ${value//\\/\\\\} ]]; then
