@@ -1,5 +1,6 @@
 #include "frame/install_registry.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace setupactions {
@@ -23,6 +24,26 @@ const RootKey RootKeys[] = {
     {"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA},
     {"HKEY_DYN_DATA", HKEY_DYN_DATA},
 };
+
+// Leaves a registry call's result as the last error; true when it succeeded.
+bool Succeeded(LONG result) {
+    SetLastError(static_cast<DWORD>(result));
+    return result == ERROR_SUCCESS;
+}
+
+// The texts of a list, each ended by a zero and the list by one more.
+std::vector<std::string> SplitList(const std::string& bytes) {
+    std::vector<std::string> texts;
+    if (bytes.find_first_not_of('\0') == std::string::npos)
+        return texts;
+    const size_t size = bytes.back() == '\0' ? bytes.size() - 1 : bytes.size();
+    for (size_t start = 0; start < size;) {
+        const size_t end = std::min(bytes.find('\0', start), size);
+        texts.push_back(bytes.substr(start, end - start));
+        start = end + 1;
+    }
+    return texts;
+}
 
 // Hands on what a TryOpenKey answered, but for access denied.
 bool ThrowWhenDenied(bool opened) {
@@ -78,8 +99,7 @@ bool CInstallRegistry::OpenKey(const std::string& fullText) {
 bool CInstallRegistry::TryOpenKey(HKEY root, const std::string& path) {
     Close();
     const LONG result = RegOpenKeyExA(root, path.c_str(), 0, KEY_ALL_ACCESS, key_.Out());
-    SetLastError(static_cast<DWORD>(result));
-    if (result != ERROR_SUCCESS)
+    if (!Succeeded(result))
         return false;
     root_ = root;
     if (RootKeyName(root, path_))
@@ -99,42 +119,52 @@ bool CInstallRegistry::TryOpenKey(const std::string& fullText) {
     return TryOpenKey(root, fullText.substr(separator + 1));
 }
 
-bool CInstallRegistry::GetString(const std::string& valueName, std::string& value) {
+// What the text holds is its first buffer; the first answer gives the size.
+LONG CInstallRegistry::ReadBytes(const std::string& valueName, std::string& bytes) {
     const auto query = [&] {
-        DWORD size = static_cast<DWORD>(value.size());
+        DWORD size = static_cast<DWORD>(bytes.size());
         const LONG result = RegQueryValueExA(key_.Get(), valueName.c_str(), nullptr, &valueType_,
-                                             reinterpret_cast<BYTE*>(&value[0]), &size);
+                                             reinterpret_cast<BYTE*>(&bytes[0]), &size);
         if (result == ERROR_SUCCESS || result == ERROR_MORE_DATA)
-            value.resize(size);
+            bytes.resize(size);
         return result;
     };
-    // What the text holds is its present buffer; the first answer gives the size.
-    LONG result = query();
-    if (result == ERROR_SUCCESS || result == ERROR_MORE_DATA)
-        result = query();
-    value.resize(std::strlen(value.c_str()));
-    SetLastError(static_cast<DWORD>(result));
-    return result == ERROR_SUCCESS;
+    const LONG result = query();
+    return result == ERROR_SUCCESS || result == ERROR_MORE_DATA ? query() : result;
 }
 
-bool CInstallRegistry::GetDword(const std::string& valueName, DWORD& value) {
+bool CInstallRegistry::GetString(const std::string& valueName, std::string& value) {
+    const LONG result = ReadBytes(valueName, value);
+    value.resize(std::strlen(value.c_str()));
+    return Succeeded(result);
+}
+
+bool CInstallRegistry::GetNumber(const std::string& valueName, DWORD& value) {
     DWORD number = 0;
     DWORD size = sizeof number;
     LONG result = RegQueryValueExA(key_.Get(), valueName.c_str(), nullptr, &valueType_,
                                    reinterpret_cast<BYTE*>(&number), &size);
-    const bool isDword = valueType_ == REG_DWORD && size == sizeof number;
-    if (result == ERROR_MORE_DATA || (result == ERROR_SUCCESS && !isDword))
+    const bool hasShape = valueType_ == REG_DWORD && size == sizeof number;
+    if (result == ERROR_MORE_DATA || (result == ERROR_SUCCESS && !hasShape))
         result = ERROR_INVALID_DATA;
     if (result == ERROR_SUCCESS)
         value = number;
-    SetLastError(static_cast<DWORD>(result));
-    return result == ERROR_SUCCESS;
+    return Succeeded(result);
+}
+
+bool CInstallRegistry::GetStrings(const std::string& valueName, std::vector<std::string>& values) {
+    std::string bytes;
+    LONG result = ReadBytes(valueName, bytes);
+    if (result == ERROR_SUCCESS && valueType_ != REG_MULTI_SZ)
+        result = ERROR_INVALID_DATA;
+    if (result == ERROR_SUCCESS)
+        values = SplitList(bytes);
+    return Succeeded(result);
 }
 
 bool CInstallRegistry::EnumKey(std::string& name) {
     const LONG result = EnumSubkey(key_.Get(), nextSubkey_, name);
-    SetLastError(static_cast<DWORD>(result));
-    if (result != ERROR_SUCCESS)
+    if (!Succeeded(result))
         return false;
     ++nextSubkey_;
     return true;

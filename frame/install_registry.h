@@ -5,6 +5,7 @@
 #include "frame/handles.h"
 
 #include <string>
+#include <vector>
 
 namespace setupactions {
 
@@ -40,9 +41,16 @@ public:
     // key's default value). On failure the text keeps what it held.
     bool GetString(const std::string& valueName, std::string& value);
 
-    // Reads a REG_DWORD. On failure, with ERROR_INVALID_DATA also for a value of
-    // another type, the number keeps what it held.
-    bool GetDword(const std::string& valueName, DWORD& value);
+    // Reads a DWORD value. A value of another type or size fails with
+    // ERROR_INVALID_DATA. On failure the number keeps what it held.
+    bool GetNumber(const std::string& valueName, DWORD& value);
+
+    // Reads a list value (REG_MULTI_SZ) of any length. Its size says where it
+    // ends, so that empty texts inside it survive; a value of nothing but zeros
+    // is an empty list, and neither the last text's zero nor the list's is
+    // missed when absent. A value of another type fails with
+    // ERROR_INVALID_DATA. On failure the list keeps what it held.
+    bool GetStrings(const std::string& valueName, std::vector<std::string>& values);
 
     // The next subkey's name, from the first after opening. False after the last.
     bool EnumKey(std::string& name);
@@ -56,6 +64,7 @@ public:
 
 private:
     void Close();
+    LONG ReadBytes(const std::string& valueName, std::string& bytes);
 
     HKEY root_ = nullptr;
     RegistryKey key_;

@@ -75,6 +75,12 @@ UINT GetPropertyString(MSIHANDLE session, const char* name, std::string& value) 
         value);
 }
 
+std::string PropertyText(MSIHANDLE session, const char* name) {
+    std::string value;
+    GetPropertyString(session, name, value);
+    return value;
+}
+
 UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value) {
     return ReadGrowing(
         [&](char* buffer, DWORD* size) { return MsiRecordGetStringA(record, field, buffer, size); },
@@ -88,9 +94,7 @@ UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value)
 }
 
 bool IsSilentInstall(MSIHANDLE session) {
-    std::string level;
-    GetPropertyString(session, "UILevel", level);
-    return std::atoi(level.c_str()) < FullUserInterface;
+    return std::atoi(PropertyText(session, "UILevel").c_str()) < FullUserInterface;
 }
 
 std::string ErrorText(DWORD code) {

@@ -29,6 +29,9 @@ void ShowActionData(MSIHANDLE session, const std::string& text);
 // with result 0. Result: the installer's; the value is empty on failure.
 UINT GetPropertyString(MSIHANDLE session, const char* name, std::string& value);
 
+// The same for those whom an unset property and a failed read are alike: empty.
+std::string PropertyText(MSIHANDLE session, const char* name);
+
 // Reads a record field (from 0) of any length. Result: the installer's.
 UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value);
 

@@ -141,38 +141,79 @@ TEST(InstallRegistry, ReadsTextsWhole) {
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
 }
 
-TEST(InstallRegistry, ReadsNumbersOfTheirTypeOnly) {
+TEST(InstallRegistry, ReadsNumbersOfTheRightTypeOnly) {
     const PrivateRegistry tree;
     const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
+    const std::string four("\x04\0\0\0", 4);
     const struct {
-        const char* name;
         DWORD type;
         std::string bytes;
         DWORD error;
     } cases[] = {
-        {"number", REG_DWORD, std::string("\x05\0\0\x80", 4), ERROR_SUCCESS},
-        {"short", REG_DWORD, std::string("\x05\0", 2), ERROR_INVALID_DATA},
-        {"long", REG_DWORD, std::string(8, '\x05'), ERROR_INVALID_DATA},
-        {"bytes", REG_BINARY, std::string("\x05\0\0\0", 4), ERROR_INVALID_DATA},
-        {"text", REG_SZ, std::string("5\0", 2), ERROR_INVALID_DATA},
-        {"longer text", REG_SZ, std::string("500000\0", 7), ERROR_INVALID_DATA},
+        {REG_DWORD, four, ERROR_SUCCESS},
+        {REG_DWORD, std::string("\x04\0", 2), ERROR_INVALID_DATA},
+        {REG_DWORD, four + four, ERROR_INVALID_DATA},
+        {REG_BINARY, four, ERROR_INVALID_DATA},
+        {REG_SZ, std::string("4\0", 2), ERROR_INVALID_DATA},
+        {REG_SZ, std::string(5000, '4') + '\0', ERROR_INVALID_DATA},
     };
     CInstallRegistry registry;
-    DWORD number = 7;
-    EXPECT_FALSE(registry.GetDword("number", number)) << "no key is open";
     ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
-    EXPECT_FALSE(registry.GetDword("number", number));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
     for (const auto& row : cases) {
-        RegSetValueExA(key.Get(), row.name, 0, row.type,
+        RegSetValueExA(key.Get(), "number", 0, row.type,
                        reinterpret_cast<const BYTE*>(row.bytes.data()),
                        static_cast<DWORD>(row.bytes.size()));
-        number = 7;
-        EXPECT_EQ(registry.GetDword(row.name, number), row.error == ERROR_SUCCESS) << row.name;
-        EXPECT_EQ(GetLastError(), row.error) << row.name;
-        EXPECT_EQ(number, row.error == ERROR_SUCCESS ? 0x80000005 : 7) << row.name;
-        EXPECT_EQ(registry.ValueType(), row.type) << row.name;
+        DWORD number = 77;
+        EXPECT_EQ(registry.GetNumber("number", number), row.error == ERROR_SUCCESS);
+        EXPECT_EQ(GetLastError(), row.error) << row.type << ' ' << row.bytes.size();
+        EXPECT_EQ(number, row.error == ERROR_SUCCESS ? 4u : 77u);
     }
+    DWORD number = 77;
+    EXPECT_FALSE(registry.GetNumber("none", number));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(number, 77u);
+}
+
+TEST(InstallRegistry, SplitsListsByTheirSize) {
+    using Texts = std::vector<std::string>;
+    const PrivateRegistry tree;
+    const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
+    const auto bytes = [](const char* text, size_t size) { return std::string(text, size); };
+    const std::string longText(70000, 'v');
+    const struct {
+        std::string bytes;
+        Texts texts;
+    } cases[] = {
+        {"", {}},
+        {bytes("\0", 1), {}},
+        {bytes("\0\0", 2), {}},
+        {bytes("a\0\0", 3), {"a"}},
+        {bytes("a\0b\0\0", 5), {"a", "b"}},
+        {bytes("a\0\0\0", 4), {"a", ""}},
+        {bytes("a\0\0b\0\0\0", 7), {"a", "", "b", ""}},
+        {bytes("\0b\0\0", 4), {"", "b"}},
+        {bytes("a\0b\0", 4), {"a", "b"}}, // without the list's zero
+        {bytes("a\0b", 3), {"a", "b"}},   // without the last text's either
+        {longText + '\0' + '\0' + '\0', {longText, ""}},
+    };
+    CInstallRegistry registry;
+    ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
+    for (const auto& row : cases) {
+        RegSetValueExA(key.Get(), "list", 0, REG_MULTI_SZ,
+                       reinterpret_cast<const BYTE*>(row.bytes.data()),
+                       static_cast<DWORD>(row.bytes.size()));
+        Texts texts = {"old"};
+        EXPECT_TRUE(registry.GetStrings("list", texts));
+        EXPECT_EQ(texts, row.texts) << testing::PrintToString(row.bytes.substr(0, 20));
+        EXPECT_EQ(registry.ValueType(), static_cast<DWORD>(REG_MULTI_SZ));
+    }
+    tree.Write(HKEY_LOCAL_MACHINE, "Values", "text", "no list");
+    Texts texts = {"old"};
+    EXPECT_FALSE(registry.GetStrings("text", texts));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_DATA));
+    EXPECT_FALSE(registry.GetStrings("none", texts));
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
+    EXPECT_EQ(texts, Texts{"old"});
 }
 
 TEST(InstallRegistry, EnumeratesSubkeysFromTheFirstAfterEachOpening) {

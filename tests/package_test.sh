@@ -34,6 +34,7 @@ check "a deferred action logs the data it was handed" has "$work/install.log" "R
 check "also the path of an installed file" \
     has "$work/install.log" 'ReportSampleData: readme is C:\Program Files\Setupactions Sample\readme.txt'
 check "GetPid told which process runs the actions" grep -q 'ReportSampleData: MSIEXECPID is [0-9]' "$work/install.log"
+check "the machine's software is looked at" has "$work/install.log" "CheckJavaSDKVersion: No Java SDK detected"
 check "the chosen server roles are installed" \
     test -f "Program Files/Setupactions Sample/features/APS.txt" -a -f "Program Files/Setupactions Sample/features/EventServer.txt"
 check "the roles that were not chosen are not" test ! -e "Program Files/Setupactions Sample/features/CacheServer.txt"

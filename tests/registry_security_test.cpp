@@ -1,12 +1,12 @@
 #include "frame/registry_security.h"
 
 #include "tests/support/counted_keys.h"
+#include "tests/support/key_lists.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
-#include <sddl.h>
 #include <winternl.h>
 
 using namespace setupactions;
@@ -19,33 +19,6 @@ const SECURITY_INFORMATION Dacl = DACL_SECURITY_INFORMATION;
 // A list that no key has by itself: its one entry is for guests.
 const char SourceList[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
 const char OtherList[] = "D:(A;;KA;;;WD)";
-
-void SetList(HKEY root, const std::string& path, const char* list) {
-    // The owner may always change the list, also one that denies everything else.
-    const RegistryKey key = PrivateRegistry::Key(root, path, WRITE_DAC);
-    SECURITY_DESCRIPTOR noList;
-    InitializeSecurityDescriptor(&noList, SECURITY_DESCRIPTOR_REVISION);
-    SetSecurityDescriptorDacl(&noList, TRUE, nullptr, FALSE);
-    PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (list != nullptr) {
-        ASSERT_TRUE(ConvertStringSecurityDescriptorToSecurityDescriptorA(list, SDDL_REVISION_1,
-                                                                         &descriptor, nullptr));
-    }
-    EXPECT_EQ(RegSetKeySecurity(key.Get(), Dacl, list == nullptr ? &noList : descriptor),
-              ERROR_SUCCESS);
-    LocalFree(descriptor);
-}
-
-// How many entries the key's list has; -1 for a null list.
-int ListLength(MSIHANDLE session, HKEY root, const std::string& path) {
-    HeapBlock descriptor;
-    EXPECT_TRUE(GetRegSecurity(session, root, path, descriptor, Dacl)) << path;
-    BOOL present = FALSE, defaulted = FALSE;
-    PACL list = nullptr;
-    EXPECT_TRUE(GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted));
-    EXPECT_TRUE(present) << path;
-    return list == nullptr ? -1 : list->AceCount;
-}
 
 // FixRegSecurity, all of whose keys must be closed again.
 template <typename... Arguments>

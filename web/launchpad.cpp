@@ -35,7 +35,7 @@ bool IsTooOld(CInstallRegistry& registry) {
     DWORD version = 0;
     if (!registry.TryOpenKey(WebServerKey))
         return false;
-    registry.GetDword(WebServerVersion, version);
+    registry.GetNumber(WebServerVersion, version);
     return version < OldestServer;
 }
 

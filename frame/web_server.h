@@ -1,0 +1,9 @@
+// The machine's web server, as its registry keys tell.
+#pragma once
+
+namespace setupactions {
+
+// True when the web service is registered and its major version is 4 or more.
+bool IsWebServerInstalled();
+
+} // namespace setupactions

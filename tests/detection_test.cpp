@@ -1,0 +1,385 @@
+#include "tests/support/machine.h"
+
+#include "detect/browser.h"
+#include "tests/support/replaced_import.h"
+
+#include <gmock/gmock.h>
+
+using namespace setupactions;
+using testing::ElementsAre;
+
+namespace {
+
+const char W3svcEnum[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Enum";
+const char W3svcParameters[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
+const char Explorer[] = "SOFTWARE\\Microsoft\\Internet Explorer";
+const char Navigator[] = "SOFTWARE\\Netscape\\Netscape Navigator";
+const char FileSystem[] = "SYSTEM\\CurrentControlSet\\Control\\FileSystem";
+const char FrontPage[] = "FRONTPAGEPATH.9885AA60_26D9_11D4_9127_00902741EDC6";
+
+// Longer than any buffer that a path or version was ever given.
+const std::string Long(3000, '5');
+
+RegistryValue Raw(const char* key, const char* name, DWORD type, const std::string& bytes) {
+    return {key, name, type, bytes};
+}
+
+// Every case runs on a machine of its own.
+struct Case {
+    const char* name;
+    Machine machine;
+    Properties found;
+};
+
+class DetectionTest : public MachineTest {
+protected:
+    // The properties that the action changed, without the flag that the
+    // system's own version gives every machine here.
+    Properties Detect(const Machine& machine) {
+        Properties changed = RunOn(machine, DetectWantedSoftware);
+        EXPECT_EQ(changed["OSSupportSxS"], "1");
+        changed.erase("OSSupportSxS");
+        return changed;
+    }
+
+    void ExpectAll(const std::vector<Case>& cases) {
+        for (const Case& row : cases)
+            EXPECT_EQ(Detect(row.machine), row.found) << row.name;
+    }
+};
+
+} // namespace
+
+TEST_F(DetectionTest, TheWebServerIsThereFromMajorVersionFour) {
+    const Properties both = {{"HASIIS4", "1"}, {"HASWEBSERVER", "1"}};
+    const RegistryValue service = KeyAlone(W3svcEnum);
+    const RegistryValue version4 = Number(W3svcParameters, "MajorVersion", 4);
+    ExpectAll({
+        {"nothing", {}, {}},
+        {"version 4", {{service, version4}}, both},
+        {"version 6", {{service, Number(W3svcParameters, "MajorVersion", 6)}}, both},
+        {"a huge version", {{service, Number(W3svcParameters, "MajorVersion", 0xFFFFFFFF)}}, both},
+        {"version 3", {{service, Number(W3svcParameters, "MajorVersion", 3)}}, {}},
+        {"no service", {{version4}}, {}},
+        {"no parameters", {{service}}, {}},
+        {"no version", {{service, KeyAlone(W3svcParameters)}}, {}},
+        {"the version as text", {{service, Text(W3svcParameters, "MajorVersion", "6")}}, {}},
+        {"a closed service key", {{service, version4}, {}, {}, W3svcEnum}, {}},
+        {"the package says so", {{}, {}, {{"HASIIS4", "1"}}}, {{"HASWEBSERVER", "1"}}},
+        {"what was set stays", {{}, {}, {{"HASWEBSERVER", "0"}, {"HASVB", "x"}}}, {}},
+    });
+}
+
+TEST_F(DetectionTest, KeysTellOfDevelopmentToolsAndMail) {
+    ExpectAll({
+        {"some version", {{KeyAlone("Software\\Microsoft\\Visual Basic")}}, {{"HASVB", "1"}}},
+        {"version 5",
+         {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0")}},
+         {{"HASVB", "1"}, {"HASVB5", "1"}}},
+        {"both versions, one closed",
+         {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0"),
+           KeyAlone("Software\\Microsoft\\Visual Basic\\6.0")},
+          {},
+          {},
+          "Software\\Microsoft\\Visual Basic\\5.0"},
+         {{"HASVB", "1"}, {"HASVB6", "1"}}},
+        {"mail",
+         {{KeyAlone("Software\\Microsoft\\Exchange\\Client")}},
+         {{"HASEXCHANGECLIENT", "1"}}},
+        {"in the user's part",
+         {{KeyAlone("Software\\Microsoft\\Exchange\\Client", HKEY_CURRENT_USER)}},
+         {}},
+    });
+}
+
+TEST_F(DetectionTest, DatabaseClientsAreFoundByTheirHomesAndLibraries) {
+    const char oracle[] = "Software\\ORACLE\\HOME0";
+    const char sybase[] = "Software\\SYBASE\\Setup";
+    const char db2[] = "Software\\IBM\\DB2\\GLOBAL_PROFILE";
+    const char informix[] = "Software\\Informix\\Environment";
+    const char sqlServer[] = "Software\\Microsoft\\MSSQLServer\\ClientSetup";
+    const std::string home = Here("home");
+    ExpectAll({
+        {"Oracle", {{Text(oracle, "ORACLE_HOME", home)}, {"home\\x"}}, {{"HASORACLECLIENT", "1"}}},
+        {"Oracle's home is gone", {{Text(oracle, "ORACLE_HOME", home)}}, {}},
+        {"Oracle without a home", {{KeyAlone(oracle)}}, {}},
+        {"Oracle's home is empty", {{Text(oracle, "ORACLE_HOME", "")}}, {}},
+        {"Oracle's home is no path", {{Text(oracle, "ORACLE_HOME", Long)}}, {}},
+        {"Oracle's home has no end",
+         {{Raw(oracle, "ORACLE_HOME", REG_SZ, home)}, {"home\\x"}},
+         {{"HASORACLECLIENT", "1"}}},
+
+        {"Sybase on the search path only",
+         {{}, {"path\\LIBCT.DLL", "path\\LIBCS.DLL"}},
+         {{"HASSYBASECLIENT", "1"}}},
+        {"Sybase half on the search path, half at home",
+         {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}},
+         {{"HASSYBASECLIENT", "1"}}},
+        {"Sybase at home, which ends in a separator",
+         {{Text(sybase, "SYBASE", home + "/")}, {"home\\dll\\libcs.dll", "home\\dll\\libct.dll"}},
+         {{"HASSYBASECLIENT", "1"}}},
+        {"half of Sybase on the search path, no home", {{}, {"path\\libcs.dll"}}, {}},
+        {"half of Sybase on the search path, home closed",
+         {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}, {}, sybase},
+         {}},
+        {"half of Sybase at home", {{Text(sybase, "SYBASE", home)}, {"home\\dll\\libcs.dll"}}, {}},
+        {"Sybase in the wrong folder",
+         {{Text(sybase, "SYBASE", home)}, {"home\\bin\\libcs.dll", "home\\bin\\libct.dll"}},
+         {}},
+
+        {"DB2 at home",
+         {{Text(db2, "DB2PATH", home)},
+          {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll", "home\\bin\\db2cli.dll"}},
+         {{"HASDB2CLIENT", "1"}}},
+        {"DB2 without its third library",
+         {{Text(db2, "DB2PATH", home)}, {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll"}},
+         {}},
+        {"DB2 on the search path",
+         {{Text(db2, "DB2PATH", "Q:\\gone")},
+          {"path\\db2util.dll", "path\\db2app.dll", "path\\db2cli.dll"}},
+         {{"HASDB2CLIENT", "1"}}},
+
+        {"Informix 7 on the search path",
+         {{}, {"path\\ISQLT07C.DLL"}},
+         {{"HASINFORMIX7CCLIENT", "1"}}},
+        {"Informix 9 at home",
+         {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll"}},
+         {{"HASINFORMIX9ACLIENT", "1"}}},
+        {"both of Informix, one in each place",
+         {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll", "path\\isqlt07c.dll"}},
+         {{"HASINFORMIX7CCLIENT", "1"}, {"HASINFORMIX9ACLIENT", "1"}}},
+        {"Informix not in its bin",
+         {{Text(informix, "INFORMIXDIR", home)}, {"home\\isqlt09a.dll"}},
+         {}},
+
+        {"SQL Server on the search path",
+         {{}, {"path\\NTWDBLIB.DLL"}},
+         {{"HASMSSQLSERVERCLIENT", "1"}}},
+        {"SQL Server in its own folder",
+         {{Text(sqlServer, "SQLPath", home)}, {"home\\ntwdblib.dll"}},
+         {{"HASMSSQLSERVERCLIENT", "1"}}},
+        {"SQL Server's folder without it", {{Text(sqlServer, "SQLPath", home)}, {"home\\x"}}, {}},
+        {"SQL Server without a folder", {{KeyAlone(sqlServer)}}, {}},
+        {"SQL Server's folder is no path", {{Text(sqlServer, "SQLPath", Long)}}, {}},
+    });
+}
+
+TEST(Browser, AVersionIsCutToAHundredfoldNumber) {
+    const struct {
+        const char* version;
+        const char* hundredfold;
+    } cases[] = {{"6.0.2900.2180", "600"},
+                 {"5.00.2920.0000", "500"},
+                 {"5.50.4134.0600", "550"},
+                 {"4.72.3110.0", "472"},
+                 {"4.71", "471"},
+                 {"4.35", "434"},
+                 {"9.11.19041.0", "911"},
+                 {"11", "1100"},
+                 {"none", "0"},
+                 {".5", "50"},
+                 {"-1.5", "-150"},
+                 {"1e300", "2147483647"},
+                 {"-1e300", "-2147483648"}};
+    for (const auto& row : cases)
+        EXPECT_EQ(HundredfoldVersion(row.version), row.hundredfold) << row.version;
+}
+
+TEST(Browser, TheVersionsTextDecidesOnTheFlag) {
+    const struct {
+        const char* version;
+        const char* flag;
+    } cases[] = {{"103", "HASIE3"},  {"5", "HASIE5"},    {"500", "HASIE5"},    {"5000", "HASIE5"},
+                 {"4.71", "HASIE4"}, {"4x72", "HASIE4"}, {"4.72.1", "HASIE4"}, {"472", nullptr},
+                 {"4.7", nullptr},   {"4.73", nullptr},  {"1030", nullptr},    {"600", nullptr},
+                 {"", nullptr},      {"10", nullptr}};
+    for (const auto& row : cases)
+        EXPECT_STREQ(BrowserFlag(row.version), row.flag) << row.version;
+}
+
+TEST_F(DetectionTest, TheBrowserRegistersAFullVersionOrAnEarlyOne) {
+    const auto version = [](const std::string& text) { return Text(Explorer, "Version", text); };
+    const auto early = [](const std::string& text) { return Text(Explorer, "IVer", text); };
+    ExpectAll({
+        {"6", {{version("6.0.2900.2180")}}, {{"IEVERSION", "600"}}},
+        {"5", {{version("5.00.2920.0000")}}, {{"IEVERSION", "500"}, {"HASIE5", "1"}}},
+        {"the full version wins",
+         {{version("6.0.2900.2180"), early("103")}},
+         {{"IEVERSION", "600"}}},
+        {"3", {{early("103")}}, {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
+        {"an empty full version",
+         {{version(""), early("4.72.3110")}},
+         {{"IEVERSION", "4.72.3110"}, {"HASIE4", "1"}}},
+        {"both empty", {{version(""), early("")}}, {}},
+        {"no version", {{KeyAlone(Explorer)}}, {}},
+        {"a closed key", {{version("6.0")}, {}, {}, Explorer}, {}},
+        {"a full version without end",
+         {{version(std::string(62, '0') + "71" + Long)}},
+         {{"IEVERSION", "7100"}}},
+        {"an early one without end",
+         {{early("4" + Long)}},
+         {{"IEVERSION", "4" + std::string(63, '5')}}},
+        {"an early one, its end not stored",
+         {{Raw(Explorer, "IVer", REG_SZ, "103")}},
+         {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
+        {"a list counts by its first text",
+         {{List(Explorer, "IVer", {"103", "5"})}},
+         {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
+    });
+}
+
+namespace {
+
+// What the system answers about its version.
+struct SystemVersion {
+    bool isKnown;
+    DWORD platform;
+    DWORD major;
+} systemVersion;
+BOOL WINAPI AnswerVersion(OSVERSIONINFOA* version) {
+    EXPECT_EQ(version->dwOSVersionInfoSize, 156u);
+    version->dwPlatformId = systemVersion.platform;
+    version->dwMajorVersion = systemVersion.major;
+    return systemVersion.isKnown;
+}
+
+} // namespace
+
+TEST_F(DetectionTest, OnlyNt4CannotKeepAssembliesSideBySide) {
+    const ReplacedImport<BOOL WINAPI(OSVERSIONINFOA*)> getVersion("GetVersionExA", AnswerVersion);
+    const struct {
+        DWORD platform;
+        DWORD major;
+        bool isSupported;
+    } cases[] = {
+        {VER_PLATFORM_WIN32_NT, 3, false},     {VER_PLATFORM_WIN32_NT, 4, false},
+        {VER_PLATFORM_WIN32_NT, 5, true},      {VER_PLATFORM_WIN32_NT, 10, true},
+        {VER_PLATFORM_WIN32_WINDOWS, 4, true}, {VER_PLATFORM_WIN32s, 3, true},
+    };
+    for (const auto& row : cases) {
+        systemVersion = {true, row.platform, row.major};
+        EXPECT_EQ(RunOn({}, DetectWantedSoftware).count("OSSupportSxS"), row.isSupported ? 1u : 0u)
+            << row.platform << '.' << row.major;
+    }
+    systemVersion = {false, VER_PLATFORM_WIN32_NT, 5};
+    EXPECT_EQ(RunOn({}, DetectWantedSoftware), Properties());
+}
+
+TEST_F(DetectionTest, PluginFolderAndShortNames) {
+    const std::string main = std::string(Navigator) + "\\4.7 (en)\\Main";
+    const RegistryValue version = Text(Navigator, "CurrentVersion", "4.7 (en)");
+    const auto noShortNames = [](DWORD number) {
+        return Number(FileSystem, "NtfsDisable8dot3NameCreation", number);
+    };
+    ExpectAll({
+        {"plug-ins",
+         {{version, Text(main, "Plugins Directory", "C:\\plug-ins")}},
+         {{"NSPLUGINPATH", "C:\\plug-ins"}}},
+        {"plug-ins of another version",
+         {{Text(Navigator, "CurrentVersion", "5"), Text(main, "Plugins Directory", "C:\\p")}},
+         {}},
+        {"no version", {{Text(main, "Plugins Directory", "C:\\p")}}, {}},
+        {"no folder", {{version, KeyAlone(main)}, {}, {{"NSPLUGINPATH", "given"}}}, {}},
+        {"an empty folder",
+         {{version, Text(main, "Plugins Directory", "")}, {}, {{"NSPLUGINPATH", "given"}}},
+         {}},
+        {"a closed folder key",
+         {{version, Text(main, "Plugins Directory", "C:\\p")}, {}, {}, main},
+         {}},
+
+        {"short names are off", {{noShortNames(1)}}, {{"NtfsDisable8dot3NameCreation", "1"}}},
+        {"short names are on", {{noShortNames(0)}}, {}},
+        {"short names as each volume likes", {{noShortNames(2)}}, {}},
+        {"short names, as text", {{Text(FileSystem, "NtfsDisable8dot3NameCreation", "1")}}, {}},
+    });
+}
+
+TEST_F(DetectionTest, FrontPageWebsLieWithTheOfficeTemplatesOrWithFrontPage) {
+    const auto office = [](const std::string& path) {
+        return Text("SOFTWARE\\Microsoft\\Office\\9.0\\Common\\InstallRoot", "Path", path);
+    };
+    const auto frontPage = [](const std::string& path) {
+        return Text("SOFTWARE\\Microsoft\\FrontPage\\3.0", "FrontPageRoot", path);
+    };
+    const std::string templates =
+        "templates\\" + std::to_string(GetSystemDefaultLangID()) + "\\webs";
+    const std::string below = "Templates" + templates.substr(9);
+    ExpectAll({
+        {"Office",
+         {{office("C:\\Program Files\\MS\\OFFICE\\"), frontPage("C:\\fp")}},
+         {{FrontPage, "c:\\program files\\ms\\" + below}}},
+        {"Office below a folder of that name",
+         {{office("C:\\office\\office\\")}},
+         {{FrontPage, "c:\\" + below}}},
+        {"Office elsewhere",
+         {{office("C:\\Program Files\\Office"), frontPage("C:\\fp")}},
+         {{FrontPage, "C:\\fp\\webs"}}},
+        {"FrontPage alone", {{frontPage("C:\\fp\\")}}, {{FrontPage, "C:\\fp\\webs"}}},
+        {"FrontPage's folder is empty", {{frontPage("")}}, {}},
+        {"a drive that is not there", {{frontPage("Q:\\fp")}}, {}},
+        {"neither",
+         {{KeyAlone("SOFTWARE\\Microsoft\\FrontPage\\3.0")}, {}, {{FrontPage, "C:\\given"}}},
+         {}},
+    });
+    Detect({{frontPage("Q:\\fp")}});
+    EXPECT_TRUE(Contains(Log(), "myMsiSetDirectory: Can't access drive Q:. Directory " +
+                                    std::string(FrontPage) + " will not be set to Q:\\fp\\webs"));
+}
+
+namespace {
+
+std::string fileVersion; // empty: the file has none
+UINT WINAPI AnswerFileVersion(const char* path, char* version, DWORD* size, char*, DWORD*) {
+    EXPECT_THAT(path, testing::EndsWith("ole db\\msolap.dll"));
+    EXPECT_STREQ(version, "0");
+    EXPECT_EQ(*size, 256u);
+    if (fileVersion.empty())
+        return ERROR_FILE_INVALID;
+    lstrcpyA(version, fileVersion.c_str());
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+TEST_F(DetectionTest, TheOlapProvidersVersionIsThatOfItsFile) {
+    const ReplacedImport<UINT WINAPI(const char*, char*, DWORD*, char*, DWORD*)> getVersion(
+        "MsiGetFileVersionA", AnswerFileVersion);
+    const Properties common = {{"CommonFilesFolder", Here()}};
+    const std::vector<std::string> provider = {"System\\ole db\\msolap.dll"};
+    fileVersion = "8.0.0.760";
+    ExpectAll({
+        {"there", {{}, provider, common}, {{"MSOLAPVERSION", "8.0.0.760"}}},
+        {"not there", {{}, {}, common}, {}},
+    });
+    fileVersion = "";
+    ExpectAll({{"without a version", {{}, provider, common}, {{"MSOLAPVERSION", "0"}}}});
+}
+
+// Everything at once: one probe does not take from another.
+TEST_F(DetectionTest, AFullMachineHasEverything) {
+    const Machine machine = {
+        {KeyAlone(W3svcEnum), Number(W3svcParameters, "MajorVersion", 5),
+         KeyAlone("Software\\Microsoft\\Visual Basic\\6.0"),
+         Text("Software\\ORACLE\\HOME0", "ORACLE_HOME", Here("path")),
+         Text(Explorer, "Version", "5.50.4134.0600"),
+         Text("SOFTWARE\\Microsoft\\FrontPage\\3.0", "FrontPageRoot", "C:\\fp"),
+         KeyAlone("SOFTWARE\\Microsoft\\ASP.NET\\1.1.4322.0"),
+         List("SYSTEM\\CurrentControlSet\\Control\\Session Manager", "PendingFileRenameOperations",
+              {"\\??\\C:\\x.dll", ""})},
+        {"path\\ntwdblib.dll"},
+        {{"MsiNetAssemblySupport", "1.1.4322.573"}},
+    };
+    EXPECT_EQ(Detect(machine), (Properties{{"HASIIS4", "1"},
+                                           {"HASWEBSERVER", "1"},
+                                           {"HASVB", "1"},
+                                           {"HASVB6", "1"},
+                                           {"HASORACLECLIENT", "1"},
+                                           {"HASMSSQLSERVERCLIENT", "1"},
+                                           {"IEVERSION", "550"},
+                                           {"HASIE5", "1"},
+                                           {FrontPage, "C:\\fp\\webs"},
+                                           {"ASPNET", "1.1.4322.0"},
+                                           {"AspNetVersionRequirementMet", "1"},
+                                           {"DotNetFrameworkVersionRequirementMet", "1"},
+                                           {"NeedReboot", "TRUE"}}));
+}

@@ -1,0 +1,420 @@
+#include "tests/support/machine.h"
+
+#include "tests/support/replaced_import.h"
+
+#include <gmock/gmock.h>
+
+#include <shlobj.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+struct Case {
+    const char* name;
+    Machine machine;
+    Properties changed;
+};
+
+class MachineChecksTest : public MachineTest {
+protected:
+    void ExpectAll(Action action, const std::vector<Case>& cases) {
+        for (const Case& row : cases)
+            EXPECT_EQ(RunOn(row.machine, action), row.changed) << row.name;
+    }
+};
+
+// A machine's names as its system calls answer them; null: the call fails.
+struct Names {
+    bool hasKernel;
+    bool hasHostNameCall;
+    const char* host;
+    const char* netBios;
+} names;
+int librariesLoaded;
+std::vector<std::string> namesSet;
+
+HMODULE WINAPI LoadKernel(const char* path) {
+    EXPECT_EQ(std::string(path).find(":\\"), 1u) << "not by its bare name: " << path;
+    librariesLoaded += names.hasKernel ? 1 : 0;
+    return names.hasKernel ? GetModuleHandleA("kernel32.dll") : nullptr;
+}
+BOOL WINAPI FreeKernel(HMODULE) {
+    --librariesLoaded;
+    return TRUE;
+}
+BOOL WINAPI AnswerHostName(COMPUTER_NAME_FORMAT format, char* name, DWORD* size) {
+    EXPECT_EQ(format, 5);
+    EXPECT_EQ(*size, 260u);
+    lstrcpyA(name, names.host == nullptr ? "half a na" : names.host);
+    *size = 3;
+    return names.host != nullptr;
+}
+FARPROC WINAPI FindCall(HMODULE, const char* name) {
+    EXPECT_STREQ(name, "GetComputerNameExA");
+    return names.hasHostNameCall
+               ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(AnswerHostName))
+               : nullptr;
+}
+BOOL WINAPI AnswerNetBiosName(char* name, DWORD* size) {
+    EXPECT_EQ(*size, 260u);
+    lstrcpyA(name, names.netBios == nullptr ? "half a na" : names.netBios);
+    return names.netBios != nullptr;
+}
+UINT WINAPI TakeName(MSIHANDLE, const char* property, const char* value) {
+    EXPECT_STREQ(property, "MACHINENAME");
+    namesSet.push_back(value);
+    return ERROR_SUCCESS;
+}
+
+} // namespace
+
+TEST_F(MachineChecksTest, TheMachinesNameIsTheHostNameOrElseTheNetBiosName) {
+    const std::string noKernel = "Failed to load kernel32.dll";
+    const std::string noCall = "Failed to get address for GetComputerNameExA function";
+    const std::string noHostName = "GetComputerNameEx Failed to get computer name";
+    const std::string noName = "GetComputerName Failed";
+    const struct {
+        Names names;
+        std::vector<std::string> set;
+        std::vector<std::string> log;
+    } cases[] = {
+        {{true, true, "a-long-host-name", "SHORT"}, {"a-long-host-name"}, {}},
+        {{true, true, nullptr, "SHORT"}, {"SHORT"}, {noHostName}},
+        {{true, false, nullptr, "SHORT"}, {"SHORT"}, {noCall}},
+        {{false, false, nullptr, "SHORT"}, {"SHORT"}, {noKernel}},
+        {{true, true, nullptr, nullptr}, {"machine", ""}, {noHostName, noName}},
+        {{false, false, nullptr, nullptr}, {"machine", ""}, {noKernel, noName}},
+    };
+    for (const auto& row : cases) {
+        names = row.names;
+        namesSet.clear();
+        ClearMessages();
+        {
+            const ReplacedImport<HMODULE WINAPI(const char*)> load("LoadLibraryA", LoadKernel);
+            const ReplacedImport<BOOL WINAPI(HMODULE)> free("FreeLibrary", FreeKernel);
+            const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find("GetProcAddress",
+                                                                            FindCall);
+            const ReplacedImport<BOOL WINAPI(char*, DWORD*)> netBios("GetComputerNameA",
+                                                                     AnswerNetBiosName);
+            const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, const char*)> set(
+                "MsiSetPropertyA", TakeName);
+            EXPECT_EQ(GetMachineName(session), ERROR_SUCCESS);
+        }
+        EXPECT_EQ(namesSet, row.set);
+        EXPECT_EQ(Log(), row.log);
+        EXPECT_EQ(librariesLoaded, 0);
+    }
+}
+
+TEST_F(MachineChecksTest, ThisMachineHasANameAndProcessors) {
+    char name[300];
+    DWORD size = sizeof name;
+    ASSERT_TRUE(GetComputerNameExA(ComputerNamePhysicalDnsHostname, name, &size));
+    EXPECT_EQ(GetMachineName(session), ERROR_SUCCESS);
+    EXPECT_EQ(Property("MACHINENAME"), name);
+    EXPECT_THAT(Log(), IsEmpty());
+
+    SYSTEM_INFO system;
+    GetSystemInfo(&system);
+    EXPECT_EQ(GetNumberOfProcessors(session), ERROR_SUCCESS);
+    EXPECT_EQ(Property("NUMBEROFPROCESSORS"), std::to_string(system.dwNumberOfProcessors));
+}
+
+TEST_F(MachineChecksTest, AServerNameIsTrimmedAndValidWithoutInnerBlanks) {
+    const struct {
+        std::string given;
+        std::string written;
+        bool isValid;
+    } cases[] = {
+        {"cms01", "cms01", true},
+        {" cms01 ", "cms01", true},
+        {"\t\r\n\v\f cms01\f\v\n\r\t", "cms01", true},
+        {"cms 01", "cms 01", false},
+        {" cms\t01", "cms\t01", false},
+        {"cms\n01", "cms\n01", false},
+        {"cms\r01", "cms\r01", true}, // only blanks, tabs and line feeds break a name
+        {"", "", false},
+        {" \t ", "", false},
+        {std::string(3000, 'c'), std::string(3000, 'c'), true},
+    };
+    for (const auto& row : cases) {
+        SetProperty("VALIDCOMPUTERNAME", "");
+        SetProperty("NAMESERVER", row.given);
+        EXPECT_EQ(ValidateNAMESERVER(session), ERROR_SUCCESS);
+        EXPECT_EQ(Property("NAMESERVER"), row.written);
+        EXPECT_EQ(Property("VALIDCOMPUTERNAME"), row.isValid ? "1" : "") << row.given;
+    }
+    SetProperty("NAMESERVER", "a b");
+    ValidateNAMESERVER(session);
+    EXPECT_EQ(Property("VALIDCOMPUTERNAME"), "1") << "never cleared";
+}
+
+namespace {
+
+// "2604 NAME" for every error message; the log's lines as they are.
+std::vector<std::string> reports;
+int WINAPI TakeMessage(MSIHANDLE, INSTALLMESSAGE type, MSIHANDLE record) {
+    char text[200];
+    DWORD size = sizeof text;
+    MsiRecordGetStringA(record, type == INSTALLMESSAGE_ERROR ? 2 : 1, text, &size);
+    if (type != INSTALLMESSAGE_ERROR) {
+        reports.push_back(text);
+        return IDOK;
+    }
+    EXPECT_TRUE(MsiRecordIsNull(record, 0));
+    EXPECT_EQ(MsiRecordGetFieldCount(record), 3u);
+    reports.push_back(std::to_string(MsiRecordGetInteger(record, 1)) + ' ' + text);
+    return IDOK;
+}
+
+} // namespace
+
+TEST_F(MachineChecksTest, ASilentExpansionNeedsItsProperties) {
+    const std::string dsn = "Ensuring property DATABASEDSN exists";
+    const std::string uid = "Ensuring property DATABASEUID exists";
+    const std::string server = "Ensuring property NAMESERVER exists";
+    const struct {
+        const char* name;
+        Properties properties;
+        UINT result;
+        std::vector<std::string> reports;
+    } cases[] = {
+        {"a new installation", {{"UILevel", "2"}, {"INSTALLMODE", "NEW"}}, 0, {}},
+        {"no mode", {{"UILevel", "2"}}, 0, {}},
+        {"with dialogs", {{"UILevel", "5"}, {"INSTALLMODE", "EXPAND"}}, 0, {}},
+        {"expanding a server, all there",
+         {{"UILevel", "3"},
+          {"INSTALLMODE", "EXPAND"},
+          {"EXPANDAPS", "1"},
+          {"DATABASEDSN", "d"},
+          {"DATABASEUID", "u"}},
+         0,
+         {dsn, uid}},
+        {"expanding a server, no user",
+         {{"UILevel", "2"}, {"INSTALLMODE", "expand"}, {"EXPANDAPS", "1"}, {"DATABASEDSN", "d"}},
+         ERROR_INVALID_COMMAND_LINE,
+         {dsn, uid, "2604 DATABASEUID"}},
+        {"expanding a server, nothing there",
+         {{"UILevel", "2"}, {"INSTALLMODE", "Expand"}, {"EXPANDAPS", "1"}},
+         ERROR_INVALID_COMMAND_LINE,
+         {dsn, "2604 DATABASEDSN", uid, "2604 DATABASEUID"}},
+        {"expanding without a server, its name there",
+         {{"UILevel", "4"}, {"INSTALLMODE", "EXPAND"}, {"NAMESERVER", "cms01"}},
+         0,
+         {server}},
+        {"expanding without a server, no name",
+         {{"UILevel", "2"}, {"INSTALLMODE", "EXPAND"}},
+         ERROR_INVALID_COMMAND_LINE,
+         {server, "2604 NAMESERVER"}},
+    };
+    const ReplacedImport<int WINAPI(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE)> process(
+        "MsiProcessMessage", TakeMessage);
+    for (const auto& row : cases) {
+        reports.clear();
+        EXPECT_EQ(RunOn({{}, {}, row.properties}, DetectWantedProperties, row.result),
+                  Properties());
+        EXPECT_EQ(reports, row.reports) << row.name;
+    }
+}
+
+TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereItLies) {
+    const char program[] = "NOTESDIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
+    const char data[] = "NOTESDATADIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
+    const char ini[] = "NOTESINIDIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
+    const std::string windows = Here("windows\\"), programs = Here("programs\\");
+    const std::string notes = Here("notes\\"), notesData = Here("notes\\data\\");
+    const auto with = [&](Properties properties) {
+        properties["WindowsFolder"] = windows;
+        properties["ProgramFilesFolder"] = programs;
+        return properties;
+    };
+    const Properties notes5 =
+        with({{"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", notes}});
+    const Properties notes4 = with({{"NOTES_4_DIR", notes}});
+    Properties both = notes5;
+    both["NOTES_4_DIR"] = "C:\\four\\";
+    ExpectAll(GetNotesPath,
+              {
+                  {"none", {{}, {"windows\\notes.ini"}, with({{"NOTESDIR", notes}})}, {}},
+                  {"release 5, its ini beside it",
+                   {{}, {"notes\\notes.ini"}, notes5},
+                   {{program, notes}, {data, notesData}, {ini, notes}}},
+                  {"release 5, its ini in the Windows folder",
+                   {{}, {"windows\\notes.ini"}, notes5},
+                   {{program, notes}, {data, notesData}, {ini, windows}}},
+                  {"release 5, its ini in both",
+                   {{}, {"windows\\notes.ini", "notes\\notes.ini"}, notes5},
+                   {{program, notes}, {data, notesData}, {ini, notes}}},
+                  {"release 5 without an ini",
+                   {{}, {}, notes5},
+                   {{program, notes}, {data, notesData}, {ini, programs}}},
+                  {"both releases: the fifth",
+                   {{}, {"notes\\notes.ini"}, both},
+                   {{program, notes}, {data, notesData}, {ini, notes}}},
+                  {"release 4 without data, its ini in the Windows folder",
+                   {{}, {"windows\\notes.ini"}, notes4},
+                   {{program, notes}, {ini, windows}}},
+                  // Its folder is known, but NOTESDIR, from which it would be set, is not.
+                  {"release 4, its ini beside it",
+                   {{}, {"notes\\notes.ini"}, notes4},
+                   {{program, notes}, {ini, windows}}},
+                  {"a folder chosen before: only the ini is looked for",
+                   {{},
+                    {"notes\\notes.ini"},
+                    with({{"NOTES_DIR", "C:\\chosen\\"},
+                          {"NOTES_5_DIR", "C:\\five\\"},
+                          {program, notes},
+                          {"NOTESDIR", notes}})},
+                   {{ini, notes}}},
+                  {"a folder chosen before, and no ini",
+                   {{}, {}, with({{"NOTES_DIR", "C:\\chosen\\"}, {ini, "C:\\gone\\"}})},
+                   {{ini, programs}}},
+              });
+}
+
+TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
+    const auto looks = [&](const std::string& list, const std::vector<std::string>& files) {
+        return Machine{{}, files, {{"UPGRADEAPPDIR", Here("app\\")}, {"UPGRADEAPPNAME", list}}};
+    };
+    const Properties yes = {{"FOUNDUPGRADE", "1"}}, no = {{"FOUNDUPGRADE", "0"}};
+    ExpectAll(FindUpgradableApp,
+              {
+                  {"nothing asked for", {}, no},
+                  {"the first", looks("a.exe|b.exe|", {"app\\a.exe"}), yes},
+                  {"the second", looks("a.exe|b.exe|", {"app\\b.exe"}), yes},
+                  {"in a folder below", looks("x\\a.exe|", {"app\\x\\a.exe"}), yes},
+                  {"none", looks("a.exe|b.exe|", {"app\\c.exe"}), no},
+                  {"the last has no bar", looks("a.exe|b.exe", {"app\\b.exe"}), no},
+                  {"an empty name is the folder", looks("a.exe||", {"app\\c.exe"}), yes},
+                  {"an endless list", looks(std::string(5000, '|') + "a.exe|", {"a.exe"}), no},
+                  {"the legacy designer", looks("QDW", {"app\\qdw32.exe"}), yes},
+                  {"its media", looks("qdw", {"app\\win32\\x86\\disk1\\qdwfiles.inf"}), yes},
+                  {"its second to last name", looks("qdw", {"app\\hqdstd.msi"}), yes},
+                  {"its last name", looks("qdw", {"app\\hqdent.msi"}), no},
+                  {"a list that names it", looks("qdw|", {"app\\qdw.exe"}), no},
+              });
+    RunOn({{}, {}, {{"FOUNDUPGRADE", "1"}}}, FindUpgradableApp);
+    EXPECT_EQ(FindUpgradableApp(0), ERROR_SUCCESS) << "reads that fail";
+}
+
+// The dialog: its calls are replaced, none is shown.
+
+namespace {
+
+ITEMIDLIST pickedItem;
+struct Dialog {
+    bool isCancelled = false;
+    bool isPath = true;
+    int apartments = 0;
+    int itemsOpen = 0;
+    int allocatorsOpen = 0;
+    HWND owner = nullptr;
+    std::string title;
+    std::vector<HWND> asked; // windows whose visibility was asked for
+} dialog;
+
+class Allocator : public IMalloc {
+public:
+    HRESULT WINAPI QueryInterface(REFIID, void**) override { return E_NOINTERFACE; }
+    ULONG WINAPI AddRef() override { return 1; }
+    ULONG WINAPI Release() override { return static_cast<ULONG>(--dialog.allocatorsOpen); }
+    void* WINAPI Alloc(SIZE_T) override { return nullptr; }
+    void* WINAPI Realloc(void*, SIZE_T) override { return nullptr; }
+    void WINAPI Free(void* item) override {
+        EXPECT_EQ(item, &pickedItem);
+        EXPECT_EQ(dialog.apartments, 1) << "before COM ends";
+        --dialog.itemsOpen;
+    }
+    SIZE_T WINAPI GetSize(void*) override { return 0; }
+    int WINAPI DidAlloc(void*) override { return 0; }
+    void WINAPI HeapMinimize() override {}
+} allocator;
+
+HRESULT WINAPI StartCom(void*) {
+    ++dialog.apartments;
+    return S_OK;
+}
+void WINAPI EndCom() { --dialog.apartments; }
+
+LPITEMIDLIST WINAPI Browse(BROWSEINFOA* browse) {
+    EXPECT_EQ(dialog.apartments, 1);
+    EXPECT_EQ(browse->pidlRoot, nullptr);
+    EXPECT_EQ(browse->ulFlags, 0u);
+    EXPECT_EQ(browse->lpfn, nullptr);
+    browse->pszDisplayName[MAX_PATH - 1] = 'x';
+    dialog.owner = browse->hwndOwner;
+    dialog.title = browse->lpszTitle;
+    if (dialog.isCancelled)
+        return nullptr;
+    ++dialog.itemsOpen;
+    return &pickedItem;
+}
+BOOL WINAPI PathOfItem(const ITEMIDLIST*, char* path) {
+    lstrcpyA(path, "C:\\picked");
+    return dialog.isPath;
+}
+HRESULT WINAPI GetAllocator(IMalloc** answer) {
+    ++dialog.allocatorsOpen;
+    *answer = &allocator;
+    return S_OK;
+}
+
+// Windows of the desktop, from the top: 1 is another process's, 2 hidden.
+HWND Window(int number) { return reinterpret_cast<HWND>(number); }
+int lastWindow;
+BOOL WINAPI EnumerateWindows(WNDENUMPROC take, LPARAM context) {
+    for (int number = 1; number <= lastWindow; ++number)
+        if (!take(Window(number), context))
+            return FALSE;
+    return TRUE;
+}
+DWORD WINAPI ProcessOfWindow(HWND window, DWORD* process) {
+    *process = GetCurrentProcessId() + (window == Window(1) ? 4 : 0);
+    return 1;
+}
+BOOL WINAPI IsShown(HWND window) { return window != Window(2); }
+HWND WINAPI FocusWindow() { return Window(99); }
+
+} // namespace
+
+TEST_F(MachineChecksTest, TheFolderPickedForTheInstallerBecomesItsDirectory) {
+    const ReplacedImport<HRESULT WINAPI(void*)> start("CoInitialize", StartCom);
+    const ReplacedImport<void WINAPI()> end("CoUninitialize", EndCom);
+    const ReplacedImport<LPITEMIDLIST WINAPI(BROWSEINFOA*)> browse("SHBrowseForFolderA", Browse);
+    const ReplacedImport<BOOL WINAPI(const ITEMIDLIST*, char*)> path("SHGetPathFromIDListA",
+                                                                     PathOfItem);
+    const ReplacedImport<HRESULT WINAPI(IMalloc**)> getAllocator("SHGetMalloc", GetAllocator);
+    const ReplacedImport<BOOL WINAPI(WNDENUMPROC, LPARAM)> windows("EnumWindows", EnumerateWindows);
+    const ReplacedImport<DWORD WINAPI(HWND, DWORD*)> process("GetWindowThreadProcessId",
+                                                             ProcessOfWindow);
+    const ReplacedImport<BOOL WINAPI(HWND)> visible("IsWindowVisible", IsShown);
+    const ReplacedImport<HWND WINAPI()> focus("GetFocus", FocusWindow);
+
+    const Properties picked = {{"VXInstallerDir", "C:\\picked"}};
+    const struct {
+        bool isCancelled;
+        bool isPath;
+        int lastWindow;
+        HWND owner;
+        Properties changed;
+    } cases[] = {
+        {false, true, 4, Window(3), picked},  {false, true, 2, Window(99), picked},
+        {false, true, 0, Window(99), picked}, {true, true, 4, Window(3), {}},
+        {false, false, 4, Window(3), {}},
+    };
+    for (const auto& row : cases) {
+        dialog = {};
+        dialog.isCancelled = row.isCancelled;
+        dialog.isPath = row.isPath;
+        lastWindow = row.lastWindow;
+        EXPECT_EQ(RunOn({{}, {}, {{"BrowseVXPrompt", "Pick it"}}}, BrowseForVXInstaller),
+                  row.changed);
+        EXPECT_EQ(dialog.owner, row.owner);
+        EXPECT_EQ(dialog.title, "Pick it");
+        EXPECT_EQ(dialog.apartments, 0);
+        EXPECT_EQ(dialog.itemsOpen, 0) << "item lists left";
+        EXPECT_EQ(dialog.allocatorsOpen, 0) << "allocators left";
+    }
+}

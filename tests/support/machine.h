@@ -1,0 +1,48 @@
+// Whole machines for the tests of detection: registry values, files and
+// properties in, the properties that an action changed out.
+#pragma once
+
+#include "tests/support/session_test.h"
+
+#include <map>
+
+using Properties = std::map<std::string, std::string>;
+
+struct RegistryValue {
+    std::string key;
+    std::string name;
+    DWORD type;
+    std::string bytes;
+    HKEY root = HKEY_LOCAL_MACHINE;
+};
+
+RegistryValue KeyAlone(const std::string& key, HKEY root = HKEY_LOCAL_MACHINE);
+RegistryValue Text(const std::string& key, const std::string& name, const std::string& text);
+RegistryValue Number(const std::string& key, const std::string& name, DWORD number);
+// A list, ended as the system ends it.
+RegistryValue List(const std::string& key, const std::string& name,
+                   const std::vector<std::string>& texts);
+
+struct Machine {
+    std::vector<RegistryValue> registry = {};
+    // Empty files, as paths below Here(); their folders are made. What lies in
+    // Here("path\\") is found on the search path.
+    std::vector<std::string> files = {};
+    Properties properties = {};
+    std::string deniedKey = {}; // refuses access
+};
+
+class MachineTest : public SessionTest {
+protected:
+    using Action = UINT(__stdcall*)(MSIHANDLE);
+
+    // Plants the machine, which has nothing else in HKEY_LOCAL_MACHINE and
+    // HKEY_CURRENT_USER, runs the action and takes the machine away again.
+    // Result: the properties that the action changed, "" for one that it
+    // removed. The session's properties are then as they were before; Log() is
+    // what this action wrote. Fails the test when it leaves a registry key open.
+    Properties RunOn(const Machine& machine, Action action, UINT expectedResult = ERROR_SUCCESS);
+
+    // A path in this test's folder.
+    std::string Here(const std::string& path = "") { return Scratch() + path; }
+};
