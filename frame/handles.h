@@ -70,4 +70,20 @@ struct LocalMemoryTraits {
 // A text that the system allocated for the caller.
 using LocalText = Owner<LocalMemoryTraits>;
 
+struct KernelHandleTraits {
+    using Value = HANDLE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { CloseHandle(value); }
+};
+// A process, thread, token or pipe end.
+using KernelHandle = Owner<KernelHandleTraits>;
+
+struct LibraryTraits {
+    using Value = HMODULE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { FreeLibrary(value); }
+};
+// A library loaded at run time.
+using Library = Owner<LibraryTraits>;
+
 } // namespace setupactions

@@ -1,21 +1,163 @@
 #include "frame/programs.h"
 
+#include "frame/versions.h"
+
 namespace setupactions {
 
 namespace {
 
-const int ProgressReport = 2; // kind of progress message: move the bar
+const int ProgressActionInformation = 1; // kinds of progress message
+const int ProgressReport = 2;            // moves the bar
+
+const DWORD PollMilliseconds = 100;
+const int TicksPerPoll = 10000;
+const DWORD OutputPieceSize = 1024;
+const DWORD FileVersionSize = 260;
+const int VersionFieldCount = 4;
+
+void FillProgress(const InstallerHandle& record, int kind, int amount) {
+    MsiRecordSetInteger(record.Get(), 1, kind);
+    MsiRecordSetInteger(record.Get(), 2, amount);
+    MsiRecordSetInteger(record.Get(), 3, 0);
+}
+
+void SendProgress(MSIHANDLE session, const InstallerHandle& record) {
+    MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
+}
+
+struct StartedProgram {
+    KernelHandle process; // none: it did not start, for the reason in error
+    KernelHandle thread;
+    KernelHandle output; // read end of its output; none when it is not captured
+    DWORD error = ERROR_SUCCESS;
+};
+
+KernelHandle InheritableCopy(const KernelHandle& handle) {
+    KernelHandle copy;
+    DuplicateHandle(GetCurrentProcess(), handle.Get(), GetCurrentProcess(), copy.Out(), 0, TRUE,
+                    DUPLICATE_SAME_ACCESS);
+    return copy;
+}
+
+// Starts the program with its output and errors going into a new pipe. Without
+// a pipe it starts all the same.
+StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char* workingFolder) {
+    StartedProgram program;
+    STARTUPINFOA startup = {};
+    startup.cb = sizeof startup;
+    if (hideWindow) {
+        startup.dwFlags |= STARTF_USESHOWWINDOW;
+        startup.wShowWindow = SW_HIDE;
+    }
+
+    // The program inherits its two copies of the write end and nothing else of
+    // the pipe. Once it has them, only it keeps them open.
+    SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
+    KernelHandle writeEnd, standardOutput, standardError;
+    if (CreatePipe(program.output.Out(), writeEnd.Out(), &inheritable, 0)) {
+        SetHandleInformation(program.output.Get(), HANDLE_FLAG_INHERIT, 0);
+        standardOutput = InheritableCopy(writeEnd);
+        standardError = InheritableCopy(writeEnd);
+        writeEnd.Reset();
+        startup.dwFlags |= STARTF_USESTDHANDLES;
+        startup.hStdOutput = standardOutput.Get();
+        startup.hStdError = standardError.Get();
+    }
+
+    PROCESS_INFORMATION started = {};
+    if (CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, TRUE, CREATE_NO_WINDOW, nullptr,
+                       workingFolder, &startup, &started)) {
+        program.process.Reset(started.hProcess);
+        program.thread.Reset(started.hThread);
+    } else {
+        program.error = GetLastError();
+    }
+    return program;
+}
+
+// Sends what waits in the pipe to the log, piece by piece. Never blocks.
+void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerHandle& record) {
+    DWORD waiting = 0;
+    while (PeekNamedPipe(output.Get(), nullptr, 0, nullptr, &waiting, nullptr) && waiting > 0) {
+        char piece[OutputPieceSize + 1] = "";
+        DWORD size = 0;
+        if (!ReadFile(output.Get(), piece, OutputPieceSize, &size, nullptr))
+            return;
+        piece[size] = '\0';
+        MsiRecordSetStringA(record.Get(), 0, piece);
+        MsiProcessMessage(session, INSTALLMESSAGE_INFO, record.Get());
+    }
+}
+
+// Waits for the program's end, its output going to the log and the bar moving
+// within the budget. Result: the exit code; `sent` grows by the ticks used.
+//
+// What the program prints after the last look into the pipe stays unread:
+// helpers that it left running may go on printing, and are not followed.
+DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
+                   const InstallerHandle& progress, int budget, int& sent) {
+    const InstallerHandle output(MsiCreateRecord(2));
+    DWORD exitCode = STILL_ACTIVE;
+    do {
+        DrainOutput(session, program.output, output);
+        GetExitCodeProcess(program.process.Get(), &exitCode);
+        Sleep(PollMilliseconds);
+        if (sent < budget) {
+            SendProgress(session, progress);
+            sent += TicksPerPoll;
+        }
+    } while (exitCode == STILL_ACTIVE);
+    return exitCode;
+}
 
 } // namespace
+
+UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int progressUnits,
+                      bool hideWindow, const char* workingFolder) {
+    const InstallerHandle progress(MsiCreateRecord(3));
+    FillProgress(progress, ProgressActionInformation, 1);
+    SendProgress(session, progress);
+    FillProgress(progress, ProgressReport, TicksPerPoll);
+
+    const int budget = progressUnits * ProgressUnitTicks;
+    int sent = 0;
+    const StartedProgram program = StartProgram(commandLine, hideWindow, workingFolder);
+    if (program.process) {
+        const DWORD exitCode = AwaitProgram(session, program, progress, budget, sent);
+        LogMessage(session, Format("RunRedistProgram(%s). Return value %d", commandLine.c_str(),
+                                   static_cast<int>(exitCode)));
+    } else {
+        LogMessage(session, Format("RunRedistProgram(%s). failed: %d", commandLine.c_str(),
+                                   static_cast<int>(program.error)));
+    }
+
+    if (budget > sent) {
+        MsiRecordSetInteger(progress.Get(), 2, budget - sent);
+        SendProgress(session, progress);
+    }
+    return ERROR_SUCCESS;
+}
 
 UINT UseProgressTime(MSIHANDLE session, int ticks) {
     LogMessage(session, Format("UseProgressTime: %i ticks", ticks));
     const InstallerHandle record(MsiCreateRecord(3));
-    MsiRecordSetInteger(record.Get(), 1, ProgressReport);
-    MsiRecordSetInteger(record.Get(), 2, ticks);
-    MsiRecordSetInteger(record.Get(), 3, 0);
-    MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
+    FillProgress(record, ProgressReport, ticks);
+    SendProgress(session, record);
     return ERROR_SUCCESS;
+}
+
+bool CheckFileVersion(MSIHANDLE session, const std::string& path,
+                      const std::string& neededVersion) {
+    char version[FileVersionSize] = "";
+    DWORD size = sizeof version;
+    if (MsiGetFileVersionA(path.c_str(), version, &size, nullptr, nullptr) != ERROR_SUCCESS) {
+        SendRecord(session, INSTALLMESSAGE_INFO, "Error getting file version info for file: [1]",
+                   {path});
+        return false;
+    }
+    SendRecord(session, INSTALLMESSAGE_INFO, "File: [1] Version: [2] found. Needed Version: [3]",
+               {path, version, neededVersion});
+    return CompareVersions(version, neededVersion, VersionFieldCount) >= 0;
 }
 
 } // namespace setupactions

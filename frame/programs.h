@@ -1,5 +1,5 @@
 // Outside programs: running them with their output in the log and the progress
-// bar moving.
+// bar moving, and the versions of their files.
 #pragma once
 
 #include "frame/session.h"
@@ -9,7 +9,27 @@ namespace setupactions {
 // One unit in which actions budget the progress bar.
 const int ProgressUnitTicks = 100000;
 
+// Runs a program and returns when it has ended; there is no time-out. What it
+// prints goes to the log in pieces of at most 1024 bytes, each a record
+// template of its own, so the installer resolves square brackets in it. The
+// exit code 259 is the system's sign for a program that still runs: one that
+// ends with it is waited for without end.
+//
+// commandLine    path of the program and its arguments
+// progressUnits  how far the bar moves in all: while the program runs by
+//                10000 ticks every 100 ms, then by what is left
+// hideWindow     asks the program to show no window
+// workingFolder  null for the caller's own
+//
+// Result: always 0. The program's exit code, or why it did not start, is logged.
+UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int progressUnits,
+                      bool hideWindow, const char* workingFolder = nullptr);
+
 // Logs and moves the progress bar forward by so many ticks. Always answers 0.
 UINT UseProgressTime(MSIHANDLE session, int ticks);
+
+// True when the file's version is at least the needed one, by all four fields.
+// Logs both. A file without a version, or none at all, is logged and answers false.
+bool CheckFileVersion(MSIHANDLE session, const std::string& path, const std::string& neededVersion);
 
 } // namespace setupactions
