@@ -70,6 +70,13 @@ struct LocalMemoryTraits {
 // A text that the system allocated for the caller.
 using LocalText = Owner<LocalMemoryTraits>;
 
+struct ServiceHandleTraits {
+    using Value = SC_HANDLE;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { CloseServiceHandle(value); }
+};
+// The service manager, or one service.
+using ServiceHandle = Owner<ServiceHandleTraits>;
 struct KernelHandleTraits {
     using Value = HANDLE;
     static Value None() { return nullptr; }

@@ -7,7 +7,9 @@ wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$sources"/*.wxs "$sources"/*.txt "$work"
-for dll in "$binaries"/*.dll; do "$strip" -o "$work/$(basename "$dll")" "$dll"; done
+for binary in "$binaries"/*.dll "$binaries"/sample_server.exe; do
+    "$strip" -o "$work/$(basename "$binary")" "$binary"
+done
 cd "$work"
 "$wixl" -D Version="$version" -o sample.msi sample.wxs
 mv sample.msi "$package"

@@ -76,6 +76,7 @@ void SessionTest::Cost() const {
 
 void SessionTest::MakeDeferred(const std::string& actionData) {
     SetProperty("CustomActionData", actionData);
+    deferredMode.reset(); // a second call replaces the first one's mode
     deferredMode = std::make_unique<GetModeImport>("MsiGetMode", DeferredMode);
 }
 

@@ -1,0 +1,28 @@
+// Removing the clones that an administrator made of the package's services:
+// services whose names begin with the name of one that the package installed.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+#include <vector>
+
+namespace setupactions {
+
+// The names of an action data text "A|B|"; empty pieces are dropped.
+std::vector<std::string> SplitServiceNames(const std::string& actionData);
+
+// True when the service's name begins with one of the names, in any case. The
+// package's own services match too.
+bool IsServerOrClone(const std::string& service, const std::vector<std::string>& names);
+
+// The names of all services and drivers of the machine. An enumeration that
+// fails ends with what was found before.
+std::vector<std::string> ListServices(SC_HANDLE manager);
+
+// Polls a service until it is in the wanted state. True also when the service
+// stands still at one check point for twice its wait hint: the wait is then
+// given up. False when its status cannot be read or it settles elsewhere.
+bool WaitForServiceState(SC_HANDLE service, DWORD wanted);
+
+} // namespace setupactions

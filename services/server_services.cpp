@@ -1,0 +1,139 @@
+#include "services/server_services.h"
+
+#include "frame/action.h"
+#include "frame/guard.h"
+#include "frame/handles.h"
+#include "frame/profile.h"
+#include "frame/programs.h"
+#include "frame/session.h"
+#include "services/service_control.h"
+
+#include <vector>
+
+namespace setupactions {
+
+namespace {
+
+// The suite's services.
+const char CentralServer[] = "TRNWCentralMS";
+const char CentralServerTitle[] = "Central Management Server";
+const char OlderCentralServer[] = "KestrelAPS";
+const char DatabaseServer[] = "MSSQLServer";
+
+const char NamedUserSwitch[] = "-createnamedusers";
+const int StartTicks = 30 * ProgressUnitTicks;
+
+// The record of stopped services: names under "1", "2", …, their number under "Last".
+const char RecordSection[] = "StopService";
+const char RecordCount[] = "Last";
+
+void WriteRecord(const std::string& file, const std::string& key, const std::string& value) {
+    WritePrivateProfileStringA(RecordSection, key.c_str(), value.c_str(), file.c_str());
+}
+
+void RecordStoppedService(const std::string& service, const std::string& file) {
+    const UINT last = GetPrivateProfileIntA(RecordSection, RecordCount, 0, file.c_str());
+    const std::string next = Format("%u", last + 1);
+    WriteRecord(file, next, service);
+    WriteRecord(file, RecordCount, next);
+}
+
+// Reads how a service is started. False, with the last error set, on failure.
+bool ReadCommandLine(SC_HANDLE service, std::string& commandLine) {
+    DWORD size = 0;
+    QueryServiceConfigA(service, nullptr, 0, &size);
+    std::vector<char> buffer(size);
+    auto* config = reinterpret_cast<QUERY_SERVICE_CONFIGA*>(buffer.data());
+    if (!QueryServiceConfigA(service, config, size, &size))
+        return false;
+    commandLine = config->lpBinaryPathName;
+    return true;
+}
+
+} // namespace
+
+void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file) {
+    const bool stopped = ChangeService(service, false, session) == 1;
+    if (stopped && !file.empty())
+        RecordStoppedService(service, file);
+    LogMessage(session, Format("StopService: Service: %s Return value %s.", service.c_str(),
+                               stopped ? "true" : "false"));
+}
+
+void StartWebServices(MSIHANDLE session, const std::string& file) {
+    LogMessage(session, Format("StartWebServices( File=%s ).", file.c_str()));
+    for (unsigned position = 1;; ++position) {
+        std::string service;
+        GetProfileString(RecordSection, Format("%u", position).c_str(), "", service, file.c_str());
+        if (service.empty())
+            return;
+        const int result = ChangeService(service, true, session);
+        LogMessage(session,
+                   Format("StartService. Service: %s Return Value: %d.", service.c_str(), result));
+    }
+}
+
+} // namespace setupactions
+
+using namespace setupactions;
+
+// Scheduled deferred, before the server's files change. Reads and sets no
+// property; stops the central management server. Partner: StartAPSService.
+EXPORTED_ACTION(StopAPSService) {
+    ShowActionData(session, CentralServerTitle);
+    ChangeService(CentralServer, false, session);
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred, after the server's files changed and it is configured.
+// Reads and sets no property; starts the central management server and moves
+// the progress bar by 30 units. Partner: StopAPSService.
+EXPORTED_ACTION(StartAPSService) {
+    Guarded(session, "StartAPSService crashed.", [&] {
+        LogMessage(session, "Starting CMS");
+        ShowActionData(session, CentralServerTitle);
+        ChangeService(CentralServer, true, session);
+        UseProgressTime(session, StartTicks);
+    });
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred, before the repository is set up on this machine's
+// database server. Reads and sets no property; starts the database server and
+// moves the progress bar by 30 units.
+EXPORTED_ACTION(StartSQLService) {
+    ShowActionData(session, DatabaseServer);
+    ChangeService(DatabaseServer, true, session);
+    UseProgressTime(session, StartTicks);
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred, where the server in its older form is installed. Reads
+// and sets no property; adds "-createnamedusers" to that service's command
+// line, which takes effect at its next start.
+EXPORTED_ACTION(ChangeAPSToCreateNamedUser) {
+    LogFailure logFailure(session, "ChangeAPSToCreateNamedUser");
+    const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, GENERIC_READ | GENERIC_WRITE));
+    if (!manager) {
+        logFailure("OpenSCManager");
+        return ERROR_SUCCESS;
+    }
+    const ServiceHandle service(OpenServiceA(manager.Get(), OlderCentralServer,
+                                             SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG));
+    if (!service) {
+        logFailure("OpenService");
+        return ERROR_SUCCESS;
+    }
+    std::string commandLine;
+    if (!ReadCommandLine(service.Get(), commandLine)) {
+        logFailure("queryServiceConfig"); // spelt so in every log since the first release
+        return ERROR_SUCCESS;
+    }
+    if (commandLine.find(NamedUserSwitch) == std::string::npos)
+        commandLine += std::string(" ") + NamedUserSwitch;
+    if (!ChangeServiceConfigA(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                              SERVICE_NO_CHANGE, commandLine.c_str(), nullptr, nullptr, nullptr,
+                              nullptr, nullptr, nullptr))
+        logFailure("ChangeServiceConfig");
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,18 @@
+// Web services that are stopped for a while: recorded in a profile file in the
+// order in which they were stopped, and started again from there.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+
+namespace setupactions {
+
+// Stops a service; when it then stands still, also when it did before, appends
+// its name to the file's record. An empty path records nothing.
+void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file);
+
+// Starts the services of the file's record, first stopped first. The record stays.
+void StartWebServices(MSIHANDLE session, const std::string& file);
+
+} // namespace setupactions
