@@ -80,6 +80,7 @@ struct ServiceHandleTraits {
 };
 // The service manager, or one service.
 using ServiceHandle = Owner<ServiceHandleTraits>;
+
 struct KernelHandleTraits {
     using Value = HANDLE;
     static Value None() { return nullptr; }

@@ -98,15 +98,18 @@ DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
                    const InstallerHandle& progress, int budget, int& sent) {
     const InstallerHandle output(MsiCreateRecord(2));
     DWORD exitCode = STILL_ACTIVE;
+    bool ended = false;
     do {
         DrainOutput(session, program.output, output);
+        // A program may itself end with the code that means "still active".
+        ended = WaitForSingleObject(program.process.Get(), 0) == WAIT_OBJECT_0;
         GetExitCodeProcess(program.process.Get(), &exitCode);
         Sleep(PollMilliseconds);
         if (sent < budget) {
             SendProgress(session, progress);
             sent += TicksPerPoll;
         }
-    } while (exitCode == STILL_ACTIVE);
+    } while (exitCode == STILL_ACTIVE && !ended);
     return exitCode;
 }
 

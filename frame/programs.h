@@ -11,9 +11,7 @@ const int ProgressUnitTicks = 100000;
 
 // Runs a program and returns when it has ended; there is no time-out. What it
 // prints goes to the log in pieces of at most 1024 bytes, each a record
-// template of its own, so the installer resolves square brackets in it. The
-// exit code 259 is the system's sign for a program that still runs: one that
-// ends with it is waited for without end.
+// template of its own, so the installer resolves square brackets in it.
 //
 // commandLine    path of the program and its arguments
 // progressUnits  how far the bar moves in all: while the program runs by

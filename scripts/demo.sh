@@ -48,6 +48,10 @@ run_installer "installing the sample package" install.log /i 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$out/installed"
 echo "  what the installation changed:"
 package_changes
+say "an administrator clones the server: TRNWCentralMS_clone"
+(cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
+    binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
+    fail "the clone could not be made; see $out/clone.log"
 run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$out/removed"
 left=$(show_difference "$out/before" "$out/removed")

@@ -23,6 +23,7 @@ struct Calls {
         createProcess;
     ReplacedImport<BOOL WINAPI(HANDLE, void*, DWORD, DWORD*, DWORD*, DWORD*)> peek;
     ReplacedImport<BOOL WINAPI(HANDLE, DWORD*)> exitCode;
+    ReplacedImport<DWORD WINAPI(HANDLE, DWORD)> wait;
     ReplacedImport<void WINAPI(DWORD)> sleep;
     ReplacedImport<int WINAPI(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE)> processMessage;
     OpenHandles handles;
@@ -37,6 +38,7 @@ struct Calls {
     // 0: the program is seen to end at the second poll after its end, so that
     // all it printed was read. Otherwise it ends at this poll.
     int endsAtPoll = 0;
+    bool lookAtProcess = false; // lets the library itself see that the process ended
 
     int duplicates = 0;
     int polls = 0;
@@ -110,9 +112,13 @@ BOOL WINAPI WatchedExitCode(HANDLE process, DWORD* exitCode) {
     if (calls->endsAtPoll != 0)
         seen = calls->polls == calls->endsAtPoll;
     const bool wait = calls->endsAtPoll != 0 && seen;
-    calls->ended = WaitForSingleObject(process, wait ? EndOfTime : 0) == WAIT_OBJECT_0;
+    calls->ended = calls->wait.Original()(process, wait ? EndOfTime : 0) == WAIT_OBJECT_0;
     *exitCode = STILL_ACTIVE;
     return !seen || calls->exitCode.Original()(process, exitCode);
+}
+
+DWORD WINAPI WatchedWait(HANDLE handle, DWORD milliseconds) {
+    return calls->lookAtProcess ? calls->wait.Original()(handle, milliseconds) : WAIT_TIMEOUT;
 }
 
 void WINAPI BriefSleep(DWORD milliseconds) {
@@ -129,8 +135,8 @@ int WINAPI WatchedMessage(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE reco
 Calls::Calls()
     : createPipe("CreatePipe", WatchedCreatePipe), duplicate("DuplicateHandle", WatchedDuplicate),
       createProcess("CreateProcessA", WatchedCreateProcess), peek("PeekNamedPipe", WatchedPeek),
-      exitCode("GetExitCodeProcess", WatchedExitCode), sleep("Sleep", BriefSleep),
-      processMessage("MsiProcessMessage", WatchedMessage) {
+      exitCode("GetExitCodeProcess", WatchedExitCode), wait("WaitForSingleObject", WatchedWait),
+      sleep("Sleep", BriefSleep), processMessage("MsiProcessMessage", WatchedMessage) {
     calls = this;
 }
 Calls::~Calls() { calls = nullptr; }
@@ -260,6 +266,14 @@ TEST_F(ProgramsTest, TheExitCodeIsOnlyLogged) {
         EXPECT_EQ(RunRedistProgram(session, commandLine, 0, false), 0u);
         EXPECT_THAT(Log(), ElementsAre(Ended(commandLine, code)));
     }
+}
+
+TEST_F(ProgramsTest, AProgramThatEndsWithTheCodeOfARunningOneIsNotWaitedForForever) {
+    Calls watched;
+    watched.lookAtProcess = true;
+    const std::string commandLine = Child("exit 259");
+    RunRedistProgram(session, commandLine, 0, false);
+    EXPECT_THAT(Log(), ElementsAre(Ended(commandLine, "259")));
 }
 
 TEST_F(ProgramsTest, ArgumentsAndWorkingFolderReachTheProgram) {
