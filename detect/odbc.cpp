@@ -39,8 +39,10 @@ std::string ReadDriverPath(const std::string& dataSource) {
         const int length = getString(dataSource.c_str(), "Driver", "", &path[0], size, "ODBC.INI");
         if (length <= 0)
             return "";
-        if (length < size)
-            return path.c_str();
+        if (length < size) {
+            path.resize(static_cast<size_t>(length));
+            return path;
+        }
         size = length * 2;
     }
     return "";
@@ -82,7 +84,7 @@ std::string Odbc::Diagnostics(const OdbcHandle& handle) const {
                                        DiagnosticSize, &length)))
             break;
         diagnostics += diagnostics.empty() ? "" : " ";
-        diagnostics += text.c_str();
+        diagnostics.append(text, 0, text.find('\0'));
     }
     return diagnostics;
 }

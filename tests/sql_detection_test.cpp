@@ -4,6 +4,7 @@
 #include "detect/sql_products.h"
 #include "detect/sql_validation.h"
 #include "tests/support/fake_odbc.h"
+#include "tests/support/open_keys.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
@@ -74,31 +75,11 @@ BOOL WINAPI ComputerNameHost(char* name, DWORD* size) {
     return nameFails ? FALSE : TRUE;
 }
 
-// Refuses access to keys, and counts keys opened against keys closed.
-using OpenKeyImport = ReplacedImport<LONG WINAPI(HKEY, const char*, DWORD, REGSAM, HKEY*)>;
-using CloseKeyImport = ReplacedImport<LONG WINAPI(HKEY)>;
-OpenKeyImport* openKey;
-CloseKeyImport* closeKey;
-std::string deniedKey;
-int openKeys;
-LONG WINAPI OpenUnlessDenied(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
-    if (deniedKey == path)
-        return ERROR_ACCESS_DENIED;
-    const LONG result = openKey->Original()(root, path, options, access, key);
-    openKeys += result == ERROR_SUCCESS ? 1 : 0;
-    return result;
-}
-LONG WINAPI CountClose(HKEY key) {
-    --openKeys;
-    return closeKey->Original()(key);
-}
-
 class SqlDetectionTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
         nameFails = false;
-        deniedKey.clear();
     }
 
     // Puts a management library of this major version below a folder of client
@@ -117,23 +98,18 @@ protected:
         return folder;
     }
 
-    // Runs the action on a machine with these values.
-    Found Run(const std::vector<Value>& values) {
+    // Runs the action on a machine with these values and a key that refuses access.
+    Found Run(const std::vector<Value>& values, const std::string& denied = "") {
         const PrivateRegistry tree;
         for (const Value& value : values)
             RegSetValueExA(PrivateRegistry::Key(HKEY_LOCAL_MACHINE, value.key).Get(), value.name, 0,
                            value.type, reinterpret_cast<const BYTE*>(value.bytes.data()),
                            static_cast<DWORD>(value.bytes.size()));
-        OpenKeyImport open("RegOpenKeyExA", OpenUnlessDenied);
-        CloseKeyImport close("RegCloseKey", CountClose);
-        openKey = &open;
-        closeKey = &close;
-        openKeys = 0;
+        const OpenKeys openKeys(denied);
         const ReplacedImport<BOOL WINAPI(char*, DWORD*)> computerName("GetComputerNameA",
                                                                       ComputerNameHost);
         ClearMessages();
         EXPECT_EQ(CheckSQLInstalled(session), ERROR_SUCCESS);
-        EXPECT_EQ(openKeys, 0) << "registry keys left open";
         return {Property("CURRENT_SQL_INSTANCE"), Property("CURRENT_SQL_SERVICE"),
                 Property("SQL2000SERVER_OR_HIGHER_FOUND") + Property("SQL2000CLIENT_FOUND") +
                     Property("SQL7SERVER_FOUND") + Property("SQL65SERVER_FOUND") +
@@ -268,8 +244,7 @@ TEST_F(SqlDetectionTest, KeysThatRefuseAccessAreNotThere) {
     };
     for (const auto& row : cases) {
         ForgetSession();
-        deniedKey = row.denied;
-        EXPECT_EQ(Run(row.registry), row.found) << row.denied;
+        EXPECT_EQ(Run(row.registry, row.denied), row.found) << row.denied;
     }
 }
 
