@@ -34,11 +34,9 @@ const Outcome Outcomes[] = {
     {"3", When::Either, When::Yes, When::Either,
      "IsCmsDataSourceConflict: MSDE_PRESELECT_AND_SQL2000ORHIGHER_FOUND"},
     {"4", When::Yes, When::No, When::No,
-     "IsCmsDataSourceConflict: "
-     "MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_AND_NO_MSDE_CONFLICT"},
+     "IsCmsDataSourceConflict: MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_AND_NO_MSDE_CONFLICT"},
     {"5", When::Yes, When::No, When::Yes,
-     "IsCmsDataSourceConflict: "
-     "MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_BUT_MSDE_CONFLICT"},
+     "IsCmsDataSourceConflict: MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_BUT_MSDE_CONFLICT"},
 };
 
 bool Matches(When when, bool fact) { return when == When::Either || (when == When::Yes) == fact; }

@@ -13,6 +13,8 @@ namespace {
 const char EngineVersionProperty[] = "MSSQL.80A0B295_066F_11D4_91A5_009027A76C22";
 const char ConfiguredProperty[] = "SQL_CONFIGURE_ALREADY_GET";
 const char MixedLogin[] = "2";
+const char ClientFoundLine[] =
+    "CheckSQLInstalled: SQL 7 or 2000 Client is deteced, MSDE will not be installed.";
 
 // One row for each outcome: server of 2000 or later, client of 2000, server of
 // 7, server of 6.5, client of 6.5.
@@ -75,8 +77,7 @@ void DetectSqlProducts(MSIHANDLE session) {
     } else if (FindSqlServerBefore7(server.version)) {
         ReportOldServer(session, server.version);
     } else if (FindSql7or2000Client(server.version)) {
-        LogMessage(session, "CheckSQLInstalled: SQL 7 or 2000 Client is deteced, MSDE will not be "
-                            "installed.");
+        LogMessage(session, ClientFoundLine);
         SetSqlDetectionProperties(session, "", "", ClientFound);
     } else if (FindSql65Client()) {
         LogMessage(session, "CheckSQLInstalled: SQL 6.5 Client is deteced.");

@@ -12,6 +12,8 @@ namespace {
 
 const char DesktopEngineFeature[] = "MSDE";
 const char WindowsLogin[] = "1";
+const char OldClientLine[] =
+    "ValidateSQLRequirement: Either MS SQL Server/Client 6.5 or SQL 2000 Client is installed.";
 
 // Texts of SQL_VX8_NONEXIST, SQL_VALIDATED and SQL_CONTINUE.
 struct Validation {
@@ -45,8 +47,7 @@ UINT ValidateDesktopEngine(MSIHANDLE session, const SqlFlags& flags, bool silent
     if (GetFeatureAction(session, DesktopEngineFeature) != INSTALLSTATE_LOCAL)
         return ERROR_SUCCESS;
     if (IsSet(flags.client65)) {
-        LogMessage(session, "ValidateSQLRequirement: Either MS SQL Server/Client 6.5 or SQL 2000 "
-                            "Client is installed.");
+        LogMessage(session, OldClientLine);
         SetValidation(session, OldClientInTheWay);
         return Refusal(silent);
     }

@@ -56,12 +56,11 @@ TEST(RepositoryProbe, AnswersYesForATableAndClosesEverythingInOrder) {
     EXPECT_EQ(answer.message,
               "ProbeRepositoryDatabase: the database 'RepoDb' on 'HOST\\REPORTS' is "
               "in use: it already holds the table 'Objects'");
-    EXPECT_THAT(odbc.calls,
-                ElementsAre("SQLAllocHandle 1", "SQLSetEnvAttr", "SQLAllocHandle 2",
-                            "SQLSetConnectAttr 103 15", "SQLSetConnectAttr 113 15",
-                            "SQLDriverConnect", "SQLAllocHandle 3", "SQLSetStmtAttr 0 15",
-                            "SQLExecDirect", "SQLFetch", "SQLGetData", "SQLFreeHandle 3",
-                            "SQLDisconnect", "SQLFreeHandle 2", "SQLFreeHandle 1"));
+    EXPECT_THAT(odbc.calls, ElementsAre("SQLAllocHandle 1", "attribute 200 3", "SQLAllocHandle 2",
+                                        "attribute 103 15", "attribute 113 15", "SQLDriverConnect",
+                                        "SQLAllocHandle 3", "attribute 0 15", "SQLExecDirect",
+                                        "SQLFetch", "SQLGetData", "SQLFreeHandle 3",
+                                        "SQLDisconnect", "SQLFreeHandle 2", "SQLFreeHandle 1"));
     EXPECT_THAT(odbc.libraries, ElementsAre(SystemFile("odbc32.dll")));
 }
 
@@ -105,8 +104,8 @@ TEST(RepositoryProbe, EveryFailureIsANoWithTheManagersOwnText) {
         {"SQLFetch", SQL_ERROR, said},
         {"SQLFetch", SQL_NO_DATA, "The database holds no tables."},
         // Limits that a driver does not know change nothing.
-        {"SQLSetConnectAttr 103 15", SQL_ERROR, "The database holds no tables."},
-        {"SQLSetStmtAttr 0 15", SQL_ERROR, "The database holds no tables."},
+        {"attribute 103 15", SQL_ERROR, "The database holds no tables."},
+        {"attribute 0 15", SQL_ERROR, "The database holds no tables."},
     };
     for (const auto& row : cases) {
         const BalancedCom com;

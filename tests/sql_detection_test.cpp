@@ -27,9 +27,11 @@ const std::string Client2000Key = InstancesKey + "\\80\\Tools\\ClientSetup\\Curr
 const std::string ClientSetupKey = "Software\\Microsoft\\MSSQLServer\\ClientSetup";
 const char EngineVersion[] = "MSSQL.80A0B295_066F_11D4_91A5_009027A76C22";
 
-std::string InstanceKey(const std::string& name) { return InstancesKey + "\\" + name; }
+std::string InstanceKey(const std::string& name) {
+    return InstancesKey + "\\" + name + "\\MSSQLServer";
+}
 std::string InstanceVersionKey(const std::string& name) {
-    return InstanceKey(name) + "\\MSSQLServer\\CurrentVersion";
+    return InstanceKey(name) + "\\CurrentVersion";
 }
 
 // A value of the machine's registry. A number is four bytes.
@@ -42,31 +44,34 @@ struct Value {
 Value Text(const std::string& key, const char* name, const std::string& text) {
     return {key, name, text + '\0'};
 }
-Value Version(const std::string& key, const std::string& text) {
-    return Text(key, "CurrentVersion", text);
+Value Number(const std::string& key, const char* name, char number, DWORD type = REG_DWORD) {
+    return {key, name, std::string{number, 0, 0, 0}, type};
 }
-Value LoginMode(const std::string& key, char mode, DWORD type = REG_DWORD) {
-    return {key, "LoginMode", std::string{mode, 0, 0, 0}, type};
+Value DefaultVersion(const std::string& text) {
+    return Text(ServerVersionKey, "CurrentVersion", text);
 }
+Value DefaultLogin(char mode) { return Number(ServerKey, "LoginMode", mode); }
+Value NamedVersion(const std::string& name, const std::string& text) {
+    return Text(InstanceVersionKey(name), "CurrentVersion", text);
+}
+Value NamedLogin(const std::string& name, char mode) {
+    return Number(InstanceKey(name), "LoginMode", mode);
+}
+Value ClientVersion(const std::string& text) { return Text(Client2000Key, "CurrentVersion", text); }
+Value ClientPath(const std::string& folder) { return Text(ClientSetupKey, "SQLPath", folder); }
 
-// What the session knows afterwards. Flags: server of 2000 or later, client of
-// 2000, server of 7, server of 6.5, client of 6.5.
-struct Found {
-    std::string instance;
-    std::string service;
-    std::string flags;
-    std::string version;
-    std::string login = "";
-};
-bool operator==(const Found& a, const Found& b) {
-    return a.instance == b.instance && a.service == b.service && a.flags == b.flags &&
-           a.version == b.version && a.login == b.login;
+// What the session knows afterwards: instance, service, flags, version and login
+// mode. Flags: server of 2000 or later, client of 2000, server of 7, server of
+// 6.5, client of 6.5.
+using Found = std::string;
+const char Nothing[] = "(local)|MSSQLServer|00000||2";
+const char Client[] = "||01000||";
+Found Default(const std::string& version, const std::string& login) {
+    return "(local)|MSSQLServer|10000|" + version + "|" + login;
 }
-std::ostream& operator<<(std::ostream& out, const Found& found) {
-    return out << found.instance << " " << found.service << " " << found.flags << " "
-               << found.version << " " << found.login;
+Found Named(const std::string& name, const std::string& version, const std::string& login) {
+    return "HOST\\" + name + "|MSSQL$" + name + "|10000|" + version + "|" + login;
 }
-const Found Nothing = {"(local)", "MSSQLServer", "00000", "", "2"};
 
 bool nameFails;
 BOOL WINAPI ComputerNameHost(char* name, DWORD* size) {
@@ -110,11 +115,11 @@ protected:
                                                                       ComputerNameHost);
         ClearMessages();
         EXPECT_EQ(CheckSQLInstalled(session), ERROR_SUCCESS);
-        return {Property("CURRENT_SQL_INSTANCE"), Property("CURRENT_SQL_SERVICE"),
-                Property("SQL2000SERVER_OR_HIGHER_FOUND") + Property("SQL2000CLIENT_FOUND") +
-                    Property("SQL7SERVER_FOUND") + Property("SQL65SERVER_FOUND") +
-                    Property("SQL65CLIENT_FOUND"),
-                Property(EngineVersion), Property("SQL_AUTHENTICATION_INSTALLED")};
+        return Property("CURRENT_SQL_INSTANCE") + "|" + Property("CURRENT_SQL_SERVICE") + "|" +
+               Property("SQL2000SERVER_OR_HIGHER_FOUND") + Property("SQL2000CLIENT_FOUND") +
+               Property("SQL7SERVER_FOUND") + Property("SQL65SERVER_FOUND") +
+               Property("SQL65CLIENT_FOUND") + "|" + Property(EngineVersion) + "|" +
+               Property("SQL_AUTHENTICATION_INSTALLED");
     }
 
     void ForgetSession() {
@@ -130,10 +135,7 @@ protected:
 
 TEST_F(SqlDetectionTest, EachMachineHasOneOutcome) {
     const std::string longText(3000, '8');
-    const Value tools7 = Text(ClientSetupKey, "SQLPath", ClientTools(7));
-    const Value tools2000 = Text(ClientSetupKey, "SQLPath", ClientTools(2000));
-    const Value noTools = Text(ClientSetupKey, "SQLPath", Scratch());
-    const Value loneTools = Text(Client2000Key, "CurrentVersion", "8.00.194");
+    const std::string longName(150, 'n');
     const struct {
         const char* machine;
         std::vector<Value> registry;
@@ -142,81 +144,58 @@ TEST_F(SqlDetectionTest, EachMachineHasOneOutcome) {
         {"empty", {}, Nothing},
 
         // The default instance.
-        {"7.0",
-         {Version(ServerVersionKey, "7.00.623"), LoginMode(ServerKey, 1)},
-         {"(local)", "MSSQLServer", "10000", "7.00.623", "1"}},
-        {"2000, mixed logins",
-         {Version(ServerVersionKey, "8.00.194"), LoginMode(ServerKey, 2)},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", "2"}},
-        {"10 is a number",
-         {Version(ServerVersionKey, "10.50.1600.1"), LoginMode(ServerKey, 1)},
-         {"(local)", "MSSQLServer", "10000", "10.50.1600.1", "1"}},
-        {"a login mode of 0 means mixed",
-         {Version(ServerVersionKey, "8.00.194"), LoginMode(ServerKey, 0)},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", "2"}},
-        {"a login mode below 0",
-         {Version(ServerVersionKey, "8.00"),
-          {ServerKey, "LoginMode", "\xFF\xFF\xFF\xFF", REG_DWORD}},
-         {"(local)", "MSSQLServer", "10000", "8.00", "-1"}},
-        {"no login mode",
-         {Version(ServerVersionKey, "8.00.194")},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
-        {"a login mode that is a text",
-         {Version(ServerVersionKey, "8.00.194"), Text(ServerKey, "LoginMode", "2")},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
-        {"a login mode of too many bytes",
-         {Version(ServerVersionKey, "8.00.194"), {ServerKey, "LoginMode", "12345678", REG_DWORD}},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
-        {"four bytes that are no number",
-         {Version(ServerVersionKey, "8.00.194"), LoginMode(ServerKey, 1, REG_BINARY)},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
-        {"a long version",
-         {Version(ServerVersionKey, longText)},
-         {"(local)", "MSSQLServer", "10000", longText, ""}},
-        {"before any client or instance",
-         {Version(ServerVersionKey, "8.00.194"), Version(InstanceVersionKey("A"), "9.0"),
-          loneTools},
-         {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
+        {"7.0", {DefaultVersion("7.00.623"), DefaultLogin(1)}, Default("7.00.623", "1")},
+        {"10 is a number", {DefaultVersion("10.50.1"), DefaultLogin(2)}, Default("10.50.1", "2")},
+        {"login 0 means mixed", {DefaultVersion("8.00"), DefaultLogin(0)}, Default("8.00", "2")},
+        {"no login mode", {DefaultVersion("8.00.194")}, Default("8.00.194", "")},
+        {"login mode below 0",
+         {DefaultVersion("8.0"), {ServerKey, "LoginMode", "\xFF\xFF\xFF\xFF", REG_DWORD}},
+         Default("8.0", "-1")},
+        {"login mode is a text",
+         {DefaultVersion("8.0"), Text(ServerKey, "LoginMode", "2")},
+         Default("8.0", "")},
+        {"login mode too long",
+         {DefaultVersion("8.0"), {ServerKey, "LoginMode", "12345678", REG_DWORD}},
+         Default("8.0", "")},
+        {"login mode is binary",
+         {DefaultVersion("8.0"), Number(ServerKey, "LoginMode", 1, REG_BINARY)},
+         Default("8.0", "")},
+        {"long version", {DefaultVersion(longText)}, Default(longText, "")},
+        {"with instances and tools",
+         {DefaultVersion("8.0"), NamedVersion("A", "9.0"), ClientVersion("8.0")},
+         Default("8.0", "")},
 
         // Named instances.
         {"the first that qualifies",
-         {LoginMode(InstanceKey("80"), 1), Version(InstanceVersionKey("ALPHA"), "7.99"),
-          Version(InstanceVersionKey("REPORTS"), "8.00.194"),
-          LoginMode(InstanceKey("REPORTS") + "\\MSSQLServer", 1),
-          Version(InstanceVersionKey("ZULU"), "9.00")},
-         {"HOST\\REPORTS", "MSSQL$REPORTS", "10000", "8.00.194", "1"}},
-        {"a login mode of 0 stays",
-         {Version(InstanceVersionKey("REPORTS"), "8.00.194"),
-          LoginMode(InstanceKey("REPORTS") + "\\MSSQLServer", 0)},
-         {"HOST\\REPORTS", "MSSQL$REPORTS", "10000", "8.00.194", "0"}},
-        {"a login mode of another instance",
-         {Version(InstanceVersionKey("REPORTS"), "8.00.194"), LoginMode(ServerKey, 1)},
-         {"HOST\\REPORTS", "MSSQL$REPORTS", "10000", "8.00.194", ""}},
-        {"a long name",
-         {Version(InstanceVersionKey(std::string(150, 'n')), "8.0")},
-         {"HOST\\" + std::string(150, 'n'), "MSSQL$" + std::string(150, 'n'), "10000", "8.0", ""}},
-        {"beside a default server of 6.5",
-         {Version(ServerVersionKey, "6.50.201"), Version(InstanceVersionKey("NEW"), "8.0")},
-         {"HOST\\NEW", "MSSQL$NEW", "10000", "8.0", ""}},
-        {"none that qualifies", {Version(InstanceVersionKey("ALPHA"), "7.99")}, Nothing},
+         {ClientVersion("8.0"), NamedVersion("ALPHA", "7.99"), NamedVersion("REPORTS", "8.00.194"),
+          NamedLogin("REPORTS", 1), NamedVersion("ZULU", "9.00")},
+         Named("REPORTS", "8.00.194", "1")},
+        {"login 0 stays", {NamedVersion("R", "8.0"), NamedLogin("R", 0)}, Named("R", "8.0", "0")},
+        {"another's login", {NamedVersion("R", "8.0"), DefaultLogin(1)}, Named("R", "8.0", "")},
+        {"long name", {NamedVersion(longName, "8.0")}, Named(longName, "8.0", "")},
+        {"with a default server of 6.5",
+         {DefaultVersion("6.50.201"), NamedVersion("NEW", "8.0")},
+         Named("NEW", "8.0", "")},
+        {"none that qualifies", {NamedVersion("ALPHA", "7.99")}, Nothing},
 
         // Servers before 7.
-        {"6.5", {Version(ServerVersionKey, "6.50.201")}, {"", "", "00011", "6.50.201"}},
-        {"an empty version", {Version(ServerVersionKey, "")}, {"", "", "10000", ""}},
-        {"no number", {Version(ServerVersionKey, "seven")}, {"", "", "00011", "seven"}},
-        {"a number for a text",
-         {{ServerVersionKey, "CurrentVersion", std::string("\x37\0\0\0", 4), REG_DWORD}},
-         {"(local)", "MSSQLServer", "10000", "7", ""}},
+        {"6.5", {DefaultVersion("6.50.201")}, "||00011|6.50.201|"},
+        {"an empty version", {DefaultVersion("")}, "||10000||"},
+        {"no number", {DefaultVersion("seven")}, "||00011|seven|"},
+        {"a number's bytes are a text",
+         {Number(ServerVersionKey, "CurrentVersion", '7')},
+         Default("7", "")},
 
         // Client tools.
-        {"of 2000", {loneTools}, {"", "", "01000", ""}},
-        {"of 7 by their key", {Version(Client2000Key, "7.99")}, Nothing},
-        {"of 7 by their library", {tools7}, {"", "", "01000", ""}},
-        {"of 2000 by their library", {tools2000}, Nothing},
-        {"no library", {noTools}, Nothing},
-        {"no folder", {Text(ClientSetupKey, "SQLPath", "C:\\no such folder")}, Nothing},
-        {"an empty path", {Text(ClientSetupKey, "SQLPath", "")}, Nothing},
-        {"a long path", {Text(ClientSetupKey, "SQLPath", longText)}, Nothing},
+        {"of 2000", {ClientVersion("8.00.194")}, Client},
+        {"of 7 by their key", {ClientVersion("7.99")}, Nothing},
+        {"of 7 by their library", {ClientPath(ClientTools(7))}, Client},
+        {"below 2000 by their library", {ClientPath(ClientTools(1999))}, Client},
+        {"of 2000 by their library", {ClientPath(ClientTools(2000))}, Nothing},
+        {"no library", {ClientPath(Scratch())}, Nothing},
+        {"no folder", {ClientPath("C:\\no such folder")}, Nothing},
+        {"an empty path", {ClientPath("")}, Nothing},
+        {"a long path", {ClientPath(longText)}, Nothing},
     };
     for (const auto& row : cases) {
         ForgetSession();
@@ -225,22 +204,21 @@ TEST_F(SqlDetectionTest, EachMachineHasOneOutcome) {
 }
 
 TEST_F(SqlDetectionTest, KeysThatRefuseAccessAreNotThere) {
-    const std::vector<Value> machine = {
-        Version(ServerVersionKey, "8.00.194"), LoginMode(ServerKey, 1),
-        Version(InstanceVersionKey("A"), "9.0"), Version(InstanceVersionKey("B"), "10.0"),
-        LoginMode(InstanceKey("B") + "\\MSSQLServer", 2)};
+    const std::vector<Value> machine = {DefaultVersion("8.0"), DefaultLogin(1),
+                                        NamedVersion("A", "9.0"), NamedVersion("B", "10.0"),
+                                        NamedLogin("B", 2)};
     const std::vector<Value> instances(machine.begin() + 2, machine.end());
     const struct {
         std::string denied;
         std::vector<Value> registry;
         Found found;
     } cases[] = {
-        {ServerKey, machine, {"(local)", "MSSQLServer", "10000", "8.00.194", ""}},
-        {ServerVersionKey, machine, {"HOST\\A", "MSSQL$A", "10000", "9.0", ""}},
-        {InstanceVersionKey("A"), instances, {"HOST\\B", "MSSQL$B", "10000", "10.0", "2"}},
+        {ServerKey, machine, Default("8.0", "")},
+        {ServerVersionKey, machine, Named("A", "9.0", "")},
+        {InstanceVersionKey("A"), instances, Named("B", "10.0", "2")},
         {InstancesKey, instances, Nothing},
-        {Client2000Key, {Version(Client2000Key, "8.0")}, Nothing},
-        {ClientSetupKey, {Text(ClientSetupKey, "SQLPath", ClientTools(7))}, Nothing},
+        {Client2000Key, {ClientVersion("8.0")}, Nothing},
+        {ClientSetupKey, {ClientPath(ClientTools(7))}, Nothing},
     };
     for (const auto& row : cases) {
         ForgetSession();
@@ -250,49 +228,56 @@ TEST_F(SqlDetectionTest, KeysThatRefuseAccessAreNotThere) {
 
 TEST_F(SqlDetectionTest, AComputerWithoutANameLeavesItsPartEmpty) {
     nameFails = true;
-    EXPECT_EQ(Run({Version(InstanceVersionKey("REPORTS"), "8.0")}).instance, "\\REPORTS");
+    Run({NamedVersion("REPORTS", "8.0")});
+    EXPECT_EQ(Property("CURRENT_SQL_INSTANCE"), "\\REPORTS");
 }
 
 TEST_F(SqlDetectionTest, TheLogTellsEachOutcome) {
-    const std::string silent = "ValidateSQLRequirement: IsSilentInstall(1).";
-    const auto flags = [](const char* f) {
-        return std::string("ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(") + f[0] +
-               "), SQL2000CLIENT_FOUND(" + f[1] + "), SQL7SERVER_FOUND(" + f[2] +
-               "), SQL65SERVER_FOUND(" + f[3] + "), SQL65CLIENT_FOUND(" + f[4] + ")";
+    const std::string check = "CheckSQLInstalled: ";
+    const struct {
+        std::vector<Value> registry;
+        std::vector<std::string> lines;
+        const char* flags;
+    } cases[] = {
+        {{NamedVersion("REPORTS", "8.0"), NamedLogin("REPORTS", 1)},
+         {"MS SQL Server 2000 or higher, Instance(HOST\\REPORTS) Service(MSSQL$REPORTS) "
+          "Version(8.0) Authentication(1)"},
+         "10000"},
+        {{DefaultVersion("6.50")},
+         {"MS SQL Server 7.0 or lower is detected, Version(6.50)"},
+         "00011"},
+        {{DefaultVersion("")},
+         {"MS SQL Server 7.0 or lower is detected, Version()",
+          "szSQLVersion is Empty, defaulting to version 7"},
+         "10000"},
+        {{ClientVersion("8.00.194")},
+         {"SQL 7 or 2000 Client is deteced, MSDE will not be installed."},
+         "01000"},
+        {{},
+         {"MSDE may be installed Instance() Service()",
+          "No SQL Server is installed, preparing MSDE install"},
+         "00000"},
     };
     SetProperty("UILevel", "2");
-    Run({Version(InstanceVersionKey("REPORTS"), "8.0"),
-         LoginMode(InstanceKey("REPORTS") + "\\MSSQLServer", 1)});
-    EXPECT_THAT(Log(), ElementsAre("CheckSQLInstalled: MS SQL Server 2000 or higher, "
-                                   "Instance(HOST\\REPORTS) Service(MSSQL$REPORTS) Version(8.0) "
-                                   "Authentication(1)",
-                                   silent, flags("10000")));
-    Run({Version(ServerVersionKey, "6.50")});
-    EXPECT_THAT(Log(), ElementsAre("CheckSQLInstalled: MS SQL Server 7.0 or lower is detected, "
-                                   "Version(6.50)",
-                                   silent, flags("00011")));
-    Run({Version(ServerVersionKey, "")});
-    EXPECT_THAT(Log(),
-                ElementsAre("CheckSQLInstalled: MS SQL Server 7.0 or lower is detected, Version()",
-                            "CheckSQLInstalled: szSQLVersion is Empty, defaulting to version 7",
-                            silent, flags("10000")));
-    Run({Version(Client2000Key, "8.00.194")});
-    EXPECT_THAT(Log(),
-                ElementsAre("CheckSQLInstalled: SQL 7 or 2000 Client is deteced, MSDE will not be "
-                            "installed.",
-                            silent, flags("01000")));
-    Run({});
-    EXPECT_THAT(Log(),
-                ElementsAre("CheckSQLInstalled: MSDE may be installed Instance() Service()",
-                            "CheckSQLInstalled: No SQL Server is installed, preparing MSDE install",
-                            silent, flags("00000")));
+    for (const auto& row : cases) {
+        Run(row.registry);
+        std::vector<std::string> expected;
+        for (const std::string& line : row.lines)
+            expected.push_back(check + line);
+        expected.push_back("ValidateSQLRequirement: IsSilentInstall(1).");
+        const auto flag = [&](int at) { return std::string("_FOUND(") + row.flags[at] + ")"; };
+        expected.push_back("ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER" + flag(0) +
+                           ", SQL2000CLIENT" + flag(1) + ", SQL7SERVER" + flag(2) +
+                           ", SQL65SERVER" + flag(3) + ", SQL65CLIENT" + flag(4));
+        EXPECT_EQ(Log(), expected);
+    }
 }
 
 TEST_F(SqlDetectionTest, TheUsersLoginOutlivesALaterRun) {
-    const std::vector<Value> server = {Version(ServerVersionKey, "8.0"), LoginMode(ServerKey, 2)};
+    const std::vector<Value> server = {DefaultVersion("8.0"), DefaultLogin(2)};
     SetProperty("NT_USER", "old");
     SetProperty("NT_PASSWORD", "old");
-    EXPECT_EQ(Run(server).login, "2");
+    EXPECT_EQ(Run(server), Default("8.0", "2"));
     EXPECT_EQ(Property("SQL_AUTHENTICATION_SELECTED"), "2");
     EXPECT_EQ(Property("NT_USER") + Property("NT_PASSWORD"), "");
     EXPECT_EQ(Property("SQL_CONFIGURE_ALREADY_GET"), "1");
@@ -308,14 +293,6 @@ TEST_F(SqlDetectionTest, TheUsersLoginOutlivesALaterRun) {
     EXPECT_EQ(Property("SQL_AUTHENTICATION_SELECTED"), "2") << "without a server it starts afresh";
     EXPECT_EQ(Property("NT_USER") + Property("NT_PASSWORD"), "");
     EXPECT_EQ(Property("SQL_CONFIGURE_ALREADY_GET"), "1");
-}
-
-TEST(Sql65Client, IsNeverFound) {
-    const PrivateRegistry tree;
-    for (const char* path : {"", "\t", "C:\\windows"}) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, ClientSetupKey, "SQLPath", path);
-        EXPECT_FALSE(FindSql65Client()) << path;
-    }
 }
 
 // What validation makes of it.

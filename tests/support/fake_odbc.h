@@ -25,9 +25,9 @@ public:
     std::vector<std::string> diagnostics; // what every handle has to say
     bool endlessDiagnostics = false;
     std::string driver; // of every data source
-    // Calls that answer something else, by "Name" or, for the handle calls,
-    // "SQLAllocHandle <type>"; libraries and entry points that are not there;
-    // the call that ends in a fault, and the one that throws.
+    // Calls that answer something else, named as in `calls`; libraries and entry
+    // points that are not there; the call that ends in a fault, and the one that
+    // throws.
     std::map<std::string, SQLRETURN> answers;
     std::set<std::string> missing;
     std::string faulting, throwing;
@@ -81,12 +81,10 @@ private:
         *length = static_cast<SQLSMALLINT>(whole.size());
         return SQL_SUCCESS;
     }
-    static SQLRETURN WINAPI SetEnvAttr(SQLHENV, SQLINTEGER, SQLPOINTER, SQLINTEGER) {
-        return Answer("SQLSetEnvAttr");
-    }
-    static SQLRETURN WINAPI SetConnectAttr(SQLHDBC, SQLINTEGER attribute, SQLPOINTER value,
-                                           SQLINTEGER) {
-        return Answer("SQLSetConnectAttr " + std::to_string(attribute) + " " +
+    // Of environments, connections and statements.
+    static SQLRETURN WINAPI SetAttribute(SQLHANDLE, SQLINTEGER attribute, SQLPOINTER value,
+                                         SQLINTEGER) {
+        return Answer("attribute " + std::to_string(attribute) + " " +
                       std::to_string(reinterpret_cast<SQLULEN>(value)));
     }
     static SQLRETURN WINAPI DriverConnect(SQLHDBC, SQLHWND window, SQLCHAR* text, SQLSMALLINT,
@@ -103,11 +101,6 @@ private:
         EXPECT_TRUE(current->loggedIn_);
         current->loggedIn_ = false;
         return Answer("SQLDisconnect");
-    }
-    static SQLRETURN WINAPI SetStmtAttr(SQLHSTMT, SQLINTEGER attribute, SQLPOINTER value,
-                                        SQLINTEGER) {
-        return Answer("SQLSetStmtAttr " + std::to_string(attribute) + " " +
-                      std::to_string(reinterpret_cast<SQLULEN>(value)));
     }
     static SQLRETURN WINAPI ExecDirect(SQLHSTMT, SQLCHAR*, SQLINTEGER) {
         return Answer("SQLExecDirect");
@@ -133,11 +126,8 @@ private:
         return static_cast<int>(current->driver.size());
     }
 
-    static bool IsOdbcLibrary(const std::string& path) {
-        return path.find("odbc") != std::string::npos;
-    }
     static HMODULE WINAPI Load(const char* path) {
-        if (!IsOdbcLibrary(path))
+        if (std::strstr(path, "odbc") == nullptr)
             return current->load_.Original()(path);
         current->libraries.push_back(path);
         const std::string name = std::string(path).substr(std::string(path).rfind('\\') + 1);
@@ -189,11 +179,11 @@ inline FARPROC WINAPI FakeOdbc::Find(HMODULE module, const char* name) {
         {"SQLAllocHandle", reinterpret_cast<void*>(AllocHandle)},
         {"SQLFreeHandle", reinterpret_cast<void*>(FreeHandle)},
         {"SQLGetDiagRec", reinterpret_cast<void*>(GetDiagRec)},
-        {"SQLSetEnvAttr", reinterpret_cast<void*>(SetEnvAttr)},
-        {"SQLSetConnectAttr", reinterpret_cast<void*>(SetConnectAttr)},
+        {"SQLSetEnvAttr", reinterpret_cast<void*>(SetAttribute)},
+        {"SQLSetConnectAttr", reinterpret_cast<void*>(SetAttribute)},
         {"SQLDriverConnect", reinterpret_cast<void*>(DriverConnect)},
         {"SQLDisconnect", reinterpret_cast<void*>(Disconnect)},
-        {"SQLSetStmtAttr", reinterpret_cast<void*>(SetStmtAttr)},
+        {"SQLSetStmtAttr", reinterpret_cast<void*>(SetAttribute)},
         {"SQLExecDirect", reinterpret_cast<void*>(ExecDirect)},
         {"SQLFetch", reinterpret_cast<void*>(Fetch)},
         {"SQLGetData", reinterpret_cast<void*>(GetData)},
