@@ -3,8 +3,8 @@
 #include "detect/sql_flags.h"
 #include "detect/sql_products.h"
 #include "detect/sql_validation.h"
+#include "tests/support/counted_keys.h"
 #include "tests/support/fake_odbc.h"
-#include "tests/support/open_keys.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
@@ -110,7 +110,7 @@ protected:
             RegSetValueExA(PrivateRegistry::Key(HKEY_LOCAL_MACHINE, value.key).Get(), value.name, 0,
                            value.type, reinterpret_cast<const BYTE*>(value.bytes.data()),
                            static_cast<DWORD>(value.bytes.size()));
-        const OpenKeys openKeys(denied);
+        const CountedKeys counted(denied);
         const ReplacedImport<BOOL WINAPI(char*, DWORD*)> computerName("GetComputerNameA",
                                                                       ComputerNameHost);
         ClearMessages();
