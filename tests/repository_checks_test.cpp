@@ -1,0 +1,141 @@
+// The earlier release's repository, and the repository database's file.
+#include "tests/support/private_registry.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/session_test.h"
+
+#include <gmock/gmock.h>
+
+#include <fstream>
+#include <map>
+
+using namespace setupactions;
+using testing::ElementsAreArray;
+
+namespace {
+
+// The features of the earlier release, by "product feature".
+std::map<std::string, INSTALLSTATE> features;
+INSTALLSTATE WINAPI QueryFeature(const char* product, const char* feature) {
+    const auto found = features.find(std::string(product) + " " + feature);
+    return found == features.end() ? INSTALLSTATE_UNKNOWN : found->second;
+}
+
+const INSTALLSTATE Local = INSTALLSTATE_LOCAL;
+
+} // namespace
+
+TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
+    const std::string none = "IsCmsDataSourceConflict: No Previous VX install detected";
+    const std::string server = "IsCmsDataSourceConflict: Previous CMS detected";
+    const std::string msde = "IsCmsDataSourceConflict: Previous VX Install MSDE detected";
+    const std::string lines[] = {
+        "IsCmsDataSourceConflict: DEFAULT_NOT_FOUND",
+        "IsCmsDataSourceConflict: NO_MSDE_PRESELECT_BUT_MSDE_CONFLICT",
+        "IsCmsDataSourceConflict: NO_MSDE_PRESELECT_AND_NO_MSDE_CONFLICT",
+        "IsCmsDataSourceConflict: MSDE_PRESELECT_AND_SQL2000ORHIGHER_FOUND",
+        "IsCmsDataSourceConflict: MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_AND_NO_MSDE_"
+        "CONFLICT",
+        "IsCmsDataSourceConflict: MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_BUT_MSDE_CONFLICT",
+    };
+    const struct {
+        const char* upgrade;
+        const char* product;
+        INSTALLSTATE aps;
+        INSTALLSTATE msde;
+        const char* flags; // as CheckSQLInstalled sets them, in its order
+        int outcome;
+        const char* conflict;
+        std::vector<std::string> before; // lines before the outcome's
+    } cases[] = {
+        // No earlier server.
+        {"", "{P}", Local, Local, "11111", 0, "0", {}},
+        {"true", "{P}", Local, Local, "11111", 0, "0", {}},
+        {"11", "{P}", Local, Local, "11111", 0, "0", {}},
+        {"1", "", Local, Local, "11111", 0, "0", {none}},
+        {"1", "{Q}", Local, Local, "11111", 0, "0", {}},
+        {"1", "{P}", INSTALLSTATE_ADVERTISED, Local, "11111", 0, "0", {}},
+        {"1", "{P}", INSTALLSTATE_ABSENT, Local, "11111", 0, "0", {}},
+        {"1", "{P}", INSTALLSTATE_SOURCE, Local, "11111", 0, "0", {}},
+        // Without the desktop engine.
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "00000", 2, "0", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "00010", 2, "0", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ADVERTISED, "01000", 1, "1", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "00100", 1, "1", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "00001", 1, "1", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "10000", 3, "0", {server}},
+        {"1", "{P}", Local, INSTALLSTATE_ABSENT, "11000", 3, "1", {server}},
+        // With it.
+        {"1", "{P}", Local, Local, "00000", 4, "0", {server, msde}},
+        {"1", "{P}", Local, Local, "00010", 4, "0", {server, msde}},
+        {"1", "{P}", Local, Local, "01010", 5, "1", {server, msde}},
+        {"1", "{P}", Local, Local, "00001", 5, "1", {server, msde}},
+        {"1", "{P}", Local, Local, "20022", 4, "0", {server, msde}}, // none is exactly "1"
+        {"1", "{P}", Local, Local, "10000", 3, "0", {server, msde}},
+        {"1", "{P}", Local, Local, "10101", 3, "1", {server, msde}},
+    };
+    const ReplacedImport<INSTALLSTATE WINAPI(const char*, const char*)> query(
+        "MsiQueryFeatureStateA", QueryFeature);
+    const char* const flagNames[] = {"SQL2000SERVER_OR_HIGHER_FOUND", "SQL2000CLIENT_FOUND",
+                                     "SQL7SERVER_FOUND", "SQL65SERVER_FOUND", "SQL65CLIENT_FOUND"};
+    for (const auto& row : cases) {
+        SCOPED_TRACE(std::string(row.upgrade) + row.product + row.flags);
+        features = {{"{P} APS", row.aps}, {"{P} MSDE", row.msde}};
+        SetProperty("PREVIOUS_VX_UPGRADE", row.upgrade);
+        SetProperty("PREVIOUS_VX_PRODUCTCODE", row.product);
+        for (int i = 0; i < 5; ++i)
+            SetProperty(flagNames[i], std::string(1, row.flags[i]));
+        ClearMessages();
+        EXPECT_EQ(IsCmsDataSourceConflict(session), ERROR_SUCCESS);
+        EXPECT_EQ(Property("VX_CMS_CONFLICT"), std::to_string(row.outcome));
+        EXPECT_EQ(Property("VX_MSDE_CONFLICT"), row.conflict);
+        std::vector<std::string> expected = row.before;
+        expected.push_back(lines[row.outcome]);
+        EXPECT_THAT(Log(), ElementsAreArray(expected));
+    }
+}
+
+TEST_F(SessionTest, DetectVXDatabaseFileLooksIntoTheDefaultServersData) {
+    const char setupKey[] = "SOFTWARE\\Microsoft\\MSSQLServer\\Setup";
+    const std::string root = Scratch() + "MSSQL";
+    for (const std::string& folder : {root, root + "\\Data"})
+        ASSERT_TRUE(CreateDirectoryA(folder.c_str(), nullptr));
+    for (const char* file : {"RepoDb.mdf", ".mdf"})
+        std::ofstream(root + "\\Data\\" + file) << "data";
+    const struct {
+        std::string root;
+        std::string database;
+        const char* before;
+        bool found;
+    } cases[] = {
+        {root, "RepoDb", "", true},
+        {root, "RepoDb", "0", true},
+        {root, "RepoDb", "1", false}, // said once
+        {root, "Other", "", false},
+        {root, "", "", true},                      // \Data\.mdf
+        {root + "\\Data\\..", "RepoDb", "", true}, // nothing added, nothing taken away
+        {root + "\\Data", "RepoDb", "", false},    //
+        {"", "RepoDb", "", false},                 //
+        {std::string(2000, 'r'), "RepoDb", "", false},
+        {root, std::string(2000, 'd'), "", false},
+    };
+    const PrivateRegistry tree;
+    const auto run = [&](const std::string& database, const char* before) {
+        SetProperty("DATABASEDB", database);
+        SetProperty("EXISTFILEDB", before);
+        ClearMessages();
+        EXPECT_EQ(DetectVXDatabaseFile(session), ERROR_SUCCESS);
+        EXPECT_EQ(Log().size(), 2u);
+        EXPECT_TRUE(Contains(Log(), " Checking for Database '" + database + "'"));
+        const bool found = Contains(Log(), " Existing database found, EXISTFILEDB set to true");
+        EXPECT_NE(found, Contains(Log(), " DetectVXDBFile returned false"));
+        EXPECT_EQ(Property("EXISTFILEDB"), found ? "1" : before);
+        return found;
+    };
+    EXPECT_FALSE(run("RepoDb", "")) << "no key";
+    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, setupKey);
+    EXPECT_FALSE(run("RepoDb", "")) << "no value";
+    for (const auto& row : cases) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, setupKey, "SQLDataRoot", row.root);
+        EXPECT_EQ(run(row.database, row.before), row.found) << row.root << " " << row.database;
+    }
+}
