@@ -32,6 +32,13 @@ std::string Described(const metabase::Values& values) {
     return metabase::FormatTree({{L"/key", values}});
 }
 
+int LinesWith(const std::vector<std::string>& lines, const std::string& text) {
+    int count = 0;
+    for (const std::string& line : lines)
+        count += Contains({line}, text);
+    return count;
+}
+
 // What OSVERSIONINFO tells.
 OSVERSIONINFOEXA system_;
 BOOL WINAPI TellVersion(OSVERSIONINFOA* version) {
@@ -212,13 +219,7 @@ TEST_F(WebStoreTest, TheExtensionListGrowsWithEveryAdd) {
     ClearMessages();
     EXPECT_TRUE(IIS4RemoveWebSvcExtension(session, "", "xazisapi.dll"));
     EXPECT_THAT(Texts(L"/LM/W3SVC", 2168), ElementsAre(L"0,*.dll", L"0,*.exe"));
-    const std::vector<std::string> lines = Log();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::string& line) {
-                                return line.find("Found entry of xazisapi.dll.") !=
-                                       std::string::npos;
-                            }),
-              2);
+    EXPECT_EQ(LinesWith(Log(), "Found entry of xazisapi.dll."), 2);
 }
 
 TEST_F(WebStoreTest, AnEmptyExtensionListIsSaidToBeEmpty) {
@@ -230,13 +231,7 @@ TEST_F(WebStoreTest, AnEmptyExtensionListIsSaidToBeEmpty) {
     Store(keys);
     EXPECT_TRUE(IIS4AddWebSvcExtension(session, "1,x", "x"));
     EXPECT_THAT(Texts(L"/LM/W3SVC", 2168), ElementsAre(L"1,x"));
-    const std::vector<std::string> lines = Log();
-    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
-                            [](const std::string& line) {
-                                return line.find("WebSvcExtRestrictionList is empty!!!!") !=
-                                       std::string::npos;
-                            }),
-              2);
+    EXPECT_EQ(LinesWith(Log(), "WebSvcExtRestrictionList is empty!!!!"), 2);
 }
 
 TEST_F(WebStoreTest, OnlyNewerServersKeepAnExtensionList) {
