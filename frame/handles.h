@@ -128,4 +128,14 @@ struct FileTraits {
 // An open file or folder.
 using FileHandle = Owner<FileTraits>;
 
+template <typename Interface>
+struct ComReferenceTraits {
+    using Value = Interface*;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { value->Release(); }
+};
+// A counted reference to a COM object.
+template <typename Interface>
+using ComReference = Owner<ComReferenceTraits<Interface>>;
+
 } // namespace setupactions

@@ -45,6 +45,9 @@ public:
     // Fetches the next row. False after the last; throws 4, 5 or 8 on failure.
     bool Fetch();
 
+    // How many fields the fetched row has.
+    int FieldCount() const { return static_cast<int>(values_.size()); }
+
     // A field of the fetched row, by position from 1. Throws 6 out of range.
     const std::string& GetField(int position) const;
 

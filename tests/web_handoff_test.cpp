@@ -1,0 +1,346 @@
+#include "web/web_handoff.h"
+
+#include "frame/session.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/session_test.h"
+
+#include <gmock/gmock.h>
+
+#include <set>
+
+using namespace setupactions;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+namespace {
+
+const char VirtualDirs[] = "HalcyonWebVirtualDir";
+const char MimeTypes[] = "HalcyonWebMimeType";
+
+class WebHandOffTest : public SessionTest {
+protected:
+    // The table of virtual directories; a column may be left out.
+    void MakeVirtualDirs(const std::string& without = "") {
+        std::string columns = "`Id` SHORT NOT NULL";
+        for (const char* column : {"VirtualDir", "Path", "ApplicationDirs", "Attribute",
+                                   "Component_", "ComponentAction"})
+            if (column != without)
+                columns += Format(", `%s` LONGCHAR", column);
+        Sql(Format("CREATE TABLE `%s` (%s PRIMARY KEY `Id`)", VirtualDirs, columns.c_str()));
+    }
+
+    // One row with the values, given as "Column='value'" of INSERT.
+    void Insert(int id, const std::vector<std::pair<std::string, std::string>>& values) {
+        std::string columns = "`Id`", texts = std::to_string(id);
+        for (const auto& value : values) {
+            columns += ", `" + value.first + "`";
+            texts += ", '" + value.second + "'";
+        }
+        Sql(Format("INSERT INTO `%s` (%s) VALUES (%s)", VirtualDirs, columns.c_str(),
+                   texts.c_str()));
+    }
+
+    std::string Read(const std::string& section, const char* key) {
+        char value[4096] = "";
+        GetPrivateProfileStringA(section.c_str(), key, "", value, sizeof value, file.c_str());
+        return value;
+    }
+
+    void Write(const char* section, const char* key, const std::string& value) {
+        WritePrivateProfileStringA(section, key, value.c_str(), file.c_str());
+    }
+
+    // A hand-off of this test's own, which is deleted with it.
+    CIniHandOff New() {
+        CIniHandOff handOff(session, "HANDOFF");
+        file = handOff.Path();
+        return handOff;
+    }
+
+    void TearDown() override {
+        DeleteFileA(file.c_str());
+        SessionTest::TearDown();
+    }
+
+    std::string file;
+};
+
+UINT CollectDirs(MSIHANDLE, const CIniHandOffRow& row, void* context) {
+    static_cast<std::vector<std::string>*>(context)->push_back(row.Get("VirtualDir"));
+    return ERROR_SUCCESS;
+}
+
+// Fails on the rows that have a number in "Attribute", with that number.
+UINT FailWithAttribute(MSIHANDLE, const CIniHandOffRow& row, void* context) {
+    ++*static_cast<int*>(context);
+    return static_cast<UINT>(row.GetNumber("Attribute"));
+}
+
+UINT WINAPI RefuseView(MSIHANDLE, const char*, MSIHANDLE*) { return ERROR_BAD_QUERY_SYNTAX; }
+UINT WINAPI RefuseExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
+UINT WINAPI RefuseFetch(MSIHANDLE, MSIHANDLE*) { return ERROR_INVALID_HANDLE_STATE; }
+MSIHANDLE WINAPI NoDatabase(MSIHANDLE) { return 0; }
+
+} // namespace
+
+TEST_F(WebHandOffTest, GetWebInfoHandsOneFileToFourActions) {
+    MakeVirtualDirs();
+    Insert(1, {{"VirtualDir", "viewer"},
+               {"Path", "[INSTALLDIR]web"},
+               {"Component_", "Main"},
+               {"ComponentAction", "+-"}});
+    const char* const names[] = {"ConfigureWebServices", "UnConfigureWebServices",
+                                 "RestartWebServices", "ClearWebIniFile"};
+    for (const char* name : names)
+        SetProperty(Format("%sActionName", name).c_str(), Format("Deferred%s", name));
+    Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
+        "`Sequence`) VALUES ('notescfg.dll.DA2174F6_7851_4AC9_8758_F2A803F82287', 'Main', "
+        "'notescfg.dll', 10, 512, 2)");
+    Cost();
+    ClearMessages();
+    EXPECT_EQ(GetWebInfo(session), ERROR_SUCCESS);
+    file = Property("DeferredConfigureWebServices");
+    ASSERT_NE(file, "");
+    for (const char* name : names)
+        EXPECT_EQ(Property(Format("Deferred%s", name).c_str()), file) << name;
+    EXPECT_EQ(Read("Reference", "Count"), "4");
+    EXPECT_EQ(Read("Table", VirtualDirs), "1");
+    EXPECT_EQ(Read("Table", MimeTypes), "") << "the package has no such table";
+    EXPECT_EQ(Read("HalcyonWebVirtualDir-0", "Path"), Property("INSTALLDIR") + "web");
+    EXPECT_EQ(Read("Component_State", "Main"), "2");
+    EXPECT_EQ(Read("Component_Action", "Main"), "3");
+    EXPECT_EQ(Read("FileKey", "notescfg.dll.DA2174F6_7851_4AC9_8758_F2A803F82287"),
+              Property("INSTALLDIR") + "notescfg.dll");
+
+    const std::vector<std::string> lines = Log();
+    EXPECT_EQ(lines.at(0), file);
+    EXPECT_TRUE(Contains(lines, "Found 7 columns in table HalcyonWebVirtualDir"));
+    EXPECT_TRUE(Contains(lines, "Writing VirtualDir=\"viewer\""));
+    EXPECT_TRUE(Contains(lines, "SaveTableToIniFile: Table HalcyonWebMimeType doesn't exist"));
+    EXPECT_TRUE(Contains(lines, "Couldn't get component state for component \"wcsdsapi.dll."
+                                "413A0FA5_373A_11D4_91AE_009027A76C22\".uReturn 1607"));
+
+    // What an action of the execution script makes of it.
+    MakeDeferred(file);
+    const CIniHandOff deferred(session, "");
+    std::vector<std::string> dirs;
+    EXPECT_EQ(deferred.ForEachRow(VirtualDirs, CollectDirs, &dirs), 0u);
+    EXPECT_THAT(dirs, ElementsAre("viewer"));
+    EXPECT_EQ(deferred.ForEachRow(MimeTypes, CollectDirs, &dirs), 0u);
+    int changes = 0;
+    EXPECT_EQ(deferred.ForEachRow(VirtualDirs, AnyRowChanges, &changes), 0u);
+    EXPECT_EQ(changes, 1);
+    EXPECT_EQ(deferred.ForEachRow(VirtualDirs, AnyRowChanges, nullptr), UINT(ERROR_INVALID_HANDLE));
+}
+
+TEST_F(WebHandOffTest, TheFileIsNewAndOnlyThereFromItsFirstWrite) {
+    const CIniHandOff first = New();
+    const std::string firstFile = file;
+    EXPECT_EQ(Read("Reference", "Count"), "1");
+    EXPECT_EQ(Property("HANDOFF"), file);
+    const CIniHandOff second = New();
+    EXPECT_NE(firstFile, file);
+    DeleteFileA(firstFile.c_str());
+}
+
+TEST_F(WebHandOffTest, ValuesComeBackAsFarAsTheFileKeepsThem) {
+    MakeVirtualDirs();
+    CIniHandOff handOff = New();
+    const std::string longValue(300, 'x');
+    SetProperty("PLACE", "D:\\Web");
+    const struct {
+        std::string stored, read;
+    } cases[] = {
+        {"plain", "plain"},
+        {"a=b]c [", "a=b]c ["},
+        {"[PLACE]\\x", "D:\\Web\\x"},
+        {longValue, longValue.substr(0, 259)},
+        {longValue.substr(0, 259), longValue.substr(0, 259)},
+        {"", ""},
+        {"; no remark", "; no remark"},
+    };
+    int id = 0;
+    for (const auto& row : cases) {
+        ++id;
+        Insert(id, {{"VirtualDir", row.stored}, {"Attribute", std::to_string(id)}});
+    }
+    const int count = static_cast<int>(std::size(cases));
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), count);
+    for (int index = 0; index < count; ++index) {
+        const CIniHandOffRow row(handOff, Format("%s-%d", VirtualDirs, index));
+        EXPECT_EQ(row.Get("VirtualDir"), cases[index].read);
+        EXPECT_EQ(row.GetNumber("Attribute"), index + 1);
+        EXPECT_EQ(row.Get("Path"), "") << "an empty column is not written";
+    }
+    char keys[64];
+    GetPrivateProfileStringA("HalcyonWebVirtualDir-5", nullptr, "", keys, sizeof keys,
+                             file.c_str());
+    EXPECT_STREQ(keys, "Id") << "the first key of a row without a virtual directory";
+}
+
+TEST_F(WebHandOffTest, RawValuesAndStatesAreNotLookedUp) {
+    MakeVirtualDirs();
+    Insert(1, {{"VirtualDir", "[ProductName]"}, {"Component_", "Main"}});
+    Cost();
+    CIniHandOff handOff = New();
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, false), 1);
+    EXPECT_EQ(Read("HalcyonWebVirtualDir-0", "VirtualDir"), "[ProductName]");
+    EXPECT_EQ(Read("Component_State", "Main"), "");
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), 1);
+    EXPECT_EQ(Read("HalcyonWebVirtualDir-0", "VirtualDir"), "Scratch");
+    EXPECT_EQ(Read("Component_State", "Main"), "2");
+}
+
+TEST_F(WebHandOffTest, FoldersOfMoveFileAreNamesOfProperties) {
+    Sql("CREATE TABLE `MoveFile` (`FileKey` CHAR(72) NOT NULL, `SourceFolder` CHAR(72), "
+        "`DestFolder` CHAR(72), `SourceName` CHAR(72) PRIMARY KEY `FileKey`)");
+    Sql("INSERT INTO `MoveFile` (`FileKey`, `SourceFolder`, `DestFolder`, `SourceName`) VALUES "
+        "('k', 'FROM', 'NOWHERE', 'FROM')");
+    SetProperty("FROM", "C:\\from");
+    CIniHandOff handOff = New();
+    EXPECT_EQ(handOff.SaveTableToIniFile("MoveFile", true), 1);
+    EXPECT_EQ(Read("MoveFile-0", "SourceFolder"), "C:\\from");
+    EXPECT_EQ(Read("MoveFile-0", "DestFolder"), "");
+    EXPECT_EQ(Read("MoveFile-0", "SourceName"), "FROM");
+}
+
+TEST_F(WebHandOffTest, EveryRowOfALargeTableIsSaved) {
+    MakeVirtualDirs();
+    CIniHandOff handOff = New();
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), 0);
+    EXPECT_EQ(Read("Table", VirtualDirs), "0");
+    EXPECT_FALSE(Contains(Log(), "Found "));
+
+    const int count = 500;
+    for (int id = 0; id < count; ++id)
+        Insert(id, {{"VirtualDir", std::to_string(id)}, {"Attribute", id == 207 ? "7" : ""}});
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), count);
+    std::vector<std::string> dirs;
+    EXPECT_EQ(handOff.ForEachRow(VirtualDirs, CollectDirs, &dirs), 0u);
+    EXPECT_EQ(std::set<std::string>(dirs.begin(), dirs.end()).size(), size_t(count));
+    int called = 0;
+    EXPECT_EQ(handOff.ForEachRow(VirtualDirs, FailWithAttribute, &called), 7u);
+    EXPECT_EQ(called, count) << "a failing row ends nothing";
+}
+
+TEST_F(WebHandOffTest, ATableWithoutAColumnGivesRowsWithout) {
+    MakeVirtualDirs("Component_");
+    Insert(1, {{"VirtualDir", "viewer"}, {"ComponentAction", "+-!"}});
+    CIniHandOff handOff = New();
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), 1);
+    const CIniHandOffRow row(handOff, "HalcyonWebVirtualDir-0");
+    EXPECT_EQ(row.Get("VirtualDir"), "viewer");
+    EXPECT_FALSE(RowNeedsAdd(row) || RowNeedsRemove(row));
+}
+
+TEST_F(WebHandOffTest, RowsOfUnknownOrUnwritableComponentsAreLeftAlone) {
+    MakeVirtualDirs();
+    Insert(1, {{"Component_", "Nobody"}, {"ComponentAction", "+-!"}});
+    Cost();
+    CIniHandOff handOff = New();
+    EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), 1);
+    EXPECT_TRUE(
+        Contains(Log(), "Couldn't get component state for component \"Nobody\".uReturn 1607"));
+    EXPECT_EQ(Read("Component_State", "Nobody"), "");
+    int changes = 0;
+    EXPECT_EQ(handOff.ForEachRow(VirtualDirs, AnyRowChanges, &changes), 0u);
+    EXPECT_EQ(changes, 0);
+
+    // A name with "=" in it does not come back as a key.
+    Write("Component_State", "a=b", "3");
+    Write("Component_Action", "a=b", "3");
+    INSTALLSTATE installed, action;
+    handOff.GetComponentState("a=b", installed, action);
+    EXPECT_EQ(installed, INSTALLSTATE_BROKEN);
+    EXPECT_EQ(action, INSTALLSTATE_BROKEN);
+}
+
+TEST_F(WebHandOffTest, QueriesThatFailAreLoggedAndEndNothing) {
+    MakeVirtualDirs();
+    Insert(1, {{"VirtualDir", "viewer"}});
+    CIniHandOff handOff = New();
+    const char notExecuted[] =
+        "SaveTableToIniFile: Couldn't execute view SELECT * FROM HalcyonWebVirtualDir";
+    const char unknown[] = "SaveTable failed of unknown error";
+    const auto expect = [&](const char* line) {
+        ClearMessages();
+        EXPECT_EQ(handOff.SaveTableToIniFile(VirtualDirs, true), -1);
+        EXPECT_THAT(Log(), ElementsAre(line));
+        EXPECT_EQ(Read("Table", VirtualDirs), "");
+    };
+    {
+        const ReplacedImport<decltype(RefuseView)> open("MsiDatabaseOpenViewA", RefuseView);
+        expect(notExecuted);
+    }
+    {
+        const ReplacedImport<decltype(RefuseExecute)> execute("MsiViewExecute", RefuseExecute);
+        expect(notExecuted);
+    }
+    {
+        const ReplacedImport<decltype(RefuseFetch)> fetch("MsiViewFetch", RefuseFetch);
+        expect(unknown);
+    }
+    const ReplacedImport<decltype(NoDatabase)> database("MsiGetActiveDatabase", NoDatabase);
+    expect(unknown);
+}
+
+TEST_F(WebHandOffTest, AFileThatCannotBeReadHasNoRows) {
+    const std::string folder = Scratch();
+    std::string longPath = folder;
+    for (int i = 0; longPath.size() < 300; ++i)
+        longPath += "x";
+    for (const std::string& path : {folder + "missing.ini", folder, std::string(),
+                                    std::string("Q:\\none\\x.ini"), longPath}) {
+        ClearMessages();
+        MakeDeferred(path);
+        const CIniHandOff handOff(session, "NOSUCHPROPERTY");
+        EXPECT_THAT(Log(), ElementsAre(path)) << "the path is logged as it came";
+        std::vector<std::string> dirs;
+        EXPECT_EQ(handOff.ForEachRow(VirtualDirs, CollectDirs, &dirs), 0u);
+        EXPECT_THAT(dirs, IsEmpty()) << path;
+        EXPECT_EQ(CIniHandOffRow(handOff, "HalcyonWebVirtualDir-0").Get("VirtualDir"), "");
+    }
+}
+
+TEST_F(WebHandOffTest, APathOf260CharactersIsTakenAndOneOf261IsNot) {
+    for (const size_t length : {260u, 261u}) {
+        const std::string path = "C:\\" + std::string(length - 3, 'x');
+        MakeDeferred(path);
+        EXPECT_EQ(CIniHandOff(session, "").Path(), length == 260 ? path : "");
+    }
+}
+
+TEST_F(WebHandOffTest, ADeferredActionPrefersItsProperty) {
+    SetProperty("OWN", "C:\\own.ini");
+    MakeDeferred("C:\\data.ini");
+    EXPECT_EQ(CIniHandOff(session, "OWN").Path(), "C:\\own.ini");
+    EXPECT_EQ(CIniHandOff(session, "NOSUCHPROPERTY").Path(), "C:\\data.ini");
+}
+
+TEST(WebRows, AreAppliedAndUndoneByFlagsAndStates) {
+    const INSTALLSTATE none = INSTALLSTATE_UNKNOWN, zero = INSTALLSTATE_BROKEN,
+                       absent = INSTALLSTATE_ABSENT, local = INSTALLSTATE_LOCAL,
+                       source = INSTALLSTATE_SOURCE;
+    // The flags with which a row is applied and undone.
+    const struct {
+        INSTALLSTATE installed, action;
+        std::string added, removed;
+    } cases[] = {
+        {absent, local, "+", "!"}, {local, local, "+", "!"}, {local, none, "+", ""},
+        {local, source, "+", ""},  {local, zero, "+", ""},   {local, absent, "", "-!"},
+        {absent, absent, "", ""},  {source, absent, "", ""}, {absent, none, "", ""},
+        {source, local, "+", "!"}, {source, none, "", ""},   {zero, zero, "", ""},
+        {absent, source, "", ""},
+    };
+    for (const auto& row : cases)
+        for (const char flag : {'+', '-', '!', 'x'}) {
+            const std::string flags = std::string("a") + flag;
+            EXPECT_EQ(NeedsAdd(flags, row.installed, row.action),
+                      row.added.find(flag) != std::string::npos)
+                << flag << row.installed << row.action;
+            EXPECT_EQ(NeedsRemove(flags, row.installed, row.action),
+                      row.removed.find(flag) != std::string::npos)
+                << flag << row.installed << row.action;
+        }
+    EXPECT_FALSE(NeedsAdd("", local, local) || NeedsRemove("", local, absent));
+}

@@ -1,0 +1,54 @@
+// The tree that the stand-in store keeps, and its text: keys by path, values by
+// identifier. The text is what a person looks at and may edit.
+#pragma once
+
+#include "web/metabase_lists.h"
+
+#include <windows.h>
+
+#include <map>
+#include <string>
+
+namespace metabase {
+
+struct Value {
+    DWORD attributes = 0;
+    DWORD userType = 0;
+    DWORD type = 0; // DWORD_METADATA, STRING_METADATA or MULTISZ_METADATA
+    DWORD number = 0;
+    setupactions::TextList texts; // one for a string
+};
+
+using Values = std::map<DWORD, Value>;
+
+struct IgnoringCase {
+    bool operator()(const std::wstring& left, const std::wstring& right) const;
+};
+
+// Keys by their whole paths, "/LM/W3SVC/1"; a parent stands before its children.
+using Keys = std::map<std::wstring, Values, IgnoringCase>;
+
+// The path below the base, in the tree's form: one "/" before each name, none
+// behind. The root is the empty path.
+std::wstring JoinPath(const std::wstring& base, const std::wstring& path);
+
+// The path without its last name.
+std::wstring ParentPath(const std::wstring& path);
+
+// True for the path itself and everything below it.
+bool IsAtOrBelow(const std::wstring& path, const std::wstring& top);
+
+// The tree as UTF-8 text: a "[path]" line for each key, below it a line
+// `Name (identifier, user type, attributes) = …` for each value. Numbers are
+// hexadecimal, strings quoted; the texts of a list follow on indented lines.
+std::string FormatTree(const Keys& keys);
+
+// Reads FormatTree's text. False, with the line's number from 1, when a line is
+// none of it.
+bool ParseTree(const std::string& text, Keys& keys, int& wrongLine);
+
+// A server as it comes out of the box: one site, with script maps of its own,
+// and a restriction list.
+Keys NewServer();
+
+} // namespace metabase

@@ -1,0 +1,105 @@
+// The web server's configuration store (the IIS metabase), reached through COM.
+// Every call retries a busy store for up to half a minute where it says so.
+#pragma once
+
+#include "frame/handles.h"
+#include "web/metabase_lists.h"
+
+#include <iadmw.h>
+#include <iiscnfg.h>
+
+namespace setupactions {
+
+// The text in the store's characters, from the ANSI code page.
+std::wstring Widen(const std::string& text);
+
+// COM on this thread for as long as the object lives.
+class CAutoCoInitialize {
+public:
+    CAutoCoInitialize() : result_(CoInitialize(nullptr)) {}
+    ~CAutoCoInitialize() {
+        if (SUCCEEDED(result_))
+            CoUninitialize();
+    }
+    CAutoCoInitialize(const CAutoCoInitialize&) = delete;
+    CAutoCoInitialize& operator=(const CAutoCoInitialize&) = delete;
+
+    bool Initialized() const { return SUCCEEDED(result_); }
+
+private:
+    HRESULT result_;
+};
+
+// How a value stands in the store.
+struct MetabaseValue {
+    DWORD id;
+    DWORD attributes;
+    DWORD userType;
+};
+
+// The store and one open key of it. Both are given back at the end, on every
+// path. Paths and names are relative to the open key, or to the store's root
+// while none is open. Texts cross into the store from the ANSI code page.
+class CMSAdminBase {
+public:
+    CMSAdminBase() = default;
+    ~CMSAdminBase() { CloseKey(); }
+    CMSAdminBase(const CMSAdminBase&) = delete;
+    CMSAdminBase& operator=(const CMSAdminBase&) = delete;
+
+    // Reaches the store. False when there is none; nothing else may then be called.
+    bool Init();
+
+    // Opens a key of the store for reading and writing. A busy key is tried 10
+    // times, 3 seconds apart.
+    bool OpenMetabaseKey(const std::string& path);
+
+    // Closes the key and makes the changes durable. A busy store is tried 10
+    // times, 3 seconds apart.
+    bool CommitKeyChanges();
+
+    // Creates a virtual directory. One that is there already is left as it is.
+    // False when it cannot be created; its single values may fail unnoticed.
+    bool CreateVirtualDir(const std::string& name, const std::string& physicalPath,
+                          DWORD accessPermissions);
+
+    // Creates an application's directory, or completes one that is there. False
+    // when it cannot be created or one of its values cannot be written.
+    bool CreateApplicationDir(const std::string& applicationPath);
+
+    bool DeleteMetabaseKey(const std::string& path);
+
+    // Deletes a virtual directory here and in the registry, where older
+    // servers keep it.
+    bool RemoveVirtualDir(const std::string& name);
+
+    // A list, inherited ones included; false when there is none. Values are
+    // only found under their own user type.
+    bool GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
+                                 DWORD userType = IIS_MD_UT_FILE);
+
+    // Writes a list that is inherited below the key.
+    HRESULT SetMetabaseMultiSzValue(const std::string& path, DWORD id, const TextList& list);
+
+    // Writes a list of the server as a whole.
+    HRESULT SetMetabaseMultiSzValueServer(const std::string& path, DWORD id, const TextList& list);
+
+    // Maps the key (an extension with its dot) to the value in a virtual
+    // directory's list, MD_SCRIPT_MAPS or MD_MIME_MAP; a null value removes it.
+    // False when the list cannot be written or memory runs out.
+    bool SetScriptMap(const std::string& virtualDir, const std::string& key,
+                      const std::string* value, DWORD id);
+
+private:
+    HRESULT CloseKey();
+    HRESULT SetNumber(const std::wstring& path, const MetabaseValue& value, DWORD number);
+    HRESULT SetText(const std::wstring& path, const MetabaseValue& value, const std::string& text);
+    HRESULT SetList(const std::string& path, const MetabaseValue& value, const TextList& list);
+    HRESULT SetData(const std::wstring& path, const MetabaseValue& value, DWORD type,
+                    const void* data, size_t bytes);
+
+    ComReference<IMSAdminBase> store_;
+    METADATA_HANDLE key_ = METADATA_MASTER_ROOT_HANDLE;
+};
+
+} // namespace setupactions

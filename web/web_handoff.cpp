@@ -1,0 +1,271 @@
+#include "web/web_handoff.h"
+
+#include "frame/action.h"
+#include "frame/deferred_data.h"
+#include "frame/msi_database.h"
+#include "frame/session.h"
+
+namespace setupactions {
+
+namespace {
+
+const size_t PathLimit = 260;   // characters
+const DWORD RowValueSize = 260; // characters, the end mark included
+const char TemporaryFilePrefix[] = "qx";
+
+// Sections of the file; each row of a table has one more, "table-index".
+const char ReferenceSection[] = "Reference";
+const char ReferenceCount[] = "Count";
+const char TableSection[] = "Table";
+const char ComponentStateSection[] = "Component_State";
+const char ComponentActionSection[] = "Component_Action";
+const char FileKeySection[] = "FileKey";
+
+const char VirtualDirTable[] = "HalcyonWebVirtualDir";
+const char MimeTypeTable[] = "HalcyonWebMimeType";
+const char ComponentColumn[] = "Component_";
+const char ComponentActionColumn[] = "ComponentAction";
+
+const char NotesConfigurationFile[] = "notescfg.dll.DA2174F6_7851_4AC9_8758_F2A803F82287";
+const char WebServerComponent[] = "wcsdsapi.dll.413A0FA5_373A_11D4_91AE_009027A76C22";
+
+// Holds the names of the deferred actions that the hand-off goes to.
+const char ConfigureNameProperty[] = "ConfigureWebServicesActionName";
+const char* const FurtherNameProperties[] = {
+    "UnConfigureWebServicesActionName",
+    "RestartWebServicesActionName",
+    "ClearWebIniFileActionName",
+};
+
+std::string RowSection(const std::string& table, int index) {
+    return Format("%s-%d", table.c_str(), index);
+}
+
+bool HasFlag(const std::string& flags, char flag) { return flags.find(flag) != std::string::npos; }
+
+std::string Property(MSIHANDLE session, const char* name) {
+    std::string value;
+    GetPropertyString(session, name, value);
+    return value;
+}
+
+} // namespace
+
+std::string CIniHandOffRow::Get(const char* column) const {
+    char value[RowValueSize] = "";
+    GetPrivateProfileStringA(section_.c_str(), column, "", value, RowValueSize,
+                             handOff_.Path().c_str());
+    return value;
+}
+
+int CIniHandOffRow::GetNumber(const char* column) const {
+    return static_cast<int>(
+        GetPrivateProfileIntA(section_.c_str(), column, 0, handOff_.Path().c_str()));
+}
+
+CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
+    : session_(session) {
+    if (IsDeferred(session)) {
+        path_ = ReadPath(actionNameValue);
+        LogMessage(session, path_);
+        if (path_.size() > PathLimit)
+            path_.clear();
+        return;
+    }
+    path_ = CreatePath();
+    MsiSetPropertyA(session, actionNameValue.c_str(), path_.c_str());
+    Write(ReferenceSection, ReferenceCount, "1");
+    LogMessage(session, path_);
+}
+
+std::string CIniHandOff::ReadPath(const std::string& actionNameValue) const {
+    std::string path = Property(session_, actionNameValue.c_str());
+    if (path.empty())
+        GetDeferredData(session_, path);
+    return path;
+}
+
+std::string CIniHandOff::CreatePath() const {
+    char folder[MAX_PATH + 1] = "";
+    char path[MAX_PATH] = "";
+    GetTempPathA(sizeof folder, folder);
+    GetTempFileNameA(folder, TemporaryFilePrefix, 0, path);
+    DeleteFileA(path); // only its name is wanted
+    return path;
+}
+
+void CIniHandOff::Write(const std::string& section, const std::string& key,
+                        const std::string& value) const {
+    WritePrivateProfileStringA(section.c_str(), key.c_str(), value.c_str(), path_.c_str());
+}
+
+int CIniHandOff::ReadNumber(const char* section, const char* key, int defaultValue) const {
+    return static_cast<int>(GetPrivateProfileIntA(section, key, defaultValue, path_.c_str()));
+}
+
+void CIniHandOff::AddReference(const std::string& actionNameValue) {
+    MsiSetPropertyA(session_, actionNameValue.c_str(), path_.c_str());
+    const int count = ReadNumber(ReferenceSection, ReferenceCount, 1);
+    Write(ReferenceSection, ReferenceCount, Format("%d", count + 1));
+}
+
+std::string CIniHandOff::FormatText(const std::string& text) const {
+    const InstallerHandle record(MsiCreateRecord(1));
+    MsiRecordSetStringA(record.Get(), 0, text.c_str());
+    std::string formatted;
+    FormatRecordString(session_, record.Get(), formatted);
+    return formatted;
+}
+
+std::string CIniHandOff::ValueToSave(const std::string& table, const std::string& column,
+                                     const std::string& value) {
+    if (lstrcmpiA(column.c_str(), ComponentColumn) == 0)
+        WriteComponentState(value);
+    if (table == "MoveFile" && (column == "SourceFolder" || column == "DestFolder"))
+        return Property(session_, value.c_str());
+    return FormatText(value);
+}
+
+int CIniHandOff::SaveTableToIniFile(const std::string& table, bool format) {
+    const int failed = -1;
+    try {
+        CMsiDatabase database(session_);
+        if (!database.TableExists(table)) {
+            LogMessage(session_,
+                       Format("SaveTableToIniFile: Table %s doesn't exist", table.c_str()));
+            return 0;
+        }
+        const std::string query = Format("SELECT * FROM %s", table.c_str());
+        CMsiHelper& rows = database.CreateView(query);
+        const auto executes = [&] {
+            try {
+                return rows.Execute();
+            } catch (int) {
+                return false;
+            }
+        };
+        if (!executes()) {
+            LogMessage(session_,
+                       Format("SaveTableToIniFile: Couldn't execute view %s", query.c_str()));
+            return failed;
+        }
+        int count = 0;
+        for (; rows.Fetch(); ++count) {
+            if (count == 0)
+                LogMessage(session_, Format("Found %i columns in table %s", rows.FieldCount(),
+                                            table.c_str()));
+            const std::string section = RowSection(table, count);
+            for (int position = 1; position <= rows.FieldCount(); ++position) {
+                const std::string& column = rows.GetFieldName(position);
+                const std::string& stored = rows.GetField(position);
+                if (stored.empty())
+                    continue;
+                const std::string value = format ? ValueToSave(table, column, stored) : stored;
+                Write(section, column, value);
+                LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
+            }
+        }
+        WriteTableCount(table, count);
+        return count;
+    } catch (...) {
+        LogMessage(session_, "SaveTable failed of unknown error");
+        return failed;
+    }
+}
+
+void CIniHandOff::WriteFileKey(const std::string& key) {
+    Write(FileKeySection, key, FormatText(Format("[#%s]", key.c_str())));
+}
+
+UINT CIniHandOff::WriteComponentState(const std::string& component) {
+    INSTALLSTATE installed = INSTALLSTATE_DEFAULT;
+    INSTALLSTATE action = INSTALLSTATE_DEFAULT;
+    const UINT result = MsiGetComponentStateA(session_, component.c_str(), &installed, &action);
+    if (result == ERROR_SUCCESS) {
+        Write(ComponentStateSection, component, Format("%d", installed));
+        Write(ComponentActionSection, component, Format("%d", action));
+    } else {
+        LogMessage(session_, Format("Couldn't get component state for component \"%s\"."
+                                    "uReturn %i",
+                                    component.c_str(), static_cast<int>(result)));
+    }
+    return result;
+}
+
+void CIniHandOff::GetComponentState(const std::string& component, INSTALLSTATE& installed,
+                                    INSTALLSTATE& action) const {
+    installed = static_cast<INSTALLSTATE>(ReadNumber(ComponentStateSection, component.c_str(), 0));
+    action = static_cast<INSTALLSTATE>(ReadNumber(ComponentActionSection, component.c_str(), 0));
+}
+
+void CIniHandOff::WriteTableCount(const std::string& table, int count) {
+    Write(TableSection, table, Format("%d", count));
+}
+
+UINT CIniHandOff::ForEachRow(const char* table, HandOffRowCallback callback, void* context) const {
+    UINT failure = ERROR_SUCCESS;
+    const int count = ReadNumber(TableSection, table, 0);
+    for (int index = 0; index < count; ++index) {
+        const CIniHandOffRow row(*this, RowSection(table, index));
+        const UINT result = callback(session_, row, context);
+        if (result != ERROR_SUCCESS)
+            failure = result;
+    }
+    return failure;
+}
+
+bool NeedsAdd(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action) {
+    const bool stays = installed == INSTALLSTATE_LOCAL && action != INSTALLSTATE_ABSENT;
+    return HasFlag(flags, '+') && (action == INSTALLSTATE_LOCAL || stays);
+}
+
+bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action) {
+    if (action == INSTALLSTATE_ABSENT)
+        return installed == INSTALLSTATE_LOCAL && (HasFlag(flags, '-') || HasFlag(flags, '!'));
+    // Undone first, to be applied anew.
+    return action == INSTALLSTATE_LOCAL && HasFlag(flags, '!');
+}
+
+namespace {
+
+bool RowNeeds(bool (*needs)(const std::string&, INSTALLSTATE, INSTALLSTATE),
+              const CIniHandOffRow& row) {
+    INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+    INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
+    row.HandOff().GetComponentState(row.Get(ComponentColumn), installed, action);
+    return needs(row.Get(ComponentActionColumn), installed, action);
+}
+
+} // namespace
+
+bool RowNeedsAdd(const CIniHandOffRow& row) { return RowNeeds(NeedsAdd, row); }
+
+bool RowNeedsRemove(const CIniHandOffRow& row) { return RowNeeds(NeedsRemove, row); }
+
+UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag) {
+    if (session == 0 || flag == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (RowNeedsRemove(row) || RowNeedsAdd(row))
+        *static_cast<int*>(flag) = 1;
+    return ERROR_SUCCESS;
+}
+
+} // namespace setupactions
+
+using namespace setupactions;
+
+// Scheduled immediate, after costing. Reads the web tables and the names of the
+// four deferred web actions from …ActionName properties; sets the property of
+// each of those names to the hand-off file's path. Partners: ConfigureWebServices,
+// UnConfigureWebServices, RestartWebServices, ClearWebIniFile.
+EXPORTED_ACTION(GetWebInfo) {
+    CIniHandOff handOff(session, Property(session, ConfigureNameProperty));
+    for (const char* property : FurtherNameProperties)
+        handOff.AddReference(Property(session, property));
+
+    handOff.SaveTableToIniFile(VirtualDirTable, true);
+    handOff.SaveTableToIniFile(MimeTypeTable, true);
+    handOff.WriteFileKey(NotesConfigurationFile);
+    handOff.WriteComponentState(WebServerComponent);
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,101 @@
+// The hand-off file: rows of the package's web tables and the states of their
+// components, written by GetWebInfo for the deferred web actions.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+
+namespace setupactions {
+
+class CIniHandOff;
+
+// One saved row. It refers to the hand-off, which must live as long.
+class CIniHandOffRow {
+public:
+    CIniHandOffRow(const CIniHandOff& handOff, const std::string& section)
+        : handOff_(handOff), section_(section) {}
+
+    // A column's value, cut at 259 characters; empty when the row has none.
+    std::string Get(const char* column) const;
+
+    // A column's number; 0 when the row has none.
+    int GetNumber(const char* column) const;
+
+    const CIniHandOff& HandOff() const { return handOff_; }
+
+private:
+    const CIniHandOff& handOff_;
+    std::string section_;
+};
+
+// Called for one row. Result: 0, or why the row failed.
+using HandOffRowCallback = UINT (*)(MSIHANDLE session, const CIniHandOffRow& row, void* context);
+
+// The hand-off file as one action sees it. The file is written and read with
+// the profile calls alone, whose failures go unnoticed: what cannot be read is 0
+// or empty.
+class CIniHandOff {
+public:
+    // In a deferred action: takes the file's path from the property, or from
+    // the action data when that is empty; a path longer than 260 characters is
+    // none. In an immediate one: chooses a new path in the temporary folder,
+    // stores it in the property, the data of the deferred action of that name,
+    // and starts the file. Logs the path.
+    CIniHandOff(MSIHANDLE session, const std::string& actionNameValue);
+
+    // Hands the file to one more deferred action.
+    void AddReference(const std::string& actionNameValue);
+
+    // Saves every row of a package table, with `format` its values formatted
+    // and its components' states. Result: the number of rows; 0 without such a
+    // table, -1 when it cannot be read.
+    int SaveTableToIniFile(const std::string& table, bool format);
+
+    // Saves where a file of the package will be installed.
+    void WriteFileKey(const std::string& key);
+
+    // Saves a component's two states. Result: the installer's; nothing is
+    // saved when it does not know the component.
+    UINT WriteComponentState(const std::string& component);
+
+    // The saved states; 0 for a component without.
+    void GetComponentState(const std::string& component, INSTALLSTATE& installed,
+                           INSTALLSTATE& action) const;
+
+    void WriteTableCount(const std::string& table, int count);
+
+    // Calls back for each row saved from the table. Result: the last one that
+    // was not 0, or 0.
+    UINT ForEachRow(const char* table, HandOffRowCallback callback, void* context) const;
+
+    const std::string& Path() const { return path_; }
+
+private:
+    std::string CreatePath() const;
+    std::string ReadPath(const std::string& actionNameValue) const;
+    void Write(const std::string& section, const std::string& key, const std::string& value) const;
+    int ReadNumber(const char* section, const char* key, int defaultValue) const;
+    std::string FormatText(const std::string& text) const;
+    std::string ValueToSave(const std::string& table, const std::string& column,
+                            const std::string& value);
+
+    MSIHANDLE session_;
+    std::string path_;
+};
+
+// True when a row with these flags is to be applied to a component in these states.
+bool NeedsAdd(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action);
+
+// True when it is to be undone.
+bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action);
+
+// The same two for a saved row.
+bool RowNeedsAdd(const CIniHandOffRow& row);
+bool RowNeedsRemove(const CIniHandOffRow& row);
+
+// Callback that sets an int to 1 when the row is to be applied or undone.
+// Result: ERROR_INVALID_HANDLE without a session or an int, otherwise 0.
+UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag);
+
+} // namespace setupactions
