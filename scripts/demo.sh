@@ -37,9 +37,12 @@ action_lines() {
 }
 
 # The installer's own registration of the package is not the package's work.
+# A key that came or went stands for its values.
 package_changes() {
     show_difference "$out/before" "$out/installed" |
         grep -v -E '\[Software\\(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))|windows/Installer/' |
+        awk '/^  [-+] \[/ { key = $0; sub(/\].*/, "]", key); if (key == $0) new[key] = 1; else if (key in new) next }
+             { print }' |
         cut -c1-160
 }
 
