@@ -277,6 +277,21 @@ TEST_F(MappingTest, TheLibraryComesFromTheActionDataOrTheRegistry) {
                        testing::Contains("LoadLibrary on " + std::string(PlugInPath) + " failed")));
 }
 
+TEST_F(MappingTest, TheScriptHostRunsTheScript) {
+    InstallPlugIn("plug_in");
+    MakeFolders(information + "scripts");
+    WriteFileText(information + "scripts\\mapNTUserGroup.js",
+                  "var files = new ActiveXObject('Scripting.FileSystemObject');\n"
+                  "var out = files.CreateTextFile(WScript.ScriptFullName + '.txt', true);\n"
+                  "for (var i = 0; i < WScript.Arguments.length; i++)\n"
+                  "    out.Write('<' + WScript.Arguments(i) + '>');\n"
+                  "out.Close();\n");
+    PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", information);
+    EXPECT_EQ(MapNTUserGroupToAPS(session), ERROR_SUCCESS);
+    EXPECT_EQ(FileText(information + "scripts\\mapNTUserGroup.js.txt"),
+              "</Groupname><Kestrel Users>");
+}
+
 class PlugInCopyTest : public UserGroupTest {
 protected:
     void SetDirectories(const std::string& informationDirectory, const std::string& installRoot) {
