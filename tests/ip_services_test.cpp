@@ -50,11 +50,6 @@ protected:
         Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', "
             "'Other')");
     }
-    void TearDown() override {
-        SetFileAttributesA(services.c_str(), FILE_ATTRIBUTE_NORMAL);
-        SessionTest::TearDown();
-    }
-
     static void SetFolder(const std::string& path) {
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE, FolderKey, "DataBasePath", path);
     }
@@ -63,31 +58,21 @@ protected:
         Sql("CREATE TABLE `HalcyonIPService` (`IPService` CHAR(72) NOT NULL, `Component_` CHAR(72) "
             "NOT NULL, `ServiceName` CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` "
             "CHAR(72), `Comment` CHAR(255) PRIMARY KEY `IPService`)");
-        AddRow("1", "Main", "halcyon", "6400", "tcp", "hal", "name server");
-        AddRow("2", "Other", "halrep", "6401", "udp", "", "");
+        AddRow("'1', 'Main', 'halcyon', '6400', 'tcp', 'hal', 'name server'");
+        AddRow("'2', 'Other', 'halrep', '6401', 'udp', '', ''");
         Cost();
-        messages.clear();
     }
-    void AddRow(const std::string& key, const std::string& component, const std::string& name,
-                const std::string& port, const std::string& protocol, const std::string& alias,
-                const std::string& comment) {
-        const std::string values[] = {key, component, name, port, protocol, alias, comment};
-        std::string list;
-        for (const std::string& value : values)
-            list += (list.empty() ? "'" : ", '") + value + "'";
+    void AddRow(const std::string& values) {
         Sql("INSERT INTO `HalcyonIPService` (`IPService`, `Component_`, `ServiceName`, `Port`, "
             "`Protocol`, `Alias`, `Comment`) VALUES (" +
-            list + ")");
+            values + ")");
     }
-
     void SetState(const char* component, INSTALLSTATE state) {
         ASSERT_EQ(MsiSetComponentStateA(session, component, state), ERROR_SUCCESS);
     }
 
     std::vector<std::string> Run(UINT(WINAPI* action)(MSIHANDLE)) {
-        sent.lines.clear();
-        EXPECT_EQ(action(session), ERROR_SUCCESS);
-        return sent.lines;
+        return sent.Of(action, session);
     }
 
     std::vector<std::string> FilesOfFolder() const {
@@ -112,9 +97,8 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
     const std::string original = Original, first = FirstLine, second = SecondLine;
     const auto run = [&](UINT(WINAPI * action)(MSIHANDLE), const std::string& text, bool changes) {
         for (const bool again : {false, true}) {
-            const auto lines = Run(action);
-            EXPECT_EQ(lines, !again && changes ? std::vector<std::string>{written}
-                                               : std::vector<std::string>());
+            const size_t lines = changes && !again ? 1 : 0;
+            EXPECT_EQ(Run(action), std::vector<std::string>(lines, written));
             EXPECT_EQ(FileText(services), text);
         }
     };
@@ -133,9 +117,9 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
     AddTable();
-    AddRow("3", "Main", "evil", "1", "tcp", "", "a\r\nroot 1/tcp");
-    AddRow("4", "Main", "#x", "1", "tcp", "", "");
-    AddRow("5", "NoSuchComponent", "lost", "1", "tcp", "", "");
+    AddRow("'3', 'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
+    AddRow("'4', 'Main', '#x', '1', 'tcp', '', ''");
+    AddRow("'5', 'NoSuchComponent', 'lost', '1', 'tcp', '', ''");
     EXPECT_THAT(Run(AddIPService),
                 ElementsAre(StartsWith(std::string(Failure) + "service evil is no line"),
                             StartsWith(std::string(Failure) + "service #x is no line"),

@@ -19,16 +19,15 @@ protected:
             "`Sequence`) VALUES ('sample.file', 'Main', 'SAMPLE~1.MDB|sample.mdb', 10, 512, 2)");
     }
     void AddTables() {
-        Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL, `Component_` CHAR(72) "
-            "NOT NULL, `Description` CHAR(255) NOT NULL, `DriverDescription` CHAR(255) NOT NULL, "
-            "`Registration` SHORT NOT NULL PRIMARY KEY `DataSource`)");
+        Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL, `Description` "
+            "CHAR(255) "
+            "NOT NULL PRIMARY KEY `DataSource`)");
         Sql("CREATE TABLE `ODBCSourceAttribute` (`DataSource_` CHAR(72) NOT NULL, `Attribute` "
             "CHAR(32) NOT NULL, `Value` CHAR(255) PRIMARY KEY `DataSource_`, `Attribute`)");
     }
     void AddSource(const std::string& key, const std::string& name) {
-        Sql("INSERT INTO `ODBCDataSource` (`DataSource`, `Component_`, `Description`, "
-            "`DriverDescription`, `Registration`) VALUES ('" +
-            key + "', 'Main', '" + name + "', 'Driver', 0)");
+        Sql("INSERT INTO `ODBCDataSource` (`DataSource`, `Description`) VALUES ('" + key + "', '" +
+            name + "')");
     }
     void AddAttribute(const std::string& source, const std::string& name,
                       const std::string& value) {
@@ -38,11 +37,7 @@ protected:
     static void Register(HKEY root, const std::string& name, const std::string& path) {
         PrivateRegistry::Write(root, "SOFTWARE\\ODBC\\ODBC.INI\\" + name, "DBQ", path);
     }
-    std::vector<std::string> Run() {
-        sent.lines.clear();
-        EXPECT_EQ(SetODBCPath(session), ERROR_SUCCESS);
-        return sent.lines;
-    }
+    std::vector<std::string> Run() { return sent.Of(SetODBCPath, session); }
     std::string TargetPath() const {
         char path[MAX_PATH] = "";
         DWORD size = sizeof path;
@@ -94,11 +89,6 @@ TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
     AddSource("1", "Sample");
     Cost();
     const std::string fresh = TargetPath();
-    const auto refused = [](const std::string& path) {
-        return std::vector<std::string>{"SetODBCPath: " + path +
-                                        " of data source Sample is not an installed sample.mdb, "
-                                        "left alone"};
-    };
     WriteFileText(old + "other.mdb", "x");
     MakeFolders(old + "folder\\sample.mdb");
     const std::string right = "[INSTALLDIR]sample.mdb", file = old + "sample.mdb";
@@ -127,8 +117,11 @@ TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
         Sql("DELETE FROM `ODBCSourceAttribute`");
         AddAttribute("1", "DBQ", row.attribute);
         Register(HKEY_LOCAL_MACHINE, "Sample", row.registered);
-        EXPECT_EQ(Run(), row.isTold ? refused(row.registered) : std::vector<std::string>())
-            << row.attribute << " " << row.registered;
+        const std::vector<std::string> lines(
+            row.isTold ? 1 : 0,
+            "SetODBCPath: " + row.registered +
+                " of data source Sample is not an installed sample.mdb, left alone");
+        EXPECT_EQ(Run(), lines) << row.attribute;
         EXPECT_EQ(TargetPath(), fresh) << row.attribute << " " << row.registered;
     }
 }

@@ -39,7 +39,6 @@ protected:
         information = Scratch() + "info\\";
         root = Scratch() + "suite\\";
         PlugInAnswers("0");
-        startedCommand.clear();
     }
     void TearDown() override {
         for (const char* module : {"plug_in", "plug_in_cdecl", "plug_in_bare", "secWindowsNT"})
@@ -68,9 +67,8 @@ protected:
 
     std::vector<std::string> Run(UINT(WINAPI* action)(MSIHANDLE)) {
         const ReplacedImport<decltype(RefuseProcess)> start("CreateProcessA", RefuseProcess);
-        sent.lines.clear();
-        EXPECT_EQ(action(session), ERROR_SUCCESS);
-        return sent.lines;
+        startedCommand.clear();
+        return sent.Of(action, session);
     }
 
     std::string information, root;
@@ -151,7 +149,6 @@ TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
 
     const std::pair<const char*, std::string> answers[] = {
         {"0", prefix + "returned success"},
-        {"3221225506", prefix + "returned error code "},
         {"5", prefix + "returned error code 5"},
         {"fault", prefix + "crashed"},
     };
@@ -219,7 +216,6 @@ TEST_F(MappingTest, TheGroupIsHandedToTheScript) {
     for (const auto& row : cases) {
         InstallPlugIn(row.plugIn);
         PlugInAnswers(row.answer, row.group);
-        startedCommand.clear();
         std::vector<std::string> lines = FoundLines(information);
         lines.insert(lines.end(), row.lines.begin(), row.lines.end());
         ExpectLines(lines);
@@ -231,50 +227,40 @@ TEST_F(MappingTest, TheGroupIsHandedToTheScript) {
                                            : "");
         EXPECT_EQ(Calls(), row.plugIn == std::string("plug_in_bare") ? "" : "Find 260;");
     }
-    int ticks = 0;
-    for (const Message& message : messages)
-        if (message.type == INSTALLMESSAGE_PROGRESS)
-            ticks =
-                std::max(ticks, std::atoi(message.text.c_str() + message.text.find("2: ", 4) + 3));
-    EXPECT_EQ(ticks, 4500000);
+    EXPECT_TRUE(std::any_of(messages.begin(), messages.end(), [](const Message& message) {
+        return message.text.find("2: 4500000 ") != std::string::npos;
+    })) << "45 units of the progress bar";
 }
 
 TEST_F(MappingTest, TheLibraryComesFromTheActionDataOrTheRegistry) {
     InstallPlugIn("plug_in");
-    const std::vector<std::string> tail = {
-        "Calling GetKestrelNTGroupName", "LoadLibrary on  failed",
-        "Failure(MapNTUserGroupToAPS): Couldn't get the Kestrel NT User Group Name [161]"};
     const std::vector<std::string> found = FoundLines(information);
-    const auto with = [&](std::vector<std::string> lines) {
-        lines.insert(lines.end(), tail.begin(), tail.end());
-        return lines;
+    const auto expectNone = [&](std::vector<std::string> lines) {
+        lines.insert(lines.end(),
+                     {found[5], "LoadLibrary on  failed",
+                      "Failure(MapNTUserGroupToAPS): Couldn't get the Kestrel NT User Group Name "
+                      "[161]"});
+        ExpectLines(lines);
+        EXPECT_EQ(startedCommand, "");
     };
-    ExpectLines(with({found[0], "could not get x86folder from registry."}));
+    expectNone({found[0], "could not get x86folder from registry."});
     PrivateRegistry::Key(HKEY_LOCAL_MACHINE, OptionsKey);
-    ExpectLines(with({found[0], found[1], "Failed to get CInfoDirectory from registry"}));
-    EXPECT_EQ(startedCommand, "");
-
-    // The data's own directory, in any case; the registry's for a library elsewhere.
-    MakeDeferred(information + "PLUGINS\\auth\\secwindowsnt\\SECWindowsNT.dll");
-    ExpectLines({found[2], found[3], found[4] + information, found[5], "RunRedistProgram(",
-                 "Success(MapNTUserGroupToAPS)"});
-    for (const std::string data : {"secWindowsNT.dll", PlugInPath}) {
+    // The data's own directory counts, in any case; not that of a library elsewhere.
+    for (const std::string data : {"", "secWindowsNT.dll", PlugInPath}) {
         MakeDeferred(data);
-        ExpectLines(with({found[0], found[1], "Failed to get CInfoDirectory from registry"}));
+        expectNone({found[0], found[1], "Failed to get CInfoDirectory from registry"});
     }
+    const std::string mapped = "Success(MapNTUserGroupToAPS)", run = "RunRedistProgram(";
+    MakeDeferred(information + "PLUGINS\\auth\\secwindowsnt\\SECWindowsNT.dll");
+    ExpectLines({found[2], found[3], found[4] + information, found[5], run, mapped});
+
     // A directory without its backslash, and one that is no full path.
     MakeDeferred("");
     PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory",
                            information.substr(0, information.size() - 1));
-    ExpectLines([&] {
-        std::vector<std::string> lines = found;
-        lines.insert(lines.end(), {"RunRedistProgram(", "Success(MapNTUserGroupToAPS)"});
-        return lines;
-    }());
+    ExpectLines({found[0], found[1], found[2], found[3], found[4], found[5], run, mapped});
     PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", "");
-    EXPECT_TRUE(
-        testing::Value(Run(MapNTUserGroupToAPS),
-                       testing::Contains("LoadLibrary on " + std::string(PlugInPath) + " failed")));
+    EXPECT_TRUE(Contains(Run(MapNTUserGroupToAPS), "LoadLibrary on plugins\\auth"));
 }
 
 TEST_F(MappingTest, TheScriptHostRunsTheScript) {
@@ -289,7 +275,8 @@ TEST_F(MappingTest, TheScriptHostRunsTheScript) {
     PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", information);
     EXPECT_EQ(MapNTUserGroupToAPS(session), ERROR_SUCCESS);
     EXPECT_EQ(FileText(information + "scripts\\mapNTUserGroup.js.txt"),
-              "</Groupname><Kestrel Users>");
+              "<//B><//NoLogo></Groupname><Kestrel Users>")
+        << "the engine's host hands its own switches on";
 }
 
 class PlugInCopyTest : public UserGroupTest {

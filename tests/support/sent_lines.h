@@ -6,6 +6,8 @@
 #include "frame/session.h"
 #include "tests/support/replaced_import.h"
 
+#include <gtest/gtest.h>
+
 #include <string>
 #include <vector>
 
@@ -13,7 +15,12 @@ class SentLines {
 public:
     SentLines() { current = this; }
 
-    std::vector<std::string> lines;
+    // Runs an action, which must answer 0. Result: what it sent.
+    const std::vector<std::string>& Of(UINT(WINAPI* action)(MSIHANDLE), MSIHANDLE session) {
+        lines.clear();
+        EXPECT_EQ(action(session), ERROR_SUCCESS);
+        return lines;
+    }
 
 private:
     static int WINAPI Keep(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
@@ -26,4 +33,5 @@ private:
 
     static inline SentLines* current = nullptr;
     ReplacedImport<decltype(Keep)> import_{"MsiProcessMessage", Keep};
+    std::vector<std::string> lines;
 };
