@@ -80,7 +80,7 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         return false;
     }
 
-    WIN32_FIND_DATAA entry;
+    WIN32_FIND_DATAA entry = {};
     const SearchHandle search = StartSearch(Join(source, "*.*"), entry);
     if (!search) {
         SendRecord(session, INSTALLMESSAGE_INFO,
@@ -149,7 +149,7 @@ void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
 // Removes what is in a folder. False when it cannot be searched.
 bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
     const std::string pattern = folder + "\\*.*";
-    WIN32_FIND_DATAA entry;
+    WIN32_FIND_DATAA entry = {};
     SearchHandle search = StartSearch(pattern, entry);
     if (!search) {
         LogMessage(session, Format(SearchFailed, pattern.c_str()));

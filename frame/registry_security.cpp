@@ -10,13 +10,13 @@ namespace {
 const REGSAM FixAccess = READ_CONTROL | WRITE_DAC | KEY_ENUMERATE_SUB_KEYS;
 const int DeepestLevel = 512; // the registry's own limit
 
-const char ReadReleaseFailed[] = "Failure GetRegSecurity: HeapFree failed with ";
-const char TestReleaseFailed[] = "Failure IsDACLNull: HeapFree failed with ";
-const char FixReleaseFailed[] = "Failure: FixRegSecurity HeapFree failed with ";
+const char ReadReleaseFailed[] = "Failure GetRegSecurity: HeapFree failed with %d";
+const char TestReleaseFailed[] = "Failure IsDACLNull: HeapFree failed with %d";
+const char FixReleaseFailed[] = "Failure: FixRegSecurity HeapFree failed with %d";
 
 void ReleaseLogged(MSIHANDLE session, HeapBlock& block, const char* failureLine) {
     if (block && !block.Close())
-        LogMessage(session, failureLine + Format("%d", static_cast<int>(GetLastError())));
+        LogMessage(session, Format(failureLine, static_cast<int>(GetLastError())));
 }
 
 // Empty when the descriptor cannot be read.

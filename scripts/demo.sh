@@ -47,7 +47,8 @@ package_changes() {
 }
 
 take_snapshot "$WINEPREFIX" "$out/before"
-run_installer "installing the sample package" install.log /i 'P:\sample.msi'
+run_installer "installing the sample package, adding the central and the event server" install.log \
+    /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 take_snapshot "$WINEPREFIX" "$out/installed"
 echo "  what the installation changed:"
 package_changes

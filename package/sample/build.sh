@@ -12,4 +12,8 @@ for binary in "$binaries"/*.dll "$binaries"/sample_server.exe; do
 done
 cd "$work"
 "$wixl" -D Version="$version" -o sample.msi sample.wxs
+# The tables that wixl does not write itself.
+for table in "$sources"/tables/*.idt; do
+    msibuild sample.msi -i "$table"
+done
 mv sample.msi "$package"

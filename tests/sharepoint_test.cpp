@@ -1,0 +1,231 @@
+#include "tests/support/private_registry.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/test_folder.h"
+#include "tests/support/text_file_test.h"
+
+#include <gmock/gmock.h>
+
+#include <shellapi.h>
+
+using testing::ElementsAre;
+
+namespace {
+
+// The paths in the expected files.
+const std::string Folder = "C:\\Web Parts\\";
+
+std::string Expected(const std::string& name) {
+    return ReadBytes(TestProgramFolder() + "expected\\" + name);
+}
+
+class SharePointTest : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        CreateDirectoryA(Folder.c_str(), nullptr);
+        SetProperty("VXSPDIR", Folder);
+        SetProperty("TempFolder", Folder);
+        SetProperty("SPSBINDIR", "C:\\SPS Bin\\");
+        SetProperty("ComputerName", "REPORTS1");
+        SetProperty("SilentCmdline", "as before");
+    }
+
+    void TearDown() override {
+        for (const char* file :
+             {"InstallSharePointWebPart.bat", "UnInstallSharePointWebPart.bat",
+              "InstallSharePointWebPartLog.txt", "UnInstallSharePointWebPartLog.txt"})
+            DeleteFileA((Folder + file).c_str());
+        EXPECT_TRUE(RemoveDirectoryA(Folder.c_str()));
+        SessionTest::TearDown();
+    }
+};
+
+// A batch file's lines as they are logged, after the line that names the file.
+std::vector<std::string> LoggedLines(const std::string& path, const std::string& batch) {
+    std::vector<std::string> lines = {"Writing to " + path + ":\r\n"};
+    for (std::string line : Pieces(batch, 2048)) {
+        line.pop_back();
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+} // namespace
+
+TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteAndHandedOn) {
+    const struct {
+        const char *expected, *name, *server, *farm, *overwrite;
+        UINT(__stdcall* action)(MSIHANDLE);
+    } cases[] = {
+        {"install_named.bat", "InstallSharePointWebPart.bat", "http://portal:8080",
+         "-globalinstall", "-force", MsiCreateWebPartInstallBatchFile},
+        {"install_named_no_switches.bat", "InstallSharePointWebPart.bat", "http://portal:8080", "",
+         "", MsiCreateWebPartInstallBatchFile},
+        {"install_default.bat", "InstallSharePointWebPart.bat", "", "-globalinstall", "-force",
+         MsiCreateWebPartInstallBatchFile},
+        {"uninstall_named.bat", "UnInstallSharePointWebPart.bat", "http://portal:8080", "-not",
+         "-used", MsiCreateWebPartUnInstallBatchFile},
+        {"uninstall_default.bat", "UnInstallSharePointWebPart.bat", "", "-not", "-used",
+         MsiCreateWebPartUnInstallBatchFile},
+    };
+    for (const auto& row : cases) {
+        const std::string path = Folder + row.name;
+        WriteBytes(path, std::string(5000, 'x')); // a longer one of an earlier run
+        SetProperty("SPSNAME", row.server);
+        SetProperty("SPSFarmSwitch", row.farm);
+        SetProperty("SPSOverwriteSwitch", row.overwrite);
+        SetProperty("SilentCmdline", "as before");
+        ClearMessages();
+        EXPECT_EQ(row.action(session), ERROR_SUCCESS);
+        const std::string expected = Expected(row.expected);
+        EXPECT_EQ(ReadBytes(path), expected) << row.expected;
+        EXPECT_EQ(Property("SilentCmdline"), path);
+        EXPECT_EQ(Log(), LoggedLines(path, expected)) << row.expected;
+    }
+}
+
+TEST_F(SharePointTest, ABatchFileThatCannotBeCreatedIsNotHandedOn) {
+    SetProperty("VXSPDIR", "C:\\no such folder\\");
+    SetProperty("TempFolder", "C:\\no such folder\\");
+    MsiCreateWebPartInstallBatchFile(session);
+    MsiCreateWebPartUnInstallBatchFile(session);
+    EXPECT_THAT(Log(), ElementsAre("CreateFile returned 3", "CreateFile returned 3"));
+    EXPECT_EQ(Property("SilentCmdline"), "as before");
+}
+
+namespace {
+
+BOOL WINAPI DiskFull(HANDLE, const void*, DWORD size, DWORD* written, OVERLAPPED*) {
+    *written = size / 2;
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+} // namespace
+
+TEST_F(SharePointTest, HalfABatchFileIsNotLeftToRun) {
+    {
+        const ReplacedImport<BOOL WINAPI(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*)> write(
+            "WriteFile", DiskFull);
+        EXPECT_EQ(MsiCreateWebPartInstallBatchFile(session), ERROR_SUCCESS);
+    }
+    const std::string path = Folder + "InstallSharePointWebPart.bat";
+    EXPECT_THAT(Log(), ElementsAre("Writing to " + path + ":\r\n", "CreateFile returned 112"));
+    EXPECT_EQ(Property("SilentCmdline"), "as before");
+    EXPECT_EQ(GetFileAttributesA(path.c_str()), INVALID_FILE_ATTRIBUTES);
+}
+
+namespace {
+
+std::string startedCommand, startedFolder;
+WORD showWindow;
+BOOL WINAPI RecordProcess(const char* application, char* commandLine, SECURITY_ATTRIBUTES*,
+                          SECURITY_ATTRIBUTES*, BOOL, DWORD, void*, const char* folder,
+                          STARTUPINFOA* startup, PROCESS_INFORMATION*) {
+    EXPECT_EQ(application, nullptr);
+    startedCommand = commandLine;
+    startedFolder = folder == nullptr ? "the caller's" : folder;
+    showWindow = (startup->dwFlags & STARTF_USESHOWWINDOW) != 0 ? startup->wShowWindow : SW_SHOW;
+    SetLastError(ERROR_FILE_NOT_FOUND);
+    return FALSE;
+}
+
+} // namespace
+
+TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
+    const ReplacedImport<BOOL WINAPI(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*,
+                                     BOOL, DWORD, void*, const char*, STARTUPINFOA*,
+                                     PROCESS_INFORMATION*)>
+        create("CreateProcessA", RecordProcess);
+    const std::string longest = "C:\\x.bat " + std::string(1030, 'a');
+    const struct {
+        std::string property, run;
+    } cases[] = {
+        {"C:\\Web Parts\\x.bat", "C:\\Web Parts\\x.bat"},
+        {longest, longest},
+        {longest + "a", ""}, // half of it could be another command
+        {"", ""},
+    };
+    for (const auto& row : cases) {
+        SetProperty("SilentCmdline", row.property);
+        ClearMessages();
+        startedCommand = "none";
+        EXPECT_EQ(MsiRunCmdlineSilent(session), ERROR_SUCCESS);
+        EXPECT_EQ(startedCommand, row.run);
+        EXPECT_EQ(startedFolder, "the caller's");
+        EXPECT_EQ(showWindow, SW_HIDE);
+        EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(" + row.run + "). failed: 2"));
+        EXPECT_EQ(messages.back().text, "1: 2 2: 3000000 3: 0 ");
+    }
+}
+
+TEST_F(SharePointTest, TheToolsLogDecidesAboutTheInstallation) {
+    const std::string log = Folder + "InstallSharePointWebPartLog.txt";
+    const std::string found = "Found line \"Operation completed successfully\" in " + log;
+    const std::string missing = "Line \"Operation completed successfully\" not found in " + log;
+    const struct {
+        const char* bytes; // null: there is no log
+        UINT result;
+        std::string line;
+    } cases[] = {
+        {"\"stsadm\"\r\n\r\nOperation completed successfully.\r\n", ERROR_SUCCESS,
+         found + " at line 3"},
+        {"OPERATION COMPLETED SUCCESSFULLY", ERROR_SUCCESS, found + " at line 1"},
+        {"operation completed\r\nsuccessfully", ERROR_INSTALL_FAILURE, missing},
+        {"", ERROR_INSTALL_FAILURE, missing},
+        {nullptr, ERROR_INSTALL_FAILURE, missing},
+    };
+    for (const auto& row : cases) {
+        DeleteFileA(log.c_str());
+        if (row.bytes != nullptr)
+            WriteBytes(log, row.bytes);
+        ClearMessages();
+        EXPECT_EQ(MsiCheckStsadmLogFile(session), row.result) << row.line;
+        EXPECT_THAT(Log(), ElementsAre(row.line));
+        ASSERT_EQ(messages.size(), row.result == ERROR_SUCCESS ? 1u : 2u);
+        if (row.result != ERROR_SUCCESS) {
+            EXPECT_EQ(messages.back().type, INSTALLMESSAGE_FATALEXIT);
+            EXPECT_THAT(messages.back().text, testing::HasSubstr("25007"));
+        }
+    }
+}
+
+namespace {
+
+std::vector<std::string> launched;
+HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
+                              const char* parameters, const char* folder, int show) {
+    EXPECT_TRUE(window == nullptr && parameters == nullptr && folder == nullptr);
+    launched.push_back(std::string(verb) + " " + file + " " + std::to_string(show));
+    return nullptr;
+}
+
+} // namespace
+
+TEST_F(SharePointTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
+    const ReplacedImport<HINSTANCE WINAPI(HWND, const char*, const char*, const char*, const char*,
+                                          int)>
+        execute("ShellExecuteA", RecordLaunch);
+    const char* const options = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
+    const PrivateRegistry registry;
+    launched.clear();
+    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
+    const std::string longest = "http://h/" + std::string(250, 'a');
+    PrivateRegistry::Write(HKEY_LOCAL_MACHINE, options, "JavaAdminURL", longest + "a");
+    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
+    EXPECT_EQ(LaunchJavaAdminPortal(session), ERROR_SUCCESS);
+    EXPECT_THAT(launched, ElementsAre()) << "no key, no value, a value too long";
+
+    PrivateRegistry::Write(HKEY_LOCAL_MACHINE, options, "DotNetAdminURL", "http://h/net");
+    PrivateRegistry::Write(HKEY_LOCAL_MACHINE, options, "JavaAdminURL", longest);
+    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
+    EXPECT_EQ(LaunchJavaAdminPortal(session), ERROR_SUCCESS);
+    EXPECT_THAT(launched, ElementsAre("Open http://h/net 5", "Open " + longest + " 5"));
+
+    // 260 characters and no zero after them fill the buffer whole.
+    RegSetValueExA(PrivateRegistry::Key(HKEY_LOCAL_MACHINE, options).Get(), "JavaAdminURL", 0,
+                   REG_BINARY, reinterpret_cast<const BYTE*>((longest + "bcd").data()), 260);
+    LaunchJavaAdminPortal(session);
+    EXPECT_EQ(launched.back(), "Open " + longest + "b 5");
+    EXPECT_TRUE(messages.empty());
+}

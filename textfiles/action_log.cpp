@@ -1,0 +1,30 @@
+#include "textfiles/action_log.h"
+
+#include "textfiles/line_file.h"
+
+namespace setupactions {
+
+std::string LoggedProperty(MSIHANDLE session, const char* name) {
+    std::string value;
+    GetPropertyString(session, name, value);
+    LogMessage(session, Format("Value of %s: %s.", name, value.c_str()));
+    return value;
+}
+
+int FindLineLogged(MSIHANDLE session, const std::string& path, const std::string& pattern) {
+    const LineSearch found = FindLine(path, pattern);
+    if (found.result != LineResult::Found) {
+        LogMessage(session, Format("Line \"%s\" not found in %s", pattern.c_str(), path.c_str()));
+        return 0;
+    }
+    LogFoundLine(session, path, pattern, found.number);
+    return found.number;
+}
+
+void LogFoundLine(MSIHANDLE session, const std::string& path, const std::string& pattern,
+                  int number) {
+    LogMessage(session,
+               Format("Found line \"%s\" in %s at line %d", pattern.c_str(), path.c_str(), number));
+}
+
+} // namespace setupactions

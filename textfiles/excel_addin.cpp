@@ -1,0 +1,78 @@
+// The add-in's registration with every version of Excel: numbered values of
+// the user's options keys.
+#include "frame/action.h"
+#include "frame/install_registry.h"
+#include "frame/session.h"
+
+using namespace setupactions;
+
+namespace {
+
+const char* const QuotedAddInPath = "\"[#vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E]\"";
+
+// Excel 11.0 keeps its entry on uninstall: it is left out there on purpose.
+struct ExcelOptions {
+    const char* key;
+    bool uninstalled;
+};
+const ExcelOptions Versions[] = {
+    {"Software\\Microsoft\\office\\8.0\\Excel\\Microsoft Excel", true},
+    {"Software\\Microsoft\\office\\9.0\\Excel\\Options", true},
+    {"Software\\Microsoft\\Office\\10.0\\Excel\\Options", true},
+    {"Software\\Microsoft\\Office\\11.0\\Excel\\Options", false},
+};
+
+// The text under which Excel finds the add-in. False when it cannot be made.
+bool FormatAddInPath(MSIHANDLE session, std::string& path) {
+    const InstallerHandle record(MsiCreateRecord(1));
+    MsiRecordSetStringA(record.Get(), 0, QuotedAddInPath);
+    return FormatRecordString(session, record.Get(), path) == ERROR_SUCCESS;
+}
+
+std::string ValueName(int number) { return number == 0 ? "OPEN" : Format("OPEN%i", number); }
+
+std::string NextFreeName(CInstallRegistry& options) {
+    std::string value;
+    int number = 0;
+    while (options.GetString(ValueName(number), value))
+        ++number;
+    return ValueName(number);
+}
+
+} // namespace
+
+// Scheduled immediate after InstallFiles. Reads the add-in's installed path;
+// adds it under the first free name of OPEN, OPEN1, ... of every Excel version
+// that the user has. SetExcelAddinUninstallRegName takes it out.
+EXPORTED_ACTION(SetExcelAddinInstallRegName) {
+    std::string path;
+    if (!FormatAddInPath(session, path))
+        return ERROR_SUCCESS;
+    for (const ExcelOptions& version : Versions) {
+        CInstallRegistry options;
+        if (options.TryOpenKey(HKEY_CURRENT_USER, version.key))
+            RegSetValueExA(options.Key(), NextFreeName(options).c_str(), 0, REG_SZ,
+                           reinterpret_cast<const BYTE*>(path.c_str()),
+                           static_cast<DWORD>(path.size()) + 1);
+    }
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate on removal, while the add-in's path is still known.
+// Removes the values that SetExcelAddinInstallRegName wrote, up to the first
+// missing name; the others keep their names.
+EXPORTED_ACTION(SetExcelAddinUninstallRegName) {
+    std::string path;
+    if (!FormatAddInPath(session, path))
+        return ERROR_SUCCESS;
+    for (const ExcelOptions& version : Versions) {
+        CInstallRegistry options;
+        if (!version.uninstalled || !options.TryOpenKey(HKEY_CURRENT_USER, version.key))
+            continue;
+        std::string value;
+        for (int number = 0; options.GetString(ValueName(number), value); ++number)
+            if (_stricmp(value.c_str(), path.c_str()) == 0)
+                RegDeleteValueA(options.Key(), ValueName(number).c_str());
+    }
+    return ERROR_SUCCESS;
+}

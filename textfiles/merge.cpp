@@ -1,0 +1,79 @@
+// Merging a block of lines into a text file that belongs to somebody else, and
+// taking it out again.
+#include "frame/action.h"
+#include "textfiles/action_log.h"
+#include "textfiles/line_file.h"
+
+using namespace setupactions;
+
+namespace {
+
+// Stands in no line of any block, so that a search for it counts the lines.
+const char* const NoSuchLine = "~#$%^&";
+
+// The block's first and last line, by which it is found again.
+struct Signature {
+    LineSearch first;
+    LineSearch last;
+};
+
+bool ReadSignature(const std::string& block, Signature& signature) {
+    const LineSearch counted = FindLine(block, NoSuchLine);
+    if (counted.result != LineResult::NotFound)
+        return false;
+    signature = {ReadLine(block, 1), ReadLine(block, counted.number)};
+    return signature.first.result == LineResult::Found &&
+           signature.last.result == LineResult::Found;
+}
+
+} // namespace
+
+// Scheduled after InstallFiles, once the block file is in place. Reads
+// MsiMergeFile1 (target), MsiMergeFile2 (block), MsiMergePoint and
+// MsiMergePosition; changes the target. MsiUnMergeFiles takes the block out.
+EXPORTED_ACTION(MsiMergeFiles) {
+    const std::string target = LoggedProperty(session, "MsiMergeFile1");
+    const std::string block = LoggedProperty(session, "MsiMergeFile2");
+    const std::string point = LoggedProperty(session, "MsiMergePoint");
+    const std::string position = LoggedProperty(session, "MsiMergePosition");
+
+    const int number = FindLineLogged(session, target, point);
+    if (number != 0)
+        InsertBlock(target, block, number,
+                    position == "0" ? BlockPosition::Before : BlockPosition::After);
+    return ERROR_SUCCESS;
+}
+
+// Scheduled on removal, before RemoveFiles takes the block file away. Reads
+// MsiMergeFile1 (target) and MsiMergeFile2 (block); takes what MsiMergeFiles
+// inserted out of the target, found by the block's first and last line.
+EXPORTED_ACTION(MsiUnMergeFiles) {
+    const std::string target = LoggedProperty(session, "MsiMergeFile1");
+    const std::string block = LoggedProperty(session, "MsiMergeFile2");
+
+    Signature signature;
+    if (!ReadSignature(block, signature)) {
+        LogMessage(session, Format("Failed getting first and last lines of %s", block.c_str()));
+        return ERROR_SUCCESS;
+    }
+    const std::string& firstLine = signature.first.text;
+    const std::string& lastLine = signature.last.text;
+    LogMessage(session, Format("First line in \"%s\":\"%s\"", block.c_str(), firstLine.c_str()));
+    LogMessage(session, Format("Last line in \"%s\":\"%s\"", block.c_str(), lastLine.c_str()));
+
+    // The lines serve as patterns, so brackets in them match any text. The last
+    // one is searched from the file's start too: found above the first, it
+    // deletes nothing.
+    const LineSearch first = FindLine(target, firstLine);
+    const LineSearch last = FindLine(target, lastLine);
+    if (first.result != LineResult::Found || last.result != LineResult::Found) {
+        LogMessage(session, Format("Failed finding signature lines in %s:", target.c_str()));
+        LogMessage(session, Format("  First Line: %s", firstLine.c_str()));
+        LogMessage(session, Format("  Last Line: %s", lastLine.c_str()));
+        return ERROR_SUCCESS;
+    }
+    LogMessage(session, Format("Deleting line %d through line %d in \"%s\"", first.number,
+                               last.number, target.c_str()));
+    DeleteLines(target, first.number, last.number);
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,192 @@
+// SharePoint web parts by way of batch files for its administration tool, and
+// the administration pages in the browser.
+#include "frame/action.h"
+#include "frame/programs.h"
+#include "textfiles/action_log.h"
+
+#include <shellapi.h>
+
+#include <vector>
+
+using namespace setupactions;
+
+namespace {
+
+const char* const Tool = "stsadm.exe";
+const char* const InstallLog = "InstallSharePointWebPartLog.txt";
+const char* const SuccessLine = "Operation completed successfully";
+const char* const FailedInstallError = "25007"; // the package's own error table
+
+const DWORD CommandLineSize = 1040;
+const int SilentRunUnits = 30;
+
+// Paths of the suite on the server that SharePoint must leave to it.
+const char* const ExcludedPaths[] = {
+    "/kestrelreportviewers11/", "/tarnwick/",       "/enterprisereportscs/",
+    "/AnalysisHelp/",           "/AnalysisViewer/", "/Styles/",
+};
+
+const char* const AdminOptionsKey = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
+const DWORD AdminUrlSize = 260;
+
+std::string Property(MSIHANDLE session, const char* name) {
+    std::string value;
+    GetPropertyString(session, name, value);
+    return value;
+}
+
+// The batch file's lines. The first command, given the farm switch, starts the
+// log afresh with its own text; everything else is added to it. A switch that
+// is empty leaves its blanks behind.
+std::vector<std::string> InstallLines(MSIHANDLE session, const std::string& folder) {
+    const std::string tool = Property(session, "SPSBINDIR") + Tool;
+    const std::string cabinet = folder + "Enterprise.Sharepoint.CAB";
+    const std::string log = folder + InstallLog;
+    const std::string farm = Property(session, "SPSFarmSwitch");
+    const std::string overwrite = Property(session, "SPSOverwriteSwitch");
+    const std::string computer = Property(session, "ComputerName");
+    std::string server = Property(session, "SPSNAME");
+    if (!server.empty())
+        server = "-url " + server + " ";
+
+    const std::string onFarm =
+        Format("\"%s\" -o addwppack %s%s %s -filename \"%s\"", tool.c_str(), server.c_str(),
+               farm.c_str(), overwrite.c_str(), cabinet.c_str());
+    const std::string onServer = Format("\"%s\" -o addwppack %s%s -filename \"%s\"", tool.c_str(),
+                                        server.c_str(), overwrite.c_str(), cabinet.c_str());
+    const std::string toNewLog = " > \"" + log + "\"";
+    const std::string toLog = " >> \"" + log + "\"";
+    std::vector<std::string> lines = {"echo " + onFarm + toNewLog, onFarm + toLog,
+                                      "echo " + onServer + toLog, onServer + toLog};
+    for (const char* path : ExcludedPaths)
+        lines.push_back(Format("\"%s\" -o addpath -url http://%s%s -type exclusion", tool.c_str(),
+                               computer.c_str(), path));
+    lines.emplace_back("iisreset");
+    return lines;
+}
+
+std::string UninstallLine(MSIHANDLE session, const std::string& folder) {
+    const std::string tool = Property(session, "SPSBINDIR") + Tool;
+    const std::string log = folder + "UnInstallSharePointWebPartLog.txt";
+    const std::string server = Property(session, "SPSNAME");
+    // The package registered itself as "Cab", though its file is a "CAB".
+    if (server.empty())
+        return Format("\"%s\" -o deletewppack -name Enterprise.Sharepoint.Cab > \"%s\"",
+                      tool.c_str(), log.c_str());
+    return Format("\"%s\" -o deletewppack -name Enterprise.Sharepoint.Cab -url %s > \"%s\"",
+                  tool.c_str(), server.c_str(), log.c_str());
+}
+
+bool WriteBatchFile(HANDLE file, const std::vector<std::string>& lines) {
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\r\n";
+    DWORD written = 0;
+    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
+           written == text.size();
+}
+
+// Writes the batch file anew and makes it the command line that
+// MsiRunCmdlineSilent runs. One that was not written whole is never run.
+void HandOnBatchFile(MSIHANDLE session, const std::string& path,
+                     const std::vector<std::string>& lines) {
+    FileHandle file(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    const bool created = static_cast<bool>(file);
+    if (created)
+        LogMessage(session, Format("Writing to %s:\r\n", path.c_str()));
+    if (!created || !WriteBatchFile(file.Get(), lines)) {
+        LogMessage(session, Format("CreateFile returned %d", static_cast<int>(GetLastError())));
+        file.Reset();
+        if (created)
+            DeleteFileA(path.c_str());
+        return;
+    }
+    for (const std::string& line : lines)
+        LogMessage(session, line);
+    file.Reset();
+    MsiSetPropertyA(session, "SilentCmdline", path.c_str());
+}
+
+bool ReadAdminUrl(const char* valueName, std::string& url) {
+    RegistryKey key;
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, AdminOptionsKey, 0, KEY_READ, key.Out()) != ERROR_SUCCESS)
+        return false;
+    char buffer[AdminUrlSize + 1] = ""; // a value may come without its final zero
+    DWORD size = AdminUrlSize;
+    if (RegQueryValueExA(key.Get(), valueName, nullptr, nullptr, reinterpret_cast<BYTE*>(buffer),
+                         &size) != ERROR_SUCCESS)
+        return false;
+    url = buffer;
+    return true;
+}
+
+void LaunchAdminPortal(const char* valueName) {
+    std::string url;
+    if (ReadAdminUrl(valueName, url))
+        ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
+}
+
+} // namespace
+
+// Scheduled immediate after InstallFiles, before MsiRunCmdlineSilent. Reads
+// VXSPDIR, SPSBINDIR, SPSNAME, SPSFarmSwitch, SPSOverwriteSwitch and
+// ComputerName; writes the batch file that installs the web parts and sets
+// SilentCmdline to it.
+EXPORTED_ACTION(MsiCreateWebPartInstallBatchFile) {
+    const std::string folder = Property(session, "VXSPDIR");
+    HandOnBatchFile(session, folder + "InstallSharePointWebPart.bat",
+                    InstallLines(session, folder));
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate on removal, before MsiRunCmdlineSilent. Reads TempFolder,
+// SPSBINDIR and SPSNAME; writes the batch file that removes the web parts and
+// sets SilentCmdline to it. Exclusions stay.
+EXPORTED_ACTION(MsiCreateWebPartUnInstallBatchFile) {
+    const std::string folder = Property(session, "TempFolder");
+    HandOnBatchFile(session, folder + "UnInstallSharePointWebPart.bat",
+                    {UninstallLine(session, folder)});
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate after either of the two actions above. Reads
+// SilentCmdline and runs it without a window; its exit code is only logged.
+// MsiCheckStsadmLogFile tells whether an installation worked.
+EXPORTED_ACTION(MsiRunCmdlineSilent) {
+    char commandLine[CommandLineSize] = "";
+    DWORD size = CommandLineSize;
+    // Part of a command line could be another command: one too long runs as an
+    // empty one, whose failing the runner logs.
+    if (MsiGetPropertyA(session, "SilentCmdline", commandLine, &size) != ERROR_SUCCESS)
+        commandLine[0] = '\0';
+    RunRedistProgram(session, commandLine, SilentRunUnits, true);
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate after MsiRunCmdlineSilent on installation. Reads VXSPDIR
+// and the log that the batch file wrote there; answers 1603 and shows the
+// package's error 25007 unless the log tells of success.
+EXPORTED_ACTION(MsiCheckStsadmLogFile) {
+    const std::string log = Property(session, "VXSPDIR") + InstallLog;
+    if (FindLineLogged(session, log, SuccessLine) != 0)
+        return ERROR_SUCCESS;
+    const InstallerHandle record(MsiCreateRecord(1));
+    MsiRecordSetStringA(record.Get(), 1, FailedInstallError);
+    MsiProcessMessage(session, INSTALLMESSAGE_FATALEXIT, record.Get());
+    return ERROR_INSTALL_FAILURE;
+}
+
+// Scheduled immediate from the last dialog. Reads the URL of the .NET
+// administration pages from the suite's options key and opens it in the browser.
+EXPORTED_ACTION(LaunchDotNetAdminPortal) {
+    LaunchAdminPortal("DotNetAdminURL");
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate from the last dialog. Reads the URL of the Java
+// administration pages from the suite's options key and opens it in the browser.
+EXPORTED_ACTION(LaunchJavaAdminPortal) {
+    LaunchAdminPortal("JavaAdminURL");
+    return ERROR_SUCCESS;
+}

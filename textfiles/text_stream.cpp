@@ -1,0 +1,93 @@
+#include "textfiles/text_stream.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace setupactions {
+
+namespace {
+
+const size_t BufferSize = 0x10000;
+
+} // namespace
+
+LineReader::LineReader(const std::string& path, size_t readSize)
+    : file_(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
+                        FILE_ATTRIBUTE_NORMAL, nullptr)),
+      limit_(readSize - 1), buffer_(BufferSize) {}
+
+bool LineReader::Next(std::string_view& line) {
+    // The longest line takes one byte more in the file when it ends in "\r\n".
+    if (end_ - start_ <= limit_)
+        Fill();
+    const size_t available = std::min(end_ - start_, limit_ + 1);
+    if (available == 0)
+        return false;
+
+    char* const text = &buffer_[start_];
+    const void* const lineBreak = std::memchr(text, '\n', available);
+    const size_t size = lineBreak == nullptr
+                            ? available
+                            : static_cast<size_t>(static_cast<const char*>(lineBreak) - text) + 1;
+    if (lineBreak != nullptr && size > 1 && text[size - 2] == '\r') {
+        text[size - 2] = '\n';
+        line = {text, size - 1};
+        start_ += size;
+        return true;
+    }
+    line = {text, std::min(size, limit_)};
+    start_ += line.size();
+    return true;
+}
+
+void LineReader::Fill() {
+    std::memmove(buffer_.data(), &buffer_[start_], end_ - start_);
+    end_ -= start_;
+    start_ = 0;
+    while (!atEnd_ && end_ <= limit_) {
+        DWORD count = 0;
+        failed_ = !ReadFile(file_.Get(), &buffer_[end_], static_cast<DWORD>(buffer_.size() - end_),
+                            &count, nullptr);
+        atEnd_ = failed_ || count == 0;
+        end_ += count;
+    }
+}
+
+TextWriter::TextWriter(const std::string& path)
+    : file_(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr, TRUNCATE_EXISTING,
+                        FILE_ATTRIBUTE_NORMAL, nullptr)),
+      buffer_(BufferSize), failed_(!file_) {}
+
+void TextWriter::Write(std::string_view text) {
+    while (!text.empty()) {
+        const size_t length = text.find('\n');
+        Append(text.substr(0, length));
+        if (length == std::string_view::npos)
+            return;
+        Append("\r\n");
+        text.remove_prefix(length + 1);
+    }
+}
+
+void TextWriter::Append(std::string_view bytes) {
+    while (!bytes.empty()) {
+        if (used_ == buffer_.size())
+            Flush();
+        const size_t count = std::min(bytes.size(), buffer_.size() - used_);
+        std::memcpy(&buffer_[used_], bytes.data(), count);
+        used_ += count;
+        bytes.remove_prefix(count);
+    }
+}
+
+bool TextWriter::Flush() {
+    DWORD written = 0;
+    if (!failed_ && used_ != 0)
+        failed_ =
+            !WriteFile(file_.Get(), buffer_.data(), static_cast<DWORD>(used_), &written, nullptr) ||
+            written != used_;
+    used_ = 0;
+    return !failed_;
+}
+
+} // namespace setupactions

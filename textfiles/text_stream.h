@@ -1,0 +1,62 @@
+// Text files as text streams: "\r\n" is read as "\n" and "\n" written as
+// "\r\n". All other bytes are kept, zeros and end-of-file marks (0x1A) too.
+#pragma once
+
+#include "frame/handles.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace setupactions {
+
+// Reads a file line by line. Nobody else may write to it while it is open.
+class LineReader {
+public:
+    // readSize is that of the buffer which one read would fill, terminator
+    // included: a line of more than readSize - 1 characters, its line break
+    // counted as one, comes in pieces that count as lines of their own.
+    LineReader(const std::string& path, size_t readSize);
+
+    bool IsOpen() const { return static_cast<bool>(file_); }
+
+    // The next line, with its "\n" when it has one; valid until the next call.
+    // False at the end of the file and when it cannot be read.
+    bool Next(std::string_view& line);
+
+    // True when the file's end was not reached because reading failed.
+    bool Failed() const { return failed_; }
+
+private:
+    void Fill();
+
+    FileHandle file_;
+    size_t limit_; // characters of the longest line
+    std::vector<char> buffer_;
+    size_t start_ = 0; // what lies in the buffer and was not handed out yet
+    size_t end_ = 0;
+    bool atEnd_ = false;
+    bool failed_ = false;
+};
+
+// Writes a file that exists, from its start.
+class TextWriter {
+public:
+    explicit TextWriter(const std::string& path);
+
+    void Write(std::string_view text);
+
+    // Hands everything written so far to the system. False when the file did
+    // not open or anything of it could not be written.
+    bool Flush();
+
+private:
+    void Append(std::string_view bytes);
+
+    FileHandle file_;
+    std::vector<char> buffer_;
+    size_t used_ = 0;
+    bool failed_;
+};
+
+} // namespace setupactions
