@@ -1,0 +1,364 @@
+// The suite's Windows user group, which its security plug-in makes, and the
+// plug-in's second copy in the 32-bit server tree.
+#include "frame/action.h"
+#include "frame/deferred_data.h"
+#include "frame/files.h"
+#include "frame/guard.h"
+#include "frame/install_registry.h"
+#include "frame/libraries.h"
+#include "frame/programs.h"
+#include "frame/session.h"
+#include "setup/full_path.h"
+
+#include <cstring>
+
+namespace setupactions {
+
+namespace {
+
+const char OptionsKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
+const char InformationDirectory[] = "CInfoDirectory";
+const char InstallRootKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\InstallRoot";
+const char InstallRoot[] = "Path";
+
+const char MappingScript[] = "scripts\\mapNTUserGroup.js";
+const char PlugInLibrary[] = "plugins\\auth\\secWindowsNT\\secWindowsNT.dll";
+const char PlugInFolder[] = "plugins\\auth";
+const char CopyFolder[] = "win32_x86\\plugins\\auth";
+const char PlugInFileKey[] = "[#secWindowsNT.dll.83845F71_707E_4AC4_B493_BDCA5EFDA4FD]";
+
+const char CreateCrashed[] = "CreateNTUserGroup crashed";
+const DWORD GroupNameSize = 260; // characters, as the plug-in is told
+const int MappingUnits = 45;
+
+// The plug-in's exports. They answer 0, or an error number.
+using GroupAction = UINT __stdcall(MSIHANDLE session);
+using GroupNameReader = UINT __stdcall(char* name, DWORD size);
+
+// Runs a call into the plug-in. False when a fault in it ended the call.
+//
+// A plug-in built with the other calling convention leaves the stack pointer
+// displaced. The function that makes the call therefore finds back by a frame
+// of its own, as ACTION_STACK gives it one, and must not be inlined.
+template <typename Call>
+ACTION_STACK void MakeCall(void* call) {
+    (*static_cast<Call*>(call))();
+}
+template <typename Call>
+bool CallPlugIn(Call call) {
+    return CallGuarded(MakeCall<Call>, &call);
+}
+
+// None on failure, with the reason as the last error.
+Library LoadPlugIn(const std::string& path) {
+    if (IsFullPath(path))
+        return Library(LoadLibraryA(path.c_str()));
+    SetLastError(ERROR_BAD_PATHNAME);
+    return Library();
+}
+
+std::string JoinPath(const std::string& directory, const char* rest) {
+    std::string path;
+    MakePath(path, nullptr, directory.c_str(), rest, nullptr);
+    return path;
+}
+
+void CreateGroup(MSIHANDLE session) {
+    const char action[] = "CreateNTUserGroup";
+    std::string path;
+    GetDeferredData(session, path);
+    if (path.empty()) {
+        LogMessage(session,
+                   Format("Failure(%s): The full path name of secWindowsNT.dll is empty [%d]",
+                          action, static_cast<int>(GetLastError())));
+        return;
+    }
+    Library plugIn = LoadPlugIn(path);
+    if (!plugIn) {
+        LogMessage(session, Format("Failure(%s): Could not load secWindowsNT.dll from path %s [%d]",
+                                   action, path.c_str(), static_cast<int>(GetLastError())));
+        return;
+    }
+    auto* create = FindProcedure<GroupAction>(session, plugIn, "CreateNTUserGroup");
+    UINT error = ERROR_SUCCESS;
+    if (create != nullptr) {
+        if (!CallPlugIn([&] { error = create(session); }))
+            LogMessage(session, CreateCrashed);
+        else if (error != ERROR_SUCCESS)
+            LogMessage(session,
+                       Format("Failure(%s): Couldn't create the Kestrel NT User Group, error %d",
+                              action, static_cast<int>(error)));
+        else
+            LogMessage(session, Format("Success(%s): create the Kestrel NT User Group", action));
+    }
+    LogMessage(session, "CreateNTUserGroup: freeing library..");
+    plugIn.Reset();
+    LogMessage(session, "CreateNTUserGroup: library freed.");
+}
+
+// The path at which the package's plug-in is installed; empty when it is not.
+std::string PackagePlugIn(MSIHANDLE session) {
+    const InstallerHandle record(MsiCreateRecord(1));
+    MsiRecordSetStringA(record.Get(), 0, PlugInFileKey);
+    std::string path;
+    FormatRecordString(session, record.Get(), path);
+    return path;
+}
+
+// The path as its four parts make it up.
+std::string Rebuilt(const std::string& path) {
+    std::string drive, directory, name, extension, rebuilt;
+    SplitPath(path, &drive, &directory, &name, &extension);
+    MakePath(rebuilt, drive.c_str(), directory.c_str(), name.c_str(), extension.c_str());
+    return rebuilt;
+}
+
+// The information directory above a plug-in library in its place; empty for
+// any other path.
+std::string DirectoryAbove(const std::string& library) {
+    const size_t tail = std::strlen(PlugInLibrary);
+    if (library.size() <= tail ||
+        _stricmp(library.c_str() + library.size() - tail, PlugInLibrary) != 0)
+        return "";
+    return library.substr(0, library.size() - tail);
+}
+
+bool ReadInformationDirectory(MSIHANDLE session, std::string& directory) {
+    CInstallRegistry registry;
+    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, OptionsKey)) {
+        LogMessage(session, "could not get x86folder from registry.");
+        return false;
+    }
+    LogMessage(
+        session,
+        "Opened the HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options key");
+    if (!registry.GetString(InformationDirectory, directory)) {
+        LogMessage(session, "Failed to get CInfoDirectory from registry");
+        return false;
+    }
+    return true;
+}
+
+// Finds the script and the plug-in library below the information directory:
+// the one that the action data's library lies in, or else the registry's. Both
+// stay empty when there is none.
+void FindScriptAndLibrary(MSIHANDLE session, const char* action, std::string& script,
+                          std::string& library) {
+    std::string actionData;
+    GetDeferredData(session, actionData);
+    std::string directory = DirectoryAbove(actionData);
+    if (directory.empty()) {
+        LogMessage(session,
+                   Format("Failure(%s): The full path name of secWindowsNT.dll is empty [%d] "
+                          "trying to get path from registry",
+                          action, static_cast<int>(GetLastError())));
+        if (!ReadInformationDirectory(session, directory))
+            return;
+    }
+    script = JoinPath(directory, MappingScript);
+    library = JoinPath(directory, PlugInLibrary);
+    LogMessage(session, Format("Javascript path %s", script.c_str()));
+    LogMessage(session, Format("Dll Path %s", library.c_str()));
+    LogMessage(session, Format("Got the CInfoValue %s", directory.c_str()));
+}
+
+// Asks the plug-in for the group's name. The name is empty on failure; the
+// result is then the system's error or the plug-in's.
+DWORD GetKestrelNTGroupName(MSIHANDLE session, const std::string& path, std::string& name) {
+    const Library plugIn = LoadPlugIn(path);
+    if (!plugIn) {
+        const DWORD error = GetLastError();
+        LogMessage(session, Format("LoadLibrary on %s failed", path.c_str()));
+        return error;
+    }
+    auto* find = FindProcedure<GroupNameReader>(session, plugIn, "FindKestrelNTUserGroup");
+    if (find == nullptr) {
+        LogMessage(session, "Couldn't get pointer to KestrelNTUsergroup");
+        return ERROR_PROC_NOT_FOUND;
+    }
+    char buffer[GroupNameSize + 1] = ""; // ends in a zero whatever the plug-in writes
+    UINT error = ERROR_SUCCESS;
+    if (!CallPlugIn([&] { error = find(buffer, GroupNameSize); }))
+        error = ERROR_NOACCESS;
+    if (error != ERROR_SUCCESS) {
+        LogMessage(session, "pFindKestrelNTUserGroup function failed");
+        return error;
+    }
+    // No group's name holds a quote; one would end the script's argument early.
+    if (std::strchr(buffer, '"') != nullptr)
+        return ERROR_INVALID_NAME;
+    name = buffer;
+    return ERROR_SUCCESS;
+}
+
+struct PlugInFolders {
+    std::string root;
+    std::string original;
+    std::string copy;
+};
+
+std::string ReadDirectory(const char* key, const char* valueName) {
+    CInstallRegistry registry;
+    std::string directory;
+    if (registry.OpenKey(HKEY_LOCAL_MACHINE, key))
+        registry.GetString(valueName, directory);
+    return directory;
+}
+
+// Throws the int 5 when a key refuses access.
+PlugInFolders FindPlugInFolders() {
+    const std::string directory = ReadDirectory(OptionsKey, InformationDirectory);
+    const std::string root = ReadDirectory(InstallRootKey, InstallRoot);
+    return {root, JoinPath(directory, PlugInFolder), JoinPath(root, CopyFolder)};
+}
+
+// An empty or partial directory of the registry would lead to the current folder.
+bool AreFullPaths(MSIHANDLE session, const char* action, const PlugInFolders& folders) {
+    if (IsFullPath(folders.original) && IsFullPath(folders.copy))
+        return true;
+    LogMessage(session, Format("%s: %s or %s is no full path, nothing done", action,
+                               folders.original.c_str(), folders.copy.c_str()));
+    return false;
+}
+
+bool Identify(const std::string& folder, BY_HANDLE_FILE_INFORMATION& information) {
+    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const FileHandle handle(CreateFileA(folder.c_str(), 0, shareAll, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    return handle && GetFileInformationByHandle(handle.Get(), &information);
+}
+
+// True also for one folder written in two ways (short names, links, slashes):
+// what is taken for a copy gets deleted.
+bool IsSameFolder(const std::string& a, const std::string& b) {
+    if (_stricmp(a.c_str(), b.c_str()) == 0)
+        return true;
+    BY_HANDLE_FILE_INFORMATION ofA = {}, ofB = {};
+    return Identify(a, ofA) && Identify(b, ofB) &&
+           ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
+           ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
+}
+
+// Runs the body. False when something ended it: the error is then the number
+// that was thrown (the last error is lost on its way) or the last error.
+template <typename Body>
+bool Completes(DWORD& error, Body body) {
+    DWORD thrown = ERROR_SUCCESS;
+    const bool completed = RunGuarded([&] {
+        try {
+            body();
+        } catch (int number) {
+            thrown = static_cast<DWORD>(number);
+            throw;
+        }
+    });
+    error = thrown != ERROR_SUCCESS ? thrown : GetLastError();
+    return completed;
+}
+
+} // namespace
+
+} // namespace setupactions
+
+using namespace setupactions;
+
+// Scheduled deferred, after the plug-in was installed. Reads CustomActionData,
+// the plug-in library's full path; has the plug-in create the suite's user
+// group. Partner: DeleteNTUserGroup.
+EXPORTED_ACTION(CreateNTUserGroup) {
+    Guarded(session, CreateCrashed, [&] { CreateGroup(session); });
+    return ERROR_SUCCESS;
+}
+
+// Scheduled immediate on removal, while the plug-in is still installed. Reads
+// the plug-in's row of the File table; has the plug-in delete the suite's user
+// group. Partner: CreateNTUserGroup.
+EXPORTED_ACTION(DeleteNTUserGroup) {
+    const std::string path = PackagePlugIn(session);
+    const Library plugIn = LoadPlugIn(path);
+    if (!plugIn) {
+        LogMessage(session,
+                   Format("Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n%s",
+                          Rebuilt(path).c_str()));
+        return ERROR_SUCCESS;
+    }
+    auto* remove = FindProcedure<GroupAction>(session, plugIn, "DeleteNTUserGroup");
+    if (remove == nullptr)
+        return ERROR_SUCCESS;
+    UINT error = ERROR_SUCCESS;
+    if (!CallPlugIn([&] { error = remove(session); }))
+        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup crashed");
+    else if (error != ERROR_SUCCESS)
+        LogMessage(session, Format("(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",
+                                   static_cast<int>(error)));
+    else
+        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup returned success");
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred, once the server runs and the group is there. Reads
+// CustomActionData (the plug-in library's full path) or else the registry;
+// runs the script that maps the group, moving the bar by 45 units.
+EXPORTED_ACTION(MapNTUserGroupToAPS) {
+    const char action[] = "MapNTUserGroupToAPS";
+    std::string script, library;
+    FindScriptAndLibrary(session, action, script, library);
+
+    LogMessage(session, "Calling GetKestrelNTGroupName");
+    std::string group;
+    const DWORD error = GetKestrelNTGroupName(session, library, group);
+    if (group.empty()) {
+        LogMessage(session, Format("Failure(%s): Couldn't get the Kestrel NT User Group Name [%d]",
+                                   action, static_cast<int>(error)));
+        return ERROR_SUCCESS;
+    }
+
+    const std::string commandLine =
+        Format("WScript \"%s\" //B //NoLogo /Groupname \"%s\"", script.c_str(), group.c_str());
+    const UINT result = RunRedistProgram(session, commandLine, MappingUnits, true);
+    if (result == ERROR_SUCCESS)
+        LogMessage(session, Format("Success(%s): Kestrel NT User Group is mapped to CMS", action));
+    else
+        LogMessage(session,
+                   Format("Failure(%s): Couldn't map the Kestrel NT User Group to CMS, error %d",
+                          action, static_cast<int>(result)));
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred, after the plug-ins were installed. Reads the registry's
+// information directory and installation root; copies the plug-in folder into
+// the 32-bit server tree. Partner: RemoveDuplicateSecDLLforAPS.
+EXPORTED_ACTION(DuplicateSecDLLforAPS) {
+    DWORD error = ERROR_SUCCESS;
+    const bool completed = Completes(error, [&] {
+        const PlugInFolders folders = FindPlugInFolders();
+        if (!AreFullPaths(session, "DuplicateSecDLLforAPS", folders))
+            return;
+        if (IsSameFolder(folders.original, folders.copy))
+            LogMessage(session,
+                       Format("DuplicateSecDLLforAPS: InstallPath %s is the same as CInfoDirectory",
+                              folders.root.c_str()));
+        else
+            CopyDirectory(session, folders.original, folders.copy);
+    });
+    if (!completed)
+        LogMessage(session, Format("DuplicateSecDLLForAPS failed:  %d", static_cast<int>(error)));
+    return ERROR_SUCCESS;
+}
+
+// Scheduled deferred on removal, while the registry still holds the two
+// directories. Removes the plug-in folder of the 32-bit server tree, unless it
+// is the only one. Partner: DuplicateSecDLLforAPS.
+EXPORTED_ACTION(RemoveDuplicateSecDLLforAPS) {
+    DWORD error = ERROR_SUCCESS;
+    const bool completed = Completes(error, [&] {
+        const PlugInFolders folders = FindPlugInFolders();
+        if (AreFullPaths(session, "RemoveDuplicateSecDLLforAPS", folders) &&
+            !IsSameFolder(folders.original, folders.copy))
+            RemoveFolderStructure(session, folders.copy);
+    });
+    if (!completed)
+        LogMessage(session,
+                   Format("RemoveDuplicateSecDLLForAPS failed:  %d", static_cast<int>(error)));
+    return ERROR_SUCCESS;
+}
