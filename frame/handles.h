@@ -37,6 +37,9 @@ public:
         value_ = value;
     }
 
+    // Closes what is owned and answers what the closing call did.
+    auto Close() { return Traits::Close(Release()); }
+
     // Gives the handle away; the caller closes it.
     Value Release() {
         const Value value = value_;
@@ -93,5 +96,35 @@ struct LibraryTraits {
 };
 // A library loaded at run time.
 using Library = Owner<LibraryTraits>;
+struct HeapMemoryTraits {
+    using Value = void*;
+    static Value None() { return nullptr; }
+    static bool Close(Value value) { return HeapFree(GetProcessHeap(), 0, value) != FALSE; }
+};
+// A block of the process heap.
+using HeapBlock = Owner<HeapMemoryTraits>;
+
+struct RegistryKeyTraits {
+    using Value = HKEY;
+    static Value None() { return nullptr; }
+    static void Close(Value value) { RegCloseKey(value); }
+};
+using RegistryKey = Owner<RegistryKeyTraits>;
+
+struct SearchTraits {
+    using Value = HANDLE;
+    static Value None() { return INVALID_HANDLE_VALUE; }
+    static bool Close(Value value) { return FindClose(value) != FALSE; }
+};
+// A search through the entries of a folder.
+using SearchHandle = Owner<SearchTraits>;
+
+struct FileTraits {
+    using Value = HANDLE;
+    static Value None() { return INVALID_HANDLE_VALUE; }
+    static void Close(Value value) { CloseHandle(value); }
+};
+// An open file or folder.
+using FileHandle = Owner<FileTraits>;
 
 } // namespace setupactions

@@ -1,5 +1,7 @@
 #include "frame/session.h"
 
+#include "frame/read_growing.h"
+
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -10,26 +12,6 @@ namespace setupactions {
 namespace {
 
 const int FullUserInterface = 5;
-
-// The installer's two-call pattern: ask for the length, then read. `read` is
-// called as read(buffer, &size). When the first call already answers 0 the
-// text is read all the same, unless `emptyWhenDone` says that 0 means nothing.
-template <typename Read>
-UINT ReadGrowing(Read read, std::string& value, bool emptyWhenDone = false) {
-    value.clear();
-    char nothing[1] = "";
-    DWORD length = 0;
-    UINT result = read(nothing, &length);
-    if (result != ERROR_MORE_DATA && (result != ERROR_SUCCESS || emptyWhenDone))
-        return result;
-
-    std::vector<char> buffer(length + 1, '\0');
-    DWORD size = length + 1;
-    result = read(buffer.data(), &size);
-    buffer.back() = '\0';
-    value = buffer.data();
-    return result;
-}
 
 // A module's own path asks for no length beforehand: the buffer grows until
 // the path fits.
@@ -102,7 +84,7 @@ UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value) {
 UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value) {
     return ReadGrowing(
         [&](char* buffer, DWORD* size) { return MsiFormatRecordA(session, record, buffer, size); },
-        value, true);
+        value, [](UINT result) { return result != ERROR_MORE_DATA; });
 }
 
 bool IsSilentInstall(MSIHANDLE session) {

@@ -1,23 +1,35 @@
 #include "frame/versions.h"
 
+#include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <climits>
 
 namespace setupactions {
 
 namespace {
 
-using VersionFields = std::array<int, 4>;
+const size_t FieldCount = 4;
 
-VersionFields SplitVersion(const std::string& version) {
-    VersionFields fields = {};
-    size_t start = 0;
-    for (int& field : fields) {
-        const size_t dot = version.find('.', start);
-        field = std::atoi(version.substr(start, dot - start).c_str());
-        if (dot == std::string::npos)
-            break;
-        start = dot + 1;
+using Fields = std::array<int, FieldCount>;
+
+// No byte of a multi-byte character is a digit or a dot where one could matter.
+Fields SplitVersion(const std::string& version) {
+    Fields fields = {};
+    size_t field = 0;
+    bool inNumber = true;
+    for (const char character : version) {
+        if (character == '.') {
+            if (++field == FieldCount)
+                break;
+            inNumber = true;
+            continue;
+        }
+        inNumber = inNumber && character >= '0' && character <= '9';
+        if (!inNumber)
+            continue;
+        const int digit = character - '0';
+        int& value = fields[field];
+        value = value > (INT_MAX - digit) / 10 ? INT_MAX : value * 10 + digit;
     }
     return fields;
 }
@@ -25,11 +37,11 @@ VersionFields SplitVersion(const std::string& version) {
 } // namespace
 
 int CompareVersions(const std::string& a, const std::string& b, int count) {
-    const VersionFields fieldsOfA = SplitVersion(a);
-    const VersionFields fieldsOfB = SplitVersion(b);
-    for (size_t i = 0; i < fieldsOfA.size() && static_cast<int>(i) < count; ++i)
-        if (fieldsOfA[i] != fieldsOfB[i])
-            return fieldsOfA[i] < fieldsOfB[i] ? -1 : 1;
+    const Fields left = SplitVersion(a);
+    const Fields right = SplitVersion(b);
+    for (size_t i = 0; i < FieldCount && static_cast<int>(i) < count; ++i)
+        if (left[i] != right[i])
+            return left[i] - right[i];
     return 0;
 }
 

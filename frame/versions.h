@@ -1,13 +1,14 @@
-// Versions as texts of numbers between dots.
+// Dotted version texts.
 #pragma once
 
 #include <string>
 
 namespace setupactions {
 
-// Compares the first `count` fields (at most four) as decimal numbers; a field
-// that a text does not have is 0. Result: negative when a is lower, 0 when the
-// fields are equal, positive when a is higher.
+// Compares the first `count` fields, at most four: negative when a is lower, 0
+// when they are equal, positive when a is higher. A field is the decimal
+// number at its start: other text after it is ignored, without a digit it is
+// 0, and so is a missing field; a number too long for an int is INT_MAX.
 int CompareVersions(const std::string& a, const std::string& b, int count);
 
 } // namespace setupactions

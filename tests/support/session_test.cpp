@@ -3,6 +3,7 @@
 #include "frame/handles.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/scratch_package.h"
+#include "tests/support/unix_shell.h"
 
 #include <cstdlib>
 #include <memory>
@@ -37,6 +38,14 @@ std::string WithoutPrefix(const std::string& line) {
     return prefixed && at < line.size() && line[at] == ' ' ? line.substr(at + 1) : line;
 }
 
+std::string TempFolder() {
+    char folder[MAX_PATH];
+    GetTempPathA(MAX_PATH, folder);
+    return folder;
+}
+
+std::string ScratchName() { return "scratch" + std::to_string(GetCurrentProcessId()); }
+
 } // namespace
 
 void SessionTest::SetUp() {
@@ -51,6 +60,18 @@ void SessionTest::TearDown() {
     MsiSetExternalUIA(nullptr, 0, nullptr);
     MsiCloseHandle(session);
     EXPECT_EQ(MsiCloseAllHandles(), 0u) << "installer handles left open";
+    // The host's rm: it does not follow links and knows no longest path.
+    if (!scratch_.empty())
+        RunUnixShell(TempFolder(), "rm -rf " + ScratchName());
+}
+
+std::string SessionTest::Scratch() {
+    if (scratch_.empty()) {
+        RunUnixShell(TempFolder(), "rm -rf " + ScratchName());
+        scratch_ = TempFolder() + ScratchName() + "\\";
+        EXPECT_TRUE(CreateDirectoryA(scratch_.c_str(), nullptr)) << scratch_;
+    }
+    return scratch_;
 }
 
 std::string SessionTest::Property(const char* name) const {

@@ -42,7 +42,8 @@ protected:
     MSIHANDLE session = 0;
     std::vector<Message> messages;
 
-    // A folder of this test, empty at its start, with a trailing backslash.
+    // A folder of this test, empty at its start, with a trailing backslash. It
+    // is removed after the test; links in it are not followed.
     std::string Scratch();
 
 private:

@@ -1,0 +1,248 @@
+#include "frame/files.h"
+
+#include "frame/session.h"
+
+namespace setupactions {
+
+namespace {
+
+// Longer patterns name folders too deep for the system's own programs. The
+// limit also bounds how deep the walks below go.
+const size_t PatternSize = MAX_PATH;
+
+// Starts a search, or answers none and the reason as the last error.
+SearchHandle StartSearch(const std::string& pattern, WIN32_FIND_DATAA& entry) {
+    if (pattern.size() >= PatternSize) {
+        SetLastError(ERROR_FILENAME_EXCED_RANGE);
+        return {};
+    }
+    return SearchHandle(FindFirstFileA(pattern.c_str(), &entry));
+}
+
+bool IsDotEntry(const WIN32_FIND_DATAA& entry) {
+    const std::string name = entry.cFileName;
+    return name == "." || name == "..";
+}
+
+bool IsFolder(DWORD attributes) {
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
+}
+
+// A junction or symbolic link to a folder.
+bool IsFolderLink(DWORD attributes) {
+    return IsFolder(attributes) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+// The text's last character: the first byte of one that has two.
+char LastCharacter(const std::string& text) {
+    return *CharPrevA(text.c_str(), text.c_str() + text.size());
+}
+
+std::string Join(std::string folder, const char* name) {
+    EnsureTrailingChar(folder, '\\');
+    return folder + name;
+}
+
+// The same text for every way to write a folder's path.
+std::string FullPath(const std::string& path) {
+    char full[MAX_PATH] = "";
+    const DWORD length = GetFullPathNameA(path.c_str(), sizeof full, full, nullptr);
+    std::string result = length < sizeof full ? full : path;
+    EnsureTrailingChar(result, '\\', true);
+    return result;
+}
+
+bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& destination,
+              const std::string& wholeDestination) {
+    if (GetFileAttributesA(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
+        SendRecord(session, INSTALLMESSAGE_INFO,
+                   "CopyDirectory: Source: [1] does not exist, skipping", {source});
+        return false;
+    }
+    const DWORD destinationAttributes = GetFileAttributesA(destination.c_str());
+    if (destinationAttributes == INVALID_FILE_ATTRIBUTES) {
+        if (!CreateDirectoryA(destination.c_str(), nullptr)) {
+            SendRecord(session, INSTALLMESSAGE_INFO,
+                       "CopyDirectory: Failed to create Dest: [1]. Error: [2]",
+                       {destination, ErrorText(GetLastError())});
+            return false;
+        }
+    } else if (!IsFolder(destinationAttributes)) {
+        return false;
+    }
+
+    WIN32_FIND_DATAA entry;
+    const SearchHandle search = StartSearch(Join(source, "*.*"), entry);
+    if (!search) {
+        SendRecord(session, INSTALLMESSAGE_INFO,
+                   "CopyDirectory(Source:[1]): FindFirstFile failed. Error: [2]",
+                   {source, ErrorText(GetLastError())});
+        return false;
+    }
+    do {
+        if (IsDotEntry(entry))
+            continue;
+        const std::string from = Join(source, entry.cFileName);
+        const std::string to = Join(destination, entry.cFileName);
+        if (IsFolderLink(entry.dwFileAttributes)) {
+            SendRecord(session, INSTALLMESSAGE_INFO,
+                       "CopyDirectory: Source: [1] is a link, skipping", {from});
+        } else if (IsFolder(entry.dwFileAttributes)) {
+            // A destination below the source would be copied into itself for ever.
+            if (lstrcmpiA(FullPath(from).c_str(), wholeDestination.c_str()) != 0)
+                CopyTree(session, from, to, wholeDestination);
+        } else if (!CopyFileA(from.c_str(), to.c_str(), FALSE)) {
+            SendRecord(session, INSTALLMESSAGE_INFO,
+                       "CopyDirectory(): CopyFile([1],[2]) failed. Error: [3]",
+                       {from, to, ErrorText(GetLastError())});
+        }
+    } while (FindNextFileA(search.Get(), &entry));
+    return true;
+}
+
+// True when the system tells the link from the folder that it leads to. Where
+// it does not, removing the "link" would remove that folder.
+bool OpensAsLink(const std::string& link) {
+    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+    const FileHandle file(CreateFileA(link.c_str(), 0, shareAll, nullptr, OPEN_EXISTING,
+                                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
+                                      nullptr));
+    BY_HANDLE_FILE_INFORMATION information = {};
+    return file && GetFileInformationByHandle(file.Get(), &information) &&
+           IsFolderLink(information.dwFileAttributes);
+}
+
+void LogUnremoved(MSIHANDLE session, const std::string& folder) {
+    LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
+                               "RemoveDirectory [error %d] %s.",
+                               static_cast<int>(GetLastError()), folder.c_str()));
+}
+
+void RemoveFolder(MSIHANDLE session, const std::string& folder) {
+    if (!RemoveDirectoryA(folder.c_str()))
+        LogUnremoved(session, folder);
+}
+
+void RemoveLink(MSIHANDLE session, const std::string& link) {
+    if (OpensAsLink(link))
+        return RemoveFolder(session, link);
+    SetLastError(ERROR_NOT_SUPPORTED);
+    LogUnremoved(session, link);
+}
+
+void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
+    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
+        SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+    if (!DeleteFileA(file.c_str()))
+        LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
+                                   "Delete File (error %d) %s.",
+                                   static_cast<int>(GetLastError()), file.c_str()));
+}
+
+// Removes what is in a folder. False when it cannot be searched.
+bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
+    const std::string pattern = folder + "\\*.*";
+    WIN32_FIND_DATAA entry;
+    SearchHandle search = StartSearch(pattern, entry);
+    if (!search) {
+        LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
+                                   "Invalid handle value of %s.",
+                                   pattern.c_str()));
+        return false;
+    }
+    // Any failing step ends the walk: not only the one past the last entry.
+    do {
+        if (IsDotEntry(entry))
+            continue;
+        const std::string path = folder + "\\" + entry.cFileName;
+        const DWORD attributes = GetFileAttributesA(path.c_str());
+        if (IsFolder(attributes))
+            RemoveFolderStructure(session, path);
+        else if (attributes != INVALID_FILE_ATTRIBUTES)
+            RemoveFile(session, path, attributes);
+    } while (FindNextFileA(search.Get(), &entry));
+    if (!search.Close())
+        LogMessage(session, "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Couldn't "
+                            "close search handle.");
+    return true;
+}
+
+} // namespace
+
+bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination) {
+    return CopyTree(session, source, destination, FullPath(destination));
+}
+
+void RemoveFolderStructure(MSIHANDLE session, const std::string& directory) {
+    if (directory.empty())
+        return;
+    // A trailing backslash would show the folder that a link leads to.
+    const std::string fullPath = FullPath(directory);
+    if (IsFolderLink(GetFileAttributesA(fullPath.c_str())))
+        RemoveLink(session, fullPath);
+    else if (EmptyFolder(session, directory))
+        RemoveFolder(session, directory);
+}
+
+void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
+              const char* extension) {
+    const auto isGiven = [](const char* part) { return part != nullptr && *part != '\0'; };
+    std::string made;
+    if (isGiven(drive))
+        made = {*drive, ':'};
+    if (isGiven(directory)) {
+        made += directory;
+        const char last = LastCharacter(made);
+        if (last != '\\' && last != '/')
+            made += '\\';
+    }
+    if (isGiven(name))
+        made += name;
+    if (isGiven(extension)) {
+        if (*extension != '.')
+            made += '.';
+        made += extension;
+    }
+    path = made;
+}
+
+void SplitPath(const std::string& path, std::string* drive, std::string* directory,
+               std::string* name, std::string* extension) {
+    const char* const start = path.c_str();
+    const char* const afterDrive = path.size() >= 2 && start[1] == ':' ? start + 2 : start;
+    const char* afterDirectory = afterDrive;
+    const char* dot = nullptr;
+    const char* end = afterDrive;
+    // Character by character: the second byte of one may look like a separator.
+    for (; *end != '\0'; end = CharNextA(end)) {
+        if (*end == '\\' || *end == '/') {
+            afterDirectory = end + 1;
+            dot = nullptr;
+        } else if (*end == '.') {
+            dot = end;
+        }
+    }
+    const char* const afterName = dot != nullptr ? dot : end;
+    const std::string parts[] = {{start, afterDrive},
+                                 {afterDrive, afterDirectory},
+                                 {afterDirectory, afterName},
+                                 {afterName, end}};
+    const std::string* part = parts;
+    for (std::string* output : {drive, directory, name, extension}) {
+        if (output != nullptr)
+            *output = *part;
+        ++part;
+    }
+}
+
+void EnsureTrailingChar(std::string& text, char character, bool remove) {
+    if (text.empty())
+        return;
+    const bool endsSo = LastCharacter(text) == character;
+    if (!remove && !endsSo)
+        text += '\\';
+    else if (remove && endsSo)
+        text.pop_back();
+}
+
+} // namespace setupactions

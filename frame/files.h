@@ -1,0 +1,40 @@
+// Folders with all that is below them: copying and removing; composing paths
+// and taking them apart.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+
+namespace setupactions {
+
+// Copies what is in the source folder to the destination folder, which is
+// created when its parent exists. What fails is logged and left out, also
+// paths longer than the system allows. Neither links to folders below the
+// source nor the destination itself are walked into. Result: true when the
+// source was walked, also when files failed.
+bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination);
+
+// Deletes a folder with everything below it, read-only files too. A link to a
+// folder is removed as a link; what it leads to is never touched. What cannot
+// be removed is logged and stays, also paths longer than the system allows. An
+// empty text does nothing.
+void RemoveFolderStructure(MSIHANDLE session, const std::string& directory);
+
+// Composes drive ("C:"), directory, file name and extension; a part that is
+// null or empty is left out. Adds the colon, the separator after the directory
+// and the extension's dot where they lack.
+void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
+              const char* extension);
+
+// Takes a path apart: drive with its colon, directory with its last separator,
+// file name, extension with its dot. An output may be null.
+void SplitPath(const std::string& path, std::string* drive, std::string* directory,
+               std::string* name, std::string* extension);
+
+// Appends a backslash unless the text ends in the character; or, told to
+// remove, drops the last character when it is the given one. An empty text is
+// left alone.
+void EnsureTrailingChar(std::string& text, char character, bool remove = false);
+
+} // namespace setupactions

@@ -1,0 +1,63 @@
+// Registry keys given as one text ("HKEY_LOCAL_MACHINE\SOFTWARE\..."), and the
+// key that an action reads from.
+#pragma once
+
+#include "frame/handles.h"
+
+#include <string>
+
+namespace setupactions {
+
+// The predefined key of a root's full name, in any case. False for any other
+// text, also for short forms such as HKLM.
+bool ParseRootKey(const std::string& name, HKEY& root);
+
+// The full name of a predefined key. False for any other handle.
+bool RootKeyName(HKEY root, std::string& name);
+
+// The name of a key's subkey by its number from 0. Result: the registry's.
+LONG EnumSubkey(HKEY key, DWORD index, std::string& name);
+
+// One open key. Every call that answers false leaves the reason as the
+// thread's last error.
+class CInstallRegistry {
+public:
+    // Closes what is open and opens the key for full access, also to read.
+    // False when it does not open; throws the int ERROR_ACCESS_DENIED (5) when
+    // it refuses access.
+    bool OpenKey(HKEY root, const std::string& path);
+
+    // The same with root name, "\" and path in one text. A text without "\" or
+    // with an unknown root fails with ERROR_INVALID_PARAMETER.
+    bool OpenKey(const std::string& fullText);
+
+    // The same two for those who only look: a key that refuses access is one
+    // that does not open.
+    bool TryOpenKey(HKEY root, const std::string& path);
+    bool TryOpenKey(const std::string& fullText);
+
+    // Reads a value's bytes up to the first zero, whatever its type ("" is the
+    // key's default value). On failure the text keeps what it held.
+    bool GetString(const std::string& valueName, std::string& value);
+
+    // The next subkey's name, from the first after opening. False after the last.
+    bool EnumKey(std::string& name);
+
+    HKEY Root() const { return root_; }
+    HKEY Key() const { return key_.Get(); }
+    // Root name, "\" and path of the open key; empty when the root has no name.
+    const std::string& Path() const { return path_; }
+    // The registry type of the value last read.
+    DWORD ValueType() const { return valueType_; }
+
+private:
+    void Close();
+
+    HKEY root_ = nullptr;
+    RegistryKey key_;
+    std::string path_;
+    DWORD valueType_ = REG_NONE;
+    DWORD nextSubkey_ = 0;
+};
+
+} // namespace setupactions

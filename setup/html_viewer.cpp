@@ -1,0 +1,42 @@
+// The HTML viewer's files, which several products share.
+#include "frame/action.h"
+#include "frame/files.h"
+#include "frame/session.h"
+
+using namespace setupactions;
+
+namespace {
+
+const DWORD ActionDataSize = 520;
+const char Separator = '|';
+const char ViewerFolder[] = "htmlviewer";
+const char* const Languages[] = {"en", "de", "fr", "ja"};
+
+std::string Below(const std::string& folder, const char* name) {
+    std::string path;
+    MakePath(path, nullptr, folder.c_str(), name, nullptr);
+    return path;
+}
+
+} // namespace
+
+// Scheduled deferred. Action data: "source folder|destination folder", at most
+// 519 characters; longer or incomplete data copies nothing. Copies the
+// viewer's language folders into "htmlviewer" of the destination.
+EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
+    char buffer[ActionDataSize] = "";
+    DWORD size = ActionDataSize;
+    if (MsiGetPropertyA(session, "CustomActionData", buffer, &size) != ERROR_SUCCESS)
+        return ERROR_SUCCESS;
+    const std::string data = buffer;
+    const size_t separator = data.find(Separator);
+    // Without either folder the paths would be those of the current folder.
+    if (separator == std::string::npos || separator == 0 || separator + 1 == data.size())
+        return ERROR_SUCCESS;
+    const std::string source = Below(data.substr(0, separator), ViewerFolder);
+    const std::string destination = Below(data.substr(separator + 1), ViewerFolder);
+    CreateDirectoryA(destination.c_str(), nullptr);
+    for (const char* language : Languages)
+        CopyDirectory(session, Below(source, language), Below(destination, language));
+    return ERROR_SUCCESS;
+}

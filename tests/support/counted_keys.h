@@ -1,0 +1,42 @@
+// Counts registry keys opened against keys closed for as long as the object
+// lives, and fails the test when they differ. One key can be made to refuse access.
+#pragma once
+
+#include "tests/support/replaced_import.h"
+
+#include "frame/windows_api.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+class CountedKeys {
+public:
+    explicit CountedKeys(const std::string& denied = "") : denied_(denied) { current_ = this; }
+    ~CountedKeys() { EXPECT_EQ(count_, 0) << "registry keys left open"; }
+
+    // What the last opening asked for.
+    REGSAM LastAccess() const { return lastAccess_; }
+
+private:
+    static LONG WINAPI Open(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
+        current_->lastAccess_ = access;
+        if (current_->denied_ == path)
+            return ERROR_ACCESS_DENIED;
+        const LONG result = current_->open_.Original()(root, path, options, access, key);
+        current_->count_ += result == ERROR_SUCCESS ? 1 : 0;
+        return result;
+    }
+    static LONG WINAPI Close(HKEY key) {
+        --current_->count_;
+        return current_->close_.Original()(key);
+    }
+
+    static inline CountedKeys* current_ = nullptr;
+    std::string denied_;
+    REGSAM lastAccess_ = 0;
+    int count_ = 0;
+    ReplacedImport<LONG WINAPI(HKEY, const char*, DWORD, REGSAM, HKEY*)> open_{"RegOpenKeyExA",
+                                                                               Open};
+    ReplacedImport<LONG WINAPI(HKEY)> close_{"RegCloseKey", Close};
+};
