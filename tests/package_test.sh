@@ -26,6 +26,16 @@ check "a deferred action logs the data it was handed" has "$work/install.log" "R
 check "also the path of an installed file" \
     has "$work/install.log" 'ReportSampleData: readme is C:\Program Files\Setupactions Sample\readme.txt'
 check "GetPid told which process runs the actions" grep -q 'ReportSampleData: MSIEXECPID is [0-9]' "$work/install.log"
+samples="Program Files/Setupactions Samples"
+check "the archive is unpacked" grep -q '^january,12' "$samples/reports by month/sales.csv"
+check "the tool's command line is logged" has "$work/install.log" \
+    'unzip.exe" -qqo "C:\Program Files\Setupactions Sample\samples.zip" -d "C:\Program Files\Setupactions Samples"). Return value 0'
+rm -r "$samples/reports by month"
+echo "worn out" >"$samples/about.txt"
+check "the package is repaired" installer repair.log /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
+check "a repair unpacks again" test -f "$samples/reports by month/sales.csv"
+check "over what is there" has "$samples/about.txt" "Sample reports"
+echo "of the user" >"$samples/reports by month/own.txt"
 check "the package is removed" installer remove.log /x 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$work/after"
 show_difference "$work/before" "$work/after" >"$work/left"

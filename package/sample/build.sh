@@ -6,10 +6,14 @@ wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp "$sources"/*.wxs "$sources"/*.txt "$work"
-for binary in "$binaries"/*.dll "$binaries"/sample_server.exe; do
+cp "$sources"/*.wxs "$sources"/*.txt "$binaries/samples.zip" "$work"
+for binary in "$binaries"/*.dll "$binaries"/{sample_server,unzip}.exe; do
     "$strip" -o "$work/$(basename "$binary")" "$binary"
 done
 cd "$work"
 "$wixl" -D Version="$version" -o sample.msi sample.wxs
+# Tables of the suite's own, which wixl cannot write.
+for table in "$sources"/tables/*.idt; do
+    msibuild sample.msi -i "$table"
+done
 mv sample.msi "$package"

@@ -1,0 +1,15 @@
+// Paths given as installer templates ("[SourceDir]redist\setup.exe").
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+
+namespace setupactions {
+
+// Formats the template through the installer into the path, which may hold
+// anything before, and logs both steps. True when the path exists, be it a
+// file or a folder.
+bool ResolvePath(MSIHANDLE session, const std::string& pathTemplate, std::string& path);
+
+} // namespace setupactions
