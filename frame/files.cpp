@@ -10,6 +10,15 @@ namespace {
 // limit also bounds how deep the walks below go.
 const size_t PatternSize = MAX_PATH;
 
+const char SearchFailed[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Invalid handle value of %s.";
+const char DeleteFailed[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Delete File (error %d) %s.";
+const char CloseFailed[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Couldn't close search handle.";
+const char RemoveFailed[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR RemoveDirectory [error %d] %s.";
+
 // Starts a search, or answers none and the reason as the last error.
 SearchHandle StartSearch(const std::string& pattern, WIN32_FIND_DATAA& entry) {
     if (pattern.size() >= PatternSize) {
@@ -71,7 +80,7 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         return false;
     }
 
-    WIN32_FIND_DATAA entry;
+    WIN32_FIND_DATAA entry = {};
     const SearchHandle search = StartSearch(Join(source, "*.*"), entry);
     if (!search) {
         SendRecord(session, INSTALLMESSAGE_INFO,
@@ -113,9 +122,7 @@ bool OpensAsLink(const std::string& link) {
 }
 
 void LogUnremoved(MSIHANDLE session, const std::string& folder) {
-    LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
-                               "RemoveDirectory [error %d] %s.",
-                               static_cast<int>(GetLastError()), folder.c_str()));
+    LogMessage(session, Format(RemoveFailed, static_cast<int>(GetLastError()), folder.c_str()));
 }
 
 void RemoveFolder(MSIHANDLE session, const std::string& folder) {
@@ -124,8 +131,10 @@ void RemoveFolder(MSIHANDLE session, const std::string& folder) {
 }
 
 void RemoveLink(MSIHANDLE session, const std::string& link) {
-    if (OpensAsLink(link))
-        return RemoveFolder(session, link);
+    if (OpensAsLink(link)) {
+        RemoveFolder(session, link);
+        return;
+    }
     SetLastError(ERROR_NOT_SUPPORTED);
     LogUnremoved(session, link);
 }
@@ -134,20 +143,16 @@ void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
         SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
     if (!DeleteFileA(file.c_str()))
-        LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
-                                   "Delete File (error %d) %s.",
-                                   static_cast<int>(GetLastError()), file.c_str()));
+        LogMessage(session, Format(DeleteFailed, static_cast<int>(GetLastError()), file.c_str()));
 }
 
 // Removes what is in a folder. False when it cannot be searched.
 bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
     const std::string pattern = folder + "\\*.*";
-    WIN32_FIND_DATAA entry;
+    WIN32_FIND_DATAA entry = {};
     SearchHandle search = StartSearch(pattern, entry);
     if (!search) {
-        LogMessage(session, Format("[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR "
-                                   "Invalid handle value of %s.",
-                                   pattern.c_str()));
+        LogMessage(session, Format(SearchFailed, pattern.c_str()));
         return false;
     }
     // Any failing step ends the walk: not only the one past the last entry.
@@ -162,8 +167,7 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
             RemoveFile(session, path, attributes);
     } while (FindNextFileA(search.Get(), &entry));
     if (!search.Close())
-        LogMessage(session, "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Couldn't "
-                            "close search handle.");
+        LogMessage(session, CloseFailed);
     return true;
 }
 

@@ -96,6 +96,7 @@ struct LibraryTraits {
 };
 // A library loaded at run time.
 using Library = Owner<LibraryTraits>;
+
 struct HeapMemoryTraits {
     using Value = void*;
     static Value None() { return nullptr; }

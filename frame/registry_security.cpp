@@ -10,10 +10,13 @@ namespace {
 const REGSAM FixAccess = READ_CONTROL | WRITE_DAC | KEY_ENUMERATE_SUB_KEYS;
 const int DeepestLevel = 512; // the registry's own limit
 
+const char ReadReleaseFailed[] = "Failure GetRegSecurity: HeapFree failed with %d";
+const char TestReleaseFailed[] = "Failure IsDACLNull: HeapFree failed with %d";
+const char FixReleaseFailed[] = "Failure: FixRegSecurity HeapFree failed with %d";
+
 void ReleaseLogged(MSIHANDLE session, HeapBlock& block, const char* failureLine) {
     if (block && !block.Close())
-        LogMessage(session, Format("%s HeapFree failed with %d", failureLine,
-                                   static_cast<int>(GetLastError())));
+        LogMessage(session, Format(failureLine, static_cast<int>(GetLastError())));
 }
 
 // Empty when the descriptor cannot be read.
@@ -23,7 +26,7 @@ HeapBlock ReadDescriptor(MSIHANDLE session, HKEY key, SECURITY_INFORMATION infor
         return {};
     HeapBlock descriptor(HeapAlloc(GetProcessHeap(), 0, size));
     if (descriptor && RegGetKeySecurity(key, information, descriptor.Get(), &size) != ERROR_SUCCESS)
-        ReleaseLogged(session, descriptor, "Failure GetRegSecurity:");
+        ReleaseLogged(session, descriptor, ReadReleaseFailed);
     return descriptor;
 }
 
@@ -40,7 +43,7 @@ bool IsDACLNull(MSIHANDLE session, HKEY key, SECURITY_INFORMATION information) {
     HeapBlock descriptor = ReadDescriptor(session, key, information);
     PACL dacl = nullptr;
     const bool isNull = FindDacl(descriptor, information, dacl) && dacl == nullptr;
-    ReleaseLogged(session, descriptor, "Failure IsDACLNull:");
+    ReleaseLogged(session, descriptor, TestReleaseFailed);
     return isNull;
 }
 
@@ -90,7 +93,7 @@ void FixRegSecurity(MSIHANDLE session, HKEY targetRoot, const std::string& targe
     if (FindDacl(descriptor, information, dacl) &&
         RegOpenKeyExA(targetRoot, targetPath.c_str(), 0, FixAccess, target.Out()) == ERROR_SUCCESS)
         ApplyDacl(session, target.Get(), descriptor.Get(), force);
-    ReleaseLogged(session, descriptor, "Failure: FixRegSecurity");
+    ReleaseLogged(session, descriptor, FixReleaseFailed);
 }
 
 } // namespace setupactions

@@ -37,17 +37,25 @@ action_lines() {
 }
 
 # The installer's own registration of the package is not the package's work.
+# A key that came or went stands for its values.
 package_changes() {
     show_difference "$out/before" "$out/installed" |
         grep -v -E '\[Software\\(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))|windows/Installer/' |
+        awk '/^  [-+] \[/ { key = $0; sub(/\].*/, "]", key); if (key == $0) new[key] = 1; else if (key in new) next }
+             { print }' |
         cut -c1-160
 }
 
 take_snapshot "$WINEPREFIX" "$out/before"
-run_installer "installing the sample package" install.log /i 'P:\sample.msi'
+run_installer "installing the sample package, adding the central and the event server" install.log \
+    /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 take_snapshot "$WINEPREFIX" "$out/installed"
 echo "  what the installation changed:"
 package_changes
+say "an administrator clones the server: TRNWCentralMS_clone"
+(cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
+    binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
+    fail "the clone could not be made; see $out/clone.log"
 run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$out/removed"
 left=$(show_difference "$out/before" "$out/removed")

@@ -141,7 +141,7 @@ ServerRoleChanges(const std::function<bool(const std::string&)>& isChosen) {
 
 using namespace setupactions;
 
-// Scheduled immediate, after the dialogs and costing. Reads INSTALLMODE (or
+// Scheduled immediate, after CostInitialize and the dialogs. Reads INSTALLMODE (or
 // InstallMode), SINGLESERVER and the EXPAND... check boxes; sets feature
 // states and the install level.
 EXPORTED_ACTION(UpdateFeatureList) {

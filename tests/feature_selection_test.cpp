@@ -7,16 +7,15 @@
 #include <gmock/gmock.h>
 
 #include <map>
+#include <regex>
 #include <set>
+#include <sstream>
 
 using namespace setupactions;
 using testing::ElementsAre;
 using testing::HasSubstr;
 
 namespace {
-
-const char Processing[] = "JobServer PageServer ProgramServer ProcLovServer DestinationServer "
-                          "ProcLumo Lumo ";
 
 // "+feature" for each that is installed and "-feature" for each removed.
 std::string Roles(const std::set<std::string>& chosen) {
@@ -27,47 +26,33 @@ std::string Roles(const std::set<std::string>& chosen) {
     return text;
 }
 
-// The same sign before every word.
-std::string Signed(char sign, const std::string& words) {
-    std::string text = sign + words;
-    for (size_t i = 1; i + 1 < text.size(); ++i)
-        if (text[i] == ' ')
-            text.insert(++i, 1, sign);
-    return text;
-}
-
 } // namespace
 
 TEST(ServerRoles, DecideOverTheirFeatures) {
-    const std::string noProcessing = Signed('-', Processing);
+    const std::string noProcessing = "-JobServer -PageServer -ProgramServer -ProcLovServer "
+                                     "-DestinationServer -ProcLumo -Lumo ";
+    const std::string processing = std::regex_replace(noProcessing, std::regex("-"), "+");
     const std::string noRest = "-EventServer -ReportAppServer ";
+    const std::string mereStore = "-DataAccessAndOutputFormats ";
     const struct {
-        const char* name;
         std::set<std::string> chosen;
         std::string changes;
     } cases[] = {
-        {"nothing", {}, "-APS -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest},
-        {"only the management server: a mere store",
-         {"EXPANDAPS"},
-         "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest +
-             "-DataAccessAndOutputFormats "},
-        {"store and compute",
-         {"EXPANDAPS", "EXPANDWCS"},
+        {{}, "-APS -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest},
+        {{"EXPANDAPS"},
+         "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
+        {{"EXPANDAPS", "EXPANDWCS"},
          "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + noProcessing + noRest},
-        {"files and processing",
-         {"EXPANDFILESERVER", "EXPANDPROCESSING"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + Signed('+', Processing) + noRest},
-        {"only files",
-         {"EXPANDFILESERVER"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + noRest +
-             "-DataAccessAndOutputFormats "},
-        {"neither store nor compute",
-         {"EXPANDEVENT", "EXPANDRAS"},
+        {{"EXPANDFILESERVER", "EXPANDPROCESSING"},
+         "-APS -CacheServer +InputFRS +OutputFRS " + processing + noRest},
+        {{"EXPANDFILESERVER"},
+         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + noRest + mereStore},
+        {{"EXPANDEVENT", "EXPANDRAS"},
          "-APS -CacheServer -InputFRS -OutputFRS " + noProcessing +
              "+EventServer +ReportAppServer "},
     };
     for (const auto& row : cases)
-        EXPECT_EQ(Roles(row.chosen), row.changes) << row.name;
+        EXPECT_EQ(Roles(row.chosen), row.changes);
 }
 
 // The actions, on a package with their features. States that the action asks
@@ -76,7 +61,7 @@ TEST(ServerRoles, DecideOverTheirFeatures) {
 namespace {
 
 std::map<std::string, INSTALLSTATE> states;
-std::vector<std::string> changes;
+std::string changes;
 std::vector<int> levels;
 
 UINT WINAPI ReadState(MSIHANDLE, const char* feature, INSTALLSTATE* installed,
@@ -89,7 +74,7 @@ UINT WINAPI ReadState(MSIHANDLE, const char* feature, INSTALLSTATE* installed,
     return ERROR_SUCCESS;
 }
 UINT WINAPI KeepState(MSIHANDLE, const char* feature, INSTALLSTATE state) {
-    changes.push_back((state == INSTALLSTATE_LOCAL ? "+" : "-") + std::string(feature));
+    changes += (state == INSTALLSTATE_LOCAL ? " +" : " -") + std::string(feature);
     return ERROR_FUNCTION_FAILED;
 }
 UINT WINAPI KeepLevel(MSIHANDLE, int level) {
@@ -115,7 +100,7 @@ protected:
         SetProperty("MsiNetAssemblySupport", "1.1.4322.0");
     }
 
-    std::vector<std::string> Changes(UINT(__stdcall* action)(MSIHANDLE)) {
+    std::string Changes(UINT(__stdcall* action)(MSIHANDLE)) {
         changes.clear();
         levels.clear();
         ClearMessages();
@@ -139,53 +124,51 @@ protected:
 
 TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     const struct {
-        std::vector<const char*> chosen;
-        std::vector<std::string> changes;
+        const char* chosen;
+        const char* changes;
     } cases[] = {
-        {{}, {}},
-        {{"Servers"}, {"+CCM", "+QRPE"}},
-        {{"DataSourceMigrationWizard"}, {"+QRPE"}},
-        {{"PubWiz"}, {"+QRPE"}},
-        {{"JavaSDK"}, {"+QRPE", "+COMSDK"}},
-        {{"DotNETSDK"}, {"+QRPE", "+COMSDK"}},
-        {{"JavaSDK", "DotNETSDK"}, {"+QRPE", "+COMSDK"}},
-        {{"MetaDataDesigner"}, {"+QRPE", "+KestrelBVM"}},
-        {{"Servers", "MetaDataDesigner", "JavaSDK"},
-         {"+CCM", "+QRPE", "+QRPE", "+KestrelBVM", "+COMSDK"}},
+        {"", ""},
+        {"Servers", " +CCM +QRPE"},
+        {"DataSourceMigrationWizard", " +QRPE"},
+        {"PubWiz", " +QRPE"},
+        {"JavaSDK", " +QRPE +COMSDK"},
+        {"DotNETSDK", " +QRPE +COMSDK"},
+        {"JavaSDK DotNETSDK", " +QRPE +COMSDK"},
+        {"MetaDataDesigner", " +QRPE +KestrelBVM"},
+        {"Servers MetaDataDesigner JavaSDK", " +CCM +QRPE +QRPE +KestrelBVM +COMSDK"},
     };
     for (const auto& row : cases) {
         states.clear();
-        for (const char* feature : row.chosen)
+        std::istringstream chosen(row.chosen);
+        for (std::string feature; chosen >> feature;)
             states[feature] = INSTALLSTATE_LOCAL;
-        EXPECT_EQ(Changes(UpdateFeatureList), row.changes);
+        EXPECT_EQ(Changes(UpdateFeatureList), row.changes) << row.chosen;
     }
     states = {{"Servers", INSTALLSTATE_SOURCE}, {"PubWiz", INSTALLSTATE_ABSENT}};
-    EXPECT_THAT(Changes(UpdateFeatureList), ElementsAre()) << "only local features count";
+    EXPECT_EQ(Changes(UpdateFeatureList), "") << "only local features count";
     EXPECT_THAT(LinesOfTheAction(), ElementsAre("UpdateFeatureList: InstallMode:. "));
 }
 
 TEST_F(FeatureSelectionTest, TheModeDecidesOnLevelAndRoles) {
+    using Lines = std::vector<std::string>;
     const struct {
         const char* upperMode;
         const char* mixedMode;
         const char* single;
         std::vector<int> levels;
-        std::vector<std::string> lines;
+        const char* first;
+        Lines rest;
     } cases[] = {
-        {"Expand",
-         "",
-         "1",
-         {1},
-         {"UpdateFeatureList: InstallMode:Expand. SingleServer.", "Setting INSTALLLEVEL=1"}},
+        {"Expand", "", "1", {1}, "Expand. SingleServer.", {"Setting INSTALLLEVEL=1"}},
         {"",
          "expand",
          "",
          {3},
-         {"UpdateFeatureList: InstallMode:expand. ", "Setting INSTALLLEVEL=3",
-          "Expanding multiple server install"}},
-        {"New", "Expand", "", {}, {"UpdateFeatureList: InstallMode:New. "}},
-        {"New", "", "x", {}, {"UpdateFeatureList: InstallMode:New. SingleServer."}},
-        {"Expanded", "", "", {}, {"UpdateFeatureList: InstallMode:Expanded. "}},
+         "expand. ",
+         {"Setting INSTALLLEVEL=3", "Expanding multiple server install"}},
+        {"New", "Expand", "", {}, "New. ", {}},
+        {"New", "", "x", {}, "New. SingleServer.", {}},
+        {"Expanded", "", "", {}, "Expanded. ", {}},
     };
     for (const auto& row : cases) {
         SetProperty("INSTALLMODE", row.upperMode);
@@ -193,7 +176,9 @@ TEST_F(FeatureSelectionTest, TheModeDecidesOnLevelAndRoles) {
         SetProperty("SINGLESERVER", row.single);
         Changes(UpdateFeatureList);
         EXPECT_EQ(levels, row.levels) << row.upperMode;
-        EXPECT_EQ(LinesOfTheAction(), row.lines);
+        Lines lines = row.rest;
+        lines.insert(lines.begin(), std::string("UpdateFeatureList: InstallMode:") + row.first);
+        EXPECT_EQ(LinesOfTheAction(), lines);
     }
 }
 
@@ -204,7 +189,7 @@ TEST_F(FeatureSelectionTest, ASingleServerIsExpandedWithoutLookingAtRoles) {
     readNames.clear();
     ReplacedImport<GetPropertyCall> reads("MsiGetPropertyA", KeepName);
     getProperty = &reads;
-    EXPECT_THAT(Changes(UpdateFeatureList), ElementsAre("+WebConnector", "+HelpFiles"));
+    EXPECT_EQ(Changes(UpdateFeatureList), " +WebConnector +HelpFiles");
     for (const std::string& name : readNames)
         EXPECT_THAT(name, testing::Not(HasSubstr("EXPAND")));
 }
@@ -214,21 +199,18 @@ TEST_F(FeatureSelectionTest, OnlyTheTextOneTicksARole) {
     SetProperty("EXPANDAPS", "true");
     SetProperty("EXPANDWCS", "1 ");
     SetProperty("EXPANDEVENT", "1");
-    const std::vector<std::string> made = Changes(UpdateFeatureList);
-    EXPECT_EQ(
-        std::vector<std::string>(made.begin(), made.begin() + 5),
-        (std::vector<std::string>{"-MetaData", "-Clients", "-WCAList", "-APS", "-CacheServer"}));
-    EXPECT_THAT(made, testing::Contains("+EventServer"));
-    EXPECT_EQ(made.back(), "-ReportAppServer");
+    const std::string made = Changes(UpdateFeatureList);
+    EXPECT_THAT(made, testing::StartsWith(" -MetaData -Clients -WCAList -APS -CacheServer -Inp"));
+    EXPECT_THAT(made, testing::EndsWith(" +EventServer -ReportAppServer"));
 }
 
 TEST_F(FeatureSelectionTest, WithoutDotNetItsFeaturesGoInEveryMode) {
     SetProperty("MsiNetAssemblySupport", "");
-    EXPECT_THAT(Changes(UpdateFeatureList), ElementsAre("-DotNETOnly", "-JobSvrDotNETOnly"));
+    EXPECT_EQ(Changes(UpdateFeatureList), " -DotNETOnly -JobSvrDotNETOnly");
     SetProperty("INSTALLMODE", "Expand");
     SetProperty("SINGLESERVER", "1");
-    EXPECT_THAT(Changes(UpdateFeatureList),
-                ElementsAre("+WebConnector", "+HelpFiles", "-DotNETOnly", "-JobSvrDotNETOnly"));
+    EXPECT_EQ(Changes(UpdateFeatureList),
+              " +WebConnector +HelpFiles -DotNETOnly -JobSvrDotNETOnly");
 }
 
 TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConflict) {
@@ -247,9 +229,7 @@ TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConfli
         SetProperty("VX_CMS_CONFLICT", row.conflict);
         SetProperty("UPGRADE_APS_MSDE_SELECTION1", row.first);
         SetProperty("UPGRADE_APS_MSDE_SELECTION2", row.second);
-        const std::vector<std::string> expected =
-            row.installed ? std::vector<std::string>{"+MSDE"} : std::vector<std::string>{};
-        EXPECT_EQ(Changes(UpdateFeatureForAPSConflict), expected)
+        EXPECT_EQ(Changes(UpdateFeatureForAPSConflict), row.installed ? " +MSDE" : "")
             << row.conflict << row.first << row.second;
     }
 }

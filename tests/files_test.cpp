@@ -254,6 +254,33 @@ TEST_F(FilesTest, OverlongPathsStayAndTheRestGoes) {
     EXPECT_THAT(sentLines, IsEmpty());
 }
 
+namespace {
+
+// A file system without a longest path, whose every folder holds another one.
+HANDLE WINAPI AlwaysAFolder(const char*, WIN32_FIND_DATAA* entry) {
+    *entry = {};
+    entry->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY;
+    entry->cFileName[0] = 'd';
+    return reinterpret_cast<HANDLE>(1);
+}
+DWORD WINAPI FolderAttributes(const char*) { return FILE_ATTRIBUTE_DIRECTORY; }
+BOOL WINAPI CloseNothing(HANDLE) { return TRUE; }
+
+} // namespace
+
+TEST_F(FilesTest, NoTreeIsWalkedDeeperThanTheStackAllows) {
+    const ReplacedImport<FindFirstCall> findFolder("FindFirstFileA", AlwaysAFolder);
+    const ReplacedImport<FindNextCall> findNext("FindNextFileA", FailNext);
+    const ReplacedImport<FindCloseCall> closeSearch("FindClose", CloseNothing);
+    const ReplacedImport<DWORD WINAPI(const char*)> attributes("GetFileAttributesA",
+                                                               FolderAttributes);
+    RemoveFolderStructure(session, "Q:\\d");
+    ASSERT_FALSE(sentLines.empty());
+    EXPECT_THAT(sentLines[0], HasSubstr("ERROR Invalid handle value of Q:\\d\\d\\"));
+    EXPECT_TRUE(CopyDirectory(session, "Q:\\d", "R:\\d"));
+    EXPECT_THAT(sentLines.back(), StartsWith("Q:\\d\\d\\")) << "the folder that was too deep";
+}
+
 // Copying.
 
 TEST_F(FilesTest, ATreeIsCopiedOverWhatIsThere) {

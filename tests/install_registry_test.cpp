@@ -8,6 +8,8 @@
 
 #include <gmock/gmock.h>
 
+#include <sstream>
+
 using namespace setupactions;
 using testing::ElementsAre;
 
@@ -18,34 +20,23 @@ const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 } // namespace
 
 TEST(RootKeys, AreKnownByTheirFullNamesOnly) {
-    const struct {
-        const char* name;
-        HKEY key;
-    } cases[] = {
-        {"HKEY_LOCAL_MACHINE", HKEY_LOCAL_MACHINE},
-        {"HKEY_USERS", HKEY_USERS},
-        {"HKEY_CURRENT_USER", HKEY_CURRENT_USER},
-        {"HKEY_CLASSES_ROOT", HKEY_CLASSES_ROOT},
-        {"HKEY_CURRENT_CONFIG", HKEY_CURRENT_CONFIG},
-        {"HKEY_PERFORMANCE_DATA", HKEY_PERFORMANCE_DATA},
-        {"HKEY_DYN_DATA", HKEY_DYN_DATA},
-    };
-    for (const auto& row : cases) {
+    const char* const names = "hkey_Classes_root HKEY_CURRENT_USER hkey_local_machine Hkey_Users "
+                              "HKEY_PERFORMANCE_data HKEY_CURRENT_CONFIG hkey_dyn_data ";
+    std::istringstream words(names);
+    for (LONG handle = static_cast<LONG>(0x80000000u); handle <= static_cast<LONG>(0x80000006u);
+         ++handle) {
+        std::string given, name;
+        words >> given;
         HKEY key = nullptr;
-        std::string name = row.name;
-        EXPECT_TRUE(ParseRootKey(name, key));
-        EXPECT_EQ(key, row.key) << name;
-        CharLowerA(&name[0]);
-        key = nullptr;
-        EXPECT_TRUE(ParseRootKey(name, key));
-        EXPECT_EQ(key, row.key) << name;
-        EXPECT_TRUE(RootKeyName(row.key, name));
-        EXPECT_EQ(name, row.name);
+        EXPECT_TRUE(ParseRootKey(given, key)) << given;
+        EXPECT_EQ(key, reinterpret_cast<HKEY>(handle)) << given;
+        EXPECT_TRUE(RootKeyName(key, name));
+        CharUpperA(&given[0]);
+        EXPECT_EQ(name, given) << "in capitals";
     }
-    for (const char* name : {"", "HKLM", "HKEY_LOCAL_MACHINE ", "HKEY_LOCAL", "rubbish"}) {
-        HKEY key = nullptr;
+    HKEY key = nullptr;
+    for (const char* name : {"", "HKLM", "HKEY_LOCAL_MACHINE ", "HKEY_LOCAL", "rubbish"})
         EXPECT_FALSE(ParseRootKey(name, key)) << name;
-    }
     std::string name;
     EXPECT_FALSE(RootKeyName(nullptr, name));
 }

@@ -6,13 +6,13 @@ wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp "$sources"/*.wxs "$sources"/*.txt "$binaries/samples.zip" "$work"
+cp "$sources"/*.wxs "$sources"/*.wxi "$sources"/*.txt "$binaries/samples.zip" "$work"
 for binary in "$binaries"/*.dll "$binaries"/{sample_server,unzip}.exe; do
     "$strip" -o "$work/$(basename "$binary")" "$binary"
 done
 cd "$work"
 "$wixl" -D Version="$version" -o sample.msi sample.wxs
-# Tables of the suite's own, which wixl cannot write.
+# The tables that wixl does not write itself.
 for table in "$sources"/tables/*.idt; do
     msibuild sample.msi -i "$table"
 done
