@@ -59,6 +59,16 @@ check "the shortcut of a component left out is not made" \
 check "the ASP.NET launch page is the default page" has "$pages/default.htm" "ASP.NET launch page"
 check "the plain one is the other" has "$pages/default_dotnet.htm" "Plain launch page"
 
+samples="Program Files/Setupactions Samples"
+check "the archive is unpacked" grep -q '^january,12' "$samples/reports by month/sales.csv"
+check "the tool's command line is logged" has "$work/install.log" \
+    'unzip.exe" -qqo "C:\Program Files\Setupactions Sample\samples.zip" -d "C:\Program Files\Setupactions Samples"). Return value 0'
+rm -r "$samples/reports by month"
+echo "worn out" >"$samples/about.txt"
+check "the package is repaired" installer repair.log /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
+check "a repair unpacks again" test -f "$samples/reports by month/sales.csv"
+check "over what is there" has "$samples/about.txt" "Sample reports"
+echo "of the user" >"$samples/reports by month/own.txt"
 "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >/dev/null
 check "the package is removed" installer remove.log /x 'P:\sample.msi'

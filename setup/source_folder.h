@@ -1,0 +1,28 @@
+// Where the package runs from, local media or a web address, and downloads
+// from there.
+#pragma once
+
+#include "frame/windows_api.h"
+
+#include <string>
+
+namespace setupactions {
+
+// Reads SourceDir; when it is empty the installer is asked once to resolve it.
+// Logs its steps under the routine's name. False when it stays empty.
+bool GetSourceFolder(MSIHANDLE session, const char* routine, std::string& source);
+
+// True for a source that is a web address; all else is local media.
+bool IsWebSource(const std::string& source);
+
+// The web address of something below the source ("redist/en/setup.exe").
+std::string WebAddress(const std::string& source, const std::string& below);
+
+enum class Download { Done, NoLibrary, NoProcedure, Failed };
+
+// Downloads a file into the system's download cache and tells its path there,
+// at most 259 characters; the path is empty unless Done. Waits for the end of
+// the download; the system's own time-outs hold.
+Download DownloadToCache(const std::string& address, std::string& cacheFile);
+
+} // namespace setupactions
