@@ -67,15 +67,17 @@ TEST_F(LineFileTest, PiecesAgreeWithAPlainTextStreamAtEverySize) {
 
 TEST_F(LineFileTest, BreaksAcrossTheReadersOwnBufferAreSeen) {
     const size_t buffer = 0x10000;
-    for (size_t length = buffer - 3; length <= buffer + 3; ++length)
-        for (const char* lineBreak : {"\r\n", "\n", "\r"}) {
-            // Lines of 100 bytes, so that the break falls where the buffer ends.
-            std::string bytes;
-            while (bytes.size() + 100 < length)
-                bytes += std::string(98, 'x') + "\r\n";
-            bytes += std::string(length - bytes.size(), 'y') + lineBreak + "z\r\n";
-            ASSERT_EQ(ReadAll(Make("f", bytes), 512), Pieces(bytes, 512)) << length;
-        }
+    for (const size_t lastLine : {1u, 509u, 510u, 511u, 512u})
+        for (size_t length = buffer - 2; length <= buffer + 1; ++length)
+            for (const char* lineBreak : {"\r\n", "\n", "\r"}) {
+                std::string bytes(length - lastLine, 'x');
+                for (size_t at = 99; at < bytes.size(); at += 100)
+                    bytes[at] = '\n';
+                bytes.back() = '\n';
+                bytes += std::string(lastLine, 'y') + lineBreak + "z\r\n";
+                ASSERT_EQ(ReadAll(Make("f", bytes), 512), Pieces(bytes, 512))
+                    << lastLine << " characters up to " << length;
+            }
 }
 
 TEST_F(LineFileTest, WrittenTextHasWindowsBreaksAndEveryByte) {
