@@ -22,14 +22,10 @@ UINT WINAPI FormatAddIn(MSIHANDLE, MSIHANDLE record, char* buffer, DWORD* size) 
     DWORD length = sizeof text;
     MsiRecordGetStringA(record, 0, text, &length);
     formatted = text;
-    const std::string path = AddIn;
-    const bool fits = *size > path.size();
-    *size = static_cast<DWORD>(path.size());
-    if (!fits)
-        return ERROR_MORE_DATA;
-    path.copy(buffer, path.size());
-    buffer[path.size()] = '\0';
-    return ERROR_SUCCESS;
+    const DWORD room = *size;
+    *size = static_cast<DWORD>(lstrlenA(AddIn));
+    lstrcpynA(buffer, AddIn, static_cast<int>(room));
+    return room > *size ? ERROR_SUCCESS : ERROR_MORE_DATA;
 }
 UINT WINAPI FormatNothing(MSIHANDLE, MSIHANDLE, char*, DWORD*) { return ERROR_INVALID_HANDLE; }
 
@@ -96,12 +92,11 @@ TEST_F(ExcelAddInTest, EveryVersionThatIsThereIsServedAndNoneMade) {
     Write(Excel9, {});
     Write(Excel11, {});
     SetExcelAddinInstallRegName(session);
-    CInstallRegistry key;
-    EXPECT_FALSE(key.OpenKey(HKEY_CURRENT_USER, Excel8));
-    EXPECT_FALSE(key.OpenKey(HKEY_CURRENT_USER, Excel10));
-    const Values added = {{"OPEN", AddIn}};
-    EXPECT_EQ(Read(Excel9), added);
-    EXPECT_EQ(Read(Excel11), added);
+    for (const char* key : {Excel8, Excel9, Excel10, Excel11}) {
+        const bool isThere = key == Excel9 || key == Excel11;
+        EXPECT_EQ(CInstallRegistry().OpenKey(HKEY_CURRENT_USER, key), isThere) << key;
+        EXPECT_EQ(Read(key), isThere ? Values({{"OPEN", AddIn}}) : Values()) << key;
+    }
 }
 
 TEST_F(ExcelAddInTest, RemovalStopsAtTheFirstGapAndRenumbersNothing) {

@@ -67,15 +67,17 @@ TEST_F(LineFileTest, PiecesAgreeWithAPlainTextStreamAtEverySize) {
 
 TEST_F(LineFileTest, BreaksAcrossTheReadersOwnBufferAreSeen) {
     const size_t buffer = 0x10000;
-    for (size_t length = buffer - 3; length <= buffer + 3; ++length)
-        for (const char* lineBreak : {"\r\n", "\n", "\r"}) {
-            // Lines of 100 bytes, so that the break falls where the buffer ends.
-            std::string bytes;
-            while (bytes.size() + 100 < length)
-                bytes += std::string(98, 'x') + "\r\n";
-            bytes += std::string(length - bytes.size(), 'y') + lineBreak + "z\r\n";
-            ASSERT_EQ(ReadAll(Make("f", bytes), 512), Pieces(bytes, 512)) << length;
-        }
+    for (const size_t lastLine : {1u, 509u, 510u, 511u, 512u})
+        for (size_t length = buffer - 2; length <= buffer + 1; ++length)
+            for (const char* lineBreak : {"\r\n", "\n", "\r"}) {
+                std::string bytes(length - lastLine, 'x');
+                for (size_t at = 99; at < bytes.size(); at += 100)
+                    bytes[at] = '\n';
+                bytes.back() = '\n';
+                bytes += std::string(lastLine, 'y') + lineBreak + "z\r\n";
+                ASSERT_EQ(ReadAll(Make("f", bytes), 512), Pieces(bytes, 512))
+                    << lastLine << " characters up to " << length;
+            }
 }
 
 TEST_F(LineFileTest, WrittenTextHasWindowsBreaksAndEveryByte) {
@@ -103,7 +105,6 @@ TEST_F(LineFileTest, APatternsFragmentsMatchInAnyOrderAndCase) {
         {"[Section][Key]", "[section] key\n", true},
         {"[Section][Key]", "[section] kex\n", false},
         {"ab]cd", "cdab", true},
-        {"a b", "ab", false},
         {"", "", true},
         {"[][]", "anything\n", true},
         {"one\n", "one", false},
@@ -148,7 +149,6 @@ TEST_F(LineFileTest, OneLineIsInsertedReplacedOrDropped) {
         {2, LineEdit::Replace, "a\r\nnew\r\n"},
         {1, LineEdit::Drop, "b"},
         {2, other, "a\r\n"},
-        {3, LineEdit::Before, "a\r\nb"},
         {0, LineEdit::Before, "a\r\nb\r\nnew\r\n"},
     };
     for (const auto& row : cases) {
@@ -156,12 +156,9 @@ TEST_F(LineFileTest, OneLineIsInsertedReplacedOrDropped) {
         EXPECT_TRUE(InsertLine(path, "new", row.number, row.edit));
         EXPECT_EQ(ReadBytes(path), row.result) << row.number << " " << static_cast<int>(row.edit);
     }
-}
-
-TEST_F(LineFileTest, ABlockWithoutALineGoesToTheFilesEnd) {
     const std::string path = Make("f", "a\r\nb");
     EXPECT_TRUE(InsertBlock(path, Make("block", "1\n2"), 0, BlockPosition::After));
-    EXPECT_EQ(ReadBytes(path), "a\r\nb\r\n1\r\n2");
+    EXPECT_EQ(ReadBytes(path), "a\r\nb\r\n1\r\n2") << "a block without a line to go to";
 }
 
 // What an edit leaves when something fails. Every edit goes the same way.
@@ -170,28 +167,23 @@ namespace {
 
 const char* const OldText = "old %A% 1\r\nold 2\r\n";
 
+using Text = const std::string&;
+
 struct NamedEdit {
     const char* name;
     bool clearsReadOnly;
-    bool (*run)(const std::string& path, const std::string& block);
+    bool (*run)(Text path, Text block);
     const char* newText;
 };
 const NamedEdit Edits[] = {
     {"insert block", false,
-     [](const std::string& path, const std::string& block) {
-         return InsertBlock(path, block, 1, BlockPosition::After);
-     },
+     [](Text path, Text block) { return InsertBlock(path, block, 1, BlockPosition::After); },
      "old %A% 1\r\nblock\r\nold 2\r\n"},
-    {"delete lines", true,
-     [](const std::string& path, const std::string&) { return DeleteLines(path, 1, 1); },
-     "old 2\r\n"},
+    {"delete lines", true, [](Text path, Text) { return DeleteLines(path, 1, 1); }, "old 2\r\n"},
     {"insert line", false,
-     [](const std::string& path, const std::string&) {
-         return InsertLine(path, "new", 1, LineEdit::Before);
-     },
+     [](Text path, Text) { return InsertLine(path, "new", 1, LineEdit::Before); },
      "new\r\nold %A% 1\r\nold 2\r\n"},
-    {"replace", true,
-     [](const std::string& path, const std::string&) { return ReplaceInFile(path, "%A%", "v"); },
+    {"replace", true, [](Text path, Text) { return ReplaceInFile(path, "%A%", "v"); },
      "old v 1\r\nold 2\r\n"},
 };
 
@@ -290,12 +282,9 @@ TEST_F(LineFileTest, AFullDiskLeavesTheFileAndNoPartOfACopy) {
         for (const NamedEdit& edit : Edits) {
             const std::string path = Make("f", OldText);
             const std::string block = Make("block", "block\r\n");
-            bool done = true;
-            {
-                const WriteImport full("WriteFile", write);
-                done = edit.run(path, block);
-            }
-            EXPECT_FALSE(done) << edit.name;
+            auto full = std::make_unique<WriteImport>("WriteFile", write);
+            EXPECT_FALSE(edit.run(path, block)) << edit.name;
+            full.reset();
             EXPECT_EQ(ReadBytes(path), OldText) << edit.name;
             EXPECT_EQ(TakeLeftovers().size(), 0u) << edit.name;
         }

@@ -1,7 +1,7 @@
-echo "C:\SPS Bin\stsadm.exe" -o addwppack -globalinstall -force -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" > "C:\Web Parts\InstallSharePointWebPartLog.txt"
-"C:\SPS Bin\stsadm.exe" -o addwppack -globalinstall -force -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
-echo "C:\SPS Bin\stsadm.exe" -o addwppack -force -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
-"C:\SPS Bin\stsadm.exe" -o addwppack -force -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
+echo "C:\SPS Bin\stsadm.exe" -o addwppack   -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" > "C:\Web Parts\InstallSharePointWebPartLog.txt"
+"C:\SPS Bin\stsadm.exe" -o addwppack   -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
+echo "C:\SPS Bin\stsadm.exe" -o addwppack  -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
+"C:\SPS Bin\stsadm.exe" -o addwppack  -filename "C:\Web Parts\Enterprise.Sharepoint.CAB" >> "C:\Web Parts\InstallSharePointWebPartLog.txt"
 "C:\SPS Bin\stsadm.exe" -o addpath -url http://REPORTS1/kestrelreportviewers11/ -type exclusion
 "C:\SPS Bin\stsadm.exe" -o addpath -url http://REPORTS1/tarnwick/ -type exclusion
 "C:\SPS Bin\stsadm.exe" -o addpath -url http://REPORTS1/enterprisereportscs/ -type exclusion

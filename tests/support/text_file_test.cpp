@@ -1,27 +1,8 @@
 #include "tests/support/text_file_test.h"
 
-#include "frame/handles.h"
-
+#include <filesystem>
 #include <fstream>
 #include <iterator>
-
-namespace {
-
-std::vector<std::string> FilesIn(const std::string& folder) {
-    std::vector<std::string> paths;
-    WIN32_FIND_DATAA entry;
-    const HANDLE search = FindFirstFileA((folder + "*").c_str(), &entry);
-    if (search == INVALID_HANDLE_VALUE)
-        return paths;
-    do
-        if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-            paths.push_back(folder + entry.cFileName);
-    while (FindNextFileA(search, &entry));
-    FindClose(search);
-    return paths;
-}
-
-} // namespace
 
 void TextFileTest::SetUp() {
     SessionTest::SetUp();
@@ -46,9 +27,9 @@ std::string TextFileTest::Make(const std::string& name, const std::string& bytes
 
 std::vector<std::string> TextFileTest::TakeLeftovers() const {
     std::vector<std::string> contents;
-    for (const std::string& path : FilesIn(temporary_)) {
-        contents.push_back(ReadBytes(path));
-        EXPECT_TRUE(DeleteFileA(path.c_str())) << path;
+    for (const auto& entry : std::filesystem::directory_iterator(temporary_)) {
+        contents.push_back(ReadBytes(entry.path().string()));
+        EXPECT_TRUE(std::filesystem::remove(entry.path())) << entry.path();
     }
     return contents;
 }
