@@ -24,13 +24,6 @@ RegistryValue Raw(const char* key, const char* name, DWORD type, const std::stri
     return {key, name, type, bytes};
 }
 
-// Every case runs on a machine of its own.
-struct Case {
-    const char* name;
-    Machine machine;
-    Properties found;
-};
-
 class DetectionTest : public MachineTest {
 protected:
     // The properties that the action changed, without the flag that the
@@ -42,9 +35,9 @@ protected:
         return changed;
     }
 
-    void ExpectAll(const std::vector<Case>& cases) {
-        for (const Case& row : cases)
-            EXPECT_EQ(Detect(row.machine), row.found) << row.name;
+    // One row of a test: a machine of its own, and what is found there.
+    void Expect(const char* name, const Machine& machine, const Properties& found) {
+        EXPECT_EQ(Detect(machine), found) << name;
     }
 };
 
@@ -54,42 +47,36 @@ TEST_F(DetectionTest, TheWebServerIsThereFromMajorVersionFour) {
     const Properties both = {{"HASIIS4", "1"}, {"HASWEBSERVER", "1"}};
     const RegistryValue service = KeyAlone(W3svcEnum);
     const RegistryValue version4 = Number(W3svcParameters, "MajorVersion", 4);
-    ExpectAll({
-        {"nothing", {}, {}},
-        {"version 4", {{service, version4}}, both},
-        {"version 6", {{service, Number(W3svcParameters, "MajorVersion", 6)}}, both},
-        {"a huge version", {{service, Number(W3svcParameters, "MajorVersion", 0xFFFFFFFF)}}, both},
-        {"version 3", {{service, Number(W3svcParameters, "MajorVersion", 3)}}, {}},
-        {"no service", {{version4}}, {}},
-        {"no parameters", {{service}}, {}},
-        {"no version", {{service, KeyAlone(W3svcParameters)}}, {}},
-        {"the version as text", {{service, Text(W3svcParameters, "MajorVersion", "6")}}, {}},
-        {"a closed service key", {{service, version4}, {}, {}, W3svcEnum}, {}},
-        {"the package says so", {{}, {}, {{"HASIIS4", "1"}}}, {{"HASWEBSERVER", "1"}}},
-        {"what was set stays", {{}, {}, {{"HASWEBSERVER", "0"}, {"HASVB", "x"}}}, {}},
-    });
+    Expect("nothing", {}, {});
+    Expect("version 4", {{service, version4}}, both);
+    Expect("version 6", {{service, Number(W3svcParameters, "MajorVersion", 6)}}, both);
+    Expect("a huge version", {{service, Number(W3svcParameters, "MajorVersion", 0xFFFFFFFF)}},
+           both);
+    Expect("version 3", {{service, Number(W3svcParameters, "MajorVersion", 3)}}, {});
+    Expect("no service", {{version4}}, {});
+    Expect("no parameters", {{service}}, {});
+    Expect("no version", {{service, KeyAlone(W3svcParameters)}}, {});
+    Expect("the version as text", {{service, Text(W3svcParameters, "MajorVersion", "6")}}, {});
+    Expect("a closed service key", {{service, version4}, {}, {}, W3svcEnum}, {});
+    Expect("the package says so", {{}, {}, {{"HASIIS4", "1"}}}, {{"HASWEBSERVER", "1"}});
+    Expect("what was set stays", {{}, {}, {{"HASWEBSERVER", "0"}, {"HASVB", "x"}}}, {});
 }
 
 TEST_F(DetectionTest, KeysTellOfDevelopmentToolsAndMail) {
-    ExpectAll({
-        {"some version", {{KeyAlone("Software\\Microsoft\\Visual Basic")}}, {{"HASVB", "1"}}},
-        {"version 5",
-         {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0")}},
-         {{"HASVB", "1"}, {"HASVB5", "1"}}},
-        {"both versions, one closed",
-         {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0"),
-           KeyAlone("Software\\Microsoft\\Visual Basic\\6.0")},
-          {},
-          {},
-          "Software\\Microsoft\\Visual Basic\\5.0"},
-         {{"HASVB", "1"}, {"HASVB6", "1"}}},
-        {"mail",
-         {{KeyAlone("Software\\Microsoft\\Exchange\\Client")}},
-         {{"HASEXCHANGECLIENT", "1"}}},
-        {"in the user's part",
-         {{KeyAlone("Software\\Microsoft\\Exchange\\Client", HKEY_CURRENT_USER)}},
-         {}},
-    });
+    Expect("some version", {{KeyAlone("Software\\Microsoft\\Visual Basic")}}, {{"HASVB", "1"}});
+    Expect("version 5", {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0")}},
+           {{"HASVB", "1"}, {"HASVB5", "1"}});
+    Expect("both versions, one closed",
+           {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0"),
+             KeyAlone("Software\\Microsoft\\Visual Basic\\6.0")},
+            {},
+            {},
+            "Software\\Microsoft\\Visual Basic\\5.0"},
+           {{"HASVB", "1"}, {"HASVB6", "1"}});
+    Expect("mail", {{KeyAlone("Software\\Microsoft\\Exchange\\Client")}},
+           {{"HASEXCHANGECLIENT", "1"}});
+    Expect("in the user's part",
+           {{KeyAlone("Software\\Microsoft\\Exchange\\Client", HKEY_CURRENT_USER)}}, {});
 }
 
 TEST_F(DetectionTest, DatabaseClientsAreFoundByTheirHomesAndLibraries) {
@@ -99,69 +86,64 @@ TEST_F(DetectionTest, DatabaseClientsAreFoundByTheirHomesAndLibraries) {
     const char informix[] = "Software\\Informix\\Environment";
     const char sqlServer[] = "Software\\Microsoft\\MSSQLServer\\ClientSetup";
     const std::string home = Here("home");
-    ExpectAll({
-        {"Oracle", {{Text(oracle, "ORACLE_HOME", home)}, {"home\\x"}}, {{"HASORACLECLIENT", "1"}}},
-        {"Oracle's home is gone", {{Text(oracle, "ORACLE_HOME", home)}}, {}},
-        {"Oracle without a home", {{KeyAlone(oracle)}}, {}},
-        {"Oracle's home is empty", {{Text(oracle, "ORACLE_HOME", "")}}, {}},
-        {"Oracle's home is no path", {{Text(oracle, "ORACLE_HOME", Long)}}, {}},
-        {"Oracle's home has no end",
-         {{Raw(oracle, "ORACLE_HOME", REG_SZ, home)}, {"home\\x"}},
-         {{"HASORACLECLIENT", "1"}}},
+    Expect("Oracle", {{Text(oracle, "ORACLE_HOME", home)}, {"home\\x"}},
+           {{"HASORACLECLIENT", "1"}});
+    Expect("Oracle's home is gone", {{Text(oracle, "ORACLE_HOME", home)}}, {});
+    Expect("Oracle without a home", {{KeyAlone(oracle)}}, {});
+    Expect("Oracle's home is empty", {{Text(oracle, "ORACLE_HOME", "")}}, {});
+    Expect("Oracle's home is no path", {{Text(oracle, "ORACLE_HOME", Long)}}, {});
+    Expect("Oracle's home has no end", {{Raw(oracle, "ORACLE_HOME", REG_SZ, home)}, {"home\\x"}},
+           {{"HASORACLECLIENT", "1"}});
 
-        {"Sybase on the search path only",
-         {{}, {"path\\LIBCT.DLL", "path\\LIBCS.DLL"}},
-         {{"HASSYBASECLIENT", "1"}}},
-        {"Sybase half on the search path, half at home",
-         {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}},
-         {{"HASSYBASECLIENT", "1"}}},
-        {"Sybase at home, which ends in a separator",
-         {{Text(sybase, "SYBASE", home + "/")}, {"home\\dll\\libcs.dll", "home\\dll\\libct.dll"}},
-         {{"HASSYBASECLIENT", "1"}}},
-        {"half of Sybase on the search path, no home", {{}, {"path\\libcs.dll"}}, {}},
-        {"half of Sybase on the search path, home closed",
-         {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}, {}, sybase},
-         {}},
-        {"half of Sybase at home", {{Text(sybase, "SYBASE", home)}, {"home\\dll\\libcs.dll"}}, {}},
-        {"Sybase in the wrong folder",
-         {{Text(sybase, "SYBASE", home)}, {"home\\bin\\libcs.dll", "home\\bin\\libct.dll"}},
-         {}},
+    Expect("Sybase on the search path only", {{}, {"path\\LIBCT.DLL", "path\\LIBCS.DLL"}},
+           {{"HASSYBASECLIENT", "1"}});
+    Expect("Sybase half on the search path, half at home",
+           {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}},
+           {{"HASSYBASECLIENT", "1"}});
+    Expect("Sybase at home, which ends in a separator",
+           {{Text(sybase, "SYBASE", home + "/")}, {"home\\dll\\libcs.dll", "home\\dll\\libct.dll"}},
+           {{"HASSYBASECLIENT", "1"}});
+    Expect("half of Sybase on the search path, no home", {{}, {"path\\libcs.dll"}}, {});
+    Expect(
+        "half of Sybase on the search path, home closed",
+        {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}, {}, sybase},
+        {});
+    Expect("half of Sybase at home", {{Text(sybase, "SYBASE", home)}, {"home\\dll\\libcs.dll"}},
+           {});
+    Expect("Sybase in the wrong folder",
+           {{Text(sybase, "SYBASE", home)}, {"home\\bin\\libcs.dll", "home\\bin\\libct.dll"}}, {});
 
-        {"DB2 at home",
-         {{Text(db2, "DB2PATH", home)},
-          {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll", "home\\bin\\db2cli.dll"}},
-         {{"HASDB2CLIENT", "1"}}},
-        {"DB2 without its third library",
-         {{Text(db2, "DB2PATH", home)}, {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll"}},
-         {}},
-        {"DB2 on the search path",
-         {{Text(db2, "DB2PATH", "Q:\\gone")},
-          {"path\\db2util.dll", "path\\db2app.dll", "path\\db2cli.dll"}},
-         {{"HASDB2CLIENT", "1"}}},
+    Expect("DB2 at home",
+           {{Text(db2, "DB2PATH", home)},
+            {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll", "home\\bin\\db2cli.dll"}},
+           {{"HASDB2CLIENT", "1"}});
+    Expect("DB2 without its third library",
+           {{Text(db2, "DB2PATH", home)}, {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll"}}, {});
+    Expect("DB2 on the search path",
+           {{Text(db2, "DB2PATH", "Q:\\gone")},
+            {"path\\db2util.dll", "path\\db2app.dll", "path\\db2cli.dll"}},
+           {{"HASDB2CLIENT", "1"}});
 
-        {"Informix 7 on the search path",
-         {{}, {"path\\ISQLT07C.DLL"}},
-         {{"HASINFORMIX7CCLIENT", "1"}}},
-        {"Informix 9 at home",
-         {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll"}},
-         {{"HASINFORMIX9ACLIENT", "1"}}},
-        {"both of Informix, one in each place",
-         {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll", "path\\isqlt07c.dll"}},
-         {{"HASINFORMIX7CCLIENT", "1"}, {"HASINFORMIX9ACLIENT", "1"}}},
-        {"Informix not in its bin",
-         {{Text(informix, "INFORMIXDIR", home)}, {"home\\isqlt09a.dll"}},
-         {}},
+    Expect("Informix 7 on the search path", {{}, {"path\\ISQLT07C.DLL"}},
+           {{"HASINFORMIX7CCLIENT", "1"}});
+    Expect("Informix 9 at home",
+           {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll"}},
+           {{"HASINFORMIX9ACLIENT", "1"}});
+    Expect(
+        "both of Informix, one in each place",
+        {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll", "path\\isqlt07c.dll"}},
+        {{"HASINFORMIX7CCLIENT", "1"}, {"HASINFORMIX9ACLIENT", "1"}});
+    Expect("Informix not in its bin",
+           {{Text(informix, "INFORMIXDIR", home)}, {"home\\isqlt09a.dll"}}, {});
 
-        {"SQL Server on the search path",
-         {{}, {"path\\NTWDBLIB.DLL"}},
-         {{"HASMSSQLSERVERCLIENT", "1"}}},
-        {"SQL Server in its own folder",
-         {{Text(sqlServer, "SQLPath", home)}, {"home\\ntwdblib.dll"}},
-         {{"HASMSSQLSERVERCLIENT", "1"}}},
-        {"SQL Server's folder without it", {{Text(sqlServer, "SQLPath", home)}, {"home\\x"}}, {}},
-        {"SQL Server without a folder", {{KeyAlone(sqlServer)}}, {}},
-        {"SQL Server's folder is no path", {{Text(sqlServer, "SQLPath", Long)}}, {}},
-    });
+    Expect("SQL Server on the search path", {{}, {"path\\NTWDBLIB.DLL"}},
+           {{"HASMSSQLSERVERCLIENT", "1"}});
+    Expect("SQL Server in its own folder",
+           {{Text(sqlServer, "SQLPath", home)}, {"home\\ntwdblib.dll"}},
+           {{"HASMSSQLSERVERCLIENT", "1"}});
+    Expect("SQL Server's folder without it", {{Text(sqlServer, "SQLPath", home)}, {"home\\x"}}, {});
+    Expect("SQL Server without a folder", {{KeyAlone(sqlServer)}}, {});
+    Expect("SQL Server's folder is no path", {{Text(sqlServer, "SQLPath", Long)}}, {});
 }
 
 TEST(Browser, AVersionIsCutToAHundredfoldNumber) {
@@ -200,32 +182,24 @@ TEST(Browser, TheVersionsTextDecidesOnTheFlag) {
 TEST_F(DetectionTest, TheBrowserRegistersAFullVersionOrAnEarlyOne) {
     const auto version = [](const std::string& text) { return Text(Explorer, "Version", text); };
     const auto early = [](const std::string& text) { return Text(Explorer, "IVer", text); };
-    ExpectAll({
-        {"6", {{version("6.0.2900.2180")}}, {{"IEVERSION", "600"}}},
-        {"5", {{version("5.00.2920.0000")}}, {{"IEVERSION", "500"}, {"HASIE5", "1"}}},
-        {"the full version wins",
-         {{version("6.0.2900.2180"), early("103")}},
-         {{"IEVERSION", "600"}}},
-        {"3", {{early("103")}}, {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
-        {"an empty full version",
-         {{version(""), early("4.72.3110")}},
-         {{"IEVERSION", "4.72.3110"}, {"HASIE4", "1"}}},
-        {"both empty", {{version(""), early("")}}, {}},
-        {"no version", {{KeyAlone(Explorer)}}, {}},
-        {"a closed key", {{version("6.0")}, {}, {}, Explorer}, {}},
-        {"a full version without end",
-         {{version(std::string(62, '0') + "71" + Long)}},
-         {{"IEVERSION", "7100"}}},
-        {"an early one without end",
-         {{early("4" + Long)}},
-         {{"IEVERSION", "4" + std::string(63, '5')}}},
-        {"an early one, its end not stored",
-         {{Raw(Explorer, "IVer", REG_SZ, "103")}},
-         {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
-        {"a list counts by its first text",
-         {{List(Explorer, "IVer", {"103", "5"})}},
-         {{"IEVERSION", "103"}, {"HASIE3", "1"}}},
-    });
+    Expect("6", {{version("6.0.2900.2180")}}, {{"IEVERSION", "600"}});
+    Expect("5", {{version("5.00.2920.0000")}}, {{"IEVERSION", "500"}, {"HASIE5", "1"}});
+    Expect("the full version wins", {{version("6.0.2900.2180"), early("103")}},
+           {{"IEVERSION", "600"}});
+    Expect("3", {{early("103")}}, {{"IEVERSION", "103"}, {"HASIE3", "1"}});
+    Expect("an empty full version", {{version(""), early("4.72.3110")}},
+           {{"IEVERSION", "4.72.3110"}, {"HASIE4", "1"}});
+    Expect("both empty", {{version(""), early("")}}, {});
+    Expect("no version", {{KeyAlone(Explorer)}}, {});
+    Expect("a closed key", {{version("6.0")}, {}, {}, Explorer}, {});
+    Expect("a full version without end", {{version(std::string(62, '0') + "71" + Long)}},
+           {{"IEVERSION", "7100"}});
+    Expect("an early one without end", {{early("4" + Long)}},
+           {{"IEVERSION", "4" + std::string(63, '5')}});
+    Expect("an early one, its end not stored", {{Raw(Explorer, "IVer", REG_SZ, "103")}},
+           {{"IEVERSION", "103"}, {"HASIE3", "1"}});
+    Expect("a list counts by its first text", {{List(Explorer, "IVer", {"103", "5"})}},
+           {{"IEVERSION", "103"}, {"HASIE3", "1"}});
 }
 
 namespace {
@@ -271,27 +245,22 @@ TEST_F(DetectionTest, PluginFolderAndShortNames) {
     const auto noShortNames = [](DWORD number) {
         return Number(FileSystem, "NtfsDisable8dot3NameCreation", number);
     };
-    ExpectAll({
-        {"plug-ins",
-         {{version, Text(main, "Plugins Directory", "C:\\plug-ins")}},
-         {{"NSPLUGINPATH", "C:\\plug-ins"}}},
-        {"plug-ins of another version",
-         {{Text(Navigator, "CurrentVersion", "5"), Text(main, "Plugins Directory", "C:\\p")}},
-         {}},
-        {"no version", {{Text(main, "Plugins Directory", "C:\\p")}}, {}},
-        {"no folder", {{version, KeyAlone(main)}, {}, {{"NSPLUGINPATH", "given"}}}, {}},
-        {"an empty folder",
-         {{version, Text(main, "Plugins Directory", "")}, {}, {{"NSPLUGINPATH", "given"}}},
-         {}},
-        {"a closed folder key",
-         {{version, Text(main, "Plugins Directory", "C:\\p")}, {}, {}, main},
-         {}},
+    Expect("plug-ins", {{version, Text(main, "Plugins Directory", "C:\\plug-ins")}},
+           {{"NSPLUGINPATH", "C:\\plug-ins"}});
+    Expect("plug-ins of another version",
+           {{Text(Navigator, "CurrentVersion", "5"), Text(main, "Plugins Directory", "C:\\p")}},
+           {});
+    Expect("no version", {{Text(main, "Plugins Directory", "C:\\p")}}, {});
+    Expect("no folder", {{version, KeyAlone(main)}, {}, {{"NSPLUGINPATH", "given"}}}, {});
+    Expect("an empty folder",
+           {{version, Text(main, "Plugins Directory", "")}, {}, {{"NSPLUGINPATH", "given"}}}, {});
+    Expect("a closed folder key",
+           {{version, Text(main, "Plugins Directory", "C:\\p")}, {}, {}, main}, {});
 
-        {"short names are off", {{noShortNames(1)}}, {{"NtfsDisable8dot3NameCreation", "1"}}},
-        {"short names are on", {{noShortNames(0)}}, {}},
-        {"short names as each volume likes", {{noShortNames(2)}}, {}},
-        {"short names, as text", {{Text(FileSystem, "NtfsDisable8dot3NameCreation", "1")}}, {}},
-    });
+    Expect("short names are off", {{noShortNames(1)}}, {{"NtfsDisable8dot3NameCreation", "1"}});
+    Expect("short names are on", {{noShortNames(0)}}, {});
+    Expect("short names as each volume likes", {{noShortNames(2)}}, {});
+    Expect("short names, as text", {{Text(FileSystem, "NtfsDisable8dot3NameCreation", "1")}}, {});
 }
 
 TEST_F(DetectionTest, FrontPageWebsLieWithTheOfficeTemplatesOrWithFrontPage) {
@@ -304,23 +273,17 @@ TEST_F(DetectionTest, FrontPageWebsLieWithTheOfficeTemplatesOrWithFrontPage) {
     const std::string templates =
         "templates\\" + std::to_string(GetSystemDefaultLangID()) + "\\webs";
     const std::string below = "Templates" + templates.substr(9);
-    ExpectAll({
-        {"Office",
-         {{office("C:\\Program Files\\MS\\OFFICE\\"), frontPage("C:\\fp")}},
-         {{FrontPage, "c:\\program files\\ms\\" + below}}},
-        {"Office below a folder of that name",
-         {{office("C:\\office\\office\\")}},
-         {{FrontPage, "c:\\" + below}}},
-        {"Office elsewhere",
-         {{office("C:\\Program Files\\Office"), frontPage("C:\\fp")}},
-         {{FrontPage, "C:\\fp\\webs"}}},
-        {"FrontPage alone", {{frontPage("C:\\fp\\")}}, {{FrontPage, "C:\\fp\\webs"}}},
-        {"FrontPage's folder is empty", {{frontPage("")}}, {}},
-        {"a drive that is not there", {{frontPage("Q:\\fp")}}, {}},
-        {"neither",
-         {{KeyAlone("SOFTWARE\\Microsoft\\FrontPage\\3.0")}, {}, {{FrontPage, "C:\\given"}}},
-         {}},
-    });
+    Expect("Office", {{office("C:\\Program Files\\MS\\OFFICE\\"), frontPage("C:\\fp")}},
+           {{FrontPage, "c:\\program files\\ms\\" + below}});
+    Expect("Office below a folder of that name", {{office("C:\\office\\office\\")}},
+           {{FrontPage, "c:\\" + below}});
+    Expect("Office elsewhere", {{office("C:\\Program Files\\Office"), frontPage("C:\\fp")}},
+           {{FrontPage, "C:\\fp\\webs"}});
+    Expect("FrontPage alone", {{frontPage("C:\\fp\\")}}, {{FrontPage, "C:\\fp\\webs"}});
+    Expect("FrontPage's folder is empty", {{frontPage("")}}, {});
+    Expect("a drive that is not there", {{frontPage("Q:\\fp")}}, {});
+    Expect("neither",
+           {{KeyAlone("SOFTWARE\\Microsoft\\FrontPage\\3.0")}, {}, {{FrontPage, "C:\\given"}}}, {});
     Detect({{frontPage("Q:\\fp")}});
     EXPECT_TRUE(Contains(Log(), "myMsiSetDirectory: Can't access drive Q:. Directory " +
                                     std::string(FrontPage) + " will not be set to Q:\\fp\\webs"));
@@ -347,12 +310,10 @@ TEST_F(DetectionTest, TheOlapProvidersVersionIsThatOfItsFile) {
     const Properties common = {{"CommonFilesFolder", Here()}};
     const std::vector<std::string> provider = {"System\\ole db\\msolap.dll"};
     fileVersion = "8.0.0.760";
-    ExpectAll({
-        {"there", {{}, provider, common}, {{"MSOLAPVERSION", "8.0.0.760"}}},
-        {"not there", {{}, {}, common}, {}},
-    });
+    Expect("there", {{}, provider, common}, {{"MSOLAPVERSION", "8.0.0.760"}});
+    Expect("not there", {{}, {}, common}, {});
     fileVersion = "";
-    ExpectAll({{"without a version", {{}, provider, common}, {{"MSOLAPVERSION", "0"}}}});
+    Expect("without a version", {{}, provider, common}, {{"MSOLAPVERSION", "0"}});
 }
 
 // Everything at once: one probe does not take from another.

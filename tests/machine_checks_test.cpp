@@ -11,18 +11,14 @@ using testing::IsEmpty;
 
 namespace {
 
-struct Case {
-    const char* name;
-    Machine machine;
-    Properties changed;
-};
-
 class MachineChecksTest : public MachineTest {
 protected:
-    void ExpectAll(Action action, const std::vector<Case>& cases) {
-        for (const Case& row : cases)
-            EXPECT_EQ(RunOn(row.machine, action), row.changed) << row.name;
+    // One row of a test: a machine of its own, and what the action changes there.
+    void Expect(const char* name, const Machine& machine, const Properties& changed) {
+        EXPECT_EQ(RunOn(machine, action), changed) << name;
     }
+
+    Action action = nullptr;
 };
 
 // A machine's names as its system calls answer them; null: the call fails.
@@ -235,43 +231,33 @@ TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereI
     const Properties notes4 = with({{"NOTES_4_DIR", notes}});
     Properties both = notes5;
     both["NOTES_4_DIR"] = "C:\\four\\";
-    ExpectAll(GetNotesPath,
-              {
-                  {"none", {{}, {"windows\\notes.ini"}, with({{"NOTESDIR", notes}})}, {}},
-                  {"release 5, its ini beside it",
-                   {{}, {"notes\\notes.ini"}, notes5},
-                   {{program, notes}, {data, notesData}, {ini, notes}}},
-                  {"release 5, its ini in the Windows folder",
-                   {{}, {"windows\\notes.ini"}, notes5},
-                   {{program, notes}, {data, notesData}, {ini, windows}}},
-                  {"release 5, its ini in both",
-                   {{}, {"windows\\notes.ini", "notes\\notes.ini"}, notes5},
-                   {{program, notes}, {data, notesData}, {ini, notes}}},
-                  {"release 5 without an ini",
-                   {{}, {}, notes5},
-                   {{program, notes}, {data, notesData}, {ini, programs}}},
-                  {"both releases: the fifth",
-                   {{}, {"notes\\notes.ini"}, both},
-                   {{program, notes}, {data, notesData}, {ini, notes}}},
-                  {"release 4 without data, its ini in the Windows folder",
-                   {{}, {"windows\\notes.ini"}, notes4},
-                   {{program, notes}, {ini, windows}}},
-                  // Its folder is known, but NOTESDIR, from which it would be set, is not.
-                  {"release 4, its ini beside it",
-                   {{}, {"notes\\notes.ini"}, notes4},
-                   {{program, notes}, {ini, windows}}},
-                  {"a folder chosen before: only the ini is looked for",
-                   {{},
-                    {"notes\\notes.ini"},
-                    with({{"NOTES_DIR", "C:\\chosen\\"},
-                          {"NOTES_5_DIR", "C:\\five\\"},
-                          {program, notes},
-                          {"NOTESDIR", notes}})},
-                   {{ini, notes}}},
-                  {"a folder chosen before, and no ini",
-                   {{}, {}, with({{"NOTES_DIR", "C:\\chosen\\"}, {ini, "C:\\gone\\"}})},
-                   {{ini, programs}}},
-              });
+    action = GetNotesPath;
+    Expect("none", {{}, {"windows\\notes.ini"}, with({{"NOTESDIR", notes}})}, {});
+    Expect("release 5, its ini beside it", {{}, {"notes\\notes.ini"}, notes5},
+           {{program, notes}, {data, notesData}, {ini, notes}});
+    Expect("release 5, its ini in the Windows folder", {{}, {"windows\\notes.ini"}, notes5},
+           {{program, notes}, {data, notesData}, {ini, windows}});
+    Expect("release 5, its ini in both", {{}, {"windows\\notes.ini", "notes\\notes.ini"}, notes5},
+           {{program, notes}, {data, notesData}, {ini, notes}});
+    Expect("release 5 without an ini", {{}, {}, notes5},
+           {{program, notes}, {data, notesData}, {ini, programs}});
+    Expect("both releases: the fifth", {{}, {"notes\\notes.ini"}, both},
+           {{program, notes}, {data, notesData}, {ini, notes}});
+    Expect("release 4 without data, its ini in the Windows folder",
+           {{}, {"windows\\notes.ini"}, notes4}, {{program, notes}, {ini, windows}});
+    // Its folder is known, but NOTESDIR, from which it would be set, is not.
+    Expect("release 4, its ini beside it", {{}, {"notes\\notes.ini"}, notes4},
+           {{program, notes}, {ini, windows}});
+    Expect("a folder chosen before: only the ini is looked for",
+           {{},
+            {"notes\\notes.ini"},
+            with({{"NOTES_DIR", "C:\\chosen\\"},
+                  {"NOTES_5_DIR", "C:\\five\\"},
+                  {program, notes},
+                  {"NOTESDIR", notes}})},
+           {{ini, notes}});
+    Expect("a folder chosen before, and no ini",
+           {{}, {}, with({{"NOTES_DIR", "C:\\chosen\\"}, {ini, "C:\\gone\\"}})}, {{ini, programs}});
 }
 
 TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
@@ -279,22 +265,20 @@ TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
         return Machine{{}, files, {{"UPGRADEAPPDIR", Here("app\\")}, {"UPGRADEAPPNAME", list}}};
     };
     const Properties yes = {{"FOUNDUPGRADE", "1"}}, no = {{"FOUNDUPGRADE", "0"}};
-    ExpectAll(FindUpgradableApp,
-              {
-                  {"nothing asked for", {}, no},
-                  {"the first", looks("a.exe|b.exe|", {"app\\a.exe"}), yes},
-                  {"the second", looks("a.exe|b.exe|", {"app\\b.exe"}), yes},
-                  {"in a folder below", looks("x\\a.exe|", {"app\\x\\a.exe"}), yes},
-                  {"none", looks("a.exe|b.exe|", {"app\\c.exe"}), no},
-                  {"the last has no bar", looks("a.exe|b.exe", {"app\\b.exe"}), no},
-                  {"an empty name is the folder", looks("a.exe||", {"app\\c.exe"}), yes},
-                  {"an endless list", looks(std::string(5000, '|') + "a.exe|", {"a.exe"}), no},
-                  {"the legacy designer", looks("QDW", {"app\\qdw32.exe"}), yes},
-                  {"its media", looks("qdw", {"app\\win32\\x86\\disk1\\qdwfiles.inf"}), yes},
-                  {"its second to last name", looks("qdw", {"app\\hqdstd.msi"}), yes},
-                  {"its last name", looks("qdw", {"app\\hqdent.msi"}), no},
-                  {"a list that names it", looks("qdw|", {"app\\qdw.exe"}), no},
-              });
+    action = FindUpgradableApp;
+    Expect("nothing asked for", {}, no);
+    Expect("the first", looks("a.exe|b.exe|", {"app\\a.exe"}), yes);
+    Expect("the second", looks("a.exe|b.exe|", {"app\\b.exe"}), yes);
+    Expect("in a folder below", looks("x\\a.exe|", {"app\\x\\a.exe"}), yes);
+    Expect("none", looks("a.exe|b.exe|", {"app\\c.exe"}), no);
+    Expect("the last has no bar", looks("a.exe|b.exe", {"app\\b.exe"}), no);
+    Expect("an empty name is the folder", looks("a.exe||", {"app\\c.exe"}), yes);
+    Expect("an endless list", looks(std::string(5000, '|') + "a.exe|", {"a.exe"}), no);
+    Expect("the legacy designer", looks("QDW", {"app\\qdw32.exe"}), yes);
+    Expect("its media", looks("qdw", {"app\\win32\\x86\\disk1\\qdwfiles.inf"}), yes);
+    Expect("its second to last name", looks("qdw", {"app\\hqdstd.msi"}), yes);
+    Expect("its last name", looks("qdw", {"app\\hqdent.msi"}), no);
+    Expect("a list that names it", looks("qdw|", {"app\\qdw.exe"}), no);
     RunOn({{}, {}, {{"FOUNDUPGRADE", "1"}}}, FindUpgradableApp);
     EXPECT_EQ(FindUpgradableApp(0), ERROR_SUCCESS) << "reads that fail";
 }

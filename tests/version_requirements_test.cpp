@@ -32,23 +32,17 @@ UINT __stdcall RenameProbe(MSIHANDLE session) {
     return 0;
 }
 
-struct Case {
-    const char* name;
-    Machine machine;
-    bool isMet;
-    Properties changed;
-    Lines log;
-};
-
 class ProbeTest : public MachineTest {
 protected:
-    void ExpectAll(Action probe, const std::vector<Case>& cases) {
-        for (const Case& row : cases) {
-            SCOPED_TRACE(row.name);
-            EXPECT_EQ(RunOn(row.machine, probe, row.isMet ? 1 : 0), row.changed);
-            EXPECT_EQ(Log(), row.log);
-        }
+    // One row of a test: a machine of its own, and what the probe says there.
+    void Expect(const char* name, const Machine& machine, bool isMet, const Properties& changed,
+                const Lines& log) {
+        SCOPED_TRACE(name);
+        EXPECT_EQ(RunOn(machine, action, isMet ? 1 : 0), changed);
+        EXPECT_EQ(Log(), log);
     }
+
+    Action action = nullptr;
 };
 
 } // namespace
@@ -73,75 +67,41 @@ TEST_F(ProbeTest, JavaIsMetByABuildOfTheCurrentVersionWithACompiler) {
         "CheckJavaSDKVersion: No installed build of JDK 1.4.2 meets version requirements";
     const Properties javaHome = {{"JAVA_HOME", jdk + "\\"}};
 
-    ExpectAll(
-        JavaProbe,
-        {
-            {"none", {}, false, {}, {"CheckJavaSDKVersion: No Java SDK detected"}},
-            {"closed",
-             {{current}, {}, {}, Java},
-             false,
-             {},
-             {"CheckJavaSDKVersion: No Java SDK detected"}},
-            {"no current version",
-             {{KeyAlone(Java14)}},
-             false,
-             {},
-             {found, "CheckJavaSDKVersion: Unable to detect Java SDK CurrentVersion"}},
-            {"no key of it",
-             {{current}},
-             false,
-             {},
-             {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"}},
-            {"a closed key of it",
-             {{current, micro}, {}, {}, Java14},
-             false,
-             {},
-             {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"}},
-            {"no micro version",
-             {{current, KeyAlone(Java14)}},
-             false,
-             {},
-             {found, "CheckJavaSDKVersion: Unable to detect Java SDK MicroVersion"}},
-            {"no build", {{current, micro}, {}, minimum}, false, {}, {found, detected, none}},
-            {"an old build and one that meets the minimum",
-             {{current, micro, home, Java14Build("1.4.2"), Java14Build("1.4.2_06")},
-              compiler,
-              minimum},
-             true,
-             javaHome,
-             {found, detected, tooOld, newEnough, at}},
-            {"a home with its separator",
-             {{current, micro, Text(Java14, "JavaHome", jdk + "\\"), Java14Build("1.4.2_06")},
-              compiler,
-              minimum},
-             true,
-             javaHome,
-             {found, detected, newEnough, at}},
-            {"no compiler, tried for each build",
-             {{current, micro, home, Java14Build("1.4.2_06"), Java14Build("1.4.2_06b")},
-              {},
-              minimum},
-             false,
-             {},
-             {found, detected, newEnough, invalid + jdk + "\\" + noValid,
-              "CheckJavaSDKVersion: JDK 1.4.2.06b meets version requirements",
-              invalid + jdk + "\\" + noValid, none}},
-            {"no home",
-             {{current, micro, Java14Build("1.4.2_06")}, {}, minimum},
-             false,
-             {},
-             {found, detected, newEnough, invalid + noValid, none}},
-            {"a build of another version",
-             {{current, micro, home, Java14Build("1.5.0_01")}, compiler, minimum},
-             false,
-             {},
-             {found, detected, none}},
-            {"no minimum",
-             {{current, micro, home, Java14Build("1.4.2")}, compiler},
-             true,
-             javaHome,
-             {found, detected, "CheckJavaSDKVersion: JDK 1.4.2 meets version requirements", at}},
-        });
+    action = JavaProbe;
+    Expect("none", {}, false, {}, {"CheckJavaSDKVersion: No Java SDK detected"});
+    Expect("closed", {{current}, {}, {}, Java}, false, {},
+           {"CheckJavaSDKVersion: No Java SDK detected"});
+    Expect("no current version", {{KeyAlone(Java14)}}, false, {},
+           {found, "CheckJavaSDKVersion: Unable to detect Java SDK CurrentVersion"});
+    Expect("no key of it", {{current}}, false, {},
+           {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"});
+    Expect("a closed key of it", {{current, micro}, {}, {}, Java14}, false, {},
+           {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"});
+    Expect("no micro version", {{current, KeyAlone(Java14)}}, false, {},
+           {found, "CheckJavaSDKVersion: Unable to detect Java SDK MicroVersion"});
+    Expect("no build", {{current, micro}, {}, minimum}, false, {}, {found, detected, none});
+    Expect(
+        "an old build and one that meets the minimum",
+        {{current, micro, home, Java14Build("1.4.2"), Java14Build("1.4.2_06")}, compiler, minimum},
+        true, javaHome, {found, detected, tooOld, newEnough, at});
+    Expect("a home with its separator",
+           {{current, micro, Text(Java14, "JavaHome", jdk + "\\"), Java14Build("1.4.2_06")},
+            compiler,
+            minimum},
+           true, javaHome, {found, detected, newEnough, at});
+    Expect("no compiler, tried for each build",
+           {{current, micro, home, Java14Build("1.4.2_06"), Java14Build("1.4.2_06b")}, {}, minimum},
+           false, {},
+           {found, detected, newEnough, invalid + jdk + "\\" + noValid,
+            "CheckJavaSDKVersion: JDK 1.4.2.06b meets version requirements",
+            invalid + jdk + "\\" + noValid, none});
+    Expect("no home", {{current, micro, Java14Build("1.4.2_06")}, {}, minimum}, false, {},
+           {found, detected, newEnough, invalid + noValid, none});
+    Expect("a build of another version",
+           {{current, micro, home, Java14Build("1.5.0_01")}, compiler, minimum}, false, {},
+           {found, detected, none});
+    Expect("no minimum", {{current, micro, home, Java14Build("1.4.2")}, compiler}, true, javaHome,
+           {found, detected, "CheckJavaSDKVersion: JDK 1.4.2 meets version requirements", at});
 }
 
 TEST_F(ProbeTest, AnUnsetJavaHomeIsNotTheCurrentFolder) {
@@ -172,63 +132,38 @@ TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
                      "ASP.NET: Using v" + used};
     };
     const auto needs = [](const char* minimum) { return Properties{{AspNetMinimum, minimum}}; };
-    ExpectAll(AspNetProbe,
-              {
-                  {"none",
-                   {{}, {}, {{AspNetUpgrade, "upgrade.exe"}, {AspNetMinimum, "1.1"}}},
-                   false,
-                   {{AspNetUpgrade, ""}},
-                   {"ASP.NET: Not pre-installed"}},
-                  {"closed",
-                   {versions({"1.1.4322.0"}), {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet},
-                   false,
-                   {{AspNetUpgrade, ""}},
-                   {"ASP.NET: Not pre-installed"}},
-                  {"the newest is the minimum",
-                   {versions({"1.0.3705.0", "1.1.4322.0", "Names"}), {}, needs("1.1.4322.0")},
-                   true,
-                   {{"ASPNET", "1.1.4322.0"}},
-                   lines("1.1.4322.0", "1.1.4322.0", "1.1.4322.0")},
-                  {"all older than the minimum",
-                   {versions({"1.0.3705.0", "1.1.4322.0"}), {}, needs("2.0.0.0")},
-                   false,
-                   {{"ASPNET", "2.0.0.0"}},
-                   lines("1.1.4322.0", "2.0.0.0", "2.0.0.0")},
-                  {"numbers, not texts, are compared; the first of equals stays",
-                   {versions({"10.0", "10.0.0", "9.9"}), {}, needs("2.0.0.0")},
-                   true,
-                   {{"ASPNET", "10.0"}},
-                   lines("10.0", "2.0.0.0", "10.0")},
-                  {"no version at all, no minimum",
-                   {versions({"Names"})},
-                   true,
-                   {{"ASPNET", "0.0.0.0"}},
-                   lines("0.0.0.0", "", "0.0.0.0")},
-              });
+    action = AspNetProbe;
+    Expect("none", {{}, {}, {{AspNetUpgrade, "upgrade.exe"}, {AspNetMinimum, "1.1"}}}, false,
+           {{AspNetUpgrade, ""}}, {"ASP.NET: Not pre-installed"});
+    Expect("closed", {versions({"1.1.4322.0"}), {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet},
+           false, {{AspNetUpgrade, ""}}, {"ASP.NET: Not pre-installed"});
+    Expect("the newest is the minimum",
+           {versions({"1.0.3705.0", "1.1.4322.0", "Names"}), {}, needs("1.1.4322.0")}, true,
+           {{"ASPNET", "1.1.4322.0"}}, lines("1.1.4322.0", "1.1.4322.0", "1.1.4322.0"));
+    Expect("all older than the minimum",
+           {versions({"1.0.3705.0", "1.1.4322.0"}), {}, needs("2.0.0.0")}, false,
+           {{"ASPNET", "2.0.0.0"}}, lines("1.1.4322.0", "2.0.0.0", "2.0.0.0"));
+    Expect("numbers, not texts, are compared; the first of equals stays",
+           {versions({"10.0", "10.0.0", "9.9"}), {}, needs("2.0.0.0")}, true, {{"ASPNET", "10.0"}},
+           lines("10.0", "2.0.0.0", "10.0"));
+    Expect("no version at all, no minimum", {versions({"Names"})}, true, {{"ASPNET", "0.0.0.0"}},
+           lines("0.0.0.0", "", "0.0.0.0"));
 }
 
 TEST_F(ProbeTest, TheFrameworkIsComparedWithTheAspNetMinimum) {
     const auto with = [](const char* installed, const char* minimum) {
         return Machine{{}, {}, {{"MsiNetAssemblySupport", installed}, {AspNetMinimum, minimum}}};
     };
-    ExpectAll(DotNetProbe,
-              {
-                  {"none", {}, false, {}, {".NET Framework: Not Installed"}},
-                  {"newer",
-                   with("1.1.4322.573", "1.1.4322.0"),
-                   true,
-                   {},
-                   {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
-                    "'1.1.4322.0'",
-                    ".NET Framework: v1.1.4322.573 meets version requirements"}},
-                  {"older",
-                   with("1.1.4322.573", "2.0.0.0"),
-                   false,
-                   {},
-                   {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
-                    "'2.0.0.0'",
-                    ".NET Framework: v1.1.4322.573 does not meet version requirements"}},
-              });
+    action = DotNetProbe;
+    Expect("none", {}, false, {}, {".NET Framework: Not Installed"});
+    Expect("newer", with("1.1.4322.573", "1.1.4322.0"), true, {},
+           {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
+            "'1.1.4322.0'",
+            ".NET Framework: v1.1.4322.573 meets version requirements"});
+    Expect("older", with("1.1.4322.573", "2.0.0.0"), false, {},
+           {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
+            "'2.0.0.0'",
+            ".NET Framework: v1.1.4322.573 does not meet version requirements"});
 }
 
 TEST(PendingRenames, RollbackFilesLieInADrivesConfigMsi) {
@@ -270,52 +205,25 @@ TEST_F(ProbeTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
     const auto list = [&](const std::vector<std::string>& texts) {
         return Machine{{List(manager, value, texts)}};
     };
-    ExpectAll(
-        RenameProbe,
-        {
-            {"no key", {}, false, {}, {check + "failed to open registry key"}},
-            {"a closed key",
-             {{List(manager, value, {file, ""})}, {}, {}, manager},
-             false,
-             {},
-             {check + "failed to open registry key"}},
-            {"no value",
-             {{KeyAlone(manager)}},
-             false,
-             {},
-             {check + "failed to read registry value"}},
-            {"no list",
-             {{Text(manager, value, file)}},
-             false,
-             {},
-             {check + "failed to read registry value"}},
-            {"an empty list", list({}), false, {}, {check + "registry value is empty"}},
-            {"no bytes",
-             {{{manager, value, REG_MULTI_SZ, ""}}},
-             false,
-             {},
-             {check + "registry value is empty"}},
-            {"a rollback file to delete", list({rollback, ""}), false, {}, {ignored}},
-            {"a rollback file to rename",
-             list({rollback, file}),
-             false,
-             reboot,
-             {entry(rollback, file), mustReboot}},
-            {"a file to delete", list({file, ""}), false, reboot, {entry(file, ""), mustReboot}},
-            {"a file between rollback files",
-             list({rollback, "", file, "!" + file, rollback, ""}),
-             false,
-             reboot,
-             {ignored, entry(file, "!" + file), ignored, mustReboot}},
-            {"a third text",
-             list({rollback, "", rollback}),
-             false,
-             reboot,
-             {ignored, incomplete, mustReboot}},
-            {"the last target lacks its end",
-             {{{manager, value, REG_MULTI_SZ, file + '\0' + "C:\\y"}}},
-             false,
-             reboot,
-             {entry(file, "C:\\y"), mustReboot}},
-        });
+    action = RenameProbe;
+    Expect("no key", {}, false, {}, {check + "failed to open registry key"});
+    Expect("a closed key", {{List(manager, value, {file, ""})}, {}, {}, manager}, false, {},
+           {check + "failed to open registry key"});
+    Expect("no value", {{KeyAlone(manager)}}, false, {}, {check + "failed to read registry value"});
+    Expect("no list", {{Text(manager, value, file)}}, false, {},
+           {check + "failed to read registry value"});
+    Expect("an empty list", list({}), false, {}, {check + "registry value is empty"});
+    Expect("no bytes", {{{manager, value, REG_MULTI_SZ, ""}}}, false, {},
+           {check + "registry value is empty"});
+    Expect("a rollback file to delete", list({rollback, ""}), false, {}, {ignored});
+    Expect("a rollback file to rename", list({rollback, file}), false, reboot,
+           {entry(rollback, file), mustReboot});
+    Expect("a file to delete", list({file, ""}), false, reboot, {entry(file, ""), mustReboot});
+    Expect("a file between rollback files", list({rollback, "", file, "!" + file, rollback, ""}),
+           false, reboot, {ignored, entry(file, "!" + file), ignored, mustReboot});
+    Expect("a third text", list({rollback, "", rollback}), false, reboot,
+           {ignored, incomplete, mustReboot});
+    Expect("the last target lacks its end",
+           {{{manager, value, REG_MULTI_SZ, file + '\0' + "C:\\y"}}}, false, reboot,
+           {entry(file, "C:\\y"), mustReboot});
 }
