@@ -31,7 +31,6 @@ const char CommandProperty[] = "ADD_LUMO_DOCS_COMMAND";
 const char BatchFile[] = "runPublishUtil.bat";
 const char ClassPath[] = "publishUtil.jar;vxcore.jar;vxlib.jar;vxplugins.jar;vxsession.jar;"
                          "corbaidl.jar;ebus405.jar;xercesImpl.jar;xml-apis.jar";
-const char UtilityClass[] = "com.tarnwick.util.PublishUtil";
 
 const char RuntimeKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 const char DevelopmentKitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
@@ -79,7 +78,7 @@ std::string PropertiesText(const CDeferredData& data) {
             data.Lookup(line.text, value);
         if (line.source == Source::Path)
             value = WithSlashes(value);
-        text += std::string(line.key) + "=" + value + "\n";
+        text += Format("%s=%s\n", line.key, value.c_str());
     }
     return text;
 }
@@ -88,13 +87,13 @@ std::string PropertiesText(const CDeferredData& data) {
 // machine's Java, or nothing. A runtime that is registered but broken is not
 // made up for by a development kit.
 std::string JavaPrefix() {
-    for (const std::string key : {RuntimeKey, DevelopmentKitKey}) {
+    for (const char* key : {RuntimeKey, DevelopmentKitKey}) {
         CInstallRegistry registry;
         if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, key))
             continue;
         std::string version, home;
         if (registry.GetString("CurrentVersion", version) &&
-            registry.TryOpenKey(HKEY_LOCAL_MACHINE, key + "\\" + version) &&
+            registry.TryOpenKey(HKEY_LOCAL_MACHINE, Format("%s\\%s", key, version.c_str())) &&
             registry.GetString("JavaHome", home))
             return "\"" + home + "\\bin\\";
         return "";
@@ -104,8 +103,9 @@ std::string JavaPrefix() {
 
 std::string BatchText(const std::string& folder, const std::string& propertiesFile) {
     const std::string java = JavaPrefix();
-    return "cd /d \"" + folder + "\"\n" + java + "java" + (java.empty() ? "" : "\"") +
-           " -classpath " + ClassPath + " " + UtilityClass + " \"" + propertiesFile + "\"\n";
+    return Format("cd /d \"%s\"\n%sjava%s -classpath %s com.tarnwick.util.PublishUtil \"%s\"\n",
+                  folder.c_str(), java.c_str(), java.empty() ? "" : "\"", ClassPath,
+                  propertiesFile.c_str());
 }
 
 bool WriteTextFile(const std::string& path, const std::string& text) {

@@ -34,7 +34,7 @@ std::string_view TrimmedEnd(std::string_view line) {
 // Takes the next word of a line; empty after the last.
 std::string TakeWord(std::string_view& line) {
     line.remove_prefix(std::min(line.find_first_not_of(Blanks), line.size()));
-    const std::string word(line.substr(0, line.find_first_of(Blanks)));
+    std::string word(line.substr(0, line.find_first_of(Blanks)));
     line.remove_prefix(word.size());
     return word;
 }
