@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <fstream>
+#include <sstream>
 
 using metabase::AdminBase;
 using metabase::Keys;
@@ -120,6 +121,10 @@ TEST_F(StoreTest, AKeyThatIsWrittenIsBusyAboveAndBelow) {
     EXPECT_EQ(store.OpenKey(METADATA_MASTER_ROOT_HANDLE, L"/LM/W3SVC/2", ReadOnly, 0, &none),
               HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND));
     EXPECT_EQ(store.SaveData(), S_OK);
+    std::stringstream text;
+    text << std::ifstream(Scratch() + "store.txt").rdbuf();
+    EXPECT_THAT(text.str(), testing::HasSubstr("\n[/LM/W3SVC/1/ROOT2]\n"))
+        << "the letters of the tree, not of the caller";
     AdminBase later;
     EXPECT_EQ(later.Load(Scratch() + "store.txt"), S_OK);
     EXPECT_EQ(later.OpenKey(METADATA_MASTER_ROOT_HANDLE, L"/LM/W3SVC/1/ROOT2", ReadOnly, 0, &none),

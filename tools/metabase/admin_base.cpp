@@ -122,7 +122,7 @@ HRESULT AdminBase::OpenKey(METADATA_HANDLE base, LPCWSTR path, DWORD access, DWO
             return Refused(ERROR_PATH_BUSY);
     }
     *opened = ++lastHandle_;
-    handles_[*opened] = {whole, access};
+    handles_[*opened] = {keys_.find(whole)->first, access}; // in the letters of the tree
     return S_OK;
 }
 

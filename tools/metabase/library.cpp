@@ -67,7 +67,7 @@ LONG WriteValue(const char* path, const char* name, const std::string& value) {
         return opened;
     const LONG written =
         RegSetValueExA(key, name, 0, REG_SZ, reinterpret_cast<const unsigned char*>(value.c_str()),
-                       static_cast<DWORD>(value.size() + 1));
+                       static_cast<DWORD>(value.size()) + 1);
     RegCloseKey(key);
     return written;
 }
