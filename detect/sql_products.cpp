@@ -34,12 +34,7 @@ bool ReadText(const std::string& key, const char* valueName, std::string& text) 
 
 bool ReadNumber(const std::string& key, const char* valueName, DWORD& number) {
     CInstallRegistry registry;
-    DWORD type = REG_NONE;
-    DWORD size = sizeof number;
-    return registry.TryOpenKey(key) &&
-           RegQueryValueExA(registry.Key(), valueName, nullptr, &type,
-                            reinterpret_cast<BYTE*>(&number), &size) == ERROR_SUCCESS &&
-           type == REG_DWORD && size == sizeof number;
+    return registry.TryOpenKey(key) && registry.GetNumber(valueName, number);
 }
 
 int CompareMajor(const std::string& version, const char* major) {
