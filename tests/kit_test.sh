@@ -35,6 +35,26 @@ check "no two rows of the kit share an Id" \
 check "each action is described once" \
     same <(grep -hE '^## \w+$' "$REPO"/docs/actions/*.md | sed 's/^## //' | grep -xF -f "$work/all" | sort) "$work/all"
 
+# The index's rows, as the catalogue and the files of the reference have it.
+index_rows() {
+    local name when purpose file
+    sed -nE 's/^SETUP_ACTION\((\w+), (\w+), "(.*)"\)$/\1|\2|\3/p' "$catalogue" |
+        while IFS='|' read -r name when purpose; do
+            file=$(basename "$(grep -lxF "## $name" "$REPO"/docs/actions/*.md)")
+            printf '| [%s](actions/%s#%s) | %s | %s |\n' "$name" "$file" "${name,,}" "${when,,}" "$purpose"
+        done
+}
+# A link FILE.md#ANCHOR leads to a heading of that file.
+leads_somewhere() {
+    grep -hE '^#+ ' "$REPO/docs/${1%%#*}" | sed -E 's/^#+ //; s/[^A-Za-z0-9 -]//g; s/ /-/g' | grep -qixF "${1#*#}"
+}
+index=$REPO/docs/actions.md
+check "the index lists the actions" same <(sed '1,/^## By name/d' "$index" | grep '^| \[') <(index_rows)
+grep -oE '\(actions/[^)]+\)' "$index" | tr -d '()' | sort -u >"$work/links"
+check "its links lead somewhere" all "$work/links" leads_somewhere
+sed '/^## By name/,$d' "$index" | grep -oE '\[\w+\]' | tr -d '[]' | sort -u >"$work/tasks"
+check "each action is part of a task" same <(grep -xF -f "$work/all" "$work/tasks") "$work/all"
+
 # A fixed Id is the one that the partner's source sets.
 sed -nE 's/^ACTION_DATA\(\w+, "\[?([A-Za-z][^]"]*)\]?", .*/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/ids"
 sed -nE 's/^ACTION_DATA\(.*, (\w+)\)$/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/partners"
