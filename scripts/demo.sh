@@ -6,7 +6,7 @@ set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
 
-"$REPO/scripts/build.sh"
+"$REPO/scripts/build.sh" product
 
 export WINEPREFIX=$REPO/build/machines/demo
 out=$REPO/build/demo
