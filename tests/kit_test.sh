@@ -24,7 +24,7 @@ names '\w+' >"$work/all"
 # entries PATTERN: the entries of the kit's rows that match, sorted, once each.
 entries() { grep '<CustomAction ' "$kit/setupactions.wxi" | grep -E "$1" | sed -E 's/.* DllEntry="(\w+)".*/\1/' | sort -u; }
 
-check "the catalogue is in order, each action once" env LC_ALL=C sort -fuc <(sed -nE 's/^SETUP_ACTION\((\w+),.*/\1/p' "$catalogue")
+check "the catalogue has each action once" [ -z "$(uniq -d "$work/all")" ]
 check "every row of the catalogue was read" [ "$(wc -l <"$work/all")" = "$(grep -c '^SETUP_ACTION' "$catalogue")" ]
 check "the definition file exports the catalogue" \
     same <(sed -nE 's/^ +(\w+)=.*/\1/p' "$build/setupactions.def" | sort) "$work/all"
@@ -55,12 +55,16 @@ check "its links lead somewhere" all "$work/links" leads_somewhere
 sed '/^## By name/,$d' "$index" | grep -oE '\[\w+\]' | tr -d '[]' | sort -u >"$work/tasks"
 check "each action is part of a task" same <(grep -xF -f "$work/all" "$work/tasks") "$work/all"
 
-# A fixed Id is the one that the partner's source sets.
-sed -nE 's/^ACTION_DATA\(\w+, "\[?([A-Za-z][^]"]*)\]?", .*/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/ids"
+# A fixed Id is the one that the partner's source sets; the properties that hold
+# an Id are told to the package's author.
+sed -nE 's/^ACTION_DATA\(\w+, "([A-Za-z][^"]*)", .*/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/ids"
+sed -nE 's/^ACTION_DATA\(\w+, "\[([^"]*)\]", .*/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/holders"
 sed -nE 's/^ACTION_DATA\(.*, (\w+)\)$/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/partners"
 in_sources() { grep -rqF --include='*.cpp' "\"$1\"" "$REPO"/{services,setup,web}; }
 in_catalogue() { grep -qxF "$1" "$work/all"; }
 check "every fixed Id stands in a source" all "$work/ids" in_sources
+in_reference() { grep -rqF "\`$1\`" "$REPO/docs/actions"; }
+check "every property that holds an Id is described" all "$work/holders" in_reference
 check "every partner is an action" all "$work/partners" in_catalogue
 
 package=$work/'a package.msi'
