@@ -53,7 +53,7 @@ std::string FindSharePointTool(MSIHANDLE session) {
         LogMessage(session, Format("stsadm.exe path not found in: %s", SharePointKey));
         return "";
     }
-    const std::string tool = folder + SharePointTool;
+    std::string tool = folder + SharePointTool;
     LogMessage(session, Format("Found stsadm.exe path: %s", tool.c_str()));
     return tool;
 }
