@@ -126,6 +126,16 @@ protected:
                                  {"Attribute", "513"},
                                  {"ComponentAction", flags}});
     }
+    void AddReport(const std::string& attributes, const std::string& component,
+                   const std::string& flags) {
+        AddRow(MimeTypeTable, {{"VirtualPath", "viewer"},
+                               {"Extension", "rpt"},
+                               {"MimeType", "application/x-rpt"},
+                               {"Path", "C:\\Suite\\rpt.dll"},
+                               {"Attributes", attributes},
+                               {"Component_", component},
+                               {"ComponentAction", flags}});
+    }
     void SetStates(const std::string& component, INSTALLSTATE installed, INSTALLSTATE action) {
         Write("Component_State", component, std::to_string(installed));
         Write("Component_Action", component, std::to_string(action));
@@ -166,12 +176,7 @@ protected:
 
 TEST_F(WebConfigurationTest, AnInstallationPublishesItsRowsAndStartsWhatItStopped) {
     AddViewer("+-");
-    AddRow(MimeTypeTable, {{"VirtualPath", "viewer"},
-                           {"Extension", "rpt"},
-                           {"MimeType", "application/x-rpt"},
-                           {"Path", "C:\\Suite\\rpt.dll"},
-                           {"Attributes", "1"},
-                           {"ComponentAction", "+"}});
+    AddReport("1", "Main", "+");
     SetStates("Main", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL);
     const std::string start = "StartWebServices( File=" + file + " ).";
 
@@ -297,13 +302,7 @@ TEST_F(WebConfigurationTest, AMimeRowsBitsChooseItsList) {
         DeleteFileA(StoreFile().c_str());
         rows.clear();
         IIS4AddVirtualDir(session, "viewer", "C:\\x", 1, "");
-        AddRow(MimeTypeTable, {{"VirtualPath", "viewer"},
-                               {"Extension", ".rpt"},
-                               {"MimeType", "application/x-rpt"},
-                               {"Path", "C:\\Suite\\rpt.dll"},
-                               {"Attributes", row.attributes},
-                               {"Component_", row.component},
-                               {"ComponentAction", "+-"}});
+        AddReport(row.attributes, row.component, "+-");
         const auto entry = [&](DWORD id) {
             for (const std::wstring& text : Texts(Viewer, id))
                 if (text.find(L".rpt,") == 0)
@@ -316,7 +315,7 @@ TEST_F(WebConfigurationTest, AMimeRowsBitsChooseItsList) {
         calls.clear();
         const std::vector<std::string> adding = Run(ConfigureWebServices);
         EXPECT_TRUE(Contains(
-            adding, "Adding web mime type application/x-rpt Extension .rpt Virtual Dir viewer"));
+            adding, "Adding web mime type application/x-rpt Extension rpt Virtual Dir viewer"));
         EXPECT_EQ(Contains(adding, "Skipping ConfigureWebSvcExtension"), works && !row.isapi);
         EXPECT_EQ(entry(MD_SCRIPT_MAPS), row.scriptMap);
         EXPECT_EQ(entry(MD_MIME_MAP), row.mimeMap);
@@ -331,7 +330,7 @@ TEST_F(WebConfigurationTest, AMimeRowsBitsChooseItsList) {
         SetStates(row.component, INSTALLSTATE_LOCAL, INSTALLSTATE_ABSENT);
         calls.clear();
         const std::vector<std::string> removing = Run(UnConfigureWebServices);
-        EXPECT_TRUE(Contains(removing, "Removing web mime type application/x-rpt Extension .rpt "
+        EXPECT_TRUE(Contains(removing, "Removing web mime type application/x-rpt Extension rpt "
                                        "Virtual path viewer"));
         EXPECT_EQ(entry(MD_SCRIPT_MAPS), L"");
         EXPECT_EQ(entry(MD_MIME_MAP), L"");
@@ -388,11 +387,7 @@ TEST_F(WebConfigurationTest, OnlyServicesOfAWebServerAreStopped) {
 
 TEST_F(WebConfigurationTest, AStoreThatStaysBusyEndsNeitherActionNorServices) {
     AddViewer("+!");
-    AddRow(MimeTypeTable, {{"VirtualPath", "viewer"},
-                           {"Extension", "rpt"},
-                           {"MimeType", "text/rpt"},
-                           {"Attributes", "3"},
-                           {"ComponentAction", "+!"}});
+    AddReport("3", "Main", "+!");
     SetStates("Main", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL);
     const struct {
         UINT(WINAPI* action)(MSIHANDLE);
@@ -401,7 +396,7 @@ TEST_F(WebConfigurationTest, AStoreThatStaysBusyEndsNeitherActionNorServices) {
         {UnConfigureWebServices, "IIS4RemoveVirtualDir couldn't remove virtual directory viewer",
          "IIS4RemoveScriptMap: Couldn't remove extension rpt"},
         {ConfigureWebServices, "IIS4AddVirtualDir: Couldn't create virtual directory viewer",
-         "IIS4AddScriptMap: Couldn't add script map rpt->text/rpt"},
+         "IIS4AddScriptMap: Couldn't add script map rpt->application/x-rpt"},
     };
     for (const auto& row : cases) {
         answers["OpenKey"].assign(20, Busy);
