@@ -1,10 +1,12 @@
 #!/usr/bin/env bash
 # Builds everything, installs the sample package on a fresh machine of the
-# engine, shows what its actions logged and what changed, removes the package
-# again and shows that nothing stayed. Exits 1 when something did.
+# engine that has a web server, shows what its actions logged and what changed,
+# there and on the machine, removes the package again and shows that nothing
+# stayed. Exits 1 when something did.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
+source "$REPO/scripts/web_server.sh"
 
 "$REPO/scripts/build.sh" product
 
@@ -16,6 +18,7 @@ mkdir -p "$out"
 say "making a fresh machine"
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
+plant_web_server || fail "the web server's stand-ins were refused"
 
 # run_installer TITLE LOG ARGUMENT ...: a silent msiexec with a verbose log;
 # shows the lines that actions wrote themselves ("date, time: text").
@@ -46,17 +49,26 @@ package_changes() {
         cut -c1-160
 }
 
+show_web_server() {
+    echo "  the web server's configuration (C:\metabase.txt):"
+    grep -v -e '^;' -e '^$' "$WINEPREFIX/drive_c/metabase.txt" | sed 's/^/    /'
+}
+
 take_snapshot "$WINEPREFIX" "$out/before"
 run_installer "installing the sample package, adding the central and the event server" install.log \
     /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 take_snapshot "$WINEPREFIX" "$out/installed"
 echo "  what the installation changed:"
 package_changes
+show_web_server
 say "an administrator clones the server: TRNWCentralMS_clone"
 (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
     fail "the clone could not be made; see $out/clone.log"
 run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
+show_web_server
+echo "  what SharePoint's tool was called with:"
+sed 's/^/    /' "$WINEPREFIX/drive_c/sharepoint/bin/stsadm.log"
 take_snapshot "$WINEPREFIX" "$out/removed"
 left=$(show_difference "$out/before" "$out/removed")
 if [ -n "$left" ]; then

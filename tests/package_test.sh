@@ -3,6 +3,7 @@
 # installer, which calls the DLL in its own processes.
 source "$(dirname "$0")/support/check.sh"
 source "$REPO/scripts/snapshot.sh"
+source "$REPO/scripts/web_server.sh"
 
 work=$(mktemp -d)
 trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
@@ -26,6 +27,12 @@ aspnet='HKLM\SOFTWARE\Microsoft\ASP.NET\1.1.4322.0'
 for value in 'DllFullPath C:\aspnet\aspnet_isapi.dll' 'Path C:\aspnet'; do
     "$REPO/scripts/engine-exec" reg add "$aspnet" /v "${value%% *}" /d "${value#* }" >"$work/reg.log"
 done
+
+check "the machine gets a web server" plant_web_server
+# The server's configuration, without its layout and without the entries of the
+# ISAPI DLL, which a removal never takes out of the server's list.
+configuration() { grep -v -e '^;' -e '^$' -e 'Tarnwick Lumo$' metabase.txt; }
+configuration | sed '/Kestrel\]/,$d' >"$work/server.txt" # they stand last
 
 take_snapshot "$WINEPREFIX" "$work/before"
 check "the package installs" installer install.log /i 'P:\sample.msi' SAMPLESERVER=alpha INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
@@ -59,6 +66,24 @@ check "the shortcut of a component left out is not made" \
 check "the ASP.NET launch page is the default page" has "$pages/default.htm" "ASP.NET launch page"
 check "the plain one is the other" has "$pages/default_dotnet.htm" "Plain launch page"
 
+check "the virtual directories are there" has_line metabase.txt \
+    '[/LM/W3SVC/1/ROOT/viewer/admin]'
+check "with their values" has_line metabase.txt \
+    'Path (3001, file, inherited below) = "C:\Program Files\Setupactions Sample\Web Content"'
+check "extensions are mapped" has_line metabase.txt \
+    '    .rpt,C:\Program Files\Setupactions Sample\xazISAPI.dll,1'
+check "to MIME types too" has_line metabase.txt '    .rpx,application/x-report'
+check "the ISAPI DLL is allowed" has_line metabase.txt \
+    '    1,C:\Program Files\Setupactions Sample\xazISAPI.dll,1,,Tarnwick Lumo'
+check "nothing is there of a component left out" has_not metabase.txt connector
+check "those of earlier versions are gone" eval 'has_not metabase.txt suite9 && has_not metabase.txt Kestrel'
+check "SharePoint is told" \
+    grep -q '^"C:.sharepoint.bin.stsadm.exe" -o addpath -url http://[^/]*/viewer/ -type exclusion' sharepoint/bin/stsadm.log
+check "not of a component left out" has_not sharepoint/bin/stsadm.log connector
+check "the web service was stopped and is started again" has "$work/install.log" \
+    "StartService. Service: W3SVC Return Value: 1."
+check "the hand-off file is deleted" test -z "$(find "$WINEPREFIX/drive_c" -name 'qx*.tmp')"
+
 samples="Program Files/Setupactions Samples"
 check "the archive is unpacked" grep -q '^january,12' "$samples/reports by month/sales.csv"
 check "the tool's command line is logged" has "$work/install.log" \
@@ -67,12 +92,18 @@ rm -r "$samples/reports by month"
 echo "worn out" >"$samples/about.txt"
 check "the package is repaired" installer repair.log /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
 check "a repair unpacks again" test -f "$samples/reports by month/sales.csv"
+check "and undoes and redoes what asks for it" has "$work/repair.log" "Removing web virtual dir webinfo"
+check "but nothing else" has_not "$work/repair.log" "Removing web virtual dir viewer"
 check "over what is there" has "$samples/about.txt" "Sample reports"
 echo "of the user" >"$samples/reports by month/own.txt"
 "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >/dev/null
 check "the package is removed" installer remove.log /x 'P:\sample.msi'
 check "the server is stopped before" has "$work/remove.log" "Expected Service Status SERVICE_STOPPED reached"
+check "the web server is as before, less what earlier versions left" \
+    diff "$work/server.txt" <(configuration)
+check "SharePoint is told again" grep -q -- '-o deletepath .*/viewer/' sharepoint/bin/stsadm.log
+check "no hand-off file stays" test -z "$(find "$WINEPREFIX/drive_c" -name 'qx*.tmp')"
 check "a clone of the server goes with it" grep -q ': TRNWCentralMS_clone$' "$work/remove.log"
 take_snapshot "$WINEPREFIX" "$work/after"
 show_difference "$work/before" "$work/after" >"$work/left"
