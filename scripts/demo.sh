@@ -5,6 +5,7 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
+source "$REPO/scripts/sample-machine.sh"
 
 "$REPO/scripts/build.sh"
 
@@ -16,6 +17,7 @@ mkdir -p "$out"
 say "making a fresh machine"
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
+plant_sample_machine "$WINEPREFIX"
 
 # run_installer TITLE LOG ARGUMENT ...: a silent msiexec with a verbose log;
 # shows the lines that actions wrote themselves ("date, time: text").
@@ -46,12 +48,30 @@ package_changes() {
         cut -c1-160
 }
 
+# text_changes FOLDER NAME ...: what the actions changed in text files of the
+# package or, for host.conf, of another program.
+text_changes() {
+    local folder=$1 name
+    shift
+    for name; do
+        diff -u --label "$name, original" --label "$name, installed" \
+            <(tr -d '\r' <"$SAMPLE_SOURCES/textfiles/$name") <(tr -d '\r' <"$WINEPREFIX/drive_c/$folder/$name") |
+            sed 's/^/    /' || true
+    done
+}
+
 take_snapshot "$WINEPREFIX" "$out/before"
 run_installer "installing the sample package, adding the central and the event server" install.log \
     /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 take_snapshot "$WINEPREFIX" "$out/installed"
 echo "  what the installation changed:"
 package_changes
+echo "  what the actions changed in text files:"
+text_changes host host.conf
+text_changes "$SAMPLE_INSTALLED/textfiles" web.config server.conf
+text_changes "$SAMPLE_INSTALLED/reports/en" sales.url stock.url
+say "the server fills its cache"
+fill_sample_cache "$WINEPREFIX"
 say "an administrator clones the server: TRNWCentralMS_clone"
 (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
@@ -59,6 +79,8 @@ say "an administrator clones the server: TRNWCentralMS_clone"
 run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
 take_snapshot "$WINEPREFIX" "$out/removed"
 left=$(show_difference "$out/before" "$out/removed")
+cmp "$SAMPLE_SOURCES/textfiles/host.conf" "$WINEPREFIX/drive_c/host/host.conf" ||
+    fail "the other program's configuration is not what it was"
 if [ -n "$left" ]; then
     printf '%s\n' "$left"
     fail "the removal left the lines above behind"

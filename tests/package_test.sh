@@ -3,12 +3,14 @@
 # installer, which calls the DLL in its own processes.
 source "$(dirname "$0")/support/check.sh"
 source "$REPO/scripts/snapshot.sh"
+source "$REPO/scripts/sample-machine.sh"
 
 work=$(mktemp -d)
 trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
 export WINEPREFIX=$REPO/build/machines/package-test
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
+plant_sample_machine "$WINEPREFIX"
 cd "$WINEPREFIX/drive_c" || exit 1
 
 # installer LOG ARGUMENT ...: a silent msiexec; the log is left in $work/LOG.
@@ -59,6 +61,28 @@ check "the shortcut of a component left out is not made" \
 check "the ASP.NET launch page is the default page" has "$pages/default.htm" "ASP.NET launch page"
 check "the plain one is the other" has "$pages/default_dotnet.htm" "Plain launch page"
 
+# text FILE: without its carriage returns.
+text() { tr -d '\r' <"$1"; }
+lines_of() { grep -c -F -- "$2" "$1"; }
+block=$(text "$SAMPLE_SOURCES/textfiles/host_block.txt")
+settings=$(text "$SAMPLE_SOURCES/textfiles/app_settings.txt")
+check "the block is merged before its line of the other program's file" \
+    test "$(text host/host.conf)" = "$(text "$SAMPLE_SOURCES/textfiles/host.conf" | awk -v block="$block" '/^# end of modules/ { print block } { print }')"
+check "the web.config gets a section with the block" \
+    test "$(text "$web/textfiles/web.config" | sed -n '/<appSettings>/,/<.appSettings>/p' | sed '1d;$d')" = "$settings"
+check "the template is filled" \
+    test "$(text "$web/textfiles/server.conf" | sed -n 's/^\(server\|pages\|language\) *= //p' | tr '\n' ' ')" = "alpha aspnet_client/1_1_4322 en "
+check "no placeholder is left" has_not "$web/textfiles/server.conf" "%"
+check "the sample reports' shortcuts lead to the installed files" \
+    test "$(text "$web/reports/en/sales.url" | grep '^URL=')" = "URL=file:///C:/Program Files/Setupactions Sample/reports/sales.txt"
+for release in '9.0 OPEN1' '10.0 OPEN'; do
+    "$REPO/scripts/engine-exec" reg query "HKCU\\Software\\Microsoft\\Office\\${release% *}\\Excel\\Options" /v "${release#* }" >"$work/excel"
+    check "the add-in is registered with Excel ${release% *}" has "$work/excel" '"C:\Program Files\Setupactions Sample\textfiles\vdptxls.xla"'
+done
+check "the web parts go in by the tool" has "$web/sharepoint/InstallSharePointWebPartLog.txt" \
+    'stand-in for stsadm.exe: -o addwppack -url http://central -globalinstall -force -filename C:\Program Files\Setupactions Sample\sharepoint\Enterprise.Sharepoint.CAB'
+check "its success is seen" grep -q 'Found line "Operation completed successfully" in .* at line 3' "$work/install.log"
+
 samples="Program Files/Setupactions Samples"
 check "the archive is unpacked" grep -q '^january,12' "$samples/reports by month/sales.csv"
 check "the tool's command line is logged" has "$work/install.log" \
@@ -67,13 +91,20 @@ rm -r "$samples/reports by month"
 echo "worn out" >"$samples/about.txt"
 check "the package is repaired" installer repair.log /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
 check "a repair unpacks again" test -f "$samples/reports by month/sales.csv"
+check "a repair changes the package's own text files again" \
+    test "$(lines_of "$web/textfiles/web.config" "<appSettings>") $(lines_of "$web/textfiles/web.config" reportsPerPage)" = "1 1"
+check "but not the other program's" test "$(lines_of host/host.conf suite_viewer)" = 1
 check "over what is there" has "$samples/about.txt" "Sample reports"
 echo "of the user" >"$samples/reports by month/own.txt"
 "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >/dev/null
+fill_sample_cache "$WINEPREFIX"
 check "the package is removed" installer remove.log /x 'P:\sample.msi'
 check "the server is stopped before" has "$work/remove.log" "Expected Service Status SERVICE_STOPPED reached"
 check "a clone of the server goes with it" grep -q ': TRNWCentralMS_clone$' "$work/remove.log"
+check "the other program's file is what it was" cmp "$SAMPLE_SOURCES/textfiles/host.conf" host/host.conf
+check "the web parts go out by the tool" \
+    has "$(find . -name UnInstallSharePointWebPartLog.txt)" "-o deletewppack -name Enterprise.Sharepoint.Cab -url http://central"
 take_snapshot "$WINEPREFIX" "$work/after"
 show_difference "$work/before" "$work/after" >"$work/left"
 cat "$work/left"
