@@ -61,6 +61,9 @@ text_changes() {
 }
 
 take_snapshot "$WINEPREFIX" "$out/before"
+services="$WINEPREFIX/drive_c/windows/system32/drivers/etc/services"
+cp "$services" "$out/services"
+plant_older_add_on "$WINEPREFIX"
 run_installer "installing the sample package, adding the central and the event server" install.log \
     /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 take_snapshot "$WINEPREFIX" "$out/installed"
@@ -70,6 +73,8 @@ echo "  what the actions changed in text files:"
 text_changes host host.conf
 text_changes "$SAMPLE_INSTALLED/textfiles" web.config server.conf
 text_changes "$SAMPLE_INSTALLED/reports/en" sales.url stock.url
+diff -u --label "services, original" --label "services, installed" \
+    <(tr -d '\r' <"$out/services") <(tr -d '\r' <"$services") | sed 's/^/    /' || true
 say "the server fills its cache"
 fill_sample_cache "$WINEPREFIX"
 say "an administrator clones the server: TRNWCentralMS_clone"
@@ -81,6 +86,7 @@ take_snapshot "$WINEPREFIX" "$out/removed"
 left=$(show_difference "$out/before" "$out/removed")
 cmp "$SAMPLE_SOURCES/textfiles/host.conf" "$WINEPREFIX/drive_c/host/host.conf" ||
     fail "the other program's configuration is not what it was"
+cmp "$out/services" "$services" || fail "the network services are not what they were"
 if [ -n "$left" ]; then
     printf '%s\n' "$left"
     fail "the removal left the lines above behind"

@@ -30,6 +30,13 @@ for value in 'DllFullPath C:\aspnet\aspnet_isapi.dll' 'Path C:\aspnet'; do
 done
 
 take_snapshot "$WINEPREFIX" "$work/before"
+services=windows/system32/drivers/etc/services
+cp "$services" "$work/services"
+plant_older_add_on "$WINEPREFIX"
+refused() { ! installer "$@"; }
+check "a server is not added without the repository's user" \
+    refused refused.log /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 DATABASEUID=
+check "nothing is installed then" test ! -e "Program Files/Setupactions Sample"
 check "the package installs" installer install.log /i 'P:\sample.msi' SAMPLESERVER=alpha INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
 check "its file is there" test -f "Program Files/Setupactions Sample/readme.txt"
 check "a deferred action logs the data it was handed" has "$work/install.log" "ReportSampleData: SAMPLESERVER is alpha"
@@ -83,6 +90,27 @@ check "the web parts go in by the tool" has "$web/sharepoint/InstallSharePointWe
     'stand-in for stsadm.exe: -o addwppack -url http://central -globalinstall -force -filename C:\Program Files\Setupactions Sample\sharepoint\Enterprise.Sharepoint.CAB'
 check "its success is seen" grep -q 'Found line "Operation completed successfully" in .* at line 3' "$work/install.log"
 
+info="$web/info"
+plug_in=plugins/auth/secWindowsNT/secWindowsNT.dll
+group='HKLM\Software\Setupactions Sample Groups\Kestrel NT Users'
+check "the user group is made by the plug-in" "$REPO/scripts/engine-exec" reg query "$group" >/dev/null
+check "and mapped by the script" test "$(text "$info/scripts/mapped_groups.txt")" = "Kestrel NT Users"
+check "the plug-in is copied for the server" cmp "$info/$plug_in" "$web/win32_x86/$plug_in"
+check "the publishing utility is told the server" has "$web/publishing/PublishUtil.properties" "CMS=central"
+check "and the folders" has "$web/publishing/PublishUtil.properties" \
+    "UniverseDirectory=C:/Program Files/Setupactions Sample/publishing/universes/"
+check "it is run" has "$web/publishing/published.txt" 'PublishUtil "C:\Program Files\Setupactions Sample\publishing\PublishUtil.properties"'
+check "the installed server's network service is added, nothing else" \
+    test "$(diff "$work/services" "$services" | tr -d '\r' | grep '^[<>]')" = $'> kestrelcms\t6400/tcp\tcms # Sample management server'
+check "the data source's directory is that of the earlier database file" \
+    has "$work/install.log" 'Setting Directory ODBCDATADIR = C:\olddata'
+check "so there is no second one" test -f olddata/sample.mdb -a ! -e "$web/data/sample.mdb"
+check "the older release's add-on is deleted, nothing else" test "$(ls older/info)" = about.txt
+check "the missing data access components are installed" has "$work/install.log" "stand-in for mdac_typ.exe: /q:a"
+check "the driver, too" has "$work/install.log" "stand-in for NotesSQL302c.exe: -s -a"
+check "the script host is there already" has_not "$work/install.log" "stand-in for script.exe"
+check "a silent installation opens nothing" test "$(grep -c 'Action start.*\(AdminPortal\|BrowseForVX\)' "$work/install.log")" = 0
+
 samples="Program Files/Setupactions Samples"
 check "the archive is unpacked" grep -q '^january,12' "$samples/reports by month/sales.csv"
 check "the tool's command line is logged" has "$work/install.log" \
@@ -94,6 +122,8 @@ check "a repair unpacks again" test -f "$samples/reports by month/sales.csv"
 check "a repair changes the package's own text files again" \
     test "$(lines_of "$web/textfiles/web.config" "<appSettings>") $(lines_of "$web/textfiles/web.config" reportsPerPage)" = "1 1"
 check "but not the other program's" test "$(lines_of host/host.conf suite_viewer)" = 1
+check "a repair finds the database file's folder again" test ! -e "$web/data/sample.mdb"
+check "a repair adds no network service twice" test "$(lines_of "$services" kestrelcms)" = 1
 check "over what is there" has "$samples/about.txt" "Sample reports"
 echo "of the user" >"$samples/reports by month/own.txt"
 "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
@@ -102,6 +132,8 @@ fill_sample_cache "$WINEPREFIX"
 check "the package is removed" installer remove.log /x 'P:\sample.msi'
 check "the server is stopped before" has "$work/remove.log" "Expected Service Status SERVICE_STOPPED reached"
 check "a clone of the server goes with it" grep -q ': TRNWCentralMS_clone$' "$work/remove.log"
+check "so are the network services" cmp "$work/services" "$services"
+check "the plug-in deletes its group" has "$work/remove.log" "DeleteNTUserGroup returned success"
 check "the other program's file is what it was" cmp "$SAMPLE_SOURCES/textfiles/host.conf" host/host.conf
 check "the web parts go out by the tool" \
     has "$(find . -name UnInstallSharePointWebPartLog.txt)" "-o deletewppack -name Enterprise.Sharepoint.Cab -url http://central"
