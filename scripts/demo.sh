@@ -7,7 +7,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
 source "$REPO/scripts/sample-machine.sh"
 
-"$REPO/scripts/build.sh"
+"$REPO/scripts/build.sh" product
 
 export WINEPREFIX=$REPO/build/machines/demo
 out=$REPO/build/demo

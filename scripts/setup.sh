@@ -7,7 +7,7 @@ source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 
 PACKAGES=(
     cmake ninja-build g++-mingw-w64-i686-posix libz-mingw-w64-dev   # building
-    wixl msitools                                                  # packages
+    wixl msitools zip                                              # packages
     libc6-i386 lib32gcc-s1 libz-mingw-w64                          # the engine runs on these
     googletest clang-format clang-tidy cppcheck                    # tests
 )

@@ -19,6 +19,9 @@ TEST(ActionhostArguments, ReadsPackageActionPropertiesAndOptions) {
 
     EXPECT_TRUE(ParseArguments({"a.msi", "X", "--data", ""}).deferred) << "also with no data";
     EXPECT_TRUE(ParseArguments({"--list"}).list);
+    const Arguments check = ParseArguments({"a.msi", "--check"});
+    EXPECT_TRUE(check.check);
+    EXPECT_EQ(check.package, "a.msi");
 }
 
 TEST(ActionhostArguments, SaysWhatIsWrong) {
@@ -34,6 +37,8 @@ TEST(ActionhostArguments, SaysWhatIsWrong) {
         {{"a.msi", "X", "--dll"}, "--dll needs"},
         {{"a.msi", "X", "--speed"}, "--speed"},
         {{"--list", "a.msi"}, "--list takes no"},
+        {{"--check"}, "no package"},
+        {{"--check", "a.msi", "X"}, "--check takes"},
     };
     for (const auto& row : cases) {
         try {

@@ -51,4 +51,26 @@ check "with one line" [ "$(wc -l <"$work/out")" = 1 ]
 host "$sample" GetPid --dll "$work/missing.dll"
 check "a missing library exits 2" exits 2
 
+host "$sample" --check
+check "the sample package passes the check" exits 0
+check "with its rows read" grep -qE '^checked  [1-9][0-9]+ rows that call the library, [1-9][0-9]* of them in the execute sequence: 0 findings$' "$work/out"
+"$REPO/build/x86/kit/import-tables.sh" "$work/a package.msi" >"$work/import"
+host "$work/a package.msi" --check
+check "also with every table of the kit" exits 0
+msibuild "$work/a package.msi" -q "UPDATE CustomAction SET Target = 'GetPdi' WHERE Action = 'GetPid'"
+msibuild "$work/a package.msi" -q "UPDATE CustomAction SET Type = 1 WHERE Action = 'StartAPSService'"
+msibuild "$work/a package.msi" -q "DELETE FROM InstallExecuteSequence WHERE Action = 'SetCopyHTMLViewerData'"
+msibuild "$work/a package.msi" -q 'DROP TABLE KestrelRedirection'
+msibuild "$work/a package.msi" -q 'CREATE TABLE KestrelRedirection (Directory_ CHAR(72) NOT NULL, RegKey CHAR(255), RegValue CHAR(255) PRIMARY KEY Directory_)'
+host "$work/a package.msi" --check
+check "a broken package exits 1" exits 1
+check "with one line for each fault" [ "$(grep -c '^found  ' "$work/out")" = 4 ]
+check "a misspelt entry" has_line "$work/out" "found  action GetPid: GetPdi is no action of the library: did you mean GetPid?"
+check "a deferred action that is scheduled immediate" has "$work/out" "found  action StartAPSService: StartAPSService runs deferred only"
+check "a deferred action without its data" has "$work/out" "found  action CopyHTMLViewerToPFCD: gets no action data"
+check "a missing column" has "$work/out" "found  table KestrelRedirection: has no column CallNumber"
+host "$work/text.msi" --check
+check "what is no package exits 2" exits 2
+check "with one line" [ "$(wc -l <"$work/out")" = 1 ]
+
 finish

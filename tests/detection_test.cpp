@@ -49,13 +49,8 @@ TEST_F(DetectionTest, TheWebServerIsThereFromMajorVersionFour) {
     const RegistryValue version4 = Number(W3svcParameters, "MajorVersion", 4);
     Expect("nothing", {}, {});
     Expect("version 4", {{service, version4}}, both);
-    Expect("version 6", {{service, Number(W3svcParameters, "MajorVersion", 6)}}, both);
-    Expect("a huge version", {{service, Number(W3svcParameters, "MajorVersion", 0xFFFFFFFF)}},
-           both);
     Expect("version 3", {{service, Number(W3svcParameters, "MajorVersion", 3)}}, {});
     Expect("no service", {{version4}}, {});
-    Expect("no parameters", {{service}}, {});
-    Expect("no version", {{service, KeyAlone(W3svcParameters)}}, {});
     Expect("the version as text", {{service, Text(W3svcParameters, "MajorVersion", "6")}}, {});
     Expect("a closed service key", {{service, version4}, {}, {}, W3svcEnum}, {});
     Expect("the package says so", {{}, {}, {{"HASIIS4", "1"}}}, {{"HASWEBSERVER", "1"}});
@@ -63,9 +58,6 @@ TEST_F(DetectionTest, TheWebServerIsThereFromMajorVersionFour) {
 }
 
 TEST_F(DetectionTest, KeysTellOfDevelopmentToolsAndMail) {
-    Expect("some version", {{KeyAlone("Software\\Microsoft\\Visual Basic")}}, {{"HASVB", "1"}});
-    Expect("version 5", {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0")}},
-           {{"HASVB", "1"}, {"HASVB5", "1"}});
     Expect("both versions, one closed",
            {{KeyAlone("Software\\Microsoft\\Visual Basic\\5.0"),
              KeyAlone("Software\\Microsoft\\Visual Basic\\6.0")},
@@ -89,60 +81,31 @@ TEST_F(DetectionTest, DatabaseClientsAreFoundByTheirHomesAndLibraries) {
     Expect("Oracle", {{Text(oracle, "ORACLE_HOME", home)}, {"home\\x"}},
            {{"HASORACLECLIENT", "1"}});
     Expect("Oracle's home is gone", {{Text(oracle, "ORACLE_HOME", home)}}, {});
-    Expect("Oracle without a home", {{KeyAlone(oracle)}}, {});
-    Expect("Oracle's home is empty", {{Text(oracle, "ORACLE_HOME", "")}}, {});
     Expect("Oracle's home is no path", {{Text(oracle, "ORACLE_HOME", Long)}}, {});
     Expect("Oracle's home has no end", {{Raw(oracle, "ORACLE_HOME", REG_SZ, home)}, {"home\\x"}},
            {{"HASORACLECLIENT", "1"}});
-
     Expect("Sybase on the search path only", {{}, {"path\\LIBCT.DLL", "path\\LIBCS.DLL"}},
            {{"HASSYBASECLIENT", "1"}});
     Expect("Sybase half on the search path, half at home",
            {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}},
            {{"HASSYBASECLIENT", "1"}});
-    Expect("Sybase at home, which ends in a separator",
-           {{Text(sybase, "SYBASE", home + "/")}, {"home\\dll\\libcs.dll", "home\\dll\\libct.dll"}},
-           {{"HASSYBASECLIENT", "1"}});
-    Expect("half of Sybase on the search path, no home", {{}, {"path\\libcs.dll"}}, {});
     Expect(
         "half of Sybase on the search path, home closed",
         {{Text(sybase, "SYBASE", home)}, {"path\\libcs.dll", "home\\dll\\libct.dll"}, {}, sybase},
         {});
-    Expect("half of Sybase at home", {{Text(sybase, "SYBASE", home)}, {"home\\dll\\libcs.dll"}},
-           {});
-    Expect("Sybase in the wrong folder",
-           {{Text(sybase, "SYBASE", home)}, {"home\\bin\\libcs.dll", "home\\bin\\libct.dll"}}, {});
-
     Expect("DB2 at home",
            {{Text(db2, "DB2PATH", home)},
             {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll", "home\\bin\\db2cli.dll"}},
            {{"HASDB2CLIENT", "1"}});
     Expect("DB2 without its third library",
            {{Text(db2, "DB2PATH", home)}, {"home\\bin\\db2util.dll", "home\\bin\\db2app.dll"}}, {});
-    Expect("DB2 on the search path",
-           {{Text(db2, "DB2PATH", "Q:\\gone")},
-            {"path\\db2util.dll", "path\\db2app.dll", "path\\db2cli.dll"}},
-           {{"HASDB2CLIENT", "1"}});
-
-    Expect("Informix 7 on the search path", {{}, {"path\\ISQLT07C.DLL"}},
-           {{"HASINFORMIX7CCLIENT", "1"}});
-    Expect("Informix 9 at home",
-           {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll"}},
-           {{"HASINFORMIX9ACLIENT", "1"}});
     Expect(
         "both of Informix, one in each place",
         {{Text(informix, "INFORMIXDIR", home)}, {"home\\bin\\isqlt09a.dll", "path\\isqlt07c.dll"}},
         {{"HASINFORMIX7CCLIENT", "1"}, {"HASINFORMIX9ACLIENT", "1"}});
-    Expect("Informix not in its bin",
-           {{Text(informix, "INFORMIXDIR", home)}, {"home\\isqlt09a.dll"}}, {});
-
-    Expect("SQL Server on the search path", {{}, {"path\\NTWDBLIB.DLL"}},
-           {{"HASMSSQLSERVERCLIENT", "1"}});
     Expect("SQL Server in its own folder",
            {{Text(sqlServer, "SQLPath", home)}, {"home\\ntwdblib.dll"}},
            {{"HASMSSQLSERVERCLIENT", "1"}});
-    Expect("SQL Server's folder without it", {{Text(sqlServer, "SQLPath", home)}, {"home\\x"}}, {});
-    Expect("SQL Server without a folder", {{KeyAlone(sqlServer)}}, {});
     Expect("SQL Server's folder is no path", {{Text(sqlServer, "SQLPath", Long)}}, {});
 }
 
@@ -151,16 +114,10 @@ TEST(Browser, AVersionIsCutToAHundredfoldNumber) {
         const char* version;
         const char* hundredfold;
     } cases[] = {{"6.0.2900.2180", "600"},
-                 {"5.00.2920.0000", "500"},
-                 {"5.50.4134.0600", "550"},
                  {"4.72.3110.0", "472"},
-                 {"4.71", "471"},
                  {"4.35", "434"},
-                 {"9.11.19041.0", "911"},
-                 {"11", "1100"},
                  {"none", "0"},
                  {".5", "50"},
-                 {"-1.5", "-150"},
                  {"1e300", "2147483647"},
                  {"-1e300", "-2147483648"}};
     for (const auto& row : cases)
@@ -171,10 +128,8 @@ TEST(Browser, TheVersionsTextDecidesOnTheFlag) {
     const struct {
         const char* version;
         const char* flag;
-    } cases[] = {{"103", "HASIE3"},  {"5", "HASIE5"},    {"500", "HASIE5"},    {"5000", "HASIE5"},
-                 {"4.71", "HASIE4"}, {"4x72", "HASIE4"}, {"4.72.1", "HASIE4"}, {"472", nullptr},
-                 {"4.7", nullptr},   {"4.73", nullptr},  {"1030", nullptr},    {"600", nullptr},
-                 {"", nullptr},      {"10", nullptr}};
+    } cases[] = {{"103", "HASIE3"}, {"5000", "HASIE5"}, {"4x72", "HASIE4"}, {"472", nullptr},
+                 {"4.73", nullptr}, {"1030", nullptr},  {"", nullptr}};
     for (const auto& row : cases)
         EXPECT_STREQ(BrowserFlag(row.version), row.flag) << row.version;
 }
@@ -182,23 +137,16 @@ TEST(Browser, TheVersionsTextDecidesOnTheFlag) {
 TEST_F(DetectionTest, TheBrowserRegistersAFullVersionOrAnEarlyOne) {
     const auto version = [](const std::string& text) { return Text(Explorer, "Version", text); };
     const auto early = [](const std::string& text) { return Text(Explorer, "IVer", text); };
-    Expect("6", {{version("6.0.2900.2180")}}, {{"IEVERSION", "600"}});
     Expect("5", {{version("5.00.2920.0000")}}, {{"IEVERSION", "500"}, {"HASIE5", "1"}});
     Expect("the full version wins", {{version("6.0.2900.2180"), early("103")}},
            {{"IEVERSION", "600"}});
-    Expect("3", {{early("103")}}, {{"IEVERSION", "103"}, {"HASIE3", "1"}});
     Expect("an empty full version", {{version(""), early("4.72.3110")}},
            {{"IEVERSION", "4.72.3110"}, {"HASIE4", "1"}});
-    Expect("both empty", {{version(""), early("")}}, {});
-    Expect("no version", {{KeyAlone(Explorer)}}, {});
-    Expect("a closed key", {{version("6.0")}, {}, {}, Explorer}, {});
     Expect("a full version without end", {{version(std::string(62, '0') + "71" + Long)}},
            {{"IEVERSION", "7100"}});
     Expect("an early one without end", {{early("4" + Long)}},
            {{"IEVERSION", "4" + std::string(63, '5')}});
     Expect("an early one, its end not stored", {{Raw(Explorer, "IVer", REG_SZ, "103")}},
-           {{"IEVERSION", "103"}, {"HASIE3", "1"}});
-    Expect("a list counts by its first text", {{List(Explorer, "IVer", {"103", "5"})}},
            {{"IEVERSION", "103"}, {"HASIE3", "1"}});
 }
 
@@ -226,9 +174,9 @@ TEST_F(DetectionTest, OnlyNt4CannotKeepAssembliesSideBySide) {
         DWORD major;
         bool isSupported;
     } cases[] = {
-        {VER_PLATFORM_WIN32_NT, 3, false},     {VER_PLATFORM_WIN32_NT, 4, false},
-        {VER_PLATFORM_WIN32_NT, 5, true},      {VER_PLATFORM_WIN32_NT, 10, true},
-        {VER_PLATFORM_WIN32_WINDOWS, 4, true}, {VER_PLATFORM_WIN32s, 3, true},
+        {VER_PLATFORM_WIN32_NT, 4, false},
+        {VER_PLATFORM_WIN32_NT, 5, true},
+        {VER_PLATFORM_WIN32_WINDOWS, 4, true},
     };
     for (const auto& row : cases) {
         systemVersion = {true, row.platform, row.major};
@@ -247,19 +195,10 @@ TEST_F(DetectionTest, PluginFolderAndShortNames) {
     };
     Expect("plug-ins", {{version, Text(main, "Plugins Directory", "C:\\plug-ins")}},
            {{"NSPLUGINPATH", "C:\\plug-ins"}});
-    Expect("plug-ins of another version",
-           {{Text(Navigator, "CurrentVersion", "5"), Text(main, "Plugins Directory", "C:\\p")}},
-           {});
-    Expect("no version", {{Text(main, "Plugins Directory", "C:\\p")}}, {});
     Expect("no folder", {{version, KeyAlone(main)}, {}, {{"NSPLUGINPATH", "given"}}}, {});
-    Expect("an empty folder",
-           {{version, Text(main, "Plugins Directory", "")}, {}, {{"NSPLUGINPATH", "given"}}}, {});
     Expect("a closed folder key",
            {{version, Text(main, "Plugins Directory", "C:\\p")}, {}, {}, main}, {});
-
     Expect("short names are off", {{noShortNames(1)}}, {{"NtfsDisable8dot3NameCreation", "1"}});
-    Expect("short names are on", {{noShortNames(0)}}, {});
-    Expect("short names as each volume likes", {{noShortNames(2)}}, {});
     Expect("short names, as text", {{Text(FileSystem, "NtfsDisable8dot3NameCreation", "1")}}, {});
 }
 
@@ -275,16 +214,11 @@ TEST_F(DetectionTest, FrontPageWebsLieWithTheOfficeTemplatesOrWithFrontPage) {
     const std::string below = "Templates" + templates.substr(9);
     Expect("Office", {{office("C:\\Program Files\\MS\\OFFICE\\"), frontPage("C:\\fp")}},
            {{FrontPage, "c:\\program files\\ms\\" + below}});
-    Expect("Office below a folder of that name", {{office("C:\\office\\office\\")}},
-           {{FrontPage, "c:\\" + below}});
     Expect("Office elsewhere", {{office("C:\\Program Files\\Office"), frontPage("C:\\fp")}},
            {{FrontPage, "C:\\fp\\webs"}});
-    Expect("FrontPage alone", {{frontPage("C:\\fp\\")}}, {{FrontPage, "C:\\fp\\webs"}});
-    Expect("FrontPage's folder is empty", {{frontPage("")}}, {});
-    Expect("a drive that is not there", {{frontPage("Q:\\fp")}}, {});
     Expect("neither",
            {{KeyAlone("SOFTWARE\\Microsoft\\FrontPage\\3.0")}, {}, {{FrontPage, "C:\\given"}}}, {});
-    Detect({{frontPage("Q:\\fp")}});
+    Expect("a drive that is not there", {{frontPage("Q:\\fp")}}, {});
     EXPECT_TRUE(Contains(Log(), "myMsiSetDirectory: Can't access drive Q:. Directory " +
                                     std::string(FrontPage) + " will not be set to Q:\\fp\\webs"));
 }
@@ -311,7 +245,6 @@ TEST_F(DetectionTest, TheOlapProvidersVersionIsThatOfItsFile) {
     const std::vector<std::string> provider = {"System\\ole db\\msolap.dll"};
     fileVersion = "8.0.0.760";
     Expect("there", {{}, provider, common}, {{"MSOLAPVERSION", "8.0.0.760"}});
-    Expect("not there", {{}, {}, common}, {});
     fileVersion = "";
     Expect("without a version", {{}, provider, common}, {{"MSOLAPVERSION", "0"}});
 }

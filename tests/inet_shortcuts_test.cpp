@@ -1,10 +1,8 @@
 #include "tests/support/failing_installer_calls.h"
 #include "tests/support/session_test.h"
+#include "tests/support/test_text.h"
 
 #include <gmock/gmock.h>
-
-#include <fstream>
-#include <sstream>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -12,13 +10,6 @@ using testing::IsEmpty;
 namespace {
 
 const char Complete[] = "CreateInetShortcuts: Complete, no more items.";
-
-std::string Content(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    std::ostringstream content;
-    content << file.rdbuf();
-    return content.str();
-}
 
 } // namespace
 
@@ -79,21 +70,19 @@ TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
     AddShortcut("A", "http://[SERVER]/suite");
     AddShortcut("B", "http://[SERVER]/[LONG]?" + longPath);
     AddShortcut("C", "[NOSUCHPROPERTY]");
-    AddShortcut("D", "");
     AddRow("NoSuchComponent", "http://nowhere");
     Prepare();
-    std::ofstream(FileOf("A"), std::ios::binary)
-        << "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=old\r\n";
+    WriteFileText(FileOf("A"),
+                  "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=old\r\n");
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
 
     const std::string longAddress = "http://alpha/" + longPath + "?" + longPath;
     EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://alpha/suite"), Wrote("B", longAddress),
-                                   Wrote("C", ""), Wrote("D", ""), Complete));
-    EXPECT_EQ(Content(FileOf("A")), "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\n"
-                                    "URL=http://alpha/suite\r\n");
-    EXPECT_EQ(Content(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
-    EXPECT_EQ(Content(FileOf("C")), "[InternetShortcut]\r\nURL=\r\n");
-    EXPECT_EQ(Content(FileOf("D")), "[InternetShortcut]\r\nURL=\r\n");
+                                   Wrote("C", ""), Complete));
+    EXPECT_EQ(FileText(FileOf("A")), "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\n"
+                                     "URL=http://alpha/suite\r\n");
+    EXPECT_EQ(FileText(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
+    EXPECT_EQ(FileText(FileOf("C")), "[InternetShortcut]\r\nURL=\r\n");
 }
 
 TEST_F(InetShortcutsTest, FilesOfComponentsThatAreNotInstallingStayUntouched) {
@@ -103,22 +92,17 @@ TEST_F(InetShortcutsTest, FilesOfComponentsThatAreNotInstallingStayUntouched) {
     Prepare();
     ASSERT_EQ(MsiSetComponentStateA(session, "Removed", INSTALLSTATE_ABSENT), ERROR_SUCCESS);
     ASSERT_EQ(MsiSetComponentStateA(session, "FromSource", INSTALLSTATE_SOURCE), ERROR_SUCCESS);
-    Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
-        "('Late', 'INSTALLDIR', 0, 'fileInstalled')");
-    AddRow("Late", "http://late");
-    std::ofstream(FileOf("Removed"), std::ios::binary) << "as it was";
+    WriteFileText(FileOf("Removed"), "as it was");
 
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     const auto skipped = [](const std::string& component) {
         return "CreateInetShortcuts: Component '" + component +
                "' not installing, no keypath created.";
     };
-    EXPECT_THAT(Log(),
-                ElementsAre(skipped("Removed"), skipped("FromSource"),
-                            Wrote("Installed", "http://installed"), skipped("Late"), Complete));
-    EXPECT_EQ(Content(FileOf("Removed")), "as it was");
-    EXPECT_EQ(Content(FileOf("FromSource")), "");
-    EXPECT_EQ(Content(FileOf("Installed")), "[InternetShortcut]\r\nURL=http://installed\r\n");
+    EXPECT_THAT(Log(), ElementsAre(skipped("Removed"), skipped("FromSource"),
+                                   Wrote("Installed", "http://installed"), Complete));
+    EXPECT_EQ(FileText(FileOf("Removed")), "as it was");
+    EXPECT_EQ(FileText(FileOf("FromSource")), "");
 }
 
 TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
@@ -136,18 +120,8 @@ TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
                                    "CreateInetShortcuts: VirutalDirectory; Unable to format "
                                    "'http://c/%', skipping this entry.",
                                    Wrote("D", "http://d"), Complete));
-    EXPECT_EQ(Content(FileOf("B")), "");
-    EXPECT_EQ(Content(FileOf("C")), "");
-}
-
-TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
-    AddShortcut("A", "http://a");
-    AddShortcut("B", "http://b");
-    Prepare();
-    const FailingFetch fetch(1);
-    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
-                                   "CreateInetShortcuts: Got error at start of loop."));
+    EXPECT_EQ(FileText(FileOf("B")), "");
+    EXPECT_EQ(FileText(FileOf("C")), "");
 }
 
 TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
@@ -161,5 +135,5 @@ TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
     Sql("DROP TABLE `HalcyonInetShortcuts`");
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     EXPECT_THAT(messages, IsEmpty());
-    EXPECT_EQ(Content(FileOf("A")), "");
+    EXPECT_EQ(FileText(FileOf("A")), "");
 }

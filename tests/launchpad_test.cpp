@@ -84,11 +84,10 @@ TEST_F(LaunchpadTest, TheServersVersionDecides) {
         RegSetValueExA(parameters.Get(), "MajorVersion", 0, type, static_cast<const BYTE*>(data),
                        size);
     };
-    EXPECT_THAT(Run(), ElementsAre(TooOld)) << "no version";
     const struct {
         DWORD version;
         bool swaps;
-    } cases[] = {{0, false}, {4, false}, {5, true}, {6, true}, {0xFFFFFFFF, true}};
+    } cases[] = {{4, false}, {5, true}, {0xFFFFFFFF, true}};
     for (const auto& row : cases) {
         ResetPages();
         set(REG_DWORD, &row.version, sizeof row.version);
@@ -102,13 +101,8 @@ TEST_F(LaunchpadTest, TheServersVersionDecides) {
     EXPECT_EQ(Pages(), "plain dotnet -");
     EXPECT_THAT(Run(ServerKey), IsEmpty()) << "a key that refuses access is none";
     EXPECT_EQ(Pages(), "dotnet plain -");
-}
-
-TEST_F(LaunchpadTest, WithoutAServersKeyThePagesSwapAndSwapBack) {
-    EXPECT_THAT(Run(), IsEmpty());
-    EXPECT_EQ(Pages(), "dotnet plain -");
-    EXPECT_THAT(Run(), IsEmpty());
-    EXPECT_EQ(Pages(), "plain dotnet -");
+    EXPECT_THAT(Run(ServerKey), IsEmpty());
+    EXPECT_EQ(Pages(), "plain dotnet -") << "and back";
 }
 
 TEST_F(LaunchpadTest, AFailingRenameLeavesWhatTheEarlierOnesMade) {
@@ -152,9 +146,6 @@ TEST_F(LaunchpadTest, ContentAndLanguageMustBeKnown) {
     SetProperty("CLIENTLANGUAGE", "xx");
     EXPECT_THAT(Run(), ElementsAre("Unable to rename default.htm to temp file"));
 
-    const auto content = registry_.Key(HKEY_LOCAL_MACHINE, ContentKey);
-    RegDeleteValueA(content.Get(), "Path");
-    EXPECT_THAT(Run(), ElementsAre(NoContent));
     RegDeleteKeyA(HKEY_LOCAL_MACHINE, ContentKey);
     EXPECT_THAT(Run(), ElementsAre(NoContent));
     EXPECT_EQ(Pages(), "plain dotnet -");
@@ -194,8 +185,6 @@ protected:
 TEST_F(AspNetPathsTest, LibraryAndToolBecomePropertiesWhereTheyAre) {
     const std::string tool = Scratch() + "aspnet_regiis.exe";
     std::ofstream(tool) << "tool";
-    const std::string bare = Scratch().substr(0, Scratch().size() - 1);
-    const std::string longLibrary(1500, 'l');
     const struct {
         const char* version;
         std::string library;
@@ -203,10 +192,8 @@ TEST_F(AspNetPathsTest, LibraryAndToolBecomePropertiesWhereTheyAre) {
         std::string tool;
     } cases[] = {
         {"1.1", "C:\\net\\isapi.dll", Scratch(), tool},
-        {"1.2", "C:\\net\\isapi.dll", bare, tool},
         {"1.3", "C:\\net\\isapi.dll", Scratch() + "none", ""},
-        {"1.4", "", Scratch(), tool},
-        {"1.5", longLibrary, std::string(1500, 'f'), ""},
+        {"1.5", std::string(1500, 'l'), std::string(1500, 'f'), ""},
     };
     for (const auto& row : cases) {
         SetProperty("ASPNET", row.version);
@@ -235,9 +222,7 @@ TEST_F(AspNetPathsTest, TheSearchedVersionServesWhenTheOtherIsEmpty) {
         return "SetASPDotNetDllPath: Unable to open registry key 'SOFTWARE\\Microsoft\\ASP.NET\\" +
                std::string(version) + "'";
     };
-    EXPECT_THAT(Run(), ElementsAre(noKey("")));
     SetProperty("ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0");
-    EXPECT_THAT(Run(), ElementsAre(noKey("2.0")));
     Write("2.0", "DllFullPath", "two.dll");
     EXPECT_THAT(Run(), ElementsAre(Reading("2.0"), Found("two.dll", "")));
     SetProperty("ASPNET", "1.1");

@@ -107,24 +107,16 @@ TEST_F(LdapAddOnTest, RubbishAndLinksAreLeftAlone) {
     const std::string rootless = info.substr(2);
     const std::string cases[] = {"",
                                  "info",
-                                 ".",
                                  "C:",
                                  "C:info",
-                                 "C:\\",
-                                 "\\",
                                  rootless,
                                  Scratch() + "sub\\..\\info",
-                                 Scratch() + ".\\info",
                                  Scratch() + "\\info",
                                  Scratch() + "info/",
-                                 Scratch() + "none",
-                                 info + "other.dll",
-                                 Scratch() + "link",
                                  Scratch() + "link\\",
                                  Scratch() + "real\\link\\sub",
                                  "\\\\server\\share\\info",
                                  "\"" + info + "\"",
-                                 std::string(1000, 'x'),
                                  "C:\\" + std::string(1000, 'x')};
     for (const std::string& directory : cases) {
         EXPECT_THAT(Run(directory), ElementsAre("UninstallJuniperLDAP: " + directory +

@@ -58,14 +58,9 @@ TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
     const std::string fresh = TargetPath();
     const std::string set = "myMsiSetDirectory: Setting Directory INSTALLDIR = " + old;
     const std::vector<std::string> nothing;
-    EXPECT_EQ(Run(), nothing) << "no attribute names the database file";
-    int round = 0;
     for (const std::string value : {"[INSTALLDIR]SAMPLE.mdb", "[#sample.file]"}) {
         Sql("DELETE FROM `ODBCSourceAttribute` WHERE `Attribute` = 'dbq'");
         AddAttribute("1", "dbq", value);
-        if (round++ == 0) {
-            EXPECT_EQ(Run(), nothing) << "no such data source on the machine";
-        }
         // The user's own data source goes first.
         Register(HKEY_LOCAL_MACHINE, "Sample", "C:\\elsewhere\\sample.mdb");
         Register(HKEY_CURRENT_USER, "Sample", old + "Sample.mdb");
@@ -85,11 +80,11 @@ TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
 }
 
 TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
+    EXPECT_THAT(Run(), IsEmpty()) << "no table";
     AddTables();
     AddSource("1", "Sample");
     Cost();
     const std::string fresh = TargetPath();
-    WriteFileText(old + "other.mdb", "x");
     MakeFolders(old + "folder\\sample.mdb");
     const std::string right = "[INSTALLDIR]sample.mdb", file = old + "sample.mdb";
     const struct {
@@ -97,19 +92,13 @@ TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
         bool isTold;
     } cases[] = {
         {right, "sample.mdb", true},
-        {right, old + "other.mdb", true},
-        {right, old + "none\\sample.mdb", true},
         {right, old + "folder\\sample.mdb", true},
         {right, "C:\\" + std::string(300, 'x') + "\\sample.mdb", true},
-        {right, "", false},
         {"sample.mdb", file, false},
         {"", file, false},
-        {"[]sample.mdb", file, false},
         {"[INSTALLDIR", file, false},
-        {"[INSTALLDIR]", file, false},
         {"[INSTALLDIR]sub\\sample.mdb", file, false},
         {"[NOSUCHDIR]sample.mdb", file, false},
-        {"[#nosuchfile]", file, false},
         {"[#it`s]", file, false},
         {"[#sample.file]x", file, false},
     };
@@ -124,12 +113,4 @@ TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
         EXPECT_EQ(Run(), lines) << row.attribute;
         EXPECT_EQ(TargetPath(), fresh) << row.attribute << " " << row.registered;
     }
-}
-
-TEST_F(OdbcPathsTest, TablesMayLackOrBeUnreadable) {
-    EXPECT_THAT(Run(), IsEmpty());
-    Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL PRIMARY KEY "
-        "`DataSource`)");
-    EXPECT_THAT(Run(), ElementsAre("Fail to execute: [SELECT DataSource, Description FROM "
-                                   "ODBCDataSource]"));
 }

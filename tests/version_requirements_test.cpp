@@ -69,39 +69,20 @@ TEST_F(ProbeTest, JavaIsMetByABuildOfTheCurrentVersionWithACompiler) {
 
     action = JavaProbe;
     Expect("none", {}, false, {}, {"CheckJavaSDKVersion: No Java SDK detected"});
-    Expect("closed", {{current}, {}, {}, Java}, false, {},
-           {"CheckJavaSDKVersion: No Java SDK detected"});
-    Expect("no current version", {{KeyAlone(Java14)}}, false, {},
-           {found, "CheckJavaSDKVersion: Unable to detect Java SDK CurrentVersion"});
     Expect("no key of it", {{current}}, false, {},
-           {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"});
-    Expect("a closed key of it", {{current, micro}, {}, {}, Java14}, false, {},
            {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"});
     Expect("no micro version", {{current, KeyAlone(Java14)}}, false, {},
            {found, "CheckJavaSDKVersion: Unable to detect Java SDK MicroVersion"});
-    Expect("no build", {{current, micro}, {}, minimum}, false, {}, {found, detected, none});
     Expect(
         "an old build and one that meets the minimum",
         {{current, micro, home, Java14Build("1.4.2"), Java14Build("1.4.2_06")}, compiler, minimum},
         true, javaHome, {found, detected, tooOld, newEnough, at});
-    Expect("a home with its separator",
-           {{current, micro, Text(Java14, "JavaHome", jdk + "\\"), Java14Build("1.4.2_06")},
-            compiler,
-            minimum},
-           true, javaHome, {found, detected, newEnough, at});
     Expect("no compiler, tried for each build",
            {{current, micro, home, Java14Build("1.4.2_06"), Java14Build("1.4.2_06b")}, {}, minimum},
            false, {},
            {found, detected, newEnough, invalid + jdk + "\\" + noValid,
             "CheckJavaSDKVersion: JDK 1.4.2.06b meets version requirements",
             invalid + jdk + "\\" + noValid, none});
-    Expect("no home", {{current, micro, Java14Build("1.4.2_06")}, {}, minimum}, false, {},
-           {found, detected, newEnough, invalid + noValid, none});
-    Expect("a build of another version",
-           {{current, micro, home, Java14Build("1.5.0_01")}, compiler, minimum}, false, {},
-           {found, detected, none});
-    Expect("no minimum", {{current, micro, home, Java14Build("1.4.2")}, compiler}, true, javaHome,
-           {found, detected, "CheckJavaSDKVersion: JDK 1.4.2 meets version requirements", at});
 }
 
 TEST_F(ProbeTest, AnUnsetJavaHomeIsNotTheCurrentFolder) {
@@ -133,13 +114,8 @@ TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
     };
     const auto needs = [](const char* minimum) { return Properties{{AspNetMinimum, minimum}}; };
     action = AspNetProbe;
-    Expect("none", {{}, {}, {{AspNetUpgrade, "upgrade.exe"}, {AspNetMinimum, "1.1"}}}, false,
-           {{AspNetUpgrade, ""}}, {"ASP.NET: Not pre-installed"});
     Expect("closed", {versions({"1.1.4322.0"}), {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet},
            false, {{AspNetUpgrade, ""}}, {"ASP.NET: Not pre-installed"});
-    Expect("the newest is the minimum",
-           {versions({"1.0.3705.0", "1.1.4322.0", "Names"}), {}, needs("1.1.4322.0")}, true,
-           {{"ASPNET", "1.1.4322.0"}}, lines("1.1.4322.0", "1.1.4322.0", "1.1.4322.0"));
     Expect("all older than the minimum",
            {versions({"1.0.3705.0", "1.1.4322.0"}), {}, needs("2.0.0.0")}, false,
            {{"ASPNET", "2.0.0.0"}}, lines("1.1.4322.0", "2.0.0.0", "2.0.0.0"));
@@ -156,10 +132,6 @@ TEST_F(ProbeTest, TheFrameworkIsComparedWithTheAspNetMinimum) {
     };
     action = DotNetProbe;
     Expect("none", {}, false, {}, {".NET Framework: Not Installed"});
-    Expect("newer", with("1.1.4322.573", "1.1.4322.0"), true, {},
-           {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
-            "'1.1.4322.0'",
-            ".NET Framework: v1.1.4322.573 meets version requirements"});
     Expect("older", with("1.1.4322.573", "2.0.0.0"), false, {},
            {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
             "'2.0.0.0'",
@@ -171,17 +143,11 @@ TEST(PendingRenames, RollbackFilesLieInADrivesConfigMsi) {
         const char* path;
         bool isRollbackFile;
     } cases[] = {
-        {"", false},
         {"\\??\\", false},
         {"\\??\\C:\\Config.Msi\\1a2b.rbf", true},
-        {"C:\\Config.Msi\\1a2b.rbf", true},
         {"d:\\CONFIG.msi\\1a2b.RBF", true},
-        {"\\??\\C:\\Config.Msi\\.rbf", true},
         {"\\??\\C:\\Config.Msi\\sub\\1a2b.rbf", false},
-        {"\\??\\C:\\x\\Config.Msi\\1a2b.rbf", false},
         {"\\??\\C:\\Config.Msi\\1a2b.rbf2", false},
-        {"\\??\\C:\\Config.Msi\\1a2b.dll", false},
-        {"\\??\\C:\\Config.Msi", false},
         {"\\???\\C:\\Config.Msi\\1a2b.rbf", false},
     };
     for (const auto& row : cases)
@@ -207,18 +173,12 @@ TEST_F(ProbeTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
     };
     action = RenameProbe;
     Expect("no key", {}, false, {}, {check + "failed to open registry key"});
-    Expect("a closed key", {{List(manager, value, {file, ""})}, {}, {}, manager}, false, {},
-           {check + "failed to open registry key"});
-    Expect("no value", {{KeyAlone(manager)}}, false, {}, {check + "failed to read registry value"});
     Expect("no list", {{Text(manager, value, file)}}, false, {},
            {check + "failed to read registry value"});
-    Expect("an empty list", list({}), false, {}, {check + "registry value is empty"});
     Expect("no bytes", {{{manager, value, REG_MULTI_SZ, ""}}}, false, {},
            {check + "registry value is empty"});
-    Expect("a rollback file to delete", list({rollback, ""}), false, {}, {ignored});
     Expect("a rollback file to rename", list({rollback, file}), false, reboot,
            {entry(rollback, file), mustReboot});
-    Expect("a file to delete", list({file, ""}), false, reboot, {entry(file, ""), mustReboot});
     Expect("a file between rollback files", list({rollback, "", file, "!" + file, rollback, ""}),
            false, reboot, {ignored, entry(file, "!" + file), ignored, mustReboot});
     Expect("a third text", list({rollback, "", rollback}), false, reboot,

@@ -6,7 +6,7 @@ wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-cp "$sources"/*.wxs "$sources"/*.wxi "$sources"/*.txt "$binaries/samples.zip" "$work"
+cp "$sources"/*.wxs "$sources"/*.wxi "$sources"/*.txt "$binaries/kit/setupactions.wxi" "$binaries/samples.zip" "$work"
 cp "$sources"/textfiles/* "$sources"/publishing/* "$sources"/security/*.js "$work"
 for binary in "$binaries"/*.dll "$binaries"/{sample_server,stand_in,unzip}.exe; do
     "$strip" -o "$work/$(basename "$binary")" "$binary"

@@ -4,6 +4,7 @@ namespace actionhost {
 
 const char Usage[] = "usage: actionhost PACKAGE.msi ACTION [PROPERTY=value ...] [--data TEXT] "
                      "[--cost] [--dll FILE]\n"
+                     "       actionhost PACKAGE.msi --check\n"
                      "       actionhost --list [--dll FILE]\n";
 
 Arguments ParseArguments(const std::vector<std::string>& words) {
@@ -18,6 +19,8 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
         };
         if (word == "--list") {
             arguments.list = true;
+        } else if (word == "--check") {
+            arguments.check = true;
         } else if (word == "--cost") {
             arguments.cost = true;
         } else if (word == "--data") {
@@ -43,9 +46,14 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
     }
     if (names.empty())
         throw UsageError("no package given");
+    arguments.package = names[0];
+    if (arguments.check) {
+        if (names.size() > 1)
+            throw UsageError("--check takes a package and no action");
+        return arguments;
+    }
     if (names.size() < 2)
         throw UsageError("no action given; --list shows them");
-    arguments.package = names[0];
     arguments.action = names[1];
     return arguments;
 }

@@ -23,6 +23,7 @@ struct Arguments {
     std::string data;
     bool cost = false;
     bool list = false;
+    bool check = false;
 };
 
 extern const char Usage[];

@@ -1,8 +1,10 @@
 // actionhost: runs one exported action against a package outside an install
-// and shows what it did.
+// and shows what it did, or looks a whole package over.
 #include "tools/actionhost/arguments.h"
+#include "tools/actionhost/catalogue.h"
 #include "tools/actionhost/export_table.h"
 #include "tools/actionhost/import_table.h"
+#include "tools/actionhost/package_check.h"
 
 #include "frame/guard.h"
 #include "frame/msi_database.h"
@@ -16,19 +18,8 @@ using namespace setupactions;
 
 namespace {
 
-const int ExitActionFailed = 1;
+const int ExitActionFailed = 1; // or something was found
 const int ExitNotRun = 2;
-
-struct CatalogueRow {
-    const char* name;
-    const char* when;
-    const char* purpose;
-};
-const CatalogueRow Catalogue[] = {
-#define SETUP_ACTION(Name, When, Purpose) {#Name, #When, Purpose},
-#include "exports/catalogue.inc"
-#undef SETUP_ACTION
-};
 
 struct ResultName {
     UINT result;
@@ -162,8 +153,8 @@ HMODULE LoadActions(const std::string& dll) {
 
 int ListActions(HMODULE module) {
     for (const std::string& name : exporttable::Names(module)) {
-        const CatalogueRow* known = nullptr;
-        for (const CatalogueRow& row : Catalogue)
+        const actionhost::CatalogueRow* known = nullptr;
+        for (const actionhost::CatalogueRow& row : actionhost::Catalogue)
             if (name == row.name)
                 known = &row;
         if (known != nullptr)
@@ -172,6 +163,16 @@ int ListActions(HMODULE module) {
             std::printf("%s\n", name.c_str());
     }
     return 0;
+}
+
+int ReportPackage(const std::string& package) {
+    const auto result = actionhost::CheckPackage(actionhost::ReadPackageRows(package));
+    for (const std::string& finding : result.findings)
+        std::printf("found  %s\n", finding.c_str());
+    std::printf("checked  %d rows that call the library, %d of them in the execute sequence: %zu "
+                "findings\n",
+                result.rows, result.scheduled, result.findings.size());
+    return result.findings.empty() ? 0 : ExitActionFailed;
 }
 
 // Stands in for the library's MsiGetMode when the session is to look deferred.
@@ -236,6 +237,8 @@ int main(int argc, char** argv) {
     try {
         const auto arguments =
             actionhost::ParseArguments(std::vector<std::string>(argv + 1, argv + argc));
+        if (arguments.check)
+            return ReportPackage(arguments.package);
         const std::string dll =
             arguments.dll.empty() ? BesideThisProgram("setupactions.dll") : arguments.dll;
         const HMODULE module = LoadActions(dll);
@@ -243,7 +246,7 @@ int main(int argc, char** argv) {
     } catch (const actionhost::UsageError& error) {
         std::fprintf(stderr, "actionhost: %s (without arguments it shows its usage)\n",
                      error.what());
-    } catch (const NotRun& error) {
+    } catch (const std::runtime_error& error) {
         std::string text = error.what();
         text.erase(text.find_last_not_of("\r\n") + 1);
         std::fprintf(stderr, "actionhost: %s\n", text.c_str());

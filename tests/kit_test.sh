@@ -1,0 +1,82 @@
+#!/usr/bin/env bash
+# The lists of actions agree, and the kit's tables go into a package.
+source "$(dirname "$0")/support/check.sh"
+
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+build=$REPO/build/x86
+kit=$build/kit
+catalogue=$REPO/exports/catalogue.inc
+
+# same FILE FILE: no line differs.
+same() { diff "$1" "$2"; }
+# all FILE COMMAND ...: the command succeeds with every line of the file.
+all() {
+    local lines=$1 line failed=0
+    shift
+    while read -r line; do "$@" "$line" || { echo "not so: $line"; failed=1; }; done <"$lines"
+    return $failed
+}
+
+# names WHEN: the actions that run so, sorted.
+names() { sed -nE "s/^SETUP_ACTION\((\w+), ($1), .*/\1/p" "$catalogue" | sort; }
+names '\w+' >"$work/all"
+# entries PATTERN: the entries of the kit's rows that match, sorted, once each.
+entries() { grep '<CustomAction ' "$kit/setupactions.wxi" | grep -E "$1" | sed -E 's/.* DllEntry="(\w+)".*/\1/' | sort -u; }
+
+check "the catalogue is in order, each action once" env LC_ALL=C sort -fuc <(sed -nE 's/^SETUP_ACTION\((\w+),.*/\1/p' "$catalogue")
+check "every row of the catalogue was read" [ "$(wc -l <"$work/all")" = "$(grep -c '^SETUP_ACTION' "$catalogue")" ]
+check "the definition file exports the catalogue" \
+    same <(sed -nE 's/^ +(\w+)=.*/\1/p' "$build/setupactions.def" | sort) "$work/all"
+check "the kit has deferred rows for what runs deferred" same <(entries 'Execute="deferred" Impersonate="no"') <(names 'Deferred|Both')
+check "the kit has immediate rows for what runs immediate" same <(entries 'DllEntry="\w+" />') <(names 'Immediate|Both')
+check "no two rows of the kit share an Id" \
+    [ -z "$(sed -nE 's/.*<CustomAction Id="([^"]+)".*/\1/p' "$kit/setupactions.wxi" | sort | uniq -d)" ]
+check "each action is described once" \
+    same <(grep -hE '^## \w+$' "$REPO"/docs/actions/*.md | sed 's/^## //' | grep -xF -f "$work/all" | sort) "$work/all"
+
+# The index's rows, as the catalogue and the files of the reference have it.
+index_rows() {
+    local name when purpose file
+    sed -nE 's/^SETUP_ACTION\((\w+), (\w+), "(.*)"\)$/\1|\2|\3/p' "$catalogue" |
+        while IFS='|' read -r name when purpose; do
+            file=$(basename "$(grep -lxF "## $name" "$REPO"/docs/actions/*.md)")
+            printf '| [%s](actions/%s#%s) | %s | %s |\n' "$name" "$file" "${name,,}" "${when,,}" "$purpose"
+        done
+}
+# A link FILE.md#ANCHOR leads to a heading of that file.
+leads_somewhere() {
+    grep -hE '^#+ ' "$REPO/docs/${1%%#*}" | sed -E 's/^#+ //; s/[^A-Za-z0-9 -]//g; s/ /-/g' | grep -qixF "${1#*#}"
+}
+index=$REPO/docs/actions.md
+check "the index lists the actions" same <(sed '1,/^## By name/d' "$index" | grep '^| \[') <(index_rows)
+grep -oE '\(actions/[^)]+\)' "$index" | tr -d '()' | sort -u >"$work/links"
+check "its links lead somewhere" all "$work/links" leads_somewhere
+sed '/^## By name/,$d' "$index" | grep -oE '\[\w+\]' | tr -d '[]' | sort -u >"$work/tasks"
+check "each action is part of a task" same <(grep -xF -f "$work/all" "$work/tasks") "$work/all"
+
+# A fixed Id is the one that the partner's source sets.
+sed -nE 's/^ACTION_DATA\(\w+, "\[?([A-Za-z][^]"]*)\]?", .*/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/ids"
+sed -nE 's/^ACTION_DATA\(.*, (\w+)\)$/\1/p' "$REPO/exports/action_data.inc" | sort -u >"$work/partners"
+in_sources() { grep -rqF --include='*.cpp' "\"$1\"" "$REPO"/{services,setup,web}; }
+in_catalogue() { grep -qxF "$1" "$work/all"; }
+check "every fixed Id stands in a source" all "$work/ids" in_sources
+check "every partner is an action" all "$work/partners" in_catalogue
+
+package=$work/'a package.msi'
+cp "$build/sample.msi" "$package"
+msiinfo export "$package" HalcyonCondition >"$work/rows"
+"$kit/import-tables.sh" "$package" >"$work/out" 2>&1
+check "the tables go into a package" [ $? = 0 ]
+for file in "$kit"/tables/*.idt; do
+    table=$(basename "$file" .idt)
+    check "$table is there as it was described" same <(msiinfo export "$package" "$table" | head -n 3) "$file"
+done
+check "a table of the package keeps its rows" same <(msiinfo export "$package" HalcyonCondition) "$work/rows"
+cp "$package" "$work/before.msi"
+"$kit/import-tables.sh" "$package" HalcyonCondition NoSuchTable >"$work/out" 2>&1
+check "an unknown table is refused" [ $? = 1 ]
+check "by its name" has "$work/out" "no table NoSuchTable"
+check "before anything is changed" cmp "$package" "$work/before.msi"
+
+finish

@@ -1,0 +1,152 @@
+#include "tools/actionhost/package_check.h"
+
+#include <gmock/gmock.h>
+
+using namespace actionhost;
+using testing::AllOf;
+using testing::Contains;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+const int Immediate = 1;
+const int Deferred = 1 + 0x400 + 0x800;
+const int SetsProperty = 51;
+const char Unzip[] = "UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+const char InstallMdac[] = "InstallMDAC.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+
+struct Scheduled {
+    CustomActionRow row;
+    int sequence; // 0: not scheduled
+};
+
+PackageRows PackageWith(const std::vector<Scheduled>& actions) {
+    PackageRows package;
+    package.binaries = {"setupactions", "other"};
+    for (const Scheduled& action : actions) {
+        package.customActions.push_back(action.row);
+        if (action.sequence != 0)
+            package.executeSequence[action.row.id] = action.sequence;
+    }
+    return package;
+}
+
+} // namespace
+
+TEST(PackageCheck, CountsTheDistanceBetweenNames) {
+    EXPECT_EQ(EditDistance("", ""), 0u);
+    EXPECT_EQ(EditDistance("", "abc"), 3u);
+    EXPECT_EQ(EditDistance("abc", ""), 3u);
+    EXPECT_EQ(EditDistance("GetPid", "GtePid"), 2u);
+    EXPECT_EQ(EditDistance("kitten", "sitting"), 3u);
+    EXPECT_EQ(EditDistance("abcdef", "bcdefa"), 2u);
+}
+
+TEST(PackageCheck, JudgesRowsOneByOne) {
+    const struct {
+        CustomActionRow row;
+        const char* finding; // empty: none
+    } cases[] = {
+        {{"GetPid", Immediate, "setupactions", "GetPid"}, ""},
+        {{"Own", Immediate, "setupactions", "GetPid"}, ""},
+        {{"X", Immediate, "setupactions", "GetPdi"}, "did you mean GetPid?"},
+        {{"X", Immediate, "setupactions", "getpid"}, "did you mean GetPid?"},
+        {{"X", Immediate, "setupactions", "_GetPid@4"}, "did you mean GetPid?"},
+        {{"X", Immediate, "setupactions", "SomethingElse"}, "actionhost --list"},
+        {{"X", Immediate, "setupactions", ""}, "names no entry"},
+        {{"X", Immediate, "missing", "GetPid"}, "add the Binary row missing"},
+        {{"X", Deferred, "setupactions", "GetPid"}, "runs immediate only"},
+        {{"X", Immediate, "setupactions", "StopAPSService"}, "runs deferred only"},
+        {{"X", Deferred, "setupactions", "StopAPSService"}, ""},
+        {{"X", 1 + 0x500, "setupactions", "StopAPSService"}, ""}, // as a rollback
+        {{"X", Immediate, "setupactions", "CommitWindowsSettings"}, ""},
+        {{"X", Deferred, "setupactions", "CommitWindowsSettings"}, ""},
+        {{"X", Immediate, "other", "GetPdi"}, ""},                       // another library's entry
+        {{"X", 2, "setupactions", "GetPdi"}, ""},                        // a program, no DLL
+        {{"X", 17, "setupactions", "GetPdi"}, ""},                       // a DLL of the File table
+        {{"X", Immediate | 0x40, "setupactions", ""}, "names no entry"}, // goes on when it fails
+    };
+    for (const auto& row : cases) {
+        const auto findings = CheckPackage(PackageWith({{row.row, 1000}})).findings;
+        if (*row.finding == '\0')
+            EXPECT_THAT(findings, IsEmpty()) << row.row.source << ' ' << row.row.target;
+        else
+            EXPECT_THAT(findings,
+                        ElementsAre(AllOf(HasSubstr("action X: "), HasSubstr(row.finding))))
+                << row.row.target;
+    }
+}
+
+TEST(PackageCheck, KnowsTheLibraryUnderAnyName) {
+    const CheckResult result = CheckPackage(PackageWith({
+        {{"A", Immediate, "other", "GetPid"}, 1000},
+        {{"B", Immediate, "other", "GetPit"}, 0},
+        {{"C", Immediate, "third", "GetPit"}, 1001},
+    }));
+    EXPECT_EQ(result.rows, 2);
+    EXPECT_EQ(result.scheduled, 1);
+    EXPECT_THAT(result.findings, ElementsAre(HasSubstr("action B: ")));
+}
+
+TEST(PackageCheck, FollowsActionDataToItsSource) {
+    const Scheduled viewer = {{"Copy", Deferred, "setupactions", "CopyHTMLViewerToPFCD"}, 4000};
+    const Scheduled unzip = {{Unzip, Deferred, "setupactions", "UncompressZipFile"}, 4000};
+    const Scheduled redist = {{InstallMdac, Deferred, "setupactions", "InstallRedist"}, 4000};
+    const Scheduled publish = {{"Publish", Deferred, "setupactions", "PublishDemo"}, 4000};
+    const auto calls = [](const char* entry, int sequence, int type = Immediate) {
+        return Scheduled{{"Source", type, "setupactions", entry}, sequence};
+    };
+    const auto sets = [](const char* property, int sequence) {
+        return Scheduled{{"Set", SetsProperty, property, "x"}, sequence};
+    };
+    const struct {
+        const char* title;
+        std::vector<Scheduled> actions;
+        const char* finding;
+    } cases[] = {
+        {"nothing sets it", {viewer}, "set the property Copy in an immediate action"},
+        {"its property is set", {viewer, sets("Copy", 3000)}, ""},
+        {"another property is set", {viewer, sets("Copy2", 3000)}, "set the property Copy"},
+        {"it is set too late", {viewer, sets("Copy", 4001)}, "set the property Copy"},
+        {"the setting is not scheduled", {viewer, sets("Copy", 0)}, "set the property Copy"},
+        {"it is not scheduled itself", {{viewer.row, 0}}, ""},
+        {"its partner runs", {unzip, calls("UncompressZipFile", 3000)}, ""},
+        {"it has no partner", {unzip}, "schedule UncompressZipFile immediate before it"},
+        {"its partner comes too late", {unzip, calls("UncompressZipFile", 5000)}, "schedule"},
+        {"two deferred rows are no partners",
+         {unzip, calls("UncompressZipFile", 3000, Deferred)},
+         "schedule"},
+        {"one of several partners runs", {redist, calls("CheckMDAC25Installed", 3000)}, ""},
+        {"a partner of another Id", {redist, calls("CheckNotesSQL", 3000)}, "CheckMDAC"},
+        {"its Id is another",
+         {publish, calls("PublishDemoHelper", 3000)},
+         "the Id AddLumoSamples."},
+        {"its Id is another, but the package sets it", {publish, sets("Publish", 3000)}, ""},
+    };
+    for (const auto& row : cases) {
+        const auto findings = CheckPackage(PackageWith(row.actions)).findings;
+        if (*row.finding == '\0')
+            EXPECT_THAT(findings, IsEmpty()) << row.title;
+        else
+            EXPECT_THAT(findings, Contains(HasSubstr(row.finding))) << row.title;
+    }
+
+    PackageRows package = PackageWith({viewer});
+    package.properties["Copy"] = "a|b";
+    EXPECT_THAT(CheckPackage(package).findings, IsEmpty()) << "a row of the Property table";
+}
+
+TEST(PackageCheck, MissesColumns) {
+    PackageRows package;
+    package.columns["HalcyonInetShortcuts"] = {"InetShortcut", "Component_", "SubVirtualDirectory"};
+    package.columns["KestrelUnzipOperations"] = {"Any", "DestinationDirectory"};
+    package.columns["KestrelRedirection"] = {};
+    package.columns["Unknown"] = {};
+    EXPECT_THAT(
+        CheckPackage(package).findings,
+        ElementsAre(
+            HasSubstr("table HalcyonInetShortcuts: has no column SubVirutalDirectory: take"),
+            HasSubstr("RegKey"), HasSubstr("RegValue"), HasSubstr("CallNumber")));
+}

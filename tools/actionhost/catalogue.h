@@ -1,0 +1,28 @@
+// The catalogue of all actions as data, and which of them work from action data.
+#pragma once
+
+namespace actionhost {
+
+struct CatalogueRow {
+    const char* name;
+    const char* when; // Immediate, Deferred or Both
+    const char* purpose;
+};
+inline const CatalogueRow Catalogue[] = {
+#define SETUP_ACTION(Name, When, Purpose) {#Name, #When, Purpose},
+#include "exports/catalogue.inc"
+#undef SETUP_ACTION
+};
+
+struct ActionDataRow {
+    const char* action;
+    const char* id;     // empty: any; in brackets: the property that holds it
+    const char* source; // the action that prepares the data; empty: the package does
+};
+inline const ActionDataRow ActionData[] = {
+#define ACTION_DATA(Action, Id, Source) {#Action, Id, #Source},
+#include "exports/action_data.inc"
+#undef ACTION_DATA
+};
+
+} // namespace actionhost

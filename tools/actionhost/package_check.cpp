@@ -1,0 +1,276 @@
+#include "tools/actionhost/package_check.h"
+
+#include "frame/msi_database.h"
+#include "frame/session.h"
+#include "tools/actionhost/catalogue.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+using namespace setupactions;
+
+namespace actionhost {
+
+namespace {
+
+const char KitBinary[] = "setupactions";
+
+// A custom action's type: what it is in the low bits, how it runs in the others.
+const int BasicType = 0x3F;
+const int DllInBinary = 1;
+const int SetProperty = 51;
+const int InScript = 0x400;
+
+const size_t LikelyMisspelling = 4; // letters; what is farther away is another name
+
+// The columns that the actions read; a key of the table's own may be any.
+const struct {
+    const char* table;
+    std::vector<std::string> columns;
+} ReadColumns[] = {
+    {"HalcyonCondition", {"Condition", "Description"}},
+    {"HalcyonIPService", {"Component_", "ServiceName", "Port", "Protocol", "Alias", "Comment"}},
+    {"HalcyonInetShortcuts", {"InetShortcut", "Component_", "SubVirutalDirectory"}},
+    {"HalcyonWebMimeType",
+     {"VirtualPath", "Extension", "MimeType", "Path", "Func", "Method", "Attributes", "Component_",
+      "ComponentAction"}},
+    {"HalcyonWebVirtualDir",
+     {"VirtualDir", "Path", "ApplicationDirs", "Attribute", "Component_", "ComponentAction"}},
+    {"KestrelRedirection", {"RegKey", "RegValue", "CallNumber"}},
+    {"KestrelUnzipOperations", {"DestinationDirectory"}},
+};
+
+const CatalogueRow* FindAction(const std::string& name) {
+    const auto* found = std::find_if(std::begin(Catalogue), std::end(Catalogue),
+                                     [&](const CatalogueRow& row) { return name == row.name; });
+    return found == std::end(Catalogue) ? nullptr : found;
+}
+
+std::string Lower(std::string text) {
+    for (char& letter : text)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    return text;
+}
+
+const CatalogueRow* NearestAction(const std::string& name) {
+    const CatalogueRow* nearest = nullptr;
+    size_t least = LikelyMisspelling + 1;
+    for (const CatalogueRow& row : Catalogue) {
+        const size_t distance = EditDistance(Lower(name), Lower(row.name));
+        if (distance < least) {
+            least = distance;
+            nearest = &row;
+        }
+    }
+    return nearest;
+}
+
+bool IsDllRow(const CustomActionRow& row) { return (row.type & BasicType) == DllInBinary; }
+bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
+
+std::set<std::string> LibraryBinaries(const PackageRows& package) {
+    std::set<std::string> binaries = {KitBinary};
+    for (const CustomActionRow& row : package.customActions)
+        if (IsDllRow(row) && FindAction(row.target) != nullptr)
+            binaries.insert(row.source);
+    return binaries;
+}
+
+// The row's place in the execute sequence; 0 when it is not scheduled there.
+int SequenceOf(const PackageRows& package, const std::string& id) {
+    const auto found = package.executeSequence.find(id);
+    return found == package.executeSequence.end() ? 0 : found->second;
+}
+
+// The Id that a line of the action data list asks for.
+std::string NeededId(const PackageRows& package, const ActionDataRow& line) {
+    const std::string id = line.id;
+    if (id.empty() || id.front() != '[')
+        return id;
+    const auto property = package.properties.find(id.substr(1, id.size() - 2));
+    return property == package.properties.end() ? "" : property->second;
+}
+
+// True when an immediate row that comes before the sequence number does it.
+template <typename Matches>
+bool RunsBefore(const PackageRows& package, int sequence, const Matches& matches) {
+    return std::any_of(package.customActions.begin(), package.customActions.end(),
+                       [&](const CustomActionRow& row) {
+                           const int own = SequenceOf(package, row.id);
+                           return !IsDeferredRow(row) && matches(row) && own > 0 && own < sequence;
+                       });
+}
+
+// What keeps a scheduled deferred action from getting its data; empty: nothing.
+std::string DataFault(const PackageRows& package, const CustomActionRow& row) {
+    const auto setsOwnProperty = [&](const CustomActionRow& other) {
+        return (other.type & BasicType) == SetProperty && other.source == row.id;
+    };
+    const int sequence = SequenceOf(package, row.id);
+    if (package.properties.count(row.id) > 0 || RunsBefore(package, sequence, setsOwnProperty))
+        return "";
+    bool readsData = false;
+    std::string advice;
+    for (const ActionDataRow& line : ActionData) {
+        if (row.target != line.action)
+            continue;
+        readsData = true;
+        const std::string source = line.source;
+        if (source.empty())
+            continue;
+        const auto callsSource = [&](const CustomActionRow& other) {
+            return IsDllRow(other) && other.target == source;
+        };
+        const bool named = NeededId(package, line) == row.id;
+        if (named && RunsBefore(package, sequence, callsSource))
+            return "";
+        // The advice for the Id that the row has, or else the first.
+        if (named || advice.empty()) {
+            advice = "schedule " + source + " immediate before it";
+            if (!named && line.id[0] == '[')
+                advice += Format(" and set the property %s to \"%s\"",
+                                 std::string(line.id + 1, std::strlen(line.id) - 2).c_str(),
+                                 row.id.c_str());
+            else if (!named)
+                advice += Format(" and give the row the Id %s", line.id);
+        }
+    }
+    if (!readsData)
+        return "";
+    if (advice.empty())
+        advice = Format("set the property %s in an immediate action (type 51) before it",
+                        row.id.c_str());
+    return "gets no action data and does nothing: " + advice;
+}
+
+std::string EntryFault(const CustomActionRow& row) {
+    if (row.target.empty())
+        return "names no entry: put the action's name into Target (DllEntry)";
+    const CatalogueRow* nearest = NearestAction(row.target);
+    return row.target + " is no action of the library: " +
+           (nearest != nullptr ? Format("did you mean %s?", nearest->name)
+                               : std::string("actionhost --list shows them"));
+}
+
+std::string ScheduleFault(const CustomActionRow& row, const CatalogueRow& action) {
+    const std::string when = action.when;
+    if (when == "Deferred" && !IsDeferredRow(row))
+        return row.target + " runs deferred only: add 1024 to Type (Execute=\"deferred\")";
+    if (when == "Immediate" && IsDeferredRow(row))
+        return row.target + " runs immediate only: take 1024 off Type (no Execute)";
+    return "";
+}
+
+// The faults of one row that calls the library, the gravest alone.
+std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
+    if (package.binaries.count(row.source) == 0)
+        return "its DLL is not in the package: add the Binary row " + row.source;
+    const CatalogueRow* action = FindAction(row.target);
+    if (action == nullptr)
+        return EntryFault(row);
+    const std::string fault = ScheduleFault(row, *action);
+    if (!fault.empty() || !IsDeferredRow(row) || SequenceOf(package, row.id) == 0)
+        return fault;
+    return DataFault(package, row);
+}
+
+void CheckTables(const PackageRows& package, std::vector<std::string>& findings) {
+    for (const auto& known : ReadColumns) {
+        const auto table = package.columns.find(known.table);
+        if (table == package.columns.end())
+            continue;
+        for (const std::string& column : known.columns)
+            if (table->second.count(column) == 0)
+                findings.push_back(Format("table %s: has no column %s: take the table from the kit",
+                                          known.table, column.c_str()));
+    }
+}
+
+InstallerHandle OpenDatabase(const std::string& package) {
+    InstallerHandle database;
+    const UINT opened = MsiOpenDatabaseA(package.c_str(), MSIDBOPEN_READONLY, database.Out());
+    if (opened != ERROR_SUCCESS)
+        throw UnreadablePackage("cannot open the package " + package + ": " + ErrorText(opened));
+    return database;
+}
+
+// Calls a function with each row of a query; for a table that the package
+// lacks, not at all.
+template <typename Function>
+void ForEachRow(MSIHANDLE database, const PackageRows& package, const char* table,
+                const char* fields, const Function& function) {
+    if (package.columns.count(table) == 0)
+        return;
+    CMsiHelper view(database, Format("SELECT %s FROM `%s`", fields, table));
+    if (!view.Execute())
+        throw static_cast<int>(MsiErrorOpenView);
+    while (view.Fetch())
+        function(view);
+}
+
+} // namespace
+
+size_t EditDistance(const std::string& one, const std::string& other) {
+    std::vector<size_t> row(other.size() + 1);
+    for (size_t j = 0; j < row.size(); ++j)
+        row[j] = j;
+    for (size_t i = 1; i <= one.size(); ++i) {
+        size_t diagonal = row[0];
+        row[0] = i;
+        for (size_t j = 1; j < row.size(); ++j) {
+            const size_t replaced = diagonal + (one[i - 1] == other[j - 1] ? 0 : 1);
+            diagonal = row[j];
+            row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
+        }
+    }
+    return row.back();
+}
+
+PackageRows ReadPackageRows(const std::string& path) {
+    const InstallerHandle database = OpenDatabase(path);
+    const MSIHANDLE handle = database.Get();
+    PackageRows package;
+    CMsiHelper columns(handle, "SELECT `Table`, `Name` FROM `_Columns`");
+    if (!columns.Execute())
+        throw static_cast<int>(MsiErrorOpenView);
+    while (columns.Fetch())
+        package.columns[columns.GetField(1)].insert(columns.GetField(2));
+
+    ForEachRow(handle, package, "CustomAction", "`Action`, `Type`, `Source`, `Target`",
+               [&](const CMsiHelper& row) {
+                   package.customActions.push_back({row.GetField(1),
+                                                    std::atoi(row.GetField(2).c_str()),
+                                                    row.GetField(3), row.GetField(4)});
+               });
+    ForEachRow(handle, package, "Binary", "`Name`",
+               [&](const CMsiHelper& row) { package.binaries.insert(row.GetField(1)); });
+    ForEachRow(handle, package, "InstallExecuteSequence", "`Action`, `Sequence`",
+               [&](const CMsiHelper& row) {
+                   package.executeSequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
+               });
+    ForEachRow(handle, package, "Property", "`Property`, `Value`", [&](const CMsiHelper& row) {
+        package.properties[row.GetField(1)] = row.GetField(2);
+    });
+    return package;
+}
+
+CheckResult CheckPackage(const PackageRows& package) {
+    CheckResult result;
+    const std::set<std::string> library = LibraryBinaries(package);
+    for (const CustomActionRow& row : package.customActions) {
+        if (!IsDllRow(row) || library.count(row.source) == 0)
+            continue;
+        ++result.rows;
+        if (SequenceOf(package, row.id) > 0)
+            ++result.scheduled;
+        const std::string fault = RowFault(package, row);
+        if (!fault.empty())
+            result.findings.push_back("action " + row.id + ": " + fault);
+    }
+    CheckTables(package, result.findings);
+    return result;
+}
+
+} // namespace actionhost
