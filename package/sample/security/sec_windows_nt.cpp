@@ -3,6 +3,7 @@
 #include "frame/handles.h"
 
 #include <cstring>
+#include <string>
 
 using namespace setupactions;
 
@@ -31,13 +32,13 @@ PLUG_IN_EXPORT DeleteNTUserGroup(DWORD) {
 }
 
 PLUG_IN_EXPORT FindKestrelNTUserGroup(char* name, DWORD size) {
-    RegistryKey group;
-    const LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, GroupKey, 0, KEY_READ, group.Out());
+    RegistryKey key;
+    const LONG error = RegOpenKeyExA(HKEY_LOCAL_MACHINE, GroupKey, 0, KEY_READ, key.Out());
     if (error != ERROR_SUCCESS)
         return static_cast<UINT>(error);
-    const char* const lastPart = std::strrchr(GroupKey, '\\') + 1;
-    if (std::strlen(lastPart) >= size)
+    const std::string group = std::strrchr(GroupKey, '\\') + 1;
+    if (group.size() >= size)
         return ERROR_MORE_DATA;
-    std::strcpy(name, lastPart);
+    name[group.copy(name, size)] = '\0';
     return ERROR_SUCCESS;
 }
