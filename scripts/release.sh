@@ -36,12 +36,13 @@ fi
 
 say "collecting"
 mkdir -p "$content/docs"
-objcopy=i686-w64-mingw32-objcopy
+# -p keeps the programs' own time stamp, which the linker leaves empty.
+objcopy() { i686-w64-mingw32-objcopy -p "$@"; }
 (
     cd "$content"
-    "$objcopy" --only-keep-debug "$build/setupactions.dll" setupactions.debug
-    "$objcopy" --strip-all --add-gnu-debuglink=setupactions.debug "$build/setupactions.dll" setupactions.dll
-    "$objcopy" --strip-all "$build/actionhost.exe" actionhost.exe
+    objcopy --only-keep-debug "$build/setupactions.dll" setupactions.debug
+    objcopy --strip-all --add-gnu-debuglink=setupactions.debug "$build/setupactions.dll" setupactions.dll
+    objcopy --strip-all "$build/actionhost.exe" actionhost.exe
 )
 cp -r "$build/kit" "$content/kit"
 cp -r docs/actions.md docs/actions "$content/docs"

@@ -86,7 +86,7 @@ int SequenceOf(const PackageRows& package, const std::string& id) {
 
 // The Id that a line of the action data list asks for.
 std::string NeededId(const PackageRows& package, const ActionDataRow& line) {
-    const std::string id = line.id;
+    std::string id = line.id;
     if (id.empty() || id.front() != '[')
         return id;
     const auto property = package.properties.find(id.substr(1, id.size() - 2));
@@ -170,7 +170,7 @@ std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
     const CatalogueRow* action = FindAction(row.target);
     if (action == nullptr)
         return EntryFault(row);
-    const std::string fault = ScheduleFault(row, *action);
+    std::string fault = ScheduleFault(row, *action);
     if (!fault.empty() || !IsDeferredRow(row) || SequenceOf(package, row.id) == 0)
         return fault;
     return DataFault(package, row);
