@@ -172,11 +172,9 @@ TEST_F(RedirectionTest, AFolderOutOfReachKeepsItsProperty) {
 
 namespace {
 
-using SetCall = UINT WINAPI(MSIHANDLE, const char*, const char*);
 UINT WINAPI RefuseProperty(MSIHANDLE, const char*, const char*) { return ERROR_FUNCTION_FAILED; }
 
-using SetFieldCall = UINT WINAPI(MSIHANDLE, UINT, const char*);
-SetFieldCall* setField;
+UINT(WINAPI* setField)(MSIHANDLE, UINT, const char*);
 UINT WINAPI RefuseField(MSIHANDLE record, UINT field, const char* text) {
     return std::string(text) == "Refused" ? ERROR_INVALID_FIELD : setField(record, field, text);
 }
@@ -193,7 +191,7 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
         return Run(denied);
     };
     {
-        const ReplacedImport<SetFieldCall> set("MsiRecordSetStringA", RefuseField);
+        const ReplacedImport<decltype(RefuseField)> set("MsiRecordSetStringA", RefuseField);
         setField = set.Original();
         EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not set record string while "
                                           "processing results."} +
@@ -212,7 +210,7 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
               RowLines("A", "Refused", "Path", NoKey) + beforeResult + Lines{Unknown})
         << "a key that refuses access ends the call";
     {
-        const ReplacedImport<SetCall> set("MsiSetPropertyA", RefuseProperty);
+        const ReplacedImport<decltype(RefuseProperty)> set("MsiSetPropertyA", RefuseProperty);
         EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to set "
                                        "KESTRELREDIRECTIONNUMBER property."));
     }

@@ -33,8 +33,8 @@ public:
     ~BalancedCom() { EXPECT_EQ(comDepth, 0) << "COM is not left as it was"; }
 
 private:
-    ReplacedImport<HRESULT WINAPI(void*)> enter_{"CoInitialize", EnterCom};
-    ReplacedImport<void WINAPI()> leave_{"CoUninitialize", LeaveCom};
+    ReplacedImport<decltype(EnterCom)> enter_{"CoInitialize", EnterCom};
+    ReplacedImport<decltype(LeaveCom)> leave_{"CoUninitialize", LeaveCom};
 };
 
 std::string SystemFile(const std::string& name) {
@@ -189,7 +189,7 @@ BOOL WINAPI AnswerExists(const char* path) {
 } // namespace
 
 TEST(DsnDriver, ALongPathIsReadWhole) {
-    const ReplacedImport<BOOL WINAPI(const char*)> exists("PathFileExistsA", AnswerExists);
+    const ReplacedImport<decltype(AnswerExists)> exists("PathFileExistsA", AnswerExists);
     const struct {
         size_t length;
         std::vector<int> sizes;
