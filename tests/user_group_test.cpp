@@ -163,13 +163,11 @@ TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
         {"5", prefix + "returned error code 5"},
         {"fault", prefix + "crashed"},
     };
-    for (const char* plugIn : {"plug_in", "plug_in_cdecl"}) {
-        InstallPlugIn(plugIn);
-        for (const auto& [answer, line] : answers) {
-            PlugInAnswers(answer);
-            EXPECT_THAT(Run(DeleteNTUserGroup), ElementsAre(StartsWith(line))) << answer;
-            EXPECT_EQ(Calls(), "Delete " + std::to_string(session) + ";");
-        }
+    InstallPlugIn("plug_in_cdecl");
+    for (const auto& [answer, line] : answers) {
+        PlugInAnswers(answer);
+        EXPECT_THAT(Run(DeleteNTUserGroup), ElementsAre(StartsWith(line))) << answer;
+        EXPECT_EQ(Calls(), "Delete " + std::to_string(session) + ";");
     }
 }
 
