@@ -22,6 +22,8 @@ public:
         return lines;
     }
 
+    std::vector<std::string> lines;
+
 private:
     static int WINAPI Keep(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
         std::string line;
@@ -33,5 +35,4 @@ private:
 
     static inline SentLines* current = nullptr;
     ReplacedImport<decltype(Keep)> import_{"MsiProcessMessage", Keep};
-    std::vector<std::string> lines;
 };
