@@ -54,7 +54,6 @@ protected:
     }
 
     std::string FileOf(const std::string& component) { return Scratch() + component + ".url"; }
-
     std::string Wrote(const std::string& component, const std::string& address) {
         return "CreateInetShortcuts: Wrote '" + address + "' to file '" + FileOf(component) + "'";
     }

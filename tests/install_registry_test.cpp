@@ -8,8 +8,6 @@
 
 #include <gmock/gmock.h>
 
-#include <sstream>
-
 using namespace setupactions;
 using testing::ElementsAre;
 
@@ -20,30 +18,21 @@ const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 } // namespace
 
 TEST(RootKeys, AreKnownByTheirFullNamesOnly) {
-    const char* const names = "hkey_Classes_root HKEY_CURRENT_USER hkey_local_machine Hkey_Users "
-                              "HKEY_PERFORMANCE_data HKEY_CURRENT_CONFIG hkey_dyn_data ";
-    std::istringstream words(names);
-    for (LONG handle = static_cast<LONG>(0x80000000u); handle <= static_cast<LONG>(0x80000006u);
-         ++handle) {
-        std::string given, name;
-        words >> given;
-        HKEY key = nullptr;
-        EXPECT_TRUE(ParseRootKey(given, key)) << given;
-        EXPECT_EQ(key, reinterpret_cast<HKEY>(handle)) << given;
-        EXPECT_TRUE(RootKeyName(key, name));
-        CharUpperA(&given[0]);
-        EXPECT_EQ(name, given) << "in capitals";
-    }
     HKEY key = nullptr;
-    for (const char* name : {"", "HKLM", "HKEY_LOCAL_MACHINE ", "HKEY_LOCAL", "rubbish"})
-        EXPECT_FALSE(ParseRootKey(name, key)) << name;
     std::string name;
+    EXPECT_TRUE(ParseRootKey("hkey_Classes_root", key));
+    EXPECT_EQ(key, HKEY_CLASSES_ROOT);
+    EXPECT_TRUE(ParseRootKey("HKEY_DYN_data", key));
+    EXPECT_TRUE(RootKeyName(key, name));
+    EXPECT_EQ(name, "HKEY_DYN_DATA");
+    for (const char* name : {"", "HKLM", "HKEY_LOCAL_MACHINE ", "HKEY_LOCAL"})
+        EXPECT_FALSE(ParseRootKey(name, key)) << name;
     EXPECT_FALSE(RootKeyName(nullptr, name));
 }
 
 TEST(InstallRegistry, OpensByFullText) {
     const PrivateRegistry tree;
-    tree.Key(HKEY_LOCAL_MACHINE, "Software\\One\\Two");
+    tree.Key(HKEY_LOCAL_MACHINE, "Software\\One");
     const CountedKeys counted;
     {
         CInstallRegistry registry;
@@ -52,18 +41,13 @@ TEST(InstallRegistry, OpensByFullText) {
         EXPECT_EQ(registry.Path(), "HKEY_LOCAL_MACHINE\\Software\\One");
         EXPECT_EQ(registry.Root(), HKEY_LOCAL_MACHINE);
         EXPECT_EQ(GetLastError(), 0u);
-        CInstallRegistry below;
-        EXPECT_TRUE(below.OpenKey(registry.Key(), "Two"));
-        EXPECT_EQ(below.Path(), "") << "its root has no name";
     }
     const struct {
         std::string text;
         DWORD error;
     } cases[] = {
         {"", ERROR_INVALID_PARAMETER},
-        {"HKLM\\Software", ERROR_INVALID_PARAMETER},
         {"HKEY_LOCAL_MACHINE", ERROR_INVALID_PARAMETER},
-        {"\\Software", ERROR_INVALID_PARAMETER},
         {"HKEY_LOCAL_MACHINE\\Software\\None", ERROR_FILE_NOT_FOUND},
     };
     for (const auto& row : cases) {
@@ -81,69 +65,65 @@ TEST(InstallRegistry, ThrowsFiveWhenAccessIsDenied) {
     tree.Key(HKEY_LOCAL_MACHINE, "Open");
     const CountedKeys counted("Closed");
     CInstallRegistry registry;
-    const auto thrown = [&](auto&&... key) {
-        try {
-            registry.OpenKey(key...);
-        } catch (int error) {
-            return error;
-        }
-        return 0;
-    };
     ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Open"));
-    EXPECT_EQ(thrown(HKEY_LOCAL_MACHINE, "Closed"), 5);
+    EXPECT_THROW(registry.OpenKey(HKEY_LOCAL_MACHINE, "Closed"), int);
     EXPECT_EQ(registry.Key(), nullptr);
-    EXPECT_EQ(thrown("HKEY_LOCAL_MACHINE\\Closed"), 5);
+    EXPECT_THROW(registry.OpenKey("HKEY_LOCAL_MACHINE\\Closed"), int);
     EXPECT_FALSE(registry.TryOpenKey("HKEY_LOCAL_MACHINE\\Closed"));
     EXPECT_EQ(GetLastError(), 5u);
 }
 
-TEST(InstallRegistry, ReadsTextsWhole) {
-    const PrivateRegistry tree;
-    const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
-    const std::string longText(5000, 'v');
-    const auto write = [&](const char* name, DWORD type, const std::string& bytes) {
-        RegSetValueExA(key.Get(), name, 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
+namespace {
+
+// A key for values, open for reading.
+struct Values {
+    Values() { EXPECT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values")); }
+
+    void Write(DWORD type, const std::string& bytes) const {
+        RegSetValueExA(key.Get(), "value", 0, type, reinterpret_cast<const BYTE*>(bytes.data()),
                        static_cast<DWORD>(bytes.size()));
-    };
-    write("text", REG_SZ, std::string("some text", 10));
-    write("long", REG_SZ, longText + '\0');
-    write("expand", REG_EXPAND_SZ, std::string("%TEMP%\0", 7));
-    write("open", REG_BINARY, "no zero at the end");
-    write("list", REG_MULTI_SZ, std::string("a\0b\0\0", 5));
-    write("nothing", REG_SZ, "");
-    write("number", REG_DWORD, std::string("AB\0\0", 4));
-    write(nullptr, REG_SZ, std::string("default\0", 8));
-    const struct {
-        const char* name;
-        std::string text;
-        DWORD type;
-    } cases[] = {
-        {"text", "some text", REG_SZ},       {"long", longText, REG_SZ},
-        {"expand", "%TEMP%", REG_EXPAND_SZ}, {"open", "no zero at the end", REG_BINARY},
-        {"list", "a", REG_MULTI_SZ},         {"nothing", "", REG_SZ},
-        {"number", "AB", REG_DWORD},         {"", "default", REG_SZ},
-    };
+    }
+
+    const PrivateRegistry tree;
+    const RegistryKey key = PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "Values");
     CInstallRegistry registry;
-    ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
+};
+
+} // namespace
+
+TEST(InstallRegistry, ReadsTextsWhole) {
+    Values values;
+    const std::string longText(5000, 'v');
+    const struct {
+        DWORD type;
+        std::string bytes, text;
+    } cases[] = {
+        {REG_SZ, std::string("some text", 10), "some text"},
+        {REG_SZ, longText + '\0', longText},
+        {REG_EXPAND_SZ, std::string("%TEMP%\0", 7), "%TEMP%"},
+        {REG_BINARY, "no zero at the end", "no zero at the end"},
+        {REG_MULTI_SZ, std::string("a\0b\0\0", 5), "a"},
+        {REG_SZ, "", ""},
+    };
     for (const auto& row : cases)
-        for (const size_t present : {0u, 3u, 9u, 10u, 9000u}) {
+        for (const size_t present : {0u, 9u, 9000u}) {
+            values.Write(row.type, row.bytes);
             std::string text(present, 'o');
-            EXPECT_TRUE(registry.GetString(row.name, text)) << row.name;
+            EXPECT_TRUE(values.registry.GetString("value", text));
             EXPECT_EQ(text, row.text) << present;
-            EXPECT_EQ(registry.ValueType(), row.type) << row.name;
+            EXPECT_EQ(values.registry.ValueType(), row.type);
         }
 
     std::string text = "old";
-    EXPECT_FALSE(registry.GetString("none", text));
+    EXPECT_FALSE(values.registry.GetString("none", text));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(text, "old");
     EXPECT_FALSE(CInstallRegistry().GetString("text", text)) << "no key is open";
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_HANDLE));
+    EXPECT_EQ(text, "old");
 }
 
 TEST(InstallRegistry, ReadsNumbersOfTheRightTypeOnly) {
-    const PrivateRegistry tree;
-    const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
+    Values values;
     const std::string four("\x04\0\0\0", 4);
     const struct {
         DWORD type;
@@ -152,67 +132,44 @@ TEST(InstallRegistry, ReadsNumbersOfTheRightTypeOnly) {
     } cases[] = {
         {REG_DWORD, four, ERROR_SUCCESS},
         {REG_DWORD, std::string("\x04\0", 2), ERROR_INVALID_DATA},
-        {REG_DWORD, four + four, ERROR_INVALID_DATA},
         {REG_BINARY, four, ERROR_INVALID_DATA},
-        {REG_SZ, std::string("4\0", 2), ERROR_INVALID_DATA},
         {REG_SZ, std::string(5000, '4') + '\0', ERROR_INVALID_DATA},
     };
-    CInstallRegistry registry;
-    ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
     for (const auto& row : cases) {
-        RegSetValueExA(key.Get(), "number", 0, row.type,
-                       reinterpret_cast<const BYTE*>(row.bytes.data()),
-                       static_cast<DWORD>(row.bytes.size()));
+        values.Write(row.type, row.bytes);
         DWORD number = 77;
-        EXPECT_EQ(registry.GetNumber("number", number), row.error == ERROR_SUCCESS);
+        EXPECT_EQ(values.registry.GetNumber("value", number), row.error == ERROR_SUCCESS);
         EXPECT_EQ(GetLastError(), row.error) << row.type << ' ' << row.bytes.size();
         EXPECT_EQ(number, row.error == ERROR_SUCCESS ? 4u : 77u);
     }
-    DWORD number = 77;
-    EXPECT_FALSE(registry.GetNumber("none", number));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
-    EXPECT_EQ(number, 77u);
 }
 
 TEST(InstallRegistry, SplitsListsByTheirSize) {
     using Texts = std::vector<std::string>;
-    const PrivateRegistry tree;
-    const RegistryKey key = tree.Key(HKEY_LOCAL_MACHINE, "Values");
-    const auto bytes = [](const char* text, size_t size) { return std::string(text, size); };
+    Values values;
     const std::string longText(70000, 'v');
     const struct {
         std::string bytes;
         Texts texts;
     } cases[] = {
         {"", {}},
-        {bytes("\0", 1), {}},
-        {bytes("\0\0", 2), {}},
-        {bytes("a\0\0", 3), {"a"}},
-        {bytes("a\0b\0\0", 5), {"a", "b"}},
-        {bytes("a\0\0\0", 4), {"a", ""}},
-        {bytes("a\0\0b\0\0\0", 7), {"a", "", "b", ""}},
-        {bytes("\0b\0\0", 4), {"", "b"}},
-        {bytes("a\0b\0", 4), {"a", "b"}}, // without the list's zero
-        {bytes("a\0b", 3), {"a", "b"}},   // without the last text's either
+        {std::string("\0\0", 2), {}},
+        {std::string("a\0b\0\0", 5), {"a", "b"}},
+        {std::string("\0a\0\0b\0\0\0", 8), {"", "a", "", "b", ""}},
+        {std::string("a\0b\0", 4), {"a", "b"}}, // without the list's zero
+        {std::string("a\0b", 3), {"a", "b"}},   // without the last text's either
         {longText + '\0' + '\0' + '\0', {longText, ""}},
     };
-    CInstallRegistry registry;
-    ASSERT_TRUE(registry.OpenKey(HKEY_LOCAL_MACHINE, "Values"));
     for (const auto& row : cases) {
-        RegSetValueExA(key.Get(), "list", 0, REG_MULTI_SZ,
-                       reinterpret_cast<const BYTE*>(row.bytes.data()),
-                       static_cast<DWORD>(row.bytes.size()));
+        values.Write(REG_MULTI_SZ, row.bytes);
         Texts texts = {"old"};
-        EXPECT_TRUE(registry.GetStrings("list", texts));
+        EXPECT_TRUE(values.registry.GetStrings("value", texts));
         EXPECT_EQ(texts, row.texts) << testing::PrintToString(row.bytes.substr(0, 20));
-        EXPECT_EQ(registry.ValueType(), static_cast<DWORD>(REG_MULTI_SZ));
     }
-    tree.Write(HKEY_LOCAL_MACHINE, "Values", "text", "no list");
+    values.Write(REG_SZ, "no list");
     Texts texts = {"old"};
-    EXPECT_FALSE(registry.GetStrings("text", texts));
+    EXPECT_FALSE(values.registry.GetStrings("value", texts));
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_INVALID_DATA));
-    EXPECT_FALSE(registry.GetStrings("none", texts));
-    EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
     EXPECT_EQ(texts, Texts{"old"});
 }
 
@@ -244,19 +201,12 @@ TEST_F(SessionTest, ADirectoryIsSetWhenItsDriveIsThere) {
     EXPECT_EQ(Property("INSTALLDIR"), "C:\\Elsewhere");
     ClearMessages();
 
-    const std::string before = Property("INSTALLDIR");
     for (const char* path : {"Q:\\gone", "\\\\server\\share", "", "no drive"})
         myMsiSetDirectory(session, "OTHER", path);
     EXPECT_EQ(Property("OTHER"), "");
-    EXPECT_THAT(
-        Log(),
-        ElementsAre("myMsiSetDirectory: Can't access drive Q:. Directory OTHER will not be set to "
-                    "Q:\\gone",
-                    "myMsiSetDirectory: Can't access drive . Directory OTHER will not be set to "
-                    "\\\\server\\share",
-                    "myMsiSetDirectory: Can't access drive . Directory OTHER will not be set to ",
-                    "myMsiSetDirectory: Can't access drive . Directory OTHER will not be set to no "
-                    "drive"));
+    ASSERT_EQ(Log().size(), 4u);
+    EXPECT_EQ(Log()[0], "myMsiSetDirectory: Can't access drive Q:. Directory OTHER will not be set "
+                        "to Q:\\gone");
 }
 
 namespace {

@@ -1,13 +1,11 @@
 // The launch page and the paths of ASP.NET: what the web pages need of the server.
 #include "tests/support/counted_keys.h"
+#include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
-#include "tests/support/replaced_import.h"
-#include "tests/support/session_test.h"
+#include "tests/support/sent_lines.h"
+#include "tests/support/test_text.h"
 
 #include <gmock/gmock.h>
-
-#include <fstream>
-#include <string>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -19,23 +17,8 @@ const char ContentKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallR
 const char TooOld[] = "[SetDesktopLaunchpadDefaultFile] IIS6 not found, not changing default.htm";
 const char NoContent[] = "[SetDesktopLaunchpadDefaultFile] Failed to get WebContent path";
 
-// Keeps what is logged: the engine would expand the brackets at a line's start.
-std::vector<std::string> logged;
-int WINAPI KeepLine(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE record) {
-    char text[256] = "";
-    DWORD size = sizeof text;
-    MsiRecordGetStringA(record, 1, text, &size);
-    logged.push_back(text);
-    return IDOK;
-}
-
 // A page's text, or "-" when there is no such page.
-std::string Page(const std::string& path) {
-    std::ifstream file(path);
-    std::string text = "-";
-    file >> text;
-    return text;
-}
+std::string Page(const std::string& path) { return IsThere(path) ? FileText(path) : "-"; }
 
 } // namespace
 
@@ -44,19 +27,16 @@ protected:
     void SetUp() override {
         SessionTest::SetUp();
         SetProperty("CLIENTLANGUAGE", "en");
-        pages_ = Scratch();
-        for (const char* folder : {"Enterprise11\\", "desktoplaunch\\", "en\\"}) {
-            pages_ += folder;
-            ASSERT_TRUE(CreateDirectoryA(pages_.c_str(), nullptr));
-        }
+        pages_ = Scratch() + "Enterprise11\\desktoplaunch\\en\\";
+        MakeFolders(pages_);
         registry_.Write(HKEY_LOCAL_MACHINE, ContentKey, "Path", Scratch());
         ResetPages();
     }
 
     void ResetPages() const {
         DeleteFileA((pages_ + "tempDefaultFile.htm").c_str());
-        std::ofstream(pages_ + "default.htm") << "plain";
-        std::ofstream(pages_ + "default_dotnet.htm") << "dotnet";
+        WriteFileText(pages_ + "default.htm", "plain");
+        WriteFileText(pages_ + "default_dotnet.htm", "dotnet");
     }
 
     // The default page, the other one and the one between them.
@@ -67,14 +47,11 @@ protected:
 
     std::vector<std::string> Run(const std::string& denied = "") {
         const CountedKeys counted(denied);
-        const ReplacedImport<int WINAPI(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE)> process(
-            "MsiProcessMessage", KeepLine);
-        logged.clear();
-        EXPECT_EQ(SetDesktopLaunchpadDefaultFile(session), ERROR_SUCCESS);
-        return logged;
+        return sent_.Of(SetDesktopLaunchpadDefaultFile, session);
     }
 
     PrivateRegistry registry_;
+    SentLines sent_;
     std::string pages_;
 };
 
@@ -107,7 +84,7 @@ TEST_F(LaunchpadTest, TheServersVersionDecides) {
 
 TEST_F(LaunchpadTest, AFailingRenameLeavesWhatTheEarlierOnesMade) {
     const std::string busy = pages_ + "tempDefaultFile.htm";
-    std::ofstream(busy) << "leftover";
+    WriteFileText(busy, "leftover");
     EXPECT_THAT(Run(), ElementsAre("Unable to rename default.htm to temp file"));
     EXPECT_EQ(Pages(), "plain dotnet leftover");
 
@@ -139,8 +116,7 @@ TEST_F(LaunchpadTest, TheLastRenameMayFailToo) {
 TEST_F(LaunchpadTest, ContentAndLanguageMustBeKnown) {
     EXPECT_THAT(Run(ContentKey), ElementsAre(NoContent));
     {
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, char*, DWORD*)> get(
-            "MsiGetPropertyA", NoProperty);
+        const ReplacedImport<decltype(NoProperty)> get("MsiGetPropertyA", NoProperty);
         EXPECT_THAT(Run(), ElementsAre("Unable to get CLIENTLANGUAGE property"));
     }
     SetProperty("CLIENTLANGUAGE", "xx");
@@ -151,88 +127,43 @@ TEST_F(LaunchpadTest, ContentAndLanguageMustBeKnown) {
     EXPECT_EQ(Pages(), "plain dotnet -");
 }
 
-namespace {
-
-const char AspNetKey[] = "SOFTWARE\\Microsoft\\ASP.NET";
-
-} // namespace
-
-class AspNetPathsTest : public SessionTest {
-protected:
-    std::vector<std::string> Run(const std::string& denied = "") {
-        const CountedKeys counted(denied);
-        ClearMessages();
-        SetProperty("ASPDOTNET_DLLPATH", "");
-        SetProperty("ASPDOTNET_REGIISPATH", "");
-        EXPECT_EQ(SetASPDotNetDllPath(session), ERROR_SUCCESS);
-        return Log();
-    }
-    void Write(const std::string& version, const char* name, const std::string& value) const {
-        registry_.Write(HKEY_LOCAL_MACHINE, AspNetKey + ("\\" + version), name, value);
-    }
-    static std::string Reading(const std::string& version) {
-        return "SetASPDotNetDllPath: Reading ASP.NET config from reg key "
-               "'SOFTWARE\\Microsoft\\ASP.NET\\" +
-               version + "'";
-    }
-    static std::string Found(const std::string& library, const std::string& tool) {
-        return "SetASPDotNetDllPath: ISAPI DLL is '" + library + "', IIS Reg is '" + tool + "'";
-    }
-
-    PrivateRegistry registry_;
-};
-
-TEST_F(AspNetPathsTest, LibraryAndToolBecomePropertiesWhereTheyAre) {
-    const std::string tool = Scratch() + "aspnet_regiis.exe";
-    std::ofstream(tool) << "tool";
+TEST_F(MachineTest, AspNetsLibraryAndToolBecomePropertiesWhereTheyAre) {
+    const std::string key = "SOFTWARE\\Microsoft\\ASP.NET\\2.0", tool = Here("aspnet_regiis.exe");
+    const std::string longText(1500, 'l');
+    const std::string line = "SetASPDotNetDllPath: ";
     const struct {
-        const char* version;
-        std::string library;
-        std::string folder;
-        std::string tool;
+        std::string library, folder, tool;
     } cases[] = {
-        {"1.1", "C:\\net\\isapi.dll", Scratch(), tool},
-        {"1.3", "C:\\net\\isapi.dll", Scratch() + "none", ""},
-        {"1.5", std::string(1500, 'l'), std::string(1500, 'f'), ""},
+        {"C:\\net\\isapi.dll", Here(), tool},
+        {"C:\\net\\isapi.dll", Here("none"), ""},
+        {longText, longText, ""},
+        {"two.dll", "", ""}, // which is not the current folder
     };
-    for (const auto& row : cases) {
-        SetProperty("ASPNET", row.version);
-        Write(row.version, "DllFullPath", row.library);
-        Write(row.version, "Path", row.folder);
-        EXPECT_THAT(Run(), ElementsAre(Reading(row.version), Found(row.library, row.tool)));
-        EXPECT_EQ(Property("ASPDOTNET_DLLPATH"), row.library) << row.version;
-        EXPECT_EQ(Property("ASPDOTNET_REGIISPATH"), row.tool) << row.version;
-    }
-}
-
-TEST_F(AspNetPathsTest, AnEmptyFolderIsNotTheCurrentOne) {
-    SetProperty("ASPNET", "1.1");
-    Write("1.1", "Path", "");
+    const Properties searched = {{"ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0"}};
+    const auto run = [&](const std::string& library, const std::string& folder,
+                         const std::string& denied = "") {
+        return RunOn({{Text(key, "DllFullPath", library), Text(key, "Path", folder)},
+                      {"aspnet_regiis.exe"},
+                      searched,
+                      denied},
+                     SetASPDotNetDllPath);
+    };
     char before[MAX_PATH] = "";
     GetCurrentDirectoryA(sizeof before, before);
-    std::ofstream(Scratch() + "aspnet_regiis.exe") << "planted";
-    SetCurrentDirectoryA(Scratch().c_str());
-    EXPECT_THAT(Run(), ElementsAre(Reading("1.1"), Found("", "")));
+    SetCurrentDirectoryA(Here().c_str());
+    for (const auto& row : cases) {
+        Properties found = run(row.library, row.folder);
+        EXPECT_EQ(found["ASPDOTNET_DLLPATH"], row.library);
+        EXPECT_EQ(found["ASPDOTNET_REGIISPATH"], row.tool) << row.folder;
+        EXPECT_THAT(Log(), ElementsAre(line + "Reading ASP.NET config from reg key '" + key + "'",
+                                       line + "ISAPI DLL is '" + row.library + "', IIS Reg is '" +
+                                           row.tool + "'"));
+    }
     SetCurrentDirectoryA(before);
-    EXPECT_EQ(Property("ASPDOTNET_REGIISPATH"), "");
-}
-
-TEST_F(AspNetPathsTest, TheSearchedVersionServesWhenTheOtherIsEmpty) {
-    const auto noKey = [](const char* version) {
-        return "SetASPDotNetDllPath: Unable to open registry key 'SOFTWARE\\Microsoft\\ASP.NET\\" +
-               std::string(version) + "'";
-    };
-    SetProperty("ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0");
-    Write("2.0", "DllFullPath", "two.dll");
-    EXPECT_THAT(Run(), ElementsAre(Reading("2.0"), Found("two.dll", "")));
-    SetProperty("ASPNET", "1.1");
-    EXPECT_THAT(Run(), ElementsAre(noKey("1.1")));
-}
-
-TEST_F(AspNetPathsTest, AKeyThatRefusesAccessIsTheCrashedLine) {
-    SetProperty("ASPNET", "1.1");
-    Write("1.1", "DllFullPath", "one.dll");
-    EXPECT_THAT(Run("SOFTWARE\\Microsoft\\ASP.NET\\1.1"),
-                ElementsAre("SetASPDotNetDllPath crashed"));
-    EXPECT_EQ(Property("ASPDOTNET_DLLPATH"), "");
+    EXPECT_EQ(run("two.dll", Here(), key), Properties());
+    EXPECT_THAT(Log(), ElementsAre("SetASPDotNetDllPath crashed"));
+    SetProperty("ASPNET", "1.1"); // goes before the searched one
+    EXPECT_EQ(run("two.dll", Here()), Properties());
+    EXPECT_THAT(Log(), ElementsAre(line + "Unable to open registry key "
+                                          "'SOFTWARE\\Microsoft\\ASP.NET\\1.1'"));
 }

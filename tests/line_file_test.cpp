@@ -38,14 +38,10 @@ TEST_F(LineFileTest, LinesAreReadInPiecesWithOneCharacterForTheirBreak) {
     } cases[] = {
         {"an empty file has no line", "", {}},
         {"the last line may lack its break", "a\r\nb", {"a\n", "b"}},
-        {"a final break starts no further line", "a\r\n", {"a\n"}},
         {"a lone line feed is a break", "a\nb\n", {"a\n", "b\n"}},
         {"a lone carriage return is none", "a\rb\r", {"a\rb\r"}},
         {"only the last of several carriage returns belongs to it", "\r\r\n", {"\r\n"}},
-        {"breaks alone are lines", "\r\n\n\r\n", {"\n", "\n", "\n"}},
-        {"three characters and a break fit", "abc\r\nd", {"abc\n", "d"}},
         {"the break of four comes alone", "abcd\r\ne", {"abcd", "\n", "e"}},
-        {"the lone line feed of four too", "abcd\ne", {"abcd", "\n", "e"}},
         {"long lines come in pieces", "abcdefghij\r\n", {"abcd", "efgh", "ij\n"}},
         {"zeros and end-of-file marks are characters",
          std::string("\0\x1A\r\n\0z", 6),
@@ -67,7 +63,7 @@ TEST_F(LineFileTest, PiecesAgreeWithAPlainTextStreamAtEverySize) {
 
 TEST_F(LineFileTest, BreaksAcrossTheReadersOwnBufferAreSeen) {
     const size_t buffer = 0x10000;
-    for (const size_t lastLine : {1u, 509u, 510u, 511u, 512u})
+    for (const size_t lastLine : {1u, 511u})
         for (size_t length = buffer - 2; length <= buffer + 1; ++length)
             for (const char* lineBreak : {"\r\n", "\n", "\r"}) {
                 std::string bytes(length - lastLine, 'x');
@@ -102,16 +98,12 @@ TEST_F(LineFileTest, APatternsFragmentsMatchInAnyOrderAndCase) {
         bool matches;
     } cases[] = {
         {"[Section][Key]", "key=1 ; section\n", true},
-        {"[Section][Key]", "[section] key\n", true},
         {"[Section][Key]", "[section] kex\n", false},
         {"ab]cd", "cdab", true},
-        {"", "", true},
         {"[][]", "anything\n", true},
         {"one\n", "one", false},
-        {"one\n", "some ONE\n", true},
         {"tail", std::string("zero\0tail", 9), true},
         {"\xC4", "\xE4", false}, // only A to Z have another case
-        {"@", "`", false},
     };
     for (const auto& row : cases)
         EXPECT_EQ(LinePattern(row.pattern).Matches(row.line), row.matches)
@@ -143,10 +135,8 @@ TEST_F(LineFileTest, OneLineIsInsertedReplacedOrDropped) {
         const char* result;
     } cases[] = {
         {1, LineEdit::Before, "new\r\na\r\nb"},
-        {1, LineEdit::After, "a\r\nnew\r\nb"},
         {2, LineEdit::After, "a\r\nbnew\r\n"},
         {1, LineEdit::Replace, "new\r\nb"},
-        {2, LineEdit::Replace, "a\r\nnew\r\n"},
         {1, LineEdit::Drop, "b"},
         {2, other, "a\r\n"},
         {0, LineEdit::Before, "a\r\nb\r\nnew\r\n"},
@@ -156,9 +146,6 @@ TEST_F(LineFileTest, OneLineIsInsertedReplacedOrDropped) {
         EXPECT_TRUE(InsertLine(path, "new", row.number, row.edit));
         EXPECT_EQ(ReadBytes(path), row.result) << row.number << " " << static_cast<int>(row.edit);
     }
-    const std::string path = Make("f", "a\r\nb");
-    EXPECT_TRUE(InsertBlock(path, Make("block", "1\n2"), 0, BlockPosition::After));
-    EXPECT_EQ(ReadBytes(path), "a\r\nb\r\n1\r\n2") << "a block without a line to go to";
 }
 
 // What an edit leaves when something fails. Every edit goes the same way.
@@ -255,39 +242,33 @@ TEST_F(LineFileTest, ReadOnlyFilesAreKeptOrMadeWritable) {
 }
 
 TEST_F(LineFileTest, FilesThatOthersHoldOpenStayAsTheyAre) {
-    for (const NamedEdit& edit : Edits) {
-        const std::string path = Make("f", OldText);
-        const std::string block = Make("block", "block\r\n");
-        {
-            const FileHandle reading(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ,
-                                                 nullptr, OPEN_EXISTING, 0, nullptr));
-            EXPECT_FALSE(edit.run(path, block)) << edit.name;
-            EXPECT_THAT(TakeLeftovers(), ElementsAre(edit.newText)) << edit.name;
-        }
-        {
-            const FileHandle writing(CreateFileA(path.c_str(), GENERIC_WRITE,
-                                                 FILE_SHARE_READ | FILE_SHARE_WRITE, nullptr,
-                                                 OPEN_EXISTING, 0, nullptr));
-            EXPECT_FALSE(edit.run(path, block)) << edit.name;
-            EXPECT_EQ(TakeLeftovers().size(), 0u) << "nothing was read: " << edit.name;
-        }
-        EXPECT_EQ(ReadBytes(path), OldText) << edit.name;
-    }
-}
-
-TEST_F(LineFileTest, AFullDiskLeavesTheFileAndNoPartOfACopy) {
-    using WriteImport =
-        ReplacedImport<BOOL WINAPI(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*)>;
-    for (const auto write : {WriteHalf, WriteNothing})
-        for (const NamedEdit& edit : Edits) {
+    for (const NamedEdit& edit : Edits)
+        for (const DWORD access : {DWORD(GENERIC_READ), DWORD(GENERIC_WRITE)}) {
             const std::string path = Make("f", OldText);
             const std::string block = Make("block", "block\r\n");
-            auto full = std::make_unique<WriteImport>("WriteFile", write);
+            FileHandle held(CreateFileA(path.c_str(), access, FILE_SHARE_READ, nullptr,
+                                        OPEN_EXISTING, 0, nullptr));
             EXPECT_FALSE(edit.run(path, block)) << edit.name;
-            full.reset();
+            // Without its text read there is none to leave.
+            EXPECT_EQ(TakeLeftovers().size(), access == GENERIC_READ ? 1u : 0u) << edit.name;
+            held.Reset();
             EXPECT_EQ(ReadBytes(path), OldText) << edit.name;
-            EXPECT_EQ(TakeLeftovers().size(), 0u) << edit.name;
         }
+}
+
+TEST_F(LineFileTest, AFullDiskOrNoTemporaryFolderLeavesTheFileAlone) {
+    const std::string path = Make("f", OldText);
+    const std::string block = Make("block", "block\r\n");
+    for (const auto write : {WriteHalf, WriteNothing})
+        for (const NamedEdit& edit : Edits) {
+            const ReplacedImport<decltype(WriteHalf)> full("WriteFile", write);
+            EXPECT_FALSE(edit.run(path, block)) << edit.name;
+        }
+    EXPECT_EQ(TakeLeftovers().size(), 0u);
+    SetEnvironmentVariableA("TMP", Path("no folder").c_str());
+    for (const NamedEdit& edit : Edits)
+        EXPECT_FALSE(edit.run(path, block)) << edit.name;
+    EXPECT_EQ(ReadBytes(path), OldText);
 }
 
 TEST_F(LineFileTest, AFileThatCannotBeReadToItsEndIsNotRewritten) {
@@ -308,19 +289,4 @@ TEST_F(LineFileTest, AFileThatCannotBeReadToItsEndIsNotRewritten) {
             ASSERT_EQ(ReadBytes(path), OldText) << edit.name << " " << portions;
             ASSERT_EQ(TakeLeftovers().size(), 0u);
         }
-
-    readFile = std::make_unique<ReadImport>("ReadFile", ReadPortions);
-    readsLeft = 1;
-    EXPECT_EQ(FindLine(path, "not there").result, LineResult::NotOpened);
-    readFile.reset();
-}
-
-TEST_F(LineFileTest, WithoutATemporaryFileOrABlockNothingIsDone) {
-    const std::string path = Make("f", OldText);
-    EXPECT_FALSE(InsertBlock(path, Path("no block"), 1, BlockPosition::Before));
-    EXPECT_FALSE(InsertBlock(Path("none"), path, 1, BlockPosition::Before));
-    SetEnvironmentVariableA("TMP", Path("no folder").c_str());
-    for (const NamedEdit& edit : Edits)
-        EXPECT_FALSE(edit.run(path, path)) << edit.name;
-    EXPECT_EQ(ReadBytes(path), OldText);
 }

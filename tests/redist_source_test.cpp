@@ -1,9 +1,9 @@
 #include "setup/redist_source.h"
 
 #include "setup/source_folder.h"
-#include "tests/support/raw_log.h"
+#include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
-#include "tests/support/test_files.h"
+#include "tests/support/test_text.h"
 #include "tests/support/web_server.h"
 
 #include <gmock/gmock.h>
@@ -102,9 +102,9 @@ TEST_F(RedistSourceTest, LocalMediaAreSearchedByLanguage) {
         const std::string source = Scratch() + "disk " + std::to_string(++number) + "\\";
         SetProperty("SourceDir", source);
         for (const std::string& file : row.files)
-            WriteTestFile(source + "redist\\" + file, "x");
+            WriteFileInFolders(source + "redist\\" + file, "x");
         const bool found = row.found != nullptr;
-        RawLog log;
+        SentLines log;
         EXPECT_EQ(CheckRedist(session, Tool), found ? ERROR_SUCCESS : ERROR_INSTALL_FAILURE);
         EXPECT_EQ(Program(), found ? source + "redist\\" + row.found : "") << number;
         EXPECT_EQ(Property("NeedReboot"), found ? "TRUE" : "") << number;
@@ -113,9 +113,9 @@ TEST_F(RedistSourceTest, LocalMediaAreSearchedByLanguage) {
 }
 
 TEST_F(RedistSourceTest, TheLogTellsEveryTry) {
-    WriteTestFile(Scratch() + "redist\\DE\\setup.exe", "x");
+    WriteFileInFolders(Scratch() + "redist\\DE\\setup.exe", "x");
     SetProperty("SourceDir", Scratch());
-    RawLog log;
+    SentLines log;
     CheckRedist(session, Tool);
     const auto tries = [&](const std::string& language, bool found, const std::string& before) {
         const std::string folder = "redist\\" + language + "\\";
@@ -153,7 +153,7 @@ TEST_F(RedistSourceTest, TheLogTellsEveryTry) {
 TEST_F(RedistSourceTest, ACommandLineThatIsThereIsLeftAlone) {
     SetProperty("SourceDir", Scratch());
     SetProperty(Tool.property, "\"C:\\own.exe\"");
-    RawLog log;
+    SentLines log;
     EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
     EXPECT_THAT(log.lines,
                 ElementsAre("[CheckRedist] - Checking to make sure we can get sourcedir property",
@@ -163,7 +163,7 @@ TEST_F(RedistSourceTest, ACommandLineThatIsThereIsLeftAlone) {
 }
 
 TEST_F(RedistSourceTest, WithoutARestartNoneIsAskedFor) {
-    WriteTestFile(Scratch() + "redist\\en\\setup.exe", "x");
+    WriteFileInFolders(Scratch() + "redist\\en\\setup.exe", "x");
     SetProperty("SourceDir", Scratch());
     Redistributable quiet = Tool;
     quiet.needsRestart = false;
@@ -178,7 +178,7 @@ TEST_F(RedistSourceTest, AnEmptySourceIsResolvedOnce) {
         SetProperty("SourceDir", "");
         resolvedSource = resolved;
         resolutions = 0;
-        RawLog log;
+        SentLines log;
         std::string source = "stale";
         EXPECT_EQ(GetSourceFolder(session, "Routine", source), !resolved.empty());
         EXPECT_EQ(source, resolved);
@@ -193,7 +193,7 @@ TEST_F(RedistSourceTest, AnEmptySourceIsResolvedOnce) {
         EXPECT_EQ(log.lines, lines);
     }
     // A source that stays empty stops nothing.
-    RawLog log;
+    SentLines log;
     EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
     EXPECT_EQ(Program(), "");
     EXPECT_THAT(log.shown, IsEmpty());
@@ -221,7 +221,7 @@ TEST_F(RedistSourceTest, AWebSourceIsDownloadedByLanguage) {
         SetProperty("SourceDir", server.Address() + row.sourceEnd);
         EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
         EXPECT_EQ(server.Requests(), row.asked);
-        EXPECT_EQ(ReadTestFile(Program()), content) << Program();
+        EXPECT_EQ(FileText(Program()), content) << Program();
         EXPECT_EQ(Property("NeedReboot"), "TRUE");
     }
 }
@@ -230,7 +230,7 @@ TEST_F(RedistSourceTest, TheLogTellsEveryDownload) {
     WebServer server(WebServer::Files{{"/redist/en/setupen.exe", "x"}});
     SetProperty("SourceDir", server.Address());
     const std::string folder = server.Address() + "/redist/en/";
-    RawLog log;
+    SentLines log;
     std::string path = "before";
     ASSERT_TRUE(ResolveRedistPath("setup", session, "[SourceDir]redist", "en", ".exe", path));
     EXPECT_THAT(path, testing::HasSubstr("]")) << "the cache numbers its files in brackets";
@@ -262,7 +262,7 @@ TEST_F(RedistSourceTest, ASourceThatAnswersNothingUsefulStopsTheInstallation) {
     for (const std::string& source : sources) {
         Forget();
         SetProperty("SourceDir", source);
-        RawLog log;
+        SentLines log;
         EXPECT_EQ(CheckRedist(session, Tool), ERROR_INSTALL_FAILURE) << source;
         EXPECT_EQ(Program(), "");
         EXPECT_THAT(log.shown, ElementsAre(25100));
@@ -276,7 +276,7 @@ TEST_F(RedistSourceTest, ALongAddressReachesTheServerWhole) {
     WebServer server(WebServer::Files{{path, "x"}});
     SetProperty("SourceDir", server.Address() + "/" + std::string(2000, 'l'));
     EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
-    EXPECT_EQ(ReadTestFile(Program()), "x") << Program();
+    EXPECT_EQ(FileText(Program()), "x") << Program();
     EXPECT_THAT(server.Requests(), ElementsAre(path));
 }
 
@@ -285,7 +285,7 @@ TEST_F(RedistSourceTest, TheDownloadLibraryIsTheSystems) {
     std::string path;
     {
         const ReplacedImport<HMODULE WINAPI(const char*)> load("LoadLibraryA", NoLibrary);
-        RawLog log;
+        SentLines log;
         EXPECT_FALSE(ResolveRedistPath("setup", session, "", "en", ".exe", path));
         EXPECT_EQ(log.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
         EXPECT_THAT(loaded, testing::MatchesRegex("C:.windows.system32.urlmon.dll"));

@@ -1,8 +1,8 @@
 #include "tests/support/private_registry.h"
-#include "tests/support/raw_log.h"
+#include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
-#include "tests/support/test_files.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/test_text.h"
 
 #include <gmock/gmock.h>
 
@@ -42,7 +42,7 @@ protected:
         SetProperty("WindowsFolder", Scratch() + "windows\\");
         SetProperty("TempFolder", Scratch() + "temp\\");
     }
-    void Put(const std::string& file) { WriteTestFile(Scratch() + file, "x"); }
+    void Put(const std::string& file) { WriteFileInFolders(Scratch() + file, "x"); }
 
     std::string Installer(const std::string& name) { return Scratch() + "redist\\en\\" + name; }
 
@@ -126,7 +126,7 @@ TEST_F(RedistributablesTest, WhatCannotBeInstalledStopsTheInstallation) {
                  {CheckScriptHost, "system\\shlwapi.dll", 25107}};
     for (const auto& row : cases) {
         Put(row.file);
-        RawLog log;
+        SentLines log;
         EXPECT_EQ(row.action(session), ERROR_INSTALL_FAILURE);
         EXPECT_THAT(log.shown, ElementsAre(row.message));
     }

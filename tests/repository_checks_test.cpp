@@ -1,14 +1,11 @@
 // The earlier release's repository, and the repository database's file.
-#include "tests/support/private_registry.h"
+#include "tests/support/machine.h"
 #include "tests/support/replaced_import.h"
-#include "tests/support/session_test.h"
-#include "tests/support/test_text.h"
 
 #include <gmock/gmock.h>
 
 #include <map>
 
-using namespace setupactions;
 using testing::ElementsAreArray;
 
 namespace {
@@ -56,8 +53,7 @@ TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
         {"1", "{P}", Local, Local, "20022", 4, "0", {server, msde}}, // none is exactly "1"
         {"1", "{P}", Local, Local, "10101", 3, "1", {server, msde}},
     };
-    const ReplacedImport<INSTALLSTATE WINAPI(const char*, const char*)> query(
-        "MsiQueryFeatureStateA", QueryFeature);
+    const ReplacedImport<decltype(QueryFeature)> query("MsiQueryFeatureStateA", QueryFeature);
     const char* const flagNames[] = {"SQL2000SERVER_OR_HIGHER_FOUND", "SQL2000CLIENT_FOUND",
                                      "SQL7SERVER_FOUND", "SQL65SERVER_FOUND", "SQL65CLIENT_FOUND"};
     for (const auto& row : cases) {
@@ -77,41 +73,34 @@ TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
     }
 }
 
-TEST_F(SessionTest, DetectVXDatabaseFileLooksIntoTheDefaultServersData) {
-    const char setupKey[] = "SOFTWARE\\Microsoft\\MSSQLServer\\Setup";
-    const std::string root = Scratch() + "MSSQL";
-    MakeFolders(root + "\\Data");
-    for (const char* file : {"RepoDb.mdf", ".mdf"})
-        WriteFileText(root + "\\Data\\" + file, "data");
+TEST_F(MachineTest, DetectVXDatabaseFileLooksIntoTheDefaultServersData) {
+    const std::string root = Here("MSSQL");
     const struct {
-        std::string root;
-        std::string database;
+        std::string root, database;
         const char* before;
         bool found;
     } cases[] = {
         {root, "RepoDb", "", true},
         {root, "RepoDb", "1", false},              // said once
-        {root, "", "", true},                      // \Data\.mdf
+        {root, "", "0", true},                     // \\Data\\.mdf
         {root + "\\Data\\..", "RepoDb", "", true}, // nothing added, nothing taken away
         {std::string(2000, 'r'), "RepoDb", "", false},
         {root, std::string(2000, 'd'), "", false},
+        {"no value", "RepoDb", "", false},
     };
-    const PrivateRegistry tree;
-    const auto run = [&](const std::string& database, const char* before) {
-        SetProperty("DATABASEDB", database);
-        SetProperty("EXISTFILEDB", before);
-        ClearMessages();
-        EXPECT_EQ(DetectVXDatabaseFile(session), ERROR_SUCCESS);
-        EXPECT_EQ(Log().size(), 2u);
-        EXPECT_TRUE(Contains(Log(), " Checking for Database '" + database + "'"));
-        const bool found = Contains(Log(), " Existing database found, EXISTFILEDB set to true");
-        EXPECT_NE(found, Contains(Log(), " DetectVXDBFile returned false"));
-        EXPECT_EQ(Property("EXISTFILEDB"), found ? "1" : before);
-        return found;
-    };
-    EXPECT_FALSE(run("RepoDb", "")) << "no key";
     for (const auto& row : cases) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, setupKey, "SQLDataRoot", row.root);
-        EXPECT_EQ(run(row.database, row.before), row.found) << row.root << " " << row.database;
+        const RegistryValue value =
+            Text("SOFTWARE\\Microsoft\\MSSQLServer\\Setup",
+                 row.root == "no value" ? "Other" : "SQLDataRoot", row.root);
+        const Properties changed =
+            RunOn({{value},
+                   {"MSSQL\\Data\\RepoDb.mdf", "MSSQL\\Data\\.mdf"},
+                   {{"DATABASEDB", row.database}, {"EXISTFILEDB", row.before}}},
+                  DetectVXDatabaseFile);
+        EXPECT_EQ(changed, row.found ? Properties({{"EXISTFILEDB", "1"}}) : Properties());
+        ASSERT_EQ(Log().size(), 2u);
+        EXPECT_TRUE(Contains(Log(), " Checking for Database '" + row.database + "'"));
+        EXPECT_TRUE(Contains(Log(), row.found ? " Existing database found, EXISTFILEDB set to true"
+                                              : " DetectVXDBFile returned false"));
     }
 }

@@ -2,8 +2,8 @@
 #include "setup/zip_operations.h"
 
 #include "tests/support/session_test.h"
-#include "tests/support/test_files.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 #include "tests/support/zip_file.h"
 
@@ -36,7 +36,7 @@ protected:
 
     // Unpacks an archive of these bytes into "out" of the scratch folder.
     DWORD Unpack(const std::string& bytes) {
-        WriteTestFile(Scratch() + "test.zip", bytes);
+        WriteFileInFolders(Scratch() + "test.zip", bytes);
         return RunWith(UnzipArguments(Scratch() + "test.zip", Out()));
     }
 
@@ -54,8 +54,8 @@ TEST_F(UnzipTest, APackedArchiveIsUnpackedOverWhatIsThere) {
     const std::string sales = Out() + "\\reports by month\\sales.csv";
     for (int run = 0; run < 2; ++run) {
         EXPECT_EQ(RunWith(UnzipArguments(BuildFolder() + "samples.zip", Out())), 0u);
-        EXPECT_EQ(ReadTestFile(sales), "month,sales\njanuary,12\nfebruary,7\n");
-        WriteTestFile(sales, "worn out, and longer than the file that replaces it");
+        EXPECT_EQ(FileText(sales), "month,sales\njanuary,12\nfebruary,7\n");
+        WriteFileInFolders(sales, "worn out, and longer than the file that replaces it");
         SetFileAttributesA(sales.c_str(), FILE_ATTRIBUTE_READONLY);
     }
     SetFileAttributesA(sales.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -71,12 +71,12 @@ TEST_F(UnzipTest, PartsOfNamesBecomeFolders) {
                               {"empty", ""},
                               {"large", large}})),
               0u);
-    EXPECT_EQ(ReadTestFile(Out() + "\\a\\b\\c.txt"), "c");
-    EXPECT_EQ(ReadTestFile(Out() + "\\d.txt"), "d");
-    EXPECT_EQ(ReadTestFile(Out() + "\\back\\slash.txt"), "e");
-    EXPECT_EQ(ReadTestFile(Out() + "\\..f\\g...h"), "f");
+    EXPECT_EQ(FileText(Out() + "\\a\\b\\c.txt"), "c");
+    EXPECT_EQ(FileText(Out() + "\\d.txt"), "d");
+    EXPECT_EQ(FileText(Out() + "\\back\\slash.txt"), "e");
+    EXPECT_EQ(FileText(Out() + "\\..f\\g...h"), "f");
     EXPECT_TRUE(IsThere(Out() + "\\empty"));
-    EXPECT_EQ(ReadTestFile(Out() + "\\large"), large);
+    EXPECT_EQ(FileText(Out() + "\\large"), large);
 }
 
 TEST_F(UnzipTest, NothingIsWrittenOutsideTheFolder) {
@@ -98,7 +98,7 @@ TEST_F(UnzipTest, NothingIsWrittenOutsideTheFolder) {
     };
     for (const std::string& name : names) {
         EXPECT_EQ(Unpack(ZipFile({{name, "evil"}, {"good.txt", "good"}})), 2u) << name;
-        EXPECT_EQ(ReadTestFile(Out() + "\\good.txt"), "good") << "the others are unpacked";
+        EXPECT_EQ(FileText(Out() + "\\good.txt"), "good") << "the others are unpacked";
         for (const std::string& folder : {Scratch(), Scratch() + "deep\\", std::string("C:\\")})
             EXPECT_FALSE(IsThere(folder + "escaped")) << name;
         DeleteFileA((Out() + "\\good.txt").c_str());
@@ -108,12 +108,12 @@ TEST_F(UnzipTest, NothingIsWrittenOutsideTheFolder) {
 }
 
 TEST_F(UnzipTest, NothingIsWrittenThroughALink) {
-    WriteTestFile(Scratch() + "elsewhere\\own.txt", "own");
-    WriteTestFile(Out() + "\\x", "");
+    WriteFileInFolders(Scratch() + "elsewhere\\own.txt", "own");
+    WriteFileInFolders(Out() + "\\x", "");
     RunUnixShell(Out(), "ln -s ../../elsewhere link");
     EXPECT_EQ(Unpack(ZipFile({{"link/new.txt", "n"}, {"link/own.txt", "n"}, {"link/", ""}})), 2u);
     EXPECT_FALSE(IsThere(Scratch() + "elsewhere\\new.txt"));
-    EXPECT_EQ(ReadTestFile(Scratch() + "elsewhere\\own.txt"), "own");
+    EXPECT_EQ(FileText(Scratch() + "elsewhere\\own.txt"), "own");
 }
 
 TEST_F(UnzipTest, DamagedArchivesAreReported) {
@@ -151,7 +151,7 @@ TEST_F(UnzipTest, DamagedArchivesAreReported) {
 }
 
 TEST_F(UnzipTest, OtherCommandLinesAreRefused) {
-    WriteTestFile(Scratch() + "test.zip", ZipFile({{"a", "b"}}));
+    WriteFileInFolders(Scratch() + "test.zip", ZipFile({{"a", "b"}}));
     EXPECT_EQ(RunWith(UnzipArguments(Scratch() + "missing.zip", Out())), 9u);
     const std::string others[] = {"", " -qqo test.zip", " -l test.zip -d out",
                                   " -qqo test.zip -x out",

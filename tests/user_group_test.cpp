@@ -71,7 +71,31 @@ protected:
         return sent.Of(action, session);
     }
 
+    // The lines up to the call for the group's name.
+    std::vector<std::string> FoundLines(const std::string& directory) const {
+        return {"Failure(MapNTUserGroupToAPS): The full path name of secWindowsNT.dll is empty [",
+                "Opened the HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite "
+                "11.0\\Enterprise\\Options key",
+                "Javascript path " + directory + "scripts\\mapNTUserGroup.js",
+                "Dll Path " + directory + PlugInPath,
+                "Got the CInfoValue ",
+                "Calling GetKestrelNTGroupName"};
+    }
+    void ExpectLines(const std::vector<std::string>& expected) {
+        const std::vector<std::string> lines = Run(MapNTUserGroupToAPS);
+        ASSERT_EQ(lines.size(), expected.size()) << testing::PrintToString(lines);
+        for (size_t i = 0; i < lines.size(); ++i)
+            EXPECT_THAT(lines[i], StartsWith(expected[i]));
+    }
+
+    void SetDirectories(const std::string& informationDirectory, const std::string& installRoot) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory",
+                               informationDirectory);
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, RootKey, "Path", installRoot);
+    }
+
     std::string information, root;
+    const PrivateRegistry registry;
     SentLines sent;
 };
 
@@ -139,39 +163,15 @@ TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
         {"5", prefix + "returned error code 5"},
         {"fault", prefix + "crashed"},
     };
-    for (const char* plugIn : {"plug_in", "plug_in_cdecl"}) {
-        InstallPlugIn(plugIn);
-        for (const auto& [answer, line] : answers) {
-            PlugInAnswers(answer);
-            EXPECT_THAT(Run(DeleteNTUserGroup), ElementsAre(StartsWith(line))) << answer;
-            EXPECT_EQ(Calls(), "Delete " + std::to_string(session) + ";");
-        }
+    InstallPlugIn("plug_in_cdecl");
+    for (const auto& [answer, line] : answers) {
+        PlugInAnswers(answer);
+        EXPECT_THAT(Run(DeleteNTUserGroup), ElementsAre(StartsWith(line))) << answer;
+        EXPECT_EQ(Calls(), "Delete " + std::to_string(session) + ";");
     }
 }
 
-class MappingTest : public UserGroupTest {
-protected:
-    // The lines up to the call for the group's name.
-    std::vector<std::string> FoundLines(const std::string& directory) const {
-        return {"Failure(MapNTUserGroupToAPS): The full path name of secWindowsNT.dll is empty [",
-                "Opened the HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite "
-                "11.0\\Enterprise\\Options key",
-                "Javascript path " + directory + "scripts\\mapNTUserGroup.js",
-                "Dll Path " + directory + PlugInPath,
-                "Got the CInfoValue ",
-                "Calling GetKestrelNTGroupName"};
-    }
-    void ExpectLines(const std::vector<std::string>& expected) {
-        const std::vector<std::string> lines = Run(MapNTUserGroupToAPS);
-        ASSERT_EQ(lines.size(), expected.size()) << testing::PrintToString(lines);
-        for (size_t i = 0; i < lines.size(); ++i)
-            EXPECT_THAT(lines[i], StartsWith(expected[i]));
-    }
-
-    const PrivateRegistry registry;
-};
-
-TEST_F(MappingTest, TheGroupIsHandedToTheScript) {
+TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
     const std::string longName(260, 'g');
     const std::string noName =
         "Failure(MapNTUserGroupToAPS): Couldn't get the Kestrel NT User Group Name ";
@@ -207,7 +207,7 @@ TEST_F(MappingTest, TheGroupIsHandedToTheScript) {
     }
 }
 
-TEST_F(MappingTest, TheLibraryComesFromTheActionDataOrTheRegistry) {
+TEST_F(UserGroupTest, TheLibraryComesFromTheActionDataOrTheRegistry) {
     InstallPlugIn("plug_in");
     const std::vector<std::string> found = FoundLines(information);
     const auto expectNone = [&](std::vector<std::string> lines) {
@@ -234,17 +234,7 @@ TEST_F(MappingTest, TheLibraryComesFromTheActionDataOrTheRegistry) {
     EXPECT_TRUE(Contains(Run(MapNTUserGroupToAPS), "LoadLibrary on plugins\\auth"));
 }
 
-class PlugInCopyTest : public UserGroupTest {
-protected:
-    void SetDirectories(const std::string& informationDirectory, const std::string& installRoot) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory",
-                               informationDirectory);
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, RootKey, "Path", installRoot);
-    }
-    const PrivateRegistry registry;
-};
-
-TEST_F(PlugInCopyTest, TheFolderIsCopiedAndTheCopyRemoved) {
+TEST_F(UserGroupTest, TheFolderIsCopiedAndTheCopyRemoved) {
     InstallPlugIn("plug_in");
     MakeFolders(root + "win32_x86\\plugins\\other");
     SetDirectories(information, root.substr(0, root.size() - 1));
@@ -258,7 +248,7 @@ TEST_F(PlugInCopyTest, TheFolderIsCopiedAndTheCopyRemoved) {
     EXPECT_TRUE(IsThere(information + PlugInPath));
 }
 
-TEST_F(PlugInCopyTest, TheOnlyCopyStays) {
+TEST_F(UserGroupTest, TheOnlyCopyStays) {
     information = root + "win32_x86\\";
     InstallPlugIn("plug_in");
     RunUnixShell(Scratch(), "ln -s suite linked");
@@ -274,7 +264,7 @@ TEST_F(PlugInCopyTest, TheOnlyCopyStays) {
     }
 }
 
-TEST_F(PlugInCopyTest, DirectoriesThatAreNoneChangeNothing) {
+TEST_F(UserGroupTest, DirectoriesThatAreNoneChangeNothing) {
     char folder[MAX_PATH];
     GetCurrentDirectoryA(sizeof folder, folder);
     InstallPlugIn("plug_in");

@@ -1,9 +1,9 @@
 #include "setup/zip_operations.h"
 
-#include "tests/support/raw_log.h"
+#include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
-#include "tests/support/test_files.h"
 #include "tests/support/test_folder.h"
+#include "tests/support/test_text.h"
 #include "tests/support/web_server.h"
 #include "tests/support/zip_file.h"
 
@@ -52,6 +52,7 @@ BOOL WINAPI ThrowingStart(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATT
                           DWORD, void*, const char*, STARTUPINFOA*, PROCESS_INFORMATION*) {
     throw std::runtime_error("x");
 }
+UINT WINAPI NoAction(MSIHANDLE, const char*) { return ERROR_FUNCTION_NOT_CALLED; }
 HMODULE WINAPI NoLibrary(const char*) { return nullptr; }
 FARPROC WINAPI NoProcedure(HMODULE, const char*) { return nullptr; }
 
@@ -102,7 +103,7 @@ protected:
                " -qqo \"" + Archive(file) + "\" -d \"" + folder + "\"|";
     }
     void PutTool() {
-        WriteTestFile(Scratch() + "temporary files\\x", "");
+        WriteFileInFolders(Scratch() + "temporary files\\x", "");
         const std::string tests = TestProgramFolder();
         const std::string tool =
             tests.substr(0, tests.rfind('\\', tests.size() - 2) + 1) + "unzip.exe";
@@ -182,7 +183,7 @@ TEST_F(ZipOperationsTest, NothingToDoHandsOverNothing) {
 }
 
 TEST_F(ZipOperationsTest, APackageWithoutTheTableIsACrashThatStopsNothing) {
-    RawLog log;
+    SentLines log;
     EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
     EXPECT_THAT(log.lines, ElementsAre("[UncompressZipFile] UncompressZipFile calling, first line!",
                                        "UncompressZipFile crashed"));
@@ -204,7 +205,7 @@ TEST_F(ZipOperationsTest, AnArchiveWhoseComponentIsNotFoundIsPassedOver) {
     realExecute = &execute;
     for (const bool opening : {true, false}) {
         failsToOpen = opening;
-        RawLog log;
+        SentLines log;
         EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
         EXPECT_THAT(log.lines,
                     Contains("Could not execute SQL 'SELECT `File`.`Component_` FROM `File` WHERE "
@@ -221,7 +222,7 @@ TEST_F(ZipOperationsTest, TheToolIsFoundBesideTheSource) {
     const std::string arguments = UnzipArguments(Archive("a"), Place(""));
     const auto run = [&](const std::string& source, std::string& command) {
         SetProperty("SourceDir", source);
-        RawLog log;
+        SentLines log;
         UncompressZipFile(session);
         const std::string handOff = Property(HandOff), start = "install|" + Archive("a") + "|";
         EXPECT_EQ(handOff.compare(0, start.size(), start), 0);
@@ -240,7 +241,7 @@ TEST_F(ZipOperationsTest, TheToolIsFoundBesideTheSource) {
     const auto lines = run(server.Address() + "/", command);
     const std::string tool = command.substr(0, command.find(" -qqo"));
     EXPECT_EQ(command, tool + arguments);
-    EXPECT_EQ(ReadTestFile(tool), "tool") << tool;
+    EXPECT_EQ(FileText(tool), "tool") << tool;
     EXPECT_THAT(lines, ElementsAre("[SetUnZipCmd] Unzip.exe running from web",
                                    "[SetUnZipCmd] Downloaded from: " + address + "  To: " + tool));
     EXPECT_THAT(server.Requests(), ElementsAre("/Redist/en/unzip.exe"));
@@ -256,8 +257,14 @@ TEST_F(ZipOperationsTest, TheToolIsFoundBesideTheSource) {
         const ReplacedImport<HMODULE WINAPI(const char*)> load("LoadLibraryA", NoLibrary);
         failing("[SetUnZipCmd] Failed to load urlmon.dll");
     }
-    const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find("GetProcAddress", NoProcedure);
-    failing("[SetUnZipCmd] Failed to get address for download function");
+    {
+        const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find("GetProcAddress",
+                                                                        NoProcedure);
+        failing("[SetUnZipCmd] Failed to get address for download function");
+    }
+    const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*)> resolve("MsiDoActionA", NoAction);
+    EXPECT_EQ(run("", command).back(), "[SetUnZipCmd] - Failed: Couldn't get SourceDir");
+    EXPECT_EQ(command, arguments);
 }
 
 TEST_F(ZipOperationsTest, ArchivesAreUnpackedAndTheirFolderIsRemoved) {
@@ -269,19 +276,19 @@ TEST_F(ZipOperationsTest, ArchivesAreUnpackedAndTheirFolderIsRemoved) {
     for (const char* file : {"a", "b"})
         SetState(file, INSTALLSTATE_LOCAL);
     PutTool();
-    WriteTestFile(Archive("a"), ZipFile({{"a file.txt", "a"}, {"both.txt", "a"}}));
-    WriteTestFile(Archive("b"), ZipFile({{"deep/b.txt", "b"}, {"both.txt", "b"}}));
+    WriteFileInFolders(Archive("a"), ZipFile({{"a file.txt", "a"}, {"both.txt", "a"}}));
+    WriteFileInFolders(Archive("b"), ZipFile({{"deep/b.txt", "b"}, {"both.txt", "b"}}));
     UncompressZipFile(session);
     const std::string shared = Place("\\SHARED");
     for (int run = 0; run < 2; ++run) { // the second is a repair
         RunDeferred(Property(HandOff));
-        EXPECT_EQ(ReadTestFile(shared + "\\a file.txt"), "a");
-        EXPECT_EQ(ReadTestFile(shared + "\\deep\\b.txt"), "b");
-        EXPECT_EQ(ReadTestFile(shared + "\\both.txt"), "b") << "in the order of the rows";
+        EXPECT_EQ(FileText(shared + "\\a file.txt"), "a");
+        EXPECT_EQ(FileText(shared + "\\deep\\b.txt"), "b");
+        EXPECT_EQ(FileText(shared + "\\both.txt"), "b") << "in the order of the rows";
         EXPECT_EQ(Sent(INSTALLMESSAGE_ACTIONDATA),
                   (std::vector<std::string>{"1: " + Archive("a") + " 2:  ",
                                             "1: " + Archive("b") + " 2:  "}));
-        WriteTestFile(shared + "\\a file.txt", "changed");
+        WriteFileInFolders(shared + "\\a file.txt", "changed");
     }
 
     // Both rows remove the folder: the second finds nothing.
@@ -293,7 +300,7 @@ TEST_F(ZipOperationsTest, ArchivesAreUnpackedAndTheirFolderIsRemoved) {
 TEST_F(ZipOperationsTest, AMissingToolIsLoggedAndTheRestIsDone) {
     const std::string arguments = UnzipArguments("a", "b");
     for (const std::string& tool : {Scratch() + "unzip.exe", std::string()}) {
-        WriteTestFile(Place("\\old\\x.txt"), "x");
+        WriteFileInFolders(Place("\\old\\x.txt"), "x");
         const std::string command = tool + arguments;
         RunDeferred("install|a|" + command + "|uninstall|" + Place("\\old") + "|");
         EXPECT_THAT(Log(), Contains("RunRedistProgram(" + command + "). failed: 2"));
@@ -303,8 +310,8 @@ TEST_F(ZipOperationsTest, AMissingToolIsLoggedAndTheRestIsDone) {
 
 TEST_F(ZipOperationsTest, ATextCutOffAnywhereRunsAndRemovesNothing) {
     PutTool();
-    WriteTestFile(Place("\\x.txt"), "x");
-    WriteTestFile(Archive("a"), ZipFile({{"new.txt", "n"}}));
+    WriteFileInFolders(Place("\\x.txt"), "x");
+    WriteFileInFolders(Archive("a"), ZipFile({{"new.txt", "n"}}));
     const std::string unpacking = Unpacking("a", Place("")),
                       removal = "uninstall|" + Place("") + "|";
     for (const std::string& whole : {unpacking, removal}) {
@@ -338,33 +345,33 @@ TEST_F(ZipOperationsTest, ADamagedHandOffIsReported) {
           "Couldn't get argument for file from ''"}},
     };
     for (const auto& row : cases) {
-        RawLog log;
+        SentLines log;
         RunDeferred(row.data);
         EXPECT_EQ(log.lines, row.lines) << row.data;
     }
 }
 
 TEST_F(ZipOperationsTest, WhatFailsInsideStaysInside) {
-    WriteTestFile(Place("\\old\\x.txt"), "x");
+    WriteFileInFolders(Place("\\old\\x.txt"), "x");
     const std::string removal = "uninstall|" + Place("\\old") + "|";
     const std::string line = "[CDFilesDelete] Remove directory " + Place("\\old") + ".";
     {
         const ReplacedImport<HANDLE WINAPI(const char*, WIN32_FIND_DATAA*)> search("FindFirstFileA",
                                                                                    ThrowingSearch);
-        RawLog log;
+        SentLines log;
         RunDeferred(removal);
         EXPECT_THAT(log.lines, ElementsAre(line, "RemoveFolderStructure failed"));
     }
     {
         const ReplacedImport<DWORD WINAPI(const char*)> attributes("GetFileAttributesA",
                                                                    FaultingAttributes);
-        RawLog log;
+        SentLines log;
         RunDeferred(removal + "what");
         EXPECT_THAT(log.lines, ElementsAre(line, "RemoveFolderStructure failed",
                                            HasSubstr("DeferredUnzip got 'what'")));
     }
     const ReplacedImport<decltype(ThrowingStart)> start("CreateProcessA", ThrowingStart);
-    RawLog log;
+    SentLines log;
     RunDeferred("install|a|b|" + removal);
     EXPECT_THAT(log.lines, ElementsAre("DeferredZip crashed."));
     EXPECT_TRUE(IsThere(Place("\\old\\x.txt")));

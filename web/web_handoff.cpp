@@ -21,18 +21,14 @@ const char ComponentStateSection[] = "Component_State";
 const char ComponentActionSection[] = "Component_Action";
 const char FileKeySection[] = "FileKey";
 
-const char VirtualDirTable[] = "HalcyonWebVirtualDir";
-const char MimeTypeTable[] = "HalcyonWebMimeType";
-const char ComponentColumn[] = "Component_";
 const char ComponentActionColumn[] = "ComponentAction";
 
 const char NotesConfigurationFile[] = "notescfg.dll.DA2174F6_7851_4AC9_8758_F2A803F82287";
 const char WebServerComponent[] = "wcsdsapi.dll.413A0FA5_373A_11D4_91AE_009027A76C22";
 
-// Holds the names of the deferred actions that the hand-off goes to.
-const char ConfigureNameProperty[] = "ConfigureWebServicesActionName";
+// The actions that the hand-off goes to besides ConfigureWebServices.
 const char* const FurtherNameProperties[] = {
-    "UnConfigureWebServicesActionName",
+    UnConfigureNameProperty,
     "RestartWebServicesActionName",
     "ClearWebIniFileActionName",
 };

@@ -8,6 +8,15 @@
 
 namespace setupactions {
 
+// The package's web tables, and the column that names a row's component.
+const char VirtualDirTable[] = "HalcyonWebVirtualDir";
+const char MimeTypeTable[] = "HalcyonWebMimeType";
+const char ComponentColumn[] = "Component_";
+
+// The properties that hold the names of the actions which the hand-off goes to.
+const char ConfigureNameProperty[] = "ConfigureWebServicesActionName";
+const char UnConfigureNameProperty[] = "UnConfigureWebServicesActionName";
+
 class CIniHandOff;
 
 // One saved row. It refers to the hand-off, which must live as long.

@@ -7,7 +7,8 @@ wixl=$1 strip=$2 sources=$3 binaries=$4 version=$5 package=$6
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$sources"/*.wxs "$sources"/*.wxi "$sources"/*.txt "$binaries/kit/setupactions.wxi" "$binaries/samples.zip" "$work"
-for binary in "$binaries"/*.dll "$binaries"/{sample_server,unzip}.exe; do
+cp "$sources"/textfiles/* "$sources"/publishing/* "$sources"/security/*.js "$work"
+for binary in "$binaries"/*.dll "$binaries"/{sample_server,stand_in,unzip}.exe; do
     "$strip" -o "$work/$(basename "$binary")" "$binary"
 done
 cd "$work"
@@ -17,3 +18,10 @@ for table in "$sources"/tables/*.idt; do
     msibuild sample.msi -i "$table"
 done
 mv sample.msi "$package"
+
+# The installers of other makers that lie beside the package.
+redist=$(dirname "$package")/redist/en
+mkdir -p "$redist"
+for installer in mdac_typ.exe script.exe; do
+    cp stand_in.exe "$redist/$installer"
+done

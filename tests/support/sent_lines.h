@@ -1,4 +1,4 @@
-// The first fields of all information records as they are sent, square brackets
+// The texts of all information records as they are sent, square brackets
 // included: the engine takes bracketed text for fields and leaves it out of
 // what it shows. One object at a time.
 #pragma once
@@ -22,16 +22,23 @@ public:
         return lines;
     }
 
+    // The first fields; of a record without fields its template.
+    std::vector<std::string> lines;
+    // The numbers of the Error table's messages that were to be shown.
+    std::vector<int> shown;
+
 private:
     static int WINAPI Keep(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
+        const UINT field = MsiRecordGetFieldCount(record) == 0 ? 0 : 1;
         std::string line;
-        setupactions::GetRecordString(record, 1, line);
+        setupactions::GetRecordString(record, field, line);
         if (type == INSTALLMESSAGE_INFO)
             current->lines.push_back(line);
+        if (type == INSTALLMESSAGE_USER && MsiRecordIsNull(record, 0))
+            current->shown.push_back(MsiRecordGetInteger(record, 1));
         return current->import_.Original()(session, type, record);
     }
 
     static inline SentLines* current = nullptr;
     ReplacedImport<decltype(Keep)> import_{"MsiProcessMessage", Keep};
-    std::vector<std::string> lines;
 };

@@ -27,3 +27,9 @@ inline void MakeFolders(const std::string& path) {
         CreateDirectoryA(path.substr(0, end).c_str(), nullptr);
     CreateDirectoryA(path.c_str(), nullptr);
 }
+
+// The same as WriteFileText, with the file's folders.
+inline void WriteFileInFolders(const std::string& path, const std::string& text) {
+    MakeFolders(path.substr(0, path.rfind('\\')));
+    WriteFileText(path, text);
+}

@@ -16,6 +16,13 @@ void Check(bool worked, const char* what) {
     std::exit(1);
 }
 
+// A name that no other server has, not even one of an earlier run.
+std::string NewFolder() {
+    static int count = 0;
+    return "/" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount()) +
+           "-" + std::to_string(++count);
+}
+
 // The path of the request line; empty for anything but a GET.
 std::string ReadRequest(SOCKET client) {
     std::string request;
@@ -43,10 +50,7 @@ void Send(SOCKET client, const std::string& text) {
 
 } // namespace
 
-WebServer::WebServer(Files files) : files_(std::move(files)) {
-    static int count = 0;
-    folder_ = "/" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount()) +
-              "-" + std::to_string(++count);
+WebServer::WebServer(Files files) : files_(std::move(files)), folder_(NewFolder()) {
     WSADATA data;
     Check(WSAStartup(MAKEWORD(2, 2), &data) == 0, "start");
     listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);

@@ -35,7 +35,7 @@ private:
     void Answer(SOCKET client);
 
     const Files files_;
-    std::string folder_;
+    const std::string folder_;
     SOCKET listener_;
     unsigned short port_ = 0;
     std::vector<std::string> requests_;

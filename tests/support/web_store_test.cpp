@@ -8,7 +8,7 @@
 
 namespace {
 
-WebStoreTest* test;
+WatchedWebStore* test;
 int storesAlive;
 int comDepth;
 
@@ -117,13 +117,13 @@ void WINAPI RecordSleep(DWORD milliseconds) {
 
 } // namespace
 
-struct WebStoreTest::Imports {
+struct WatchedWebStore::Imports {
     ReplacedImport<HRESULT WINAPI(void*)> initialize{"CoInitialize", WatchedCoInitialize};
     ReplacedImport<void WINAPI()> uninitialize{"CoUninitialize", WatchedCoUninitialize};
     ReplacedImport<void WINAPI(DWORD)> sleep{"Sleep", RecordSleep};
 };
 
-HRESULT WebStoreTest::Answer(const std::string& method) {
+HRESULT WatchedWebStore::Answer(const std::string& method) {
     std::deque<HRESULT>& left = answers[method];
     if (left.empty())
         return S_OK;
@@ -132,9 +132,9 @@ HRESULT WebStoreTest::Answer(const std::string& method) {
     return answer;
 }
 
-void WebStoreTest::SetUp() {
-    SessionTest::SetUp();
+void WatchedWebStore::StartStore(const std::string& folder) {
     test = this;
+    file_ = folder + "metabase.txt";
     ASSERT_GE(CoInitialize(nullptr), 0);
     factory_ = std::make_shared<WatchedFactory>(StoreFile());
     ASSERT_EQ(CoRegisterClassObject(metabase::AdminBaseClass, factory_.get(), CLSCTX_INPROC_SERVER,
@@ -143,7 +143,7 @@ void WebStoreTest::SetUp() {
     imports_ = std::make_shared<Imports>();
 }
 
-void WebStoreTest::TearDown() {
+void WatchedWebStore::StopStore() {
     EXPECT_EQ(storesAlive, 0) << "a reference to the store was kept";
     EXPECT_EQ(comDepth, 0) << "COM was not left as often as it was entered";
     storesAlive = comDepth = 0;
@@ -152,10 +152,9 @@ void WebStoreTest::TearDown() {
     imports_.reset();
     CoRevokeClassObject(registration_);
     CoUninitialize();
-    SessionTest::TearDown();
 }
 
-metabase::Keys WebStoreTest::Saved() {
+metabase::Keys WatchedWebStore::Saved() {
     std::ifstream file(StoreFile(), std::ios::binary);
     std::stringstream text;
     text << file.rdbuf();
@@ -165,10 +164,10 @@ metabase::Keys WebStoreTest::Saved() {
     return keys;
 }
 
-void WebStoreTest::Store(const metabase::Keys& keys) {
+void WatchedWebStore::Store(const metabase::Keys& keys) {
     std::ofstream(StoreFile(), std::ios::binary) << metabase::FormatTree(keys);
 }
 
-setupactions::TextList WebStoreTest::Texts(const std::wstring& path, DWORD id) {
+setupactions::TextList WatchedWebStore::Texts(const std::wstring& path, DWORD id) {
     return Saved()[path][id].texts;
 }

@@ -1,0 +1,1 @@
+rem Written anew by the installation.

@@ -1,0 +1,23 @@
+// Applies and undoes the rows of the package's web tables, as the hand-off file
+// brings them to the deferred actions.
+#pragma once
+
+#include "web/web_handoff.h"
+
+namespace setupactions {
+
+enum class WebRowMode { Undo, Apply };
+
+// Both are called back for one row, with a WebRowMode as context, and do
+// nothing but log when the row's component calls for no change. What fails is
+// logged. Result: always 0.
+
+// Publishes a folder as a virtual directory, or takes it back, and tells
+// SharePoint, where it is installed, to leave that path to the web server.
+UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode);
+
+// Maps an extension of a virtual directory to a DLL or a MIME type, or takes
+// the mapping back; with it the suite's ISAPI DLL is allowed or no longer so.
+UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode);
+
+} // namespace setupactions
