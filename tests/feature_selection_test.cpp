@@ -40,15 +40,10 @@ TEST(ServerRoles, DecideOverTheirFeatures) {
         {{}, "-APS -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest},
         {{"EXPANDAPS"},
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
-        {{"EXPANDAPS", "EXPANDWCS"},
-         "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + noProcessing + noRest},
-        {{"EXPANDFILESERVER", "EXPANDPROCESSING"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + processing + noRest},
         {{"EXPANDFILESERVER"},
          "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + noRest + mereStore},
-        {{"EXPANDEVENT", "EXPANDRAS"},
-         "-APS -CacheServer -InputFRS -OutputFRS " + noProcessing +
-             "+EventServer +ReportAppServer "},
+        {{"EXPANDEVENT", "EXPANDRAS", "EXPANDWCS", "EXPANDPROCESSING"},
+         "-APS +CacheServer -InputFRS -OutputFRS " + processing + "+EventServer +ReportAppServer "},
     };
     for (const auto& row : cases)
         EXPECT_EQ(Roles(row.chosen), row.changes);
@@ -153,7 +148,6 @@ TEST_F(FeatureSelectionTest, TheModeDecidesOnLevelAndRoles) {
          "expand. ",
          {"Setting INSTALLLEVEL=3", "Expanding multiple server install"}},
         {"New", "", "x", {}, "New. SingleServer.", {}},
-        {"Expanded", "", "", {}, "Expanded. ", {}},
     };
     for (const auto& row : cases) {
         SetProperty("INSTALLMODE", row.upperMode);

@@ -78,8 +78,6 @@ TEST_F(MergeTest, MissingFilesAreLoggedAndNothingElse) {
     Make("target", "a\r\n");
     Merge("a", "0");
     const std::string failure = "Failed getting first and last lines of " + Path("block");
-    UnMerge();
-    EXPECT_EQ(Log().back(), failure);
     for (const char* uncountable : {"", "a\r\n~#$%^&\r\nb\r\n"}) {
         Make("block", uncountable);
         UnMerge();

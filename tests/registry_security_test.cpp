@@ -149,18 +149,6 @@ TEST_F(SessionTest, ADeepTreeIsWalkedToItsEnd) {
     EXPECT_EQ(ListLength(session, above.Get(), "level"), 2);
 }
 
-TEST_F(SessionTest, AFailedReleaseIsLogged) {
-    const PrivateRegistry tree;
-    SetList(HKEY_LOCAL_MACHINE, "Source", SourceList);
-    SetList(HKEY_LOCAL_MACHINE, "Suite", nullptr);
-    {
-        const ReplacedImport<BOOL WINAPI(HANDLE, DWORD, void*)> heapFree("HeapFree", RefuseFree);
-        Fix(session, HKEY_LOCAL_MACHINE, "Suite", HKEY_LOCAL_MACHINE, "Source", Dacl, false);
-    }
-    EXPECT_THAT(Log(), ElementsAre("Failure IsDACLNull: HeapFree failed with 87",
-                                   "Failure: FixRegSecurity HeapFree failed with 87"));
-}
-
 namespace {
 
 LONG WINAPI SizeButNoDescriptor(HKEY, SECURITY_INFORMATION, PSECURITY_DESCRIPTOR descriptor,
