@@ -52,10 +52,11 @@ Found Named(const std::string& name, const std::string& version, const std::stri
     return "HOST\\" + name + "|MSSQL$" + name + "|10000|" + version + "|" + login;
 }
 
+bool nameFails;
 BOOL WINAPI ComputerNameHost(char* name, DWORD* size) {
     EXPECT_EQ(*size, 16u);
     std::strncpy(name, "HOST", *size);
-    return TRUE;
+    return nameFails ? FALSE : TRUE;
 }
 
 class SqlDetectionTest : public MachineTest {
@@ -127,6 +128,12 @@ TEST_F(SqlDetectionTest, KeysThatRefuseAccessAreNotThere) {
     EXPECT_EQ(Run(all, ServerVersionKey), Named("A", "9.0", ""));
     EXPECT_EQ(Run(named, InstanceKey("A") + "\\CurrentVersion"), Named("B", "10.0", "2"));
     EXPECT_EQ(Run(named, InstancesKey), Nothing);
+}
+
+TEST_F(SqlDetectionTest, AComputerWithoutANameLeavesItsPartEmpty) {
+    nameFails = true;
+    EXPECT_EQ(Run({NamedVersion("R", "8.0")}).substr(0, 3), "\\R|");
+    nameFails = false;
 }
 
 TEST_F(SqlDetectionTest, TheLogTellsEachOutcome) {
