@@ -156,6 +156,7 @@ TEST_F(SqlDetectionTest, TheLogTellsEachOutcome) {
         for (size_t i = 0; i < lines.size(); ++i)
             EXPECT_EQ(Log()[i], "CheckSQLInstalled: " + lines[i]);
     }
+    EXPECT_TRUE(Contains(Log(), "ValidateSQLRequirement: IsSilentInstall("));
     EXPECT_EQ(Log().back(), "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(0), "
                             "SQL2000CLIENT_FOUND(0), SQL7SERVER_FOUND(0), SQL65SERVER_FOUND(0), "
                             "SQL65CLIENT_FOUND(0)");
