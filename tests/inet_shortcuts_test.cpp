@@ -123,6 +123,16 @@ TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
     EXPECT_EQ(FileText(FileOf("C")), "");
 }
 
+TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
+    AddShortcut("A", "http://a");
+    AddShortcut("B", "http://b");
+    Prepare();
+    const FailingFetch fetch(1);
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
+                                   "CreateInetShortcuts: Got error at start of loop."));
+}
+
 TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
     AddShortcut("A", "http://a");
     Prepare();

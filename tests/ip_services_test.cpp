@@ -134,6 +134,8 @@ TEST_F(IPServicesTest, TheFolderMayNameVariables) {
     const std::string fails = std::string(Failure) + "getServiceFilePath failed [" + FolderKey;
     SetFolder("%NO_SUCH_VARIABLE%\\etc");
     EXPECT_THAT(Run(AddIPService), ElementsAre(fails + ", DataBasePath, 161]"));
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, FolderKey);
+    EXPECT_THAT(Run(AddIPService), ElementsAre(fails + ", DataBasePath, 2]"));
 }
 
 TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {

@@ -166,6 +166,7 @@ TEST_F(RedirectionTest, AFolderOutOfReachKeepsItsProperty) {
 
 namespace {
 
+UINT WINAPI NoProperty(MSIHANDLE, const char*, char*, DWORD*) { return ERROR_INVALID_HANDLE; }
 UINT WINAPI RefuseProperty(MSIHANDLE, const char*, const char*) { return ERROR_FUNCTION_FAILED; }
 
 UINT(WINAPI* setField)(MSIHANDLE, UINT, const char*);
@@ -192,6 +193,12 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
                                         good);
     }
     {
+        const FailingFormat format({"Refused"});
+        EXPECT_EQ(runAsFirstCall(), Lines{"KestrelRedirection: Could not format record while "
+                                          "processing results."} +
+                                        good);
+    }
+    {
         const FailingFetch fetch(1);
         EXPECT_EQ(runAsFirstCall(), RowLines("A", "Refused", "Path", NoKey) + Lines{Unknown});
     }
@@ -206,6 +213,11 @@ TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
     {
         const ReplacedImport<decltype(RefuseProperty)> set("MsiSetPropertyA", RefuseProperty);
         EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to set "
+                                       "KESTRELREDIRECTIONNUMBER property."));
+    }
+    {
+        const ReplacedImport<decltype(NoProperty)> get("MsiGetPropertyA", NoProperty);
+        EXPECT_THAT(Run(), ElementsAre("KestrelRedirection: Failed to get "
                                        "KESTRELREDIRECTIONNUMBER property."));
     }
     EXPECT_EQ(KestrelRedirection(0), ERROR_SUCCESS);

@@ -52,10 +52,11 @@ Found Named(const std::string& name, const std::string& version, const std::stri
     return "HOST\\" + name + "|MSSQL$" + name + "|10000|" + version + "|" + login;
 }
 
+bool nameFails;
 BOOL WINAPI ComputerNameHost(char* name, DWORD* size) {
     EXPECT_EQ(*size, 16u);
     std::strncpy(name, "HOST", *size);
-    return TRUE;
+    return nameFails ? FALSE : TRUE;
 }
 
 class SqlDetectionTest : public MachineTest {
@@ -129,6 +130,12 @@ TEST_F(SqlDetectionTest, KeysThatRefuseAccessAreNotThere) {
     EXPECT_EQ(Run(named, InstancesKey), Nothing);
 }
 
+TEST_F(SqlDetectionTest, AComputerWithoutANameLeavesItsPartEmpty) {
+    nameFails = true;
+    EXPECT_EQ(Run({NamedVersion("R", "8.0")}).substr(0, 3), "\\R|");
+    nameFails = false;
+}
+
 TEST_F(SqlDetectionTest, TheLogTellsEachOutcome) {
     const std::pair<Values, std::vector<std::string>> cases[] = {
         {{NamedVersion("REPORTS", "8.0"), NamedLogin("REPORTS", 1)},
@@ -149,6 +156,7 @@ TEST_F(SqlDetectionTest, TheLogTellsEachOutcome) {
         for (size_t i = 0; i < lines.size(); ++i)
             EXPECT_EQ(Log()[i], "CheckSQLInstalled: " + lines[i]);
     }
+    EXPECT_TRUE(Contains(Log(), "ValidateSQLRequirement: IsSilentInstall("));
     EXPECT_EQ(Log().back(), "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(0), "
                             "SQL2000CLIENT_FOUND(0), SQL7SERVER_FOUND(0), SQL65SERVER_FOUND(0), "
                             "SQL65CLIENT_FOUND(0)");

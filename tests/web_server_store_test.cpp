@@ -224,7 +224,9 @@ TEST_F(WebStoreTest, EveryFailingStepHasItsLineAndNothingStaysOpen) {
     const Operation addDir = [&] { return IIS4AddVirtualDir(session, "v", "C:\\x", 1, ""); };
     const Operation removeDir = [&] { return IIS4RemoveVirtualDir(session, "v", ""); };
     const Operation addMap = [&] { return IIS4AddScriptMap(session, "", "r", "t", 6015); };
+    const Operation removeMap = [&] { return IIS4RemoveScriptMap(session, "", "asp", 6014); };
     const Operation addExtension = [&] { return IIS4AddWebSvcExtension(session, "1", "x"); };
+    const Operation removeExtension = [&] { return IIS4RemoveWebSvcExtension(session, "1", "x"); };
     const Operation noName = [&] { return IIS4AddVirtualDir(session, "", "C:\\x", 1, ""); };
     // The engine may have taken a name in square brackets out of a line: those
     // are compared by what follows it.
@@ -238,17 +240,33 @@ TEST_F(WebStoreTest, EveryFailingStepHasItsLineAndNothingStaysOpen) {
         {addDir, "OpenKey", "IIS4AddVirtualDir: Couldn't open /LM/W3svc/1/ROOT"},
         {addDir, "AddKey", "IIS4AddVirtualDir:  CMSAdminBase.CreateVirtualDir failed"},
         {addDir, "CloseKey", "IIS4AddVirtualDir: CMSAdminBase.CommitKeyChanges failed"},
+        {addDir, "SaveData", "IIS4AddVirtualDir: CMSAdminBase.CommitKeyChanges failed"},
         {noName, "", "IIS4AddVirtualDir: No szOrigVirtualDir given"},
         {removeDir, "CoInitialize",
          "IIS4RemoveVirtualDir: CAutoCoInitialize.Initialize failed for virtual dir v"},
         {removeDir, "CoCreateInstance", "IIS4RemoveVirtualDir: adminBase.Init returned false."},
+        {removeDir, "OpenKey", nullptr},
         {removeDir, "DeleteKey", nullptr},
+        {addMap, "CoInitialize", "IIS4AddScriptMap: Couldn't call CAutoCoInitialize.Initialize()"},
         {addMap, "CoCreateInstance", "IIS4AddScriptMap: adminBase.Init returned false."},
+        {addMap, "OpenKey", "IIS4AddScriptMap: Couldn't open key /LM/W3svc/1/ROOT"},
         {addMap, "SetData", "IIS4AddScriptMap: CMSAdminBase.SetScriptMap failed"},
         {addMap, "SaveData", "IIS4AddScriptMap: CMSAdminBase.CommitKeyChanges failed"},
+        {removeMap, "CoInitialize",
+         "IIS4RemoveScriptMap: Couldn't call CAutoCoInitialize.Initialize()"},
+        {removeMap, "CoCreateInstance", "IIS4RemoveScriptMap: adminBase.Init returned false."},
+        {removeMap, "OpenKey",
+         "IIS4RemoveScriptMap: CMSAdminBase.OpenMetabaseKey(/LM/W3SVC/1/ROOT) failed"},
+        {removeMap, "SetData", "IIS4RemoveScriptMap: CMSAdminBase.SetScriptMap failed"},
+        {removeMap, "CloseKey", "IIS4RemoveScriptMap: CMSAdminBase.CommitKeyChanges failed"},
+        {addExtension, "CoInitialize", " Couldn't call CAutoCoInitialize.Initialize()"},
         {addExtension, "CoCreateInstance",
          "IIS4AddWebSvcExtension: adminBase.Init returned false."},
+        {addExtension, "OpenKey", " Couldn't open key /LM/W3svc"},
         {addExtension, "SaveData", " CMSAdminBase.CommitKeyChanges failed"},
+        {removeExtension, "CoCreateInstance",
+         "IIS4RemoveWebSvcExtension: adminBase.Init returned false."},
+        {removeExtension, "OpenKey", " Couldn't open key /LM/W3svc"},
     };
     for (const auto& row : cases) {
         ClearMessages();
