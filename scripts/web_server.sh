@@ -6,9 +6,9 @@
 # machine's next start on.
 plant_web_server() {
     local drive=$WINEPREFIX/drive_c
-    mkdir -p "$drive/sharepoint/bin"
-    cp "$REPO/build/x86/stsadm.exe" "$drive/sharepoint/bin"
-    cp "$REPO"/package/sample/{metabase.txt,web_server.reg} "$drive"
+    mkdir -p "$drive/sharepoint/bin" &&
+        cp "$REPO/build/x86/stsadm.exe" "$drive/sharepoint/bin" &&
+        cp "$REPO"/package/sample/{metabase.txt,web_server.reg} "$drive" || return 1
     (cd "$drive" && "$REPO/scripts/engine-exec" regedit /S 'C:\web_server.reg' &&
         "$REPO/scripts/engine-exec" regsvr32 /s 'P:\metabasestore.dll')
 }
