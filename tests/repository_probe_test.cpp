@@ -199,6 +199,15 @@ TEST(DsnDriver, ALongPathIsReadWhole) {
     EXPECT_FALSE(DsnDriverExists("Repository")) << "no path is that long";
 }
 
+TEST(RepositoryProbe, TheEnginesOwnDriverManagerWithoutADriverIsANo) {
+    const BalancedCom com;
+    const ProbeAnswer answer = ProbeRepositoryDatabase("NOSUCHHOST", "RepoDb", "sa", "secret");
+    EXPECT_FALSE(answer.found);
+    EXPECT_NE(answer.message, "");
+    EXPECT_EQ(answer.message.find("secret"), std::string::npos);
+    EXPECT_EQ(GetModuleHandleA("odbc32.dll"), nullptr) << "the library is given back";
+}
+
 TEST(DsnDriver, IsFoundByTheEnginesOwnLibrary) {
     const PrivateRegistry tree;
     const ScratchFile file;
