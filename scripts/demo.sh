@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
-# Builds everything, installs the sample package on a fresh machine of the
-# engine that has a web server, shows what its actions logged and what changed,
-# there and on the machine, removes the package again and shows that nothing
-# stayed. Exits 1 when something did.
+# Builds everything and runs the sample package on a fresh machine of the engine
+# that has a web server: installs it, repairs it, changes its features, removes
+# it. Shows for each action its results and what it changed, then what each run
+# changed on the machine. Exits 1 when an action failed or when something stayed.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
@@ -12,95 +12,95 @@ source "$REPO/scripts/sample-machine.sh"
 "$REPO/scripts/build.sh" product
 
 export WINEPREFIX=$REPO/build/machines/demo
+drive=$WINEPREFIX/drive_c
 out=$REPO/build/demo
+runs=()
+# What the removal leaves, and why: old virtual directories do not come back, and
+# the library adds its DLL to the server's list at each run and never takes it out.
+ON_PURPOSE='^(- /LM/W3SVC/1/ROOT/(suite9|Kestrel)|[+] /LM/W3SVC WebSvcExtRestrictionList .*,Tarnwick Lumo)'
 rm -rf "$out"
 mkdir -p "$out"
+
+# run_installer RUN ARGUMENT ...: a silent msiexec with a verbose log, and a
+# snapshot of the machine after it, $out/RUN.*.
+run_installer() {
+    local run=$1
+    shift
+    say "$run: msiexec $*"
+    (
+        cd "$drive" && export WINEDEBUG=-all,trace+msi,trace+file,trace+reg,trace+service,trace+process
+        timeout 300 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' "C:\\$run.log" 2>"$out/$run.trace"
+    ) || fail "msiexec failed; its log: $drive/$run.log"
+    cp "$drive/$run.log" "$out"
+    take_snapshot "$WINEPREFIX" "$out/$run"
+    runs+=("$run")
+}
+
+report() {
+    local run files=()
+    for run in "${runs[@]}"; do files+=("$out/$run.trace" "$out/$run.log"); done
+    awk -v runs="${runs[*]}" "$@" -f "$REPO/scripts/action_report.awk" "$REPO/exports/catalogue.inc" "${files[@]}"
+}
+
+# text_changes FOLDER NAME ...: what actions changed in the package's text files and,
+# for host.conf, in another program's, by the copies of the machine's files.
+text_changes() {
+    local folder=$1 name
+    shift
+    for name; do
+        diff -u --label "$name, as it came" --label "$name, installed" \
+            <(tr -d '\r' <"$SAMPLE_SOURCES/textfiles/$name") <(tr -d '\r' <"$out/installed/$folder/$name") || true
+    done
+}
+
+# show_changes TITLE BEFORE AFTER: the differences of two snapshots, in short; in
+# full in a file.
+show_changes() {
+    echo
+    say "$1: $out/$3.changes"
+    show_difference "$out/$2" "$out/$3" >"$out/$3.changes"
+    summarize_difference "$out/$2" "$out/$3" >"$out/summary"
+    [ -s "$out/summary" ] || echo "  nothing"
+    cat "$out/summary"
+}
 
 say "making a fresh machine"
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
 plant_web_server || fail "the web server's stand-ins were refused"
 plant_sample_machine "$WINEPREFIX"
-
-# run_installer TITLE LOG ARGUMENT ...: a silent msiexec with a verbose log;
-# shows the lines that actions wrote themselves ("date, time: text").
-run_installer() {
-    local title=$1 log=$2
-    shift 2
-    say "$title"
-    if ! (cd "$WINEPREFIX/drive_c" && timeout 300 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' "C:\\$log"); then
-        fail "msiexec failed; its log: $WINEPREFIX/drive_c/$log"
-    fi
-    echo "  what the actions logged (whole log: $WINEPREFIX/drive_c/$log):"
-    action_lines "$WINEPREFIX/drive_c/$log"
-}
-
-action_lines() {
-    local lines
-    lines=$(tr -d '\r' <"$1" | grep -E '^[0-9]+/[0-9]+/[0-9]+, [0-9:]+: ' | sed 's/^/    /') || true
-    printf '%s\n' "${lines:-    (nothing)}"
-}
-
-# The installer's own registration of the package is not the package's work.
-# A key that came or went stands for its values.
-package_changes() {
-    show_difference "$out/before" "$out/installed" |
-        grep -v -E '\[Software\\(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))|windows/Installer/' |
-        awk '/^  [-+] \[/ { key = $0; sub(/\].*/, "]", key); if (key == $0) new[key] = 1; else if (key in new) next }
-             { print }' |
-        cut -c1-160
-}
-
-show_web_server() {
-    echo "  the web server's configuration (C:\metabase.txt):"
-    grep -v -e '^;' -e '^$' "$WINEPREFIX/drive_c/metabase.txt" | sed 's/^/    /'
-}
-
-# text_changes FOLDER NAME ...: what the actions changed in text files of the
-# package or, for host.conf, of another program.
-text_changes() {
-    local folder=$1 name
-    shift
-    for name; do
-        diff -u --label "$name, original" --label "$name, installed" \
-            <(tr -d '\r' <"$SAMPLE_SOURCES/textfiles/$name") <(tr -d '\r' <"$WINEPREFIX/drive_c/$folder/$name") |
-            sed 's/^/    /' || true
-    done
-}
-
 take_snapshot "$WINEPREFIX" "$out/before"
-services="$WINEPREFIX/drive_c/windows/system32/drivers/etc/services"
-cp "$services" "$out/services"
 plant_older_add_on "$WINEPREFIX"
-run_installer "installing the sample package, adding the central and the event server" install.log \
-    /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1
-take_snapshot "$WINEPREFIX" "$out/installed"
-echo "  what the installation changed:"
-package_changes
-show_web_server
-echo "  what the actions changed in text files:"
-text_changes host host.conf
-text_changes "$SAMPLE_INSTALLED/textfiles" web.config server.conf
-text_changes "$SAMPLE_INSTALLED/reports/en" sales.url stock.url
-diff -u --label "services, original" --label "services, installed" \
-    <(tr -d '\r' <"$out/services") <(tr -d '\r' <"$services") | sed 's/^/    /' || true
-say "the server fills its cache"
+
+run_installer install /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1 SAMPLESERVER=alpha
+mkdir "$out/installed"
+(cd "$drive" && find . -type f -links 1 -not -path './windows/Installer/*' -exec cp --parents -t "$out/installed" {} +)
+text_changes host host.conf >"$out/text-files.diff"
+text_changes "$SAMPLE_INSTALLED/textfiles" web.config server.conf >>"$out/text-files.diff"
+text_changes "$SAMPLE_INSTALLED/reports/en" sales.url stock.url >>"$out/text-files.diff"
+say "somebody deletes a page, empties a configuration file and takes the virtual directory away"
+rm "$drive/$SAMPLE_INSTALLED/launchpad.url"
+: >"$drive/$SAMPLE_INSTALLED/textfiles/server.conf"
+remove_from_web_server "$WINEPREFIX" /LM/W3SVC/1/ROOT/viewer
+run_installer repair /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
+run_installer change /i 'P:\sample.msi' ADDLOCAL=ConnectorPages REMOVE=EventServer
+say "the server fills its cache; an administrator clones it: TRNWCentralMS_clone"
 fill_sample_cache "$WINEPREFIX"
-say "an administrator clones the server: TRNWCentralMS_clone"
-(cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
+(cd "$drive" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
     fail "the clone could not be made; see $out/clone.log"
-run_installer "removing the sample package" remove.log /x 'P:\sample.msi'
-show_web_server
-echo "  what SharePoint's tool was called with:"
-sed 's/^/    /' "$WINEPREFIX/drive_c/sharepoint/bin/stsadm.log"
-take_snapshot "$WINEPREFIX" "$out/removed"
-left=$(show_difference "$out/before" "$out/removed")
-cmp "$SAMPLE_SOURCES/textfiles/host.conf" "$WINEPREFIX/drive_c/host/host.conf" ||
-    fail "the other program's configuration is not what it was"
-cmp "$out/services" "$services" || fail "the network services are not what they were"
-if [ -n "$left" ]; then
-    printf '%s\n' "$left"
-    fail "the removal left the lines above behind"
-fi
-say "done: nothing stayed on the machine"
+run_installer remove /x 'P:\sample.msi'
+
+echo
+report | tee "$out/actions.txt"
+report -v whole=1 >"$out/all-changes.txt"
+show_changes "what the installation changed" before install
+show_changes "what is another after the repair" install repair
+show_changes "what the change of features changed" repair change
+show_changes "what is another after the removal" before remove
+echo
+say "every change of every action: $out/all-changes.txt; in text files: $out/text-files.diff"
+say "the installer's logs: $out/{install,repair,change,remove}.log; the machine: $drive"
+! grep -q -E '^.{35}.*\b(failed|ended)\b' "$out/actions.txt" || fail "an action failed"
+! grep -v -E "$ON_PURPOSE" "$out/remove.changes" || fail "the removal left the lines above behind"
+say "done: nothing stayed on the machine that the package does not leave on purpose"

@@ -6,10 +6,11 @@ SAMPLE_INSTALLED='Program Files/Setupactions Sample'
 # plant_sample_machine MACHINE: what other programs had there before.
 plant_sample_machine() {
     local drive=$1/drive_c
-    mkdir -p "$drive"/{host,olddata,older/info}
+    mkdir -p "$drive"/{host,olddata,older/info,aspnet}
     echo "entered earlier" >"$drive/olddata/sample.mdb"
     echo "of the older release" >"$drive/older/info/about.txt"
     cp "$SAMPLE_SOURCES/textfiles/host.conf" "$drive/host/"
+    touch "$drive/aspnet/aspnet_regiis.exe"
     cp "$SAMPLE_SOURCES/found.reg" "$drive/windows/temp/"
     # The script host registers itself when it first runs.
     echo >"$drive/windows/temp/first.js"

@@ -12,3 +12,11 @@ plant_web_server() {
     (cd "$drive" && "$REPO/scripts/engine-exec" regedit /S 'C:\web_server.reg' &&
         "$REPO/scripts/engine-exec" regsvr32 /s 'P:\metabasestore.dll')
 }
+
+# remove_from_web_server MACHINE KEY: takes a key and the keys below it out of the
+# configuration of a machine that is stopped.
+remove_from_web_server() {
+    local file=$1/drive_c/metabase.txt
+    awk -v key="[$2" '/^\[/ { gone = index($0, key "]") == 1 || index($0, key "/") == 1 } !gone' "$file" >"$file.new"
+    mv "$file.new" "$file"
+}

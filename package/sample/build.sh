@@ -13,6 +13,9 @@ for binary in "$binaries"/*.dll "$binaries"/{sample_server,stand_in,unzip}.exe; 
 done
 cd "$work"
 "$wixl" -D Version="$version" -o sample.msi sample.wxs
+# A database file that is there stays as it is (never overwrite, 128); wixl has
+# no word for it.
+msibuild sample.msi -q "UPDATE \`Component\` SET \`Attributes\` = 128 WHERE \`Component\` = 'SampleData'"
 # The tables that wixl does not write itself.
 for table in "$sources"/tables/*.idt; do
     msibuild sample.msi -i "$table"
