@@ -1,6 +1,6 @@
 # Makes the authoring kit: cmake -D SOURCES=FOLDER -D KIT=FOLDER -P kit.cmake
 # Copies package/kit of the sources into KIT and writes setupactions.wxi there
-# from the catalogue and the list of action data.
+# from the catalogue, the list of action data and the usual schedule.
 cmake_minimum_required(VERSION 3.21)
 
 # An immediate row, or with a third word (deferred) a deferred, elevated one.
@@ -44,12 +44,55 @@ foreach(line IN LISTS catalogue)
     endif()
 endforeach()
 
+# The usual schedule: what a task needs, when the package wants the task.
+file(STRINGS ${SOURCES}/exports/schedule.txt schedule REGEX "^[^#]")
+set(sequence "")
+set(lastTask "")
+foreach(line IN LISTS schedule)
+    if(NOT line MATCHES "^([A-Za-z]+) +([A-Za-z0-9_.]+) +([0-9]+) *(.*)$")
+        message(FATAL_ERROR "exports/schedule.txt: not a row: ${line}")
+    endif()
+    set(task ${CMAKE_MATCH_1})
+    set(custom "<Custom Action=\"${CMAKE_MATCH_2}\" Sequence=\"${CMAKE_MATCH_3}\"")
+    set(condition "${CMAKE_MATCH_4}")
+    if(condition STREQUAL "")
+        string(APPEND custom " />")
+    else()
+        string(REPLACE "<" "&lt;" condition "${condition}")
+        string(REPLACE ">" "&gt;" condition "${condition}")
+        string(APPEND custom ">${condition}</Custom>")
+    endif()
+    if(NOT task STREQUAL lastTask)
+        if(NOT lastTask STREQUAL "")
+            string(APPEND sequence "  <?endif?>\n")
+        endif()
+        string(APPEND sequence "  <?ifdef var.Schedule${task}?>\n")
+        set(lastTask ${task})
+    endif()
+    string(APPEND sequence "    ${custom}\n")
+endforeach()
+string(APPEND sequence "  <?endif?>\n")
+
+# The properties that tell GetWebInfo the Ids of the actions it hands its data to.
+set(properties "")
+foreach(line IN LISTS actionData)
+    if(line MATCHES "^ACTION_DATA\\(([A-Za-z]+), \"\\[([A-Za-z]+)\\]\", GetWebInfo\\)")
+        string(APPEND properties "  <Property Id=\"${CMAKE_MATCH_2}\" Value=\"${CMAKE_MATCH_1}\" />\n")
+    endif()
+endforeach()
+
 file(COPY ${SOURCES}/package/kit/ DESTINATION ${KIT})
 file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
-<!-- Made from the library's list of actions: the DLL and a row for each action.
-     Include it in the Product; the package schedules what it needs. -->
+<!-- Made from the library's lists: the DLL, a row for each action, and the usual
+     schedule of the tasks that the package names before it includes this. -->
 <Include xmlns=\"http://schemas.microsoft.com/wix/2006/wi\">
   <Binary Id=\"setupactions\" SourceFile=\"setupactions.dll\" />
 
-${rows}</Include>
+${rows}
+  <?ifdef var.ScheduleWebTables?>
+${properties}  <?endif?>
+
+  <InstallExecuteSequence>
+${sequence}  </InstallExecuteSequence>
+</Include>
 ")

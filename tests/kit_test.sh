@@ -32,6 +32,12 @@ check "the kit has deferred rows for what runs deferred" same <(entries 'Execute
 check "the kit has immediate rows for what runs immediate" same <(entries 'DllEntry="\w+" />') <(names 'Immediate|Both')
 check "no two rows of the kit share an Id" \
     [ -z "$(sed -nE 's/.*<CustomAction Id="([^"]+)".*/\1/p' "$kit/setupactions.wxi" | sort | uniq -d)" ]
+ids() { sed -nE 's/.*<CustomAction Id="([^"]+)" .*/\1/p' "$kit/setupactions.wxi" | sort; }
+schedule() { grep -v '^#' "$REPO/exports/schedule.txt" | awk -v column="$1" '{ print $column }' | sort; }
+check "the kit schedules each of its rows once, but one" same <(schedule 2) <(ids | grep -vx CommitWindowsSettingsImmediate)
+check "no two actions have the same number" [ -z "$(schedule 3 | uniq -d)" ]
+check "the tasks are told to the package's author" \
+    same <(schedule 1 | uniq) <(sed -nE 's/^\| `Schedule(\w+)` .*/\1/p' "$kit/README.md" | sort)
 check "each action is described once" \
     same <(grep -hE '^## \w+$' "$REPO"/docs/actions/*.md | sed 's/^## //' | grep -xF -f "$work/all" | sort) "$work/all"
 
@@ -78,9 +84,27 @@ for file in "$kit"/tables/*.idt; do
 done
 check "a table of the package keeps its rows" same <(msiinfo export "$package" HalcyonCondition) "$work/rows"
 cp "$package" "$work/before.msi"
-"$kit/import-tables.sh" "$package" HalcyonCondition NoSuchTable >"$work/out" 2>&1
-check "an unknown table is refused" [ $? = 1 ]
-check "by its name" has "$work/out" "no table NoSuchTable"
+for unknown in NoSuchTable "$work/no such.idt"; do
+    "$kit/import-tables.sh" "$package" HalcyonCondition "$unknown" >"$work/out" 2>&1
+    result=$?
+    check "$(basename "$unknown") is refused, by its name" [ "$result $(grep -cF "$unknown" "$work/out")" = "1 1" ]
+done
 check "before anything is changed" cmp "$package" "$work/before.msi"
+{ head -n 3 "$work/rows"; printf '7\tNOT Installed\tAnother one.\r\n'; } >"$work/HalcyonCondition.idt"
+"$kit/import-tables.sh" "$package" "$work/HalcyonCondition.idt" >"$work/out"
+check "a file's rows replace the package's" same <(msiinfo export "$package" HalcyonCondition) "$work/HalcyonCondition.idt"
+
+# The script for Windows: the engine runs it up to the package itself.
+export WINEPREFIX=$REPO/build/machines/kit-test
+trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
+new_machine "$WINEPREFIX"
+map_drive "$WINEPREFIX" p "$build"
+import_on_windows() {
+    (cd "$WINEPREFIX/drive_c" && timeout 60 "$REPO/scripts/engine-exec" cscript //nologo 'P:\kit\import-tables.vbs' "$@" >"$work/out" 2>&1)
+    echo "$? $(cat "$work/out")"
+}
+check "on Windows it wants a package" eval '[[ "$(import_on_windows)" == "2 usage: cscript"* ]]'
+check "that is there" [ "$(import_on_windows 'P:\no.msi')" = '1 import-tables: no package P:\no.msi' ]
+check "and tables that are there" [ "$(import_on_windows 'P:\sample.msi' HalcyonCondition Nothing)" = '1 import-tables: no table Nothing; see P:\kit\tables' ]
 
 finish

@@ -25,6 +25,7 @@ struct Scheduled {
 PackageRows PackageWith(const std::vector<Scheduled>& actions) {
     PackageRows package;
     package.binaries = {"setupactions", "other"};
+    package.executeSequence = {{"InstallInitialize", 500}, {"InstallFinalize", 6600}};
     for (const Scheduled& action : actions) {
         package.customActions.push_back(action.row);
         if (action.sequence != 0)
@@ -60,7 +61,8 @@ TEST(PackageCheck, JudgesRowsOneByOne) {
         {{"X", Deferred, "setupactions", "GetPid"}, "runs immediate only"},
         {{"X", Immediate, "setupactions", "StopAPSService"}, "runs deferred only"},
         {{"X", Deferred, "setupactions", "StopAPSService"}, ""},
-        {{"X", 1 + 0x500, "setupactions", "StopAPSService"}, ""}, // as a rollback
+        {{"X", Deferred + 0x100, "setupactions", "StopAPSService"}, ""}, // as a rollback
+        {{"X", 1 + 0x400, "setupactions", "StopAPSService"}, "add 2048 to Type"},
         {{"X", Immediate, "setupactions", "CommitWindowsSettings"}, ""},
         {{"X", Deferred, "setupactions", "CommitWindowsSettings"}, ""},
         {{"X", Immediate, "other", "GetPdi"}, ""},                       // another library's entry
@@ -87,6 +89,7 @@ TEST(PackageCheck, KnowsTheLibraryUnderAnyName) {
     }));
     EXPECT_EQ(result.rows, 2);
     EXPECT_EQ(result.scheduled, 1);
+    EXPECT_THAT(result.calls, ElementsAre(" 1000  immediate A -> GetPid", "not scheduled: B"));
     EXPECT_THAT(result.findings, ElementsAre(HasSubstr("action B: ")));
 }
 
@@ -112,6 +115,8 @@ TEST(PackageCheck, FollowsActionDataToItsSource) {
         {"it is set too late", {viewer, sets("Copy", 4001)}, "set the property Copy"},
         {"the setting is not scheduled", {viewer, sets("Copy", 0)}, "set the property Copy"},
         {"it is not scheduled itself", {{viewer.row, 0}}, ""},
+        {"it comes after the script", {{viewer.row, 6600}, sets("Copy", 3000)}, "move it between"},
+        {"it comes before the script", {{viewer.row, 500}, sets("Copy", 300)}, "move it between"},
         {"its partner runs", {unzip, calls("UncompressZipFile", 3000)}, ""},
         {"it has no partner", {unzip}, "schedule UncompressZipFile immediate before it"},
         {"its partner comes too late", {unzip, calls("UncompressZipFile", 5000)}, "schedule"},
@@ -136,6 +141,21 @@ TEST(PackageCheck, FollowsActionDataToItsSource) {
     PackageRows package = PackageWith({viewer});
     package.properties["Copy"] = "a|b";
     EXPECT_THAT(CheckPackage(package).findings, IsEmpty()) << "a row of the Property table";
+}
+
+TEST(PackageCheck, MissesTheRowThatASequenceNames) {
+    PackageRows package = PackageWith({{{"GetPid", Immediate, "setupactions", "GetPid"}, 1000},
+                                       {{"GetPdi", Immediate, "other", "Own"}, 1001}});
+    package.executeSequence["GetPi"] = 1002;
+    package.executeSequence["StopAPSService"] = 1003;
+    package.executeSequence["StopServices"] = 1900; // the installer's own
+    package.uiSequence["getpid"] = 100;
+    EXPECT_THAT(CheckPackage(package).findings,
+                ElementsAre(AllOf(HasSubstr("InstallExecuteSequence GetPi: "),
+                                  HasSubstr("did you mean GetPid?")),
+                            AllOf(HasSubstr("InstallExecuteSequence StopAPSService: "),
+                                  HasSubstr("add one that calls StopAPSService")),
+                            HasSubstr("InstallUISequence getpid: ")));
 }
 
 TEST(PackageCheck, MissesColumns) {

@@ -1,37 +1,64 @@
 ' Adds the library's tables to a package, with Windows' own installer:
-'   cscript //nologo import-tables.vbs PACKAGE.msi [TABLE ...]
-' Without names: every table in tables\. A table that the package has stays as
-' it is.
+'   cscript //nologo import-tables.vbs PACKAGE.msi [TABLE | FILE.idt ...]
+' A TABLE is added without rows, unless the package has it. A FILE.idt (a copy of
+' one in tables\ with rows added) is added with its rows and replaces the table
+' that the package has. Without names: every table in tables\, without rows.
 Option Explicit
 Const OpenTransacted = 1
 
-Dim files, arguments, folder, tables, installer, database, i, file
+Dim files, arguments, folder, names, installer, database, number, file
 Set files = CreateObject("Scripting.FileSystemObject")
 Set arguments = WScript.Arguments
 If arguments.Count = 0 Then
-    WScript.Echo "usage: cscript //nologo import-tables.vbs PACKAGE.msi [TABLE ...]"
+    WScript.Echo "usage: cscript //nologo import-tables.vbs PACKAGE.msi [TABLE | FILE.idt ...]"
     WScript.Quit 2
 End If
+If Not files.FileExists(arguments(0)) Then Refuse "no package " & arguments(0)
 folder = files.BuildPath(files.GetParentFolderName(WScript.ScriptFullName), "tables")
 
-Set tables = CreateObject("Scripting.Dictionary")
-For i = 1 To arguments.Count - 1
-    tables.Add arguments(i), True
+ReDim names(0)
+For number = 1 To arguments.Count - 1
+    AddName arguments(number)
 Next
-If tables.Count = 0 Then
+If arguments.Count = 1 Then
     For Each file In files.GetFolder(folder).Files
-        If LCase(files.GetExtensionName(file.Name)) = "idt" Then tables.Add files.GetBaseName(file.Name), True
+        If IsFile(file.Name) Then AddName files.GetBaseName(file.Name)
     Next
 End If
+For number = 1 To UBound(names)
+    If IsFile(names(number)) Then
+        If Not files.FileExists(names(number)) Then Refuse "no file " & names(number)
+    ElseIf Not files.FileExists(files.BuildPath(folder, names(number) & ".idt")) Then
+        Refuse "no table " & names(number) & "; see " & folder
+    End If
+Next
 
 Set installer = CreateObject("WindowsInstaller.Installer")
 Set database = installer.OpenDatabase(arguments(0), OpenTransacted)
-For Each i In tables.Keys
-    If database.TablePersistent(i) = 1 Then
-        WScript.Echo i & ": already in the package"
+For number = 1 To UBound(names)
+    If IsFile(names(number)) Then
+        file = files.GetAbsolutePathName(names(number))
+        database.Import files.GetParentFolderName(file), files.GetFileName(file)
+        WScript.Echo names(number) & ": added with its rows"
+    ElseIf database.TablePersistent(names(number)) = 1 Then
+        WScript.Echo names(number) & ": already in the package"
     Else
-        database.Import folder, i & ".idt"
-        WScript.Echo i & ": added"
+        database.Import folder, names(number) & ".idt"
+        WScript.Echo names(number) & ": added"
     End If
 Next
 database.Commit
+
+Function IsFile(name)
+    IsFile = LCase(Right(name, 4)) = ".idt"
+End Function
+
+Sub AddName(name)
+    ReDim Preserve names(UBound(names) + 1)
+    names(UBound(names)) = name
+End Sub
+
+Sub Refuse(text)
+    WScript.Echo "import-tables: " & text
+    WScript.Quit 1
+End Sub

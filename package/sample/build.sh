@@ -17,9 +17,7 @@ cd "$work"
 # no word for it.
 msibuild sample.msi -q "UPDATE \`Component\` SET \`Attributes\` = 128 WHERE \`Component\` = 'SampleData'"
 # The tables that wixl does not write itself.
-for table in "$sources"/tables/*.idt; do
-    msibuild sample.msi -i "$table"
-done
+"$binaries/kit/import-tables.sh" sample.msi "$sources"/tables/*.idt >tables.log
 mv sample.msi "$package"
 
 # The installers of other makers that lie beside the package.

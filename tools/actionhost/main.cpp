@@ -167,6 +167,8 @@ int ListActions(HMODULE module) {
 
 int ReportPackage(const std::string& package) {
     const auto result = actionhost::CheckPackage(actionhost::ReadPackageRows(package));
+    for (const std::string& call : result.calls)
+        std::printf("calls  %s\n", call.c_str());
     for (const std::string& finding : result.findings)
         std::printf("found  %s\n", finding.c_str());
     std::printf("checked  %d rows that call the library, %d of them in the execute sequence: %zu "

@@ -21,8 +21,13 @@ const int BasicType = 0x3F;
 const int DllInBinary = 1;
 const int SetProperty = 51;
 const int InScript = 0x400;
+const int NoImpersonate = 0x800;
 
-const size_t LikelyMisspelling = 4; // letters; what is farther away is another name
+// Letters; what is farther away is another name. The installer's own actions
+// have names like the library's (StartServices), so that a sequence's rows are
+// held against the library's names more narrowly.
+const size_t LikelyMisspelling = 4;
+const size_t LikelyMisspellingOfId = 2;
 
 // The columns that the actions read; a key of the table's own may be any.
 const struct {
@@ -54,9 +59,9 @@ std::string Lower(std::string text) {
     return text;
 }
 
-const CatalogueRow* NearestAction(const std::string& name) {
+const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
     const CatalogueRow* nearest = nullptr;
-    size_t least = LikelyMisspelling + 1;
+    size_t least = farthest + 1;
     for (const CatalogueRow& row : Catalogue) {
         const size_t distance = EditDistance(Lower(name), Lower(row.name));
         if (distance < least) {
@@ -148,7 +153,7 @@ std::string DataFault(const PackageRows& package, const CustomActionRow& row) {
 std::string EntryFault(const CustomActionRow& row) {
     if (row.target.empty())
         return "names no entry: put the action's name into Target (DllEntry)";
-    const CatalogueRow* nearest = NearestAction(row.target);
+    const CatalogueRow* nearest = NearestAction(row.target, LikelyMisspelling);
     return row.target + " is no action of the library: " +
            (nearest != nullptr ? Format("did you mean %s?", nearest->name)
                                : std::string("actionhost --list shows them"));
@@ -163,6 +168,19 @@ std::string ScheduleFault(const CustomActionRow& row, const CatalogueRow& action
     return "";
 }
 
+// A deferred action runs from the script that the installer plays at InstallFinalize.
+std::string ScriptFault(const PackageRows& package, const CustomActionRow& row) {
+    const int sequence = SequenceOf(package, row.id);
+    const int first = SequenceOf(package, "InstallInitialize");
+    const int last = SequenceOf(package, "InstallFinalize");
+    if (first < sequence && sequence < last)
+        return "";
+    return Format(
+        "is deferred but outside InstallInitialize (%d) and InstallFinalize (%d): move it "
+        "between them",
+        first, last);
+}
+
 // The faults of one row that calls the library, the gravest alone.
 std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
     if (package.binaries.count(row.source) == 0)
@@ -173,7 +191,32 @@ std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
     std::string fault = ScheduleFault(row, *action);
     if (!fault.empty() || !IsDeferredRow(row) || SequenceOf(package, row.id) == 0)
         return fault;
-    return DataFault(package, row);
+    fault = ScriptFault(package, row);
+    if (fault.empty())
+        fault = DataFault(package, row);
+    if (fault.empty() && (row.type & NoImpersonate) == 0)
+        return "runs with the user's rights: add 2048 to Type (Impersonate=\"no\")";
+    return fault;
+}
+
+// Rows of a sequence that mean an action of the library, but no CustomAction row:
+// the installer passes over them without a word.
+void CheckSequence(const PackageRows& package, const char* table,
+                   const std::map<std::string, int>& sequence, std::vector<std::string>& findings) {
+    std::set<std::string> ids;
+    for (const CustomActionRow& row : package.customActions)
+        ids.insert(row.id);
+    for (const auto& row : sequence) {
+        const CatalogueRow* meant = NearestAction(row.first, LikelyMisspellingOfId);
+        if (meant == nullptr || ids.count(row.first) > 0)
+            continue;
+        const std::string advice =
+            ids.count(meant->name) > 0
+                ? Format("did you mean %s?", meant->name)
+                : Format("add one that calls %s, or include the kit", meant->name);
+        findings.push_back(Format("%s %s: there is no CustomAction row of this Id: %s", table,
+                                  row.first.c_str(), advice.c_str()));
+    }
 }
 
 void CheckTables(const PackageRows& package, std::vector<std::string>& findings) {
@@ -246,10 +289,13 @@ PackageRows ReadPackageRows(const std::string& path) {
                });
     ForEachRow(handle, package, "Binary", "`Name`",
                [&](const CMsiHelper& row) { package.binaries.insert(row.GetField(1)); });
-    ForEachRow(handle, package, "InstallExecuteSequence", "`Action`, `Sequence`",
-               [&](const CMsiHelper& row) {
-                   package.executeSequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
-               });
+    const auto readSequence = [&](const char* table, std::map<std::string, int>& sequence) {
+        ForEachRow(handle, package, table, "`Action`, `Sequence`", [&](const CMsiHelper& row) {
+            sequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
+        });
+    };
+    readSequence("InstallExecuteSequence", package.executeSequence);
+    readSequence("InstallUISequence", package.uiSequence);
     ForEachRow(handle, package, "Property", "`Property`, `Value`", [&](const CMsiHelper& row) {
         package.properties[row.GetField(1)] = row.GetField(2);
     });
@@ -259,16 +305,31 @@ PackageRows ReadPackageRows(const std::string& path) {
 CheckResult CheckPackage(const PackageRows& package) {
     CheckResult result;
     const std::set<std::string> library = LibraryBinaries(package);
+    std::multimap<int, std::string> calls;
+    std::string unscheduled;
     for (const CustomActionRow& row : package.customActions) {
         if (!IsDllRow(row) || library.count(row.source) == 0)
             continue;
         ++result.rows;
-        if (SequenceOf(package, row.id) > 0)
-            ++result.scheduled;
+        const int sequence = SequenceOf(package, row.id);
+        if (sequence > 0)
+            calls.emplace(sequence,
+                          Format("%5d  %-9s %s", sequence,
+                                 IsDeferredRow(row) ? "deferred" : "immediate", row.id.c_str()) +
+                              (row.id == row.target ? "" : " -> " + row.target));
+        else
+            unscheduled += (unscheduled.empty() ? "" : ", ") + row.id;
         const std::string fault = RowFault(package, row);
         if (!fault.empty())
             result.findings.push_back("action " + row.id + ": " + fault);
     }
+    result.scheduled = static_cast<int>(calls.size());
+    for (const auto& call : calls)
+        result.calls.push_back(call.second);
+    if (!unscheduled.empty())
+        result.calls.push_back("not scheduled: " + unscheduled);
+    CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
+    CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
     CheckTables(package, result.findings);
     return result;
 }

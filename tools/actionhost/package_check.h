@@ -28,6 +28,7 @@ struct PackageRows {
     std::vector<CustomActionRow> customActions;
     std::set<std::string> binaries;
     std::map<std::string, int> executeSequence; // Sequence by action
+    std::map<std::string, int> uiSequence;
     std::map<std::string, std::string> properties;
     std::map<std::string, std::set<std::string>> columns; // by table
 };
@@ -35,6 +36,7 @@ struct PackageRows {
 struct CheckResult {
     int rows = 0;                      // that call the library
     int scheduled = 0;                 // of those, in the execute sequence
+    std::vector<std::string> calls;    // a line for each of these, in their order
     std::vector<std::string> findings; // one line each, with what to do
 };
 
