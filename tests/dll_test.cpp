@@ -16,12 +16,6 @@ namespace {
 // The build folder is this machine's drive B:.
 const char DllPath[] = "B:\\setupactions.dll";
 
-const std::vector<std::string> CatalogueNames = {
-#define SETUP_ACTION(Name, When, Purpose) #Name,
-#include "exports/catalogue.inc"
-#undef SETUP_ACTION
-};
-
 class DllTest : public testing::Test {
 protected:
     void SetUp() override { ASSERT_NE(module_, nullptr) << GetLastError(); }
@@ -39,7 +33,11 @@ protected:
 } // namespace
 
 TEST_F(DllTest, ExportsExactlyTheCatalogueUndecorated) {
-    std::vector<std::string> expected = CatalogueNames;
+    std::vector<std::string> expected = {
+#define SETUP_ACTION(Name, When, Purpose) #Name,
+#include "exports/catalogue.inc"
+#undef SETUP_ACTION
+    };
     std::sort(expected.begin(), expected.end());
     EXPECT_THAT(exporttable::Names(module_), ElementsAreArray(expected));
 }
@@ -50,14 +48,12 @@ TEST_F(DllTest, NeedsNothingButSystemLibraries) {
         Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     const auto* library =
         reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
+    const std::string known = "advapi32.dll kernel32.dll msi.dll msvcrt.dll ole32.dll shell32.dll "
+                              "shlwapi.dll user32.dll version.dll";
     for (; library->Name != 0; ++library) {
         std::string name = base + library->Name;
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        EXPECT_THAT((std::vector<std::string>{"advapi32.dll", "kernel32.dll", "msi.dll",
-                                              "msvcrt.dll", "ole32.dll", "shell32.dll",
-                                              "shlwapi.dll", "user32.dll", "version.dll"}),
-                    testing::Contains(name));
+        CharLowerA(&name[0]);
+        EXPECT_THAT(known, HasSubstr(name));
     }
 }
 

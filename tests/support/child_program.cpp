@@ -1,6 +1,5 @@
 // A program for tests to start. Its arguments are commands, done in order:
-//   print N, error N  writes N letters to standard output or standard error
-//   text TEXT         writes the text to standard output
+//   print N, error N  writes N times "a" to standard output or standard error
 //   pause N           waits N milliseconds
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
@@ -15,13 +14,6 @@ static void Write(DWORD standardHandle, const std::string& text) {
     DWORD written = 0;
     WriteFile(GetStdHandle(standardHandle), text.data(), static_cast<DWORD>(text.size()), &written,
               nullptr);
-}
-
-static std::string Letters(const char* count) {
-    std::string text;
-    for (int i = 0; i < std::atoi(count); ++i)
-        text += static_cast<char>('a' + i % 26);
-    return text;
 }
 
 static std::string WorkingFolder() {
@@ -44,11 +36,10 @@ int main(int count, char** arguments) {
         } else if (++i == count) {
             return 78; // the command lacks its value
         } else if (command == "print") {
-            Write(STD_OUTPUT_HANDLE, Letters(arguments[i]));
+            Write(STD_OUTPUT_HANDLE,
+                  std::string(static_cast<size_t>(std::atoi(arguments[i])), 'a'));
         } else if (command == "error") {
-            Write(STD_ERROR_HANDLE, Letters(arguments[i]));
-        } else if (command == "text") {
-            Write(STD_OUTPUT_HANDLE, arguments[i]);
+            Write(STD_ERROR_HANDLE, std::string(static_cast<size_t>(std::atoi(arguments[i])), 'a'));
         } else if (command == "pause") {
             Sleep(static_cast<DWORD>(std::atoi(arguments[i])));
         } else if (command == "exit") {
