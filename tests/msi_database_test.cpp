@@ -1,6 +1,6 @@
 #include "frame/msi_database.h"
 
-#include "tests/support/replaced_import.h"
+#include "tests/support/failing_installer_calls.h"
 #include "tests/support/session_test.h"
 
 #include <functional>
@@ -8,11 +8,6 @@
 using namespace setupactions;
 
 namespace {
-
-UINT WINAPI FailExecute(MSIHANDLE, MSIHANDLE) { return ERROR_FUNCTION_FAILED; }
-UINT WINAPI FailFetch(MSIHANDLE, MSIHANDLE*) { return ERROR_INVALID_DATA; }
-UINT WINAPI FailColumnInfo(MSIHANDLE, MSICOLINFO, MSIHANDLE*) { return ERROR_FUNCTION_FAILED; }
-UINT WINAPI FailGetString(MSIHANDLE, UINT, char*, DWORD*) { return ERROR_INVALID_PARAMETER; }
 
 // The number that the call throws, or 0.
 int Thrown(const std::function<void()>& call) {
@@ -51,30 +46,23 @@ TEST_F(SessionTest, RowsAreReadByPositionAndByNameOfTheQueryLastExecuted) {
     }
 }
 
-TEST_F(SessionTest, EveryFailingCallThrowsItsNumber) {
+TEST_F(SessionTest, FailingCallsThrowTheirNumbers) {
     EXPECT_EQ(Thrown([] { CMsiDatabase database(0); }), 1);
-    CMsiDatabase database(session);
+    const CMsiDatabase database(session);
     CMsiHelper view(database.Handle());
     EXPECT_EQ(Thrown([&] { view.Execute(); }), 10) << "an empty query";
     view.SetQuery("SELECT `X` FROM `NoSuchTable`");
     EXPECT_FALSE(view.Execute());
-
     view.SetQuery("SELECT `Directory` FROM `Directory`");
-    {
-        const ReplacedImport<decltype(FailExecute)> fail("MsiViewExecute", FailExecute);
-        EXPECT_EQ(Thrown([&] { view.Execute(); }), 3);
-    }
-    ASSERT_TRUE(view.Execute());
-    {
-        const ReplacedImport<decltype(FailFetch)> fail("MsiViewFetch", FailFetch);
-        EXPECT_EQ(Thrown([&] { view.Fetch(); }), 4);
-    }
-    {
-        const ReplacedImport<decltype(FailColumnInfo)> fail("MsiViewGetColumnInfo", FailColumnInfo);
-        EXPECT_EQ(Thrown([&] { view.Fetch(); }), 8);
-    }
-    const ReplacedImport<decltype(FailGetString)> fail("MsiRecordGetStringA", FailGetString);
-    EXPECT_EQ(Thrown([&] { view.Fetch(); }), 5);
+    EXPECT_TRUE(view.Execute());
+    const FailingFetch noFetch(0);
+    EXPECT_EQ(Thrown([&] { view.Fetch(); }), 4);
+    const FailingExecute noExecution;
+    EXPECT_EQ(Thrown([&] { view.Execute(); }), 3);
+
+    EXPECT_EQ(myMsiError2String(14), "Fails to call MsiCommitDatabase.");
+    EXPECT_EQ(myMsiError2String(200), "Failed to execute SQL statemnt");
+    EXPECT_EQ(myMsiError2String(9), "Forget to add message (9) in myMsiError2String");
 }
 
 TEST_F(SessionTest, OnlyStoredTablesExist) {
@@ -83,12 +71,4 @@ TEST_F(SessionTest, OnlyStoredTablesExist) {
     EXPECT_TRUE(database.TableExists("Directory"));
     for (const char* table : {"Passing", "NoSuchTable", ""})
         EXPECT_FALSE(database.TableExists(table)) << table;
-}
-
-TEST(MsiErrors, EveryNumberHasItsText) {
-    EXPECT_EQ(myMsiError2String(6),
-              "Fails to call CMsiHelper::GetField because out of range error");
-    EXPECT_EQ(myMsiError2String(14), "Fails to call MsiCommitDatabase.");
-    EXPECT_EQ(myMsiError2String(200), "Failed to execute SQL statemnt");
-    EXPECT_EQ(myMsiError2String(9), "Forget to add message (9) in myMsiError2String");
 }
