@@ -71,19 +71,18 @@ TEST_F(FilesTest, ATreeIsRemovedWithReadOnlyFiles) {
 }
 
 TEST_F(FilesTest, WhatALinkLeadsToStays) {
-    Folder("outside\\empty");
     File("outside\\keep.txt");
     File("tree\\sub\\gone.txt");
-    Shell("ln -s ../outside tree/full; ln -s ../../outside/empty tree/sub; ln -s outside whole");
-    ASSERT_TRUE(Exists("tree\\full\\keep.txt"));
+    Shell("mkdir empty; ln -s ../outside ../empty tree; ln -s outside whole");
+    ASSERT_TRUE(Exists("tree\\outside\\keep.txt"));
     Remove(scratch + "whole");
     Remove(scratch + "whole\\");
     const std::vector<std::string> lines = Remove(scratch + "tree");
-    EXPECT_TRUE(Exists("outside\\empty"));
+    EXPECT_TRUE(Exists("empty"));
     EXPECT_TRUE(Exists("outside\\keep.txt"));
     EXPECT_FALSE(Exists("tree\\sub\\gone.txt")) << "the walk went on";
     // This engine can only remove a link's target, so the links stay.
-    EXPECT_TRUE(Contains(lines, "RemoveDirectory [error 50] " + scratch + "tree\\full."));
+    EXPECT_TRUE(Contains(lines, "RemoveDirectory [error 50] " + scratch + "tree\\outside."));
 
     const ReplacedImport<decltype(LinkInformation)> information("GetFileInformationByHandle",
                                                                 LinkInformation);
@@ -105,12 +104,9 @@ TEST_F(FilesTest, EveryFailingStepIsLoggedAndEndsNothing) {
                             Prefix + "RemoveDirectory [error 145] " + tree + "."));
 }
 
-TEST_F(FilesTest, OverlongPathsStayAndTheRestIsCopiedOrGoes) {
+TEST_F(FilesTest, OverlongPathsStayAndTheRestGoes) {
     File("tree\\z\\last.txt");
     Shell("mkdir -p tree/a$(printf '/b%.0s' $(seq 150))");
-    EXPECT_TRUE(CopyDirectory(session, scratch + "tree", scratch + "to the other side"));
-    EXPECT_TRUE(Exists("to the other side\\z\\last.txt"));
-    EXPECT_TRUE(Contains(Log(), "CopyDirectory: Failed to create Dest: "));
     EXPECT_TRUE(Contains(Remove(scratch + "tree"), "Invalid handle value of "));
     EXPECT_FALSE(Exists("tree\\z"));
 }
