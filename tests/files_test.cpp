@@ -189,12 +189,10 @@ TEST(Paths, AreTakenApartAndComposed) {
 }
 
 TEST(Paths, TrailingCharactersAreAddedAndRemoved) {
-    for (const char* text : {"C:\\dir", "C:\\dir\\", ""}) {
-        std::string path = text;
-        EnsureTrailingChar(path, '\\');
-        EXPECT_EQ(path, *text == '\0' ? "" : "C:\\dir\\");
-        EnsureTrailingChar(path, '\\', true);
-        EnsureTrailingChar(path, '\\', true);
-        EXPECT_EQ(path, *text == '\0' ? "" : "C:\\dir");
+    std::string path = "C:\\dir", empty;
+    for (const bool remove : {false, false, true, true}) {
+        EnsureTrailingChar(path, '\\', remove);
+        EnsureTrailingChar(empty, '\\', remove);
+        EXPECT_EQ(path + empty, remove ? "C:\\dir" : "C:\\dir\\");
     }
 }
