@@ -15,10 +15,6 @@ using testing::StartsWith;
 namespace {
 
 BOOL WINAPI Fail(HANDLE) { return FALSE; }
-BOOL WINAPI RefuseDelete(const char*) {
-    SetLastError(ERROR_SHARING_VIOLATION);
-    return FALSE;
-}
 
 // A system that knows links: what is opened or removed by its name is the link.
 std::vector<std::string> removedFolders;
@@ -94,7 +90,8 @@ TEST_F(FilesTest, WhatALinkLeadsToStays) {
 TEST_F(FilesTest, EveryFailingStepIsLoggedAndEndsNothing) {
     File("tree\\sub\\held.txt");
     const std::string tree = scratch + "tree";
-    const ReplacedImport<decltype(RefuseDelete)> deleteFile("DeleteFileA", RefuseDelete);
+    const FileHandle held(CreateFileA((tree + "\\sub\\held.txt").c_str(), GENERIC_READ, 0, nullptr,
+                                      OPEN_EXISTING, 0, nullptr));
     const ReplacedImport<decltype(Fail)> closeSearch("FindClose", Fail);
     EXPECT_THAT(Remove(tree),
                 ElementsAre(Prefix + "Delete File (error 32) " + tree + "\\sub\\held.txt.",

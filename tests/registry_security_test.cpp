@@ -16,17 +16,6 @@ const SECURITY_INFORMATION Dacl = DACL_SECURITY_INFORMATION;
 const char SourceList[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
 const char OtherList[] = "D:(A;;KA;;;WD)";
 
-BOOL WINAPI RefuseFree(HANDLE, DWORD, void*) {
-    SetLastError(ERROR_INVALID_PARAMETER);
-    return FALSE;
-}
-
-LONG WINAPI SizeButNoDescriptor(HKEY, SECURITY_INFORMATION, PSECURITY_DESCRIPTOR descriptor,
-                                DWORD* size) {
-    *size = 100;
-    return descriptor == nullptr ? ERROR_INSUFFICIENT_BUFFER : ERROR_ACCESS_DENIED;
-}
-
 } // namespace
 
 TEST_F(SessionTest, ListsAreCopiedOntoTheWholeTreeOrWhereTheyAreNull) {
@@ -78,16 +67,4 @@ TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReached) {
     }
     EXPECT_EQ(ListLength(session, parent.Get(), "level"), -1);
     SetList(HKEY_LOCAL_MACHINE, "Suite\\closed", OtherList); // so that it can be removed
-}
-
-TEST_F(SessionTest, AFailedReadReleasesItsBuffer) {
-    const ReplacedImport<decltype(SizeButNoDescriptor)> get("RegGetKeySecurity",
-                                                            SizeButNoDescriptor);
-    HeapBlock descriptor;
-    EXPECT_FALSE(GetRegSecurity(session, HKEY_CURRENT_USER, "Software", descriptor, Dacl));
-    EXPECT_FALSE(descriptor);
-    EXPECT_TRUE(messages.empty());
-    const ReplacedImport<decltype(RefuseFree)> heapFree("HeapFree", RefuseFree);
-    GetRegSecurity(session, HKEY_CURRENT_USER, "Software", descriptor, Dacl);
-    EXPECT_THAT(Log(), testing::ElementsAre("Failure GetRegSecurity: HeapFree failed with 87"));
 }
