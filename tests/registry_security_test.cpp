@@ -21,12 +21,14 @@ const char OtherList[] = "D:(A;;KA;;;WD)";
 TEST_F(SessionTest, ListsAreCopiedOntoTheWholeTreeOrWhereTheyAreNull) {
     const struct {
         const char *source, *sourceList;
+        SECURITY_INFORMATION information;
         bool force;
         std::vector<int> lengths; // of the lists of Suite, a, b, c and Beside
-    } cases[] = {{"Source", SourceList, false, {1, 2, 1, 2, -1}},
-                 {"Missing", SourceList, true, {1, 2, 1, 2, -1}},
-                 {"Source", SourceList, true, {2, 2, 2, 2, -1}},
-                 {"Source", nullptr, true, {-1, -1, -1, -1, -1}}};
+    } cases[] = {{"Source", SourceList, Dacl, false, {1, 2, 1, 2, -1}},
+                 {"Source", SourceList, OWNER_SECURITY_INFORMATION, true, {1, 2, 1, 2, -1}},
+                 {"Missing", SourceList, Dacl, true, {1, 2, 1, 2, -1}},
+                 {"Source", SourceList, Dacl, true, {2, 2, 2, 2, -1}},
+                 {"Source", nullptr, Dacl, true, {-1, -1, -1, -1, -1}}};
     const PrivateRegistry tree;
     const char* const paths[] = {"Suite", "Suite\\a", "Suite\\a\\b", "Suite\\a\\b\\c", "Beside"};
     for (const char* path : {"Suite", "Suite\\a\\b"})
@@ -38,7 +40,7 @@ TEST_F(SessionTest, ListsAreCopiedOntoTheWholeTreeOrWhereTheyAreNull) {
         {
             const CountedKeys counted;
             FixRegSecurity(session, HKEY_LOCAL_MACHINE, "Suite", HKEY_CURRENT_USER, row.source,
-                           Dacl, row.force);
+                           row.information, row.force);
         }
         std::vector<int> lengths;
         for (const char* path : paths)
