@@ -34,10 +34,15 @@ check "no two rows of the kit share an Id" \
     [ -z "$(sed -nE 's/.*<CustomAction Id="([^"]+)".*/\1/p' "$kit/setupactions.wxi" | sort | uniq -d)" ]
 ids() { sed -nE 's/.*<CustomAction Id="([^"]+)" .*/\1/p' "$kit/setupactions.wxi" | sort; }
 schedule() { grep -v '^#' "$REPO/exports/schedule.txt" | awk -v column="$1" '{ print $column }' | sort; }
-check "the kit schedules each of its rows once, but one" same <(schedule 2) <(ids | grep -vx CommitWindowsSettingsImmediate)
+check "the kit schedules each of its rows once, but one" \
+    same <(schedule 2) <(ids | grep -vx CommitWindowsSettingsImmediate)
 check "no two actions have the same number" [ -z "$(schedule 3 | uniq -d)" ]
-check "the tasks are told to the package's author" \
-    same <(schedule 1 | uniq) <(sed -nE 's/^\| `Schedule(\w+)` .*/\1/p' "$kit/README.md" | sort)
+tasks() { awk '!/^#/ { sub(/\..*/, ".…", $2); print $1, $2 }' "$REPO/exports/schedule.txt" | sort; }
+told_tasks() {
+    sed -nE 's/^\| `Schedule(\w+)` \| ([^|]*) \|.*/\1 \2/p' "$kit/README.md" | tr -d '`,' |
+        awk '{ for (i = 2; i <= NF; ++i) print $1, $i }' | sort
+}
+check "the tasks are told to the package's author" same <(tasks) <(told_tasks)
 check "each action is described once" \
     same <(grep -hE '^## \w+$' "$REPO"/docs/actions/*.md | sed 's/^## //' | grep -xF -f "$work/all" | sort) "$work/all"
 
@@ -93,6 +98,20 @@ check "before anything is changed" cmp "$package" "$work/before.msi"
 { head -n 3 "$work/rows"; printf '7\tNOT Installed\tAnother one.\r\n'; } >"$work/HalcyonCondition.idt"
 "$kit/import-tables.sh" "$package" "$work/HalcyonCondition.idt" >"$work/out"
 check "a file's rows replace the package's" same <(msiinfo export "$package" HalcyonCondition) "$work/HalcyonCondition.idt"
+
+{ cat "$kit/tables/HalcyonWebMimeType.idt"; printf 'a\t.b\tc\n'; } >"$work/short.idt"
+{ cat "$work/HalcyonCondition.idt"; tail -n 1 "$work/HalcyonCondition.idt"; } >"$work/twice.idt"
+for fault in 'short.idt, line 4: 3 columns instead of 9' 'twice.idt, line 5: the same key as line 4'; do
+    "$kit/import-tables.sh" "$package" "$work/${fault%%,*}" >"$work/out" 2>&1
+    check "refused: $fault" has "$work/out" "$fault"
+done
+
+# The example is built from the kit as its reader would do it.
+check "the example builds" bash "$kit/example/build.sh" "$build/setupactions.dll" "$build/sample_server.exe" "$work/pages.msi" >"$work/out"
+check "with its rollback actions" \
+    [ "$(msiinfo export "$work/pages.msi" CustomAction | awk '$2 == 3329 { print $1 }' | xargs)" = "StartAPSServiceRollback RestartWebServicesRollback" ]
+"$REPO/scripts/actionhost" "$work/pages.msi" --check >"$work/out" 2>&1
+check "and calls the library as it should" [ $? = 0 ]
 
 # The script for Windows: the engine runs it up to the package itself.
 export WINEPREFIX=$REPO/build/machines/kit-test

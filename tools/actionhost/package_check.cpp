@@ -30,6 +30,8 @@ const int NoImpersonate = 0x800;
 const size_t LikelyMisspelling = 4;
 const size_t LikelyMisspellingOfId = 2;
 
+const size_t ManyRows = 10; // not scheduled, as in a package that includes the kit
+
 // The columns that the actions read; a key of the table's own may be any.
 const struct {
     const char* table;
@@ -82,6 +84,11 @@ std::set<std::string> LibraryBinaries(const PackageRows& package) {
         if (IsDllRow(row) && FindAction(row.target) != nullptr)
             binaries.insert(row.source);
     return binaries;
+}
+
+bool HasColumn(const PackageRows& package, const char* table, const char* column) {
+    const auto found = package.columns.find(table);
+    return found != package.columns.end() && found->second.count(column) > 0;
 }
 
 // The row's place in the execute sequence; 0 when it is not scheduled there.
@@ -223,11 +230,10 @@ void CheckSequence(const PackageRows& package, const char* table,
 
 void CheckTables(const PackageRows& package, std::vector<std::string>& findings) {
     for (const auto& known : ReadColumns) {
-        const auto table = package.columns.find(known.table);
-        if (table == package.columns.end())
+        if (package.columns.count(known.table) == 0)
             continue;
         for (const std::string& column : known.columns)
-            if (table->second.count(column) == 0)
+            if (!HasColumn(package, known.table, column.c_str()))
                 findings.push_back(Format("table %s: has no column %s: take the table from the kit",
                                           known.table, column.c_str()));
     }
@@ -336,11 +342,11 @@ PackageRows ReadPackageRows(const std::string& path) {
     ForEachRow(handle, package, "Component", "`Component`",
                [&](const CMsiHelper& row) { package.components.insert(row.GetField(1)); });
     for (const auto& known : ReadColumns)
-        if (package.columns[known.table].count("Component_") > 0)
+        if (HasColumn(package, known.table, "Component_"))
             ForEachRow(handle, package, known.table, "`Component_`", [&](const CMsiHelper& row) {
                 package.usedComponents[known.table].insert(row.GetField(1));
             });
-    if (package.columns["HalcyonWebVirtualDir"].count("ApplicationDirs") > 0)
+    if (HasColumn(package, "HalcyonWebVirtualDir", "ApplicationDirs"))
         ForEachRow(handle, package, "HalcyonWebVirtualDir", "`VirtualDir`, `ApplicationDirs`",
                    [&](const CMsiHelper& row) {
                        package.virtualDirs.push_back({row.GetField(1), row.GetField(2)});
@@ -352,7 +358,7 @@ CheckResult CheckPackage(const PackageRows& package) {
     CheckResult result;
     const std::set<std::string> library = LibraryBinaries(package);
     std::multimap<int, std::string> calls;
-    std::string unscheduled;
+    std::vector<std::string> unscheduled;
     for (const CustomActionRow& row : package.customActions) {
         if (!IsDllRow(row) || library.count(row.source) == 0)
             continue;
@@ -364,7 +370,7 @@ CheckResult CheckPackage(const PackageRows& package) {
                                  IsDeferredRow(row) ? "deferred" : "immediate", row.id.c_str()) +
                               (row.id == row.target ? "" : " -> " + row.target));
         else
-            unscheduled += (unscheduled.empty() ? "" : ", ") + row.id;
+            unscheduled.push_back(row.id);
         const std::string fault = RowFault(package, row);
         if (!fault.empty())
             result.findings.push_back("action " + row.id + ": " + fault);
@@ -372,8 +378,12 @@ CheckResult CheckPackage(const PackageRows& package) {
     result.scheduled = static_cast<int>(calls.size());
     for (const auto& call : calls)
         result.calls.push_back(call.second);
-    if (!unscheduled.empty())
-        result.calls.push_back("not scheduled: " + unscheduled);
+    if (unscheduled.size() > ManyRows) {
+        result.calls.push_back(Format("not scheduled: %zu rows", unscheduled.size()));
+    } else {
+        for (const std::string& id : unscheduled)
+            result.calls.push_back("not scheduled: " + id);
+    }
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
     CheckTables(package, result.findings);
