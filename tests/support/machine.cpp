@@ -46,6 +46,7 @@ void Plant(const RegistryValue& value) {
         RegSetValueExA(key.Get(), value.name.c_str(), 0, value.type,
                        reinterpret_cast<const BYTE*>(value.bytes.data()),
                        static_cast<DWORD>(value.bytes.size()));
+    EXPECT_TRUE(CInstallRegistry().TryOpenKey(value.root, value.key)) << value.key;
 }
 
 } // namespace
@@ -86,8 +87,9 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
         EXPECT_EQ(action(session), expectedResult);
     }
     SetEnvironmentVariableA("PATH", searchPath.c_str());
+    std::error_code inUse; // what stays goes with the whole folder
     for (const std::string& file : machine.files)
-        std::filesystem::remove_all(Here(file.substr(0, file.find('\\'))));
+        std::filesystem::remove_all(Here(file.substr(0, file.find('\\'))), inUse);
     const Properties after = AllProperties(session);
     SetAll(session, Changes(after, original));
     return Changes(before, after);
