@@ -8,6 +8,8 @@
 
 #include <shellapi.h>
 
+#include <filesystem>
+
 using testing::ElementsAre;
 
 namespace {
@@ -29,9 +31,7 @@ protected:
     }
 
     void TearDown() override {
-        DeleteFileA(InstallFile.c_str());
-        DeleteFileA(UninstallFile.c_str());
-        EXPECT_TRUE(RemoveDirectoryA(Folder.c_str()));
+        std::filesystem::remove_all(Folder);
         SessionTest::TearDown();
     }
 };
@@ -78,11 +78,8 @@ BOOL WINAPI DiskFull(HANDLE, const void*, DWORD size, DWORD* written, OVERLAPPED
     return FALSE;
 }
 
-std::string startedCommand;
-BOOL WINAPI RecordProcess(const char*, char* commandLine, SECURITY_ATTRIBUTES*,
-                          SECURITY_ATTRIBUTES*, BOOL, DWORD, void*, const char* folder,
-                          STARTUPINFOA* startup, PROCESS_INFORMATION*) {
-    startedCommand = commandLine;
+BOOL WINAPI StartHidden(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
+                        void*, const char* folder, STARTUPINFOA* startup, PROCESS_INFORMATION*) {
     EXPECT_TRUE(folder == nullptr && startup->wShowWindow == SW_HIDE);
     SetLastError(ERROR_FILE_NOT_FOUND);
     return FALSE;
@@ -91,10 +88,8 @@ BOOL WINAPI RecordProcess(const char*, char* commandLine, SECURITY_ATTRIBUTES*,
 } // namespace
 
 TEST_F(SharePointTest, ABatchFileThatIsNotWhollyWrittenIsNotLeftToRun) {
-    {
-        const ReplacedImport<decltype(DiskFull)> write("WriteFile", DiskFull);
-        EXPECT_EQ(MsiCreateWebPartInstallBatchFile(session), ERROR_SUCCESS);
-    }
+    const ReplacedImport<decltype(DiskFull)> write("WriteFile", DiskFull);
+    EXPECT_EQ(MsiCreateWebPartInstallBatchFile(session), ERROR_SUCCESS);
     SetProperty("TempFolder", "C:\\no such folder\\");
     EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
     EXPECT_THAT(Log(), ElementsAre("Writing to " + InstallFile + ":\r\n", "CreateFile returned 112",
@@ -104,13 +99,14 @@ TEST_F(SharePointTest, ABatchFileThatIsNotWhollyWrittenIsNotLeftToRun) {
 }
 
 TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
-    const ReplacedImport<decltype(RecordProcess)> create("CreateProcessA", RecordProcess);
+    const ReplacedImport<decltype(StartHidden)> create("CreateProcessA", StartHidden);
     const std::string longest = "C:\\x.bat " + std::string(1030, 'a');
     for (const bool fits : {true, false}) { // half of it could be another command
         SetProperty("SilentCmdline", longest + (fits ? "" : "a"));
         ClearMessages();
         EXPECT_EQ(MsiRunCmdlineSilent(session), ERROR_SUCCESS);
-        EXPECT_EQ(startedCommand, fits ? longest : "");
+        EXPECT_THAT(Log(),
+                    ElementsAre("RunRedistProgram(" + (fits ? longest : "") + "). failed: 2"));
         EXPECT_EQ(messages.back().text, "1: 2 2: 3000000 3: 0 ");
     }
 }
@@ -129,7 +125,6 @@ TEST_F(SharePointTest, TheToolsLogDecidesAboutTheInstallation) {
                                    "Found line \"Operation completed successfully\" in " + log +
                                        " at line 3"));
     EXPECT_EQ(messages.size(), 5u);
-    DeleteFileA(log.c_str());
 }
 
 namespace {
@@ -147,19 +142,18 @@ HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
 TEST_F(SharePointTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
     const ReplacedImport<decltype(RecordLaunch)> execute("ShellExecuteA", RecordLaunch);
     const PrivateRegistry registry;
-    const std::string longest = "http://h/" + std::string(250, 'a');
-    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
-    for (const std::string& address : {longest, longest + "a"}) {
+    const auto addresses = [&](const char* valueName, const std::string& address) {
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE,
-                               "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options",
-                               "JavaAdminURL", address);
+                               "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", valueName,
+                               address);
         EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
         EXPECT_EQ(LaunchJavaAdminPortal(session), ERROR_SUCCESS);
-    }
-    PrivateRegistry::Write(HKEY_LOCAL_MACHINE,
-                           "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", "DotNetAdminURL",
-                           "http://h/net");
+    };
+    const std::string longest = "http://h/" + std::string(250, 'a');
     EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
+    addresses("JavaAdminURL", longest);
+    addresses("JavaAdminURL", longest + "a");
+    addresses("DotNetAdminURL", "http://h/net");
     EXPECT_THAT(launched, ElementsAre("Open " + longest + " 5", "Open http://h/net 5"));
     EXPECT_TRUE(messages.empty());
 }
