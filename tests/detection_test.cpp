@@ -153,20 +153,14 @@ TEST(Browser, VersionsAreCutToHundredfoldNumbersAndDecideOnTheFlag) {
 }
 
 TEST_F(DetectionTest, OnlyNt4CannotKeepAssembliesSideBySide) {
-    const struct {
-        DWORD platform, majorVersion;
-        BOOL isKnown;
-        const char* found;
-    } cases[] = {
-        {VER_PLATFORM_WIN32_NT, 4, TRUE, ""},
-        {VER_PLATFORM_WIN32_NT, 5, TRUE, "OSSupportSxS=1"},
-        {VER_PLATFORM_WIN32_WINDOWS, 4, TRUE, "OSSupportSxS=1"},
-        {VER_PLATFORM_WIN32_NT, 5, FALSE, ""},
+    const auto detect = [&](DWORD platformId, DWORD major, BOOL isKnown) {
+        platform = platformId;
+        majorVersion = major;
+        isSystemKnown = isKnown;
+        return Detect({});
     };
-    for (const auto& row : cases) {
-        platform = row.platform;
-        majorVersion = row.majorVersion;
-        isSystemKnown = row.isKnown;
-        EXPECT_EQ(Detect({}), row.found) << row.platform << '.' << row.majorVersion;
-    }
+    EXPECT_EQ(detect(VER_PLATFORM_WIN32_NT, 4, TRUE), "");
+    EXPECT_EQ(detect(VER_PLATFORM_WIN32_NT, 5, TRUE), "OSSupportSxS=1");
+    EXPECT_EQ(detect(VER_PLATFORM_WIN32_WINDOWS, 4, TRUE), "OSSupportSxS=1");
+    EXPECT_EQ(detect(VER_PLATFORM_WIN32_NT, 5, FALSE), "");
 }

@@ -6,6 +6,8 @@
 
 #include <shlobj.h>
 
+using testing::ElementsAre;
+
 namespace {
 
 class MachineChecksTest : public MachineTest {
@@ -19,11 +21,7 @@ protected:
 };
 
 // A machine's names as its system calls answer them; null: the call fails.
-struct Names {
-    bool hasHostNameCall;
-    const char *host, *netBios;
-} names;
-
+const char *hostName, *netBiosName;
 BOOL AnswerName(const char* answer, char* name, DWORD* size) {
     EXPECT_EQ(*size, 260u);
     *size = 3;
@@ -32,48 +30,32 @@ BOOL AnswerName(const char* answer, char* name, DWORD* size) {
 }
 BOOL WINAPI AnswerHostName(COMPUTER_NAME_FORMAT format, char* name, DWORD* size) {
     EXPECT_EQ(format, 5);
-    return AnswerName(names.host, name, size);
+    return AnswerName(hostName, name, size);
+}
+BOOL WINAPI AnswerNetBiosName(char* name, DWORD* size) {
+    return AnswerName(netBiosName, name, size);
 }
 FARPROC WINAPI FindCall(HMODULE, const char* name) {
     EXPECT_STREQ(name, "GetComputerNameExA");
-    return names.hasHostNameCall
-               ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(AnswerHostName))
-               : nullptr;
-}
-BOOL WINAPI AnswerNetBiosName(char* name, DWORD* size) {
-    return AnswerName(names.netBios, name, size);
+    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(AnswerHostName));
 }
 
 } // namespace
 
-TEST_F(MachineChecksTest, TheMachinesNameIsTheHostNameOrElseTheNetBiosName) {
-    const struct {
-        Names names;
-        const char* name;
-        std::vector<std::string> log;
-    } cases[] = {
-        {{true, "a-long-host-name", "SHORT"}, "a-long-host-name", {}},
-        {{false, "no", "SHORT"},
-         "SHORT",
-         {"Failed to get address for GetComputerNameExA function"}},
-        {{true, nullptr, "SHORT"}, "SHORT", {"GetComputerNameEx Failed to get computer name"}},
-        {{true, nullptr, nullptr},
-         "",
-         {"GetComputerNameEx Failed to get computer name", "GetComputerName Failed"}},
-    };
+TEST_F(MachineChecksTest, NameAndProcessorsOfTheMachineAreTold) {
+    const ReplacedImport<decltype(AnswerNetBiosName)> call("GetComputerNameA", AnswerNetBiosName);
     const ReplacedImport<decltype(FindCall)> find("GetProcAddress", FindCall);
-    const ReplacedImport<decltype(AnswerNetBiosName)> netBios("GetComputerNameA",
-                                                              AnswerNetBiosName);
-    for (const auto& row : cases) {
-        names = row.names;
-        ClearMessages();
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"host", "SHORT", "host"}, {nullptr, "SHORT", "SHORT"}, {nullptr, nullptr, ""}};
+    for (const auto& [host, netBios, name] : cases) {
+        hostName = host;
+        netBiosName = netBios;
         EXPECT_EQ(GetMachineName(session), ERROR_SUCCESS);
-        EXPECT_EQ(Property("MACHINENAME"), row.name);
-        EXPECT_EQ(Log(), row.log);
+        EXPECT_EQ(Property("MACHINENAME"), name);
     }
-}
+    const char noHostName[] = "GetComputerNameEx Failed to get computer name";
+    EXPECT_THAT(Log(), ElementsAre(noHostName, noHostName, "GetComputerName Failed"));
 
-TEST_F(MachineChecksTest, ThisMachinesProcessorsAreCounted) {
     SYSTEM_INFO system;
     GetSystemInfo(&system);
     EXPECT_EQ(GetNumberOfProcessors(session), ERROR_SUCCESS);
@@ -81,10 +63,7 @@ TEST_F(MachineChecksTest, ThisMachinesProcessorsAreCounted) {
 }
 
 TEST_F(MachineChecksTest, AServerNameIsTrimmedAndValidWithoutInnerBlanks) {
-    const struct {
-        std::string given, written;
-        const char *before, *after;
-    } cases[] = {
+    const std::tuple<std::string, std::string, const char*, const char*> cases[] = {
         {"\t\r\n\v\f cms01\f\v\n\r\t", "cms01", "", "1"},
         {" cms\t01", "cms\t01", "", ""},
         {"cms\r01", "cms\r01", "", "1"}, // only blanks, tabs and line feeds break a name
@@ -92,12 +71,12 @@ TEST_F(MachineChecksTest, AServerNameIsTrimmedAndValidWithoutInnerBlanks) {
         {"a b", "a b", "1", "1"}, // never cleared
         {std::string(3000, 'c'), std::string(3000, 'c'), "", "1"},
     };
-    for (const auto& row : cases) {
-        SetProperty("VALIDCOMPUTERNAME", row.before);
-        SetProperty("NAMESERVER", row.given);
+    for (const auto& [given, written, before, after] : cases) {
+        SetProperty("VALIDCOMPUTERNAME", before);
+        SetProperty("NAMESERVER", given);
         EXPECT_EQ(ValidateNAMESERVER(session), ERROR_SUCCESS);
-        EXPECT_EQ(Property("NAMESERVER"), row.written);
-        EXPECT_EQ(Property("VALIDCOMPUTERNAME"), row.after) << row.given;
+        EXPECT_EQ(Property("NAMESERVER"), written);
+        EXPECT_EQ(Property("VALIDCOMPUTERNAME"), after) << given;
     }
 }
 
@@ -166,10 +145,7 @@ TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereI
 }
 
 TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
-    const struct {
-        std::string list;
-        const char *file, *found;
-    } cases[] = {
+    const std::tuple<std::string, const char*, const char*> cases[] = {
         {"b.exe|x\\a.exe|", "app\\x\\a.exe", "1"},
         {"a.exe|b.exe|", "app\\c.exe", "0"},
         {"a.exe|b.exe", "app\\b.exe", "0"},
@@ -178,13 +154,12 @@ TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
         {"qdw|", "app\\qdw.exe", "0"},
         {std::string(5000, '|') + "a.exe|", "a.exe", "0"},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(
-            RunOn(
-                {{}, {row.file}, {{"UPGRADEAPPDIR", Here("app\\")}, {"UPGRADEAPPNAME", row.list}}},
-                FindUpgradableApp),
-            (Properties{{"FOUNDUPGRADE", row.found}}))
-            << row.file;
+    for (const auto& [list, file, found] : cases) {
+        const Properties asked = {{"UPGRADEAPPDIR", Here("app\\")}, {"UPGRADEAPPNAME", list}};
+        EXPECT_EQ(RunOn({{}, {file}, asked}, FindUpgradableApp),
+                  Properties({{"FOUNDUPGRADE", found}}))
+            << file;
+    }
     EXPECT_EQ(FindUpgradableApp(0), ERROR_SUCCESS) << "reads that fail";
 }
 

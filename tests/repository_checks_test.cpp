@@ -71,28 +71,22 @@ TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
 }
 
 TEST_F(MachineTest, DetectVXDatabaseFileLooksIntoTheDefaultServersData) {
-    const std::string root = Here("MSSQL");
-    const struct {
-        std::string root, database;
-        const char *value, *before;
-        bool found;
-    } cases[] = {
-        {root, "RepoDb", "SQLDataRoot", "", true},
-        {root, "RepoDb", "SQLDataRoot", "1", false}, // said once
-        {root, "", "SQLDataRoot", "0", true},        // \\Data\\.mdf
-        {root, std::string(2000, 'd'), "SQLDataRoot", "", false},
-        {root, "RepoDb", "Other", "", false},
+    const std::tuple<const char*, std::string, const char*, bool> cases[] = {
+        {"SQLDataRoot", "RepoDb", "", true},
+        {"SQLDataRoot", "RepoDb", "1", false}, // said once
+        {"SQLDataRoot", "", "0", true},        // \\Data\\.mdf
+        {"SQLDataRoot", std::string(2000, 'd'), "", false},
+        {"Other", "RepoDb", "", false},
     };
-    for (const auto& row : cases) {
-        const Properties changed =
-            RunOn({{Text("SOFTWARE\\Microsoft\\MSSQLServer\\Setup", row.value, row.root)},
-                   {"MSSQL\\Data\\RepoDb.mdf", "MSSQL\\Data\\.mdf"},
-                   {{"DATABASEDB", row.database}, {"EXISTFILEDB", row.before}}},
-                  DetectVXDatabaseFile);
-        EXPECT_EQ(changed, row.found ? Properties({{"EXISTFILEDB", "1"}}) : Properties());
+    for (const auto& [value, database, before, found] : cases) {
+        EXPECT_EQ(RunOn({{Text("SOFTWARE\\Microsoft\\MSSQLServer\\Setup", value, Here("MSSQL"))},
+                         {"MSSQL\\Data\\RepoDb.mdf", "MSSQL\\Data\\.mdf"},
+                         {{"DATABASEDB", database}, {"EXISTFILEDB", before}}},
+                        DetectVXDatabaseFile),
+                  found ? Properties({{"EXISTFILEDB", "1"}}) : Properties());
         ASSERT_EQ(Log().size(), 2u);
-        EXPECT_TRUE(Contains(Log(), " Checking for Database '" + row.database + "'"));
-        EXPECT_TRUE(Contains(Log(), row.found ? " Existing database found, EXISTFILEDB set to true"
-                                              : " DetectVXDBFile returned false"));
+        EXPECT_TRUE(Contains(Log(), " Checking for Database '" + database + "'"));
+        EXPECT_TRUE(Contains(Log(), found ? " Existing database found, EXISTFILEDB set to true"
+                                          : " DetectVXDBFile returned false"));
     }
 }

@@ -62,6 +62,11 @@ TEST_F(RepositoryProbe, ConnectsWithWhatTheUserNamed) {
     }
 }
 
+TEST_F(RepositoryProbe, TheEnginesOwnDriverManagerWithoutADriverIsANo) {
+    EXPECT_FALSE(ProbeRepositoryDatabase("NOSUCHHOST", "RepoDb", "sa", "secret").found);
+    EXPECT_EQ(GetModuleHandleA("odbc32.dll"), nullptr) << "the library is given back";
+}
+
 TEST_F(RepositoryProbe, EveryFailureIsANo) {
     const std::pair<const char*, const char*> cases[] = {
         {"alloc 1", "The ODBC driver manager could not be started."},
@@ -85,11 +90,6 @@ TEST_F(RepositoryProbe, EveryFailureIsANo) {
               "The database holds no tables.");
     odbc.faulting = "fetch";
     EXPECT_EQ(ProbeRepositoryDatabase("host", "db", "", "").message, "The ODBC driver crashed.");
-}
-
-TEST_F(RepositoryProbe, TheEnginesOwnDriverManagerWithoutADriverIsANo) {
-    EXPECT_FALSE(ProbeRepositoryDatabase("NOSUCHHOST", "RepoDb", "sa", "secret").found);
-    EXPECT_EQ(GetModuleHandleA("odbc32.dll"), nullptr) << "the library is given back";
 }
 
 TEST(DsnDriver, IsThereWhenItsFileIs) {

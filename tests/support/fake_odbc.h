@@ -18,7 +18,7 @@ public:
     FakeOdbc() { current = this; }
     ~FakeOdbc() {
         // After a fault in a driver nothing of it can be closed.
-        EXPECT_TRUE(open_ == 0 || !faulting.empty()) << "a handle, a login or the library is open";
+        EXPECT_TRUE(open_ == 0 || !faulting.empty()) << "a handle or a login is open";
     }
 
     std::string table; // the only one in the database, if any
@@ -77,21 +77,7 @@ private:
         return Answer("data");
     }
 
-    static HMODULE WINAPI Load(const char* path) {
-        if (std::strstr(path, "\\odbc32.dll") == nullptr)
-            return current->load_.Original()(path);
-        ++current->open_;
-        return current->OwnModule();
-    }
-    static BOOL WINAPI Free(HMODULE module) {
-        if (module != current->OwnModule())
-            return current->free_.Original()(module);
-        --current->open_;
-        return TRUE;
-    }
     static FARPROC WINAPI Find(HMODULE module, const char* name) {
-        if (module != current->OwnModule())
-            return current->find_.Original()(module, name);
         const std::pair<const char*, void*> procedures[] = {
             {"SQLAllocHandle", reinterpret_cast<void*>(AllocHandle)},
             {"SQLFreeHandle", reinterpret_cast<void*>(FreeHandle)},
@@ -107,15 +93,10 @@ private:
         for (const auto& [known, procedure] : procedures)
             if (std::string(name) == known)
                 return reinterpret_cast<FARPROC>(procedure);
-        return nullptr;
+        return current->find_.Original()(module, name);
     }
-
-    // Stands for the library: nothing else is loaded under this handle.
-    HMODULE OwnModule() { return reinterpret_cast<HMODULE>(this); }
 
     static inline FakeOdbc* current = nullptr;
     int open_ = 0;
-    ReplacedImport<HMODULE WINAPI(const char*)> load_{"LoadLibraryA", Load};
-    ReplacedImport<BOOL WINAPI(HMODULE)> free_{"FreeLibrary", Free};
     ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find_{"GetProcAddress", Find};
 };
