@@ -126,11 +126,13 @@ TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereI
         return Machine{{}, files, properties};
     };
     const Properties notes5 = {
-        {"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", notes}};
+        {"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", Here("ini\\")}};
     action = GetNotesPath;
     Expect("none", with({"windows\\notes.ini"}, {{"NOTESDIR", notes}}), {});
     Expect("release 5, its ini in the Windows folder", with({"windows\\notes.ini"}, notes5),
            {{program, notes}, {data, notesData}, {ini, windows}});
+    Expect("release 5, its ini where NOTESDIR points", with({"ini\\notes.ini"}, notes5),
+           {{program, notes}, {data, notesData}, {ini, Here("ini\\")}});
     Expect("release 5 without an ini", with({}, notes5),
            {{program, notes}, {data, notesData}, {ini, programs}});
     // Its folder is known, but NOTESDIR, from which it would be set, is not.

@@ -43,10 +43,10 @@ TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
         {"1", "{P}", advertised, local, "11111", 0, "0", {}},
         {"1", "{P}", local, advertised, "01000", 1, "1", cms},
         {"1", "{P}", local, INSTALLSTATE_ABSENT, "00010", 2, "0", cms},
-        {"1", "{P}", local, advertised, "11000", 3, "1", cms},
+        {"1", "{P}", local, advertised, "10100", 3, "1", cms},
         {"1", "{P}", local, local, "10000", 3, "0", both},
         {"1", "{P}", local, local, "20022", 4, "0", both}, // none is exactly "1"
-        {"1", "{P}", local, local, "00101", 5, "1", both},
+        {"1", "{P}", local, local, "00001", 5, "1", both},
     };
     const ReplacedImport<decltype(QueryFeature)> query("MsiQueryFeatureStateA", QueryFeature);
     const char* const flagNames[] = {"SQL2000SERVER_OR_HIGHER_FOUND", "SQL2000CLIENT_FOUND",
