@@ -10,15 +10,7 @@ using testing::ElementsAre;
 
 namespace {
 
-class MachineChecksTest : public MachineTest {
-protected:
-    // One row of a test: a machine of its own, and what the action changes there.
-    void Expect(const char* name, const Machine& machine, const Properties& changed) {
-        EXPECT_EQ(RunOn(machine, action), changed) << name;
-    }
-
-    Action action = nullptr;
-};
+using MachineChecksTest = MachineTest;
 
 // A machine's names as its system calls answer them; null: the call fails.
 const char *hostName, *netBiosName;
@@ -127,23 +119,24 @@ TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereI
     };
     const Properties notes5 = {
         {"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", Here("ini\\")}};
-    action = GetNotesPath;
-    Expect("none", with({"windows\\notes.ini"}, {{"NOTESDIR", notes}}), {});
-    Expect("release 5, its ini in the Windows folder", with({"windows\\notes.ini"}, notes5),
-           {{program, notes}, {data, notesData}, {ini, windows}});
-    Expect("release 5, its ini where NOTESDIR points", with({"ini\\notes.ini"}, notes5),
-           {{program, notes}, {data, notesData}, {ini, Here("ini\\")}});
-    Expect("release 5 without an ini", with({}, notes5),
-           {{program, notes}, {data, notesData}, {ini, programs}});
-    // Its folder is known, but NOTESDIR, from which it would be set, is not.
-    Expect("release 4, its ini beside it", with({"notes\\notes.ini"}, {{"NOTES_4_DIR", notes}}),
-           {{program, notes}, {ini, windows}});
-    Expect("a folder chosen before: only the ini is looked for",
-           with({"notes\\notes.ini"}, {{"NOTES_DIR", "C:\\chosen\\"},
-                                       {"NOTES_5_DIR", "C:\\five\\"},
-                                       {program, notes},
-                                       {"NOTESDIR", notes}}),
-           {{ini, notes}});
+    const Properties chosen = {{"NOTES_DIR", "C:\\c\\"},
+                               {"NOTES_5_DIR", "C:\\5\\"},
+                               {program, notes},
+                               {"NOTESDIR", notes}};
+    const std::pair<Machine, Properties> cases[] = {
+        {with({"windows\\notes.ini"}, {{"NOTESDIR", notes}}), {}},
+        {with({"windows\\notes.ini"}, notes5),
+         {{program, notes}, {data, notesData}, {ini, windows}}},
+        {with({"ini\\notes.ini"}, notes5),
+         {{program, notes}, {data, notesData}, {ini, Here("ini\\")}}},
+        {with({}, notes5), {{program, notes}, {data, notesData}, {ini, programs}}},
+        // The ini lies beside the program, but NOTESDIR, from which its folder
+        // would be set, is not set.
+        {with({"notes\\notes.ini"}, {{"NOTES_4_DIR", notes}}), {{program, notes}, {ini, windows}}},
+        {with({"notes\\notes.ini"}, chosen), {{ini, notes}}},
+    };
+    for (size_t i = 0; i < std::size(cases); ++i)
+        EXPECT_EQ(RunOn(cases[i].first, GetNotesPath), cases[i].second) << "row " << i;
 }
 
 TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {

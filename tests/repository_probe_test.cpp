@@ -68,28 +68,19 @@ TEST_F(RepositoryProbe, TheEnginesOwnDriverManagerWithoutADriverIsANo) {
 }
 
 TEST_F(RepositoryProbe, EveryFailureIsANo) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"alloc 1", "The ODBC driver manager could not be started."},
-        {"alloc 2", "The ODBC driver manager could not be started."},
-        {"connect", "The database could not be opened."},
-        {"alloc 3", "The database could not be asked for its tables."},
-        {"exec", "The database could not be asked for its tables."},
-        {"fetch", "The database could not be asked for its tables."},
-    };
-    for (const auto& [call, message] : cases) {
+    for (const char* call : {"alloc 1", "alloc 2", "connect", "alloc 3", "exec", "fetch"}) {
         FakeOdbc odbc;
         odbc.table = "T";
         odbc.failing = call;
-        const ProbeAnswer answer = ProbeRepositoryDatabase("host", "db", "sa", "secret");
-        EXPECT_FALSE(answer.found) << call;
-        EXPECT_EQ(answer.message, message) << call;
+        EXPECT_FALSE(ProbeRepositoryDatabase("host", "db", "sa", "secret").found) << call;
     }
     FakeOdbc odbc;
+    EXPECT_FALSE(ProbeRepositoryDatabase("host", "db", "", "").found) << "no table";
+    odbc.table = "T";
     odbc.failing = "103=15"; // a limit that the driver does not know changes nothing
-    EXPECT_EQ(ProbeRepositoryDatabase("host", "db", "", "").message,
-              "The database holds no tables.");
-    odbc.faulting = "fetch";
-    EXPECT_EQ(ProbeRepositoryDatabase("host", "db", "", "").message, "The ODBC driver crashed.");
+    EXPECT_TRUE(ProbeRepositoryDatabase("host", "db", "", "").found);
+    odbc.faulting = "data";
+    EXPECT_FALSE(ProbeRepositoryDatabase("host", "db", "", "").found);
 }
 
 TEST(DsnDriver, IsThereWhenItsFileIs) {

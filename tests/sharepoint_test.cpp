@@ -72,8 +72,7 @@ TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteLoggedAndHandedOn) {
 
 namespace {
 
-BOOL WINAPI DiskFull(HANDLE, const void*, DWORD size, DWORD* written, OVERLAPPED*) {
-    *written = size / 2;
+BOOL WINAPI DiskFull(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
     SetLastError(ERROR_DISK_FULL);
     return FALSE;
 }

@@ -122,16 +122,11 @@ TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
 }
 
 TEST(PendingRenames, RollbackFilesLieInADrivesConfigMsi) {
-    const std::pair<const char*, bool> cases[] = {
-        {"\\??\\", false},
-        {"\\??\\C:\\Config.Msi\\1a2b.rbf", true},
-        {"d:\\CONFIG.msi\\1a2b.RBF", true},
-        {"\\??\\C:\\Config.Msi\\sub\\1a2b.rbf", false},
-        {"\\??\\C:\\Config.Msi\\1a2b.rbf2", false},
-        {"\\???\\C:\\Config.Msi\\1a2b.rbf", false},
-    };
-    for (const auto& [path, isRollbackFile] : cases)
-        EXPECT_EQ(IsRollbackFile(path), isRollbackFile) << path;
+    EXPECT_TRUE(IsRollbackFile("\\??\\C:\\Config.Msi\\1a2b.rbf"));
+    EXPECT_TRUE(IsRollbackFile("d:\\CONFIG.msi\\1a2b.RBF"));
+    for (const char* path : {"\\??\\", "\\??\\C:\\Config.Msi\\sub\\1a2b.rbf",
+                             "\\??\\C:\\Config.Msi\\1a2b.rbf2", "\\???\\C:\\Config.Msi\\1a2b.rbf"})
+        EXPECT_FALSE(IsRollbackFile(path)) << path;
 }
 
 TEST_F(ProbeTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
