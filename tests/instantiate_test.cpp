@@ -32,7 +32,6 @@ TEST_F(InstantiateTest, PlaceholdersBecomeTheValuesOfTheirProperties) {
         {"several, and a last line without a break", "a=%A%;\n%P.1_X%", "A;P.1_X;",
          "a=1;\r\n50% [of] it"},
         {"a last name without its semicolon is left out", "%A%%B%", "A;B", "1%B%"},
-        {"no semicolon, no name", "%A%", "A", "%A%"},
         {"only the first in a line", "%A%/%A%\r\n%A%\r\n", "A;", "1/%A%\r\n1\r\n"},
         {"a value's own placeholder is filled by a later name", "%B%", "B;A;", "1"},
         {"but not by an earlier one", "%B%", "A;B;", "%A%"},

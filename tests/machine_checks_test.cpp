@@ -12,41 +12,41 @@ namespace {
 
 using MachineChecksTest = MachineTest;
 
-// A machine's names as its system calls answer them; null: the call fails.
-const char *hostName, *netBiosName;
-BOOL AnswerName(const char* answer, char* name, DWORD* size) {
-    EXPECT_EQ(*size, 260u);
-    *size = 3;
-    lstrcpyA(name, answer == nullptr ? "half a na" : answer);
-    return answer != nullptr;
-}
-BOOL WINAPI AnswerHostName(COMPUTER_NAME_FORMAT format, char* name, DWORD* size) {
-    EXPECT_EQ(format, 5);
-    return AnswerName(hostName, name, size);
-}
+const char* netBiosName; // null: asking for it fails
 BOOL WINAPI AnswerNetBiosName(char* name, DWORD* size) {
-    return AnswerName(netBiosName, name, size);
+    EXPECT_EQ(*size, 260u);
+    lstrcpyA(name, netBiosName == nullptr ? "half a na" : netBiosName);
+    return netBiosName != nullptr;
 }
-FARPROC WINAPI FindCall(HMODULE, const char* name) {
-    EXPECT_STREQ(name, "GetComputerNameExA");
-    return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(AnswerHostName));
+// The call for the host name fails, once it is there.
+BOOL WINAPI NoHostName(COMPUTER_NAME_FORMAT format, char*, DWORD* size) {
+    EXPECT_EQ(format, 5);
+    *size = 3;
+    return FALSE;
+}
+FARPROC WINAPI FindCall(HMODULE, const char*) {
+    return netBiosName == nullptr ? nullptr
+                                  : reinterpret_cast<FARPROC>(reinterpret_cast<void*>(NoHostName));
 }
 
 } // namespace
 
 TEST_F(MachineChecksTest, NameAndProcessorsOfTheMachineAreTold) {
+    char host[MAX_PATH] = "";
+    DWORD size = sizeof host;
+    GetComputerNameExA(ComputerNamePhysicalDnsHostname, host, &size);
+    EXPECT_EQ(GetMachineName(session), ERROR_SUCCESS);
+    EXPECT_EQ(Property("MACHINENAME"), host);
     const ReplacedImport<decltype(AnswerNetBiosName)> call("GetComputerNameA", AnswerNetBiosName);
     const ReplacedImport<decltype(FindCall)> find("GetProcAddress", FindCall);
-    const std::tuple<const char*, const char*, const char*> cases[] = {
-        {"host", "SHORT", "host"}, {nullptr, "SHORT", "SHORT"}, {nullptr, nullptr, ""}};
-    for (const auto& [host, netBios, name] : cases) {
-        hostName = host;
-        netBiosName = netBios;
+    for (const char* name : {"SHORT", ""}) {
+        netBiosName = name[0] == '\0' ? nullptr : name;
         EXPECT_EQ(GetMachineName(session), ERROR_SUCCESS);
         EXPECT_EQ(Property("MACHINENAME"), name);
     }
-    const char noHostName[] = "GetComputerNameEx Failed to get computer name";
-    EXPECT_THAT(Log(), ElementsAre(noHostName, noHostName, "GetComputerName Failed"));
+    EXPECT_THAT(Log(), ElementsAre("GetComputerNameEx Failed to get computer name",
+                                   "Failed to get address for GetComputerNameExA function",
+                                   "GetComputerName Failed"));
 
     SYSTEM_INFO system;
     GetSystemInfo(&system);
