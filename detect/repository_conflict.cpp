@@ -59,7 +59,7 @@ bool IsInstalled(const std::string& product, const char* feature) {
 std::string FindPreviousServer(MSIHANDLE session) {
     if (!IsSet(PropertyText(session, "PREVIOUS_VX_UPGRADE")))
         return "";
-    const std::string product = PropertyText(session, "PREVIOUS_VX_PRODUCTCODE");
+    std::string product = PropertyText(session, "PREVIOUS_VX_PRODUCTCODE");
     if (product.empty()) {
         LogMessage(session, "IsCmsDataSourceConflict: No Previous VX install detected");
         return "";

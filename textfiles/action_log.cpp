@@ -5,7 +5,7 @@
 namespace setupactions {
 
 std::string LoggedProperty(MSIHANDLE session, const char* name) {
-    const std::string value = PropertyText(session, name);
+    std::string value = PropertyText(session, name);
     LogMessage(session, Format("Value of %s: %s.", name, value.c_str()));
     return value;
 }
