@@ -42,22 +42,40 @@ UINT WINAPI LibraryVersion(const char* path, char* version, DWORD* size, char*, 
     return ERROR_SUCCESS;
 }
 
+// What the session knows afterwards, and the action's own lines: instance,
+// service, flags, version and login mode. Flags: server of 2000 or later, client
+// of 2000, server of 7, server of 6.5, client of 6.5.
+const char Nothing[] = "(local)|MSSQLServer|00000||2\nMSDE may be installed Instance() Service()"
+                       "\nNo SQL Server is installed, preparing MSDE install";
+const char Client[] = "||01000||\nSQL 7 or 2000 Client is deteced, MSDE will not be installed.";
+const std::string Old = "\nMS SQL Server 7.0 or lower is detected, Version(";
+std::string Server(const std::string& instance, const std::string& service,
+                   const std::string& version, const std::string& login) {
+    return instance + "|" + service + "|10000|" + version + "|" + login +
+           "\nMS SQL Server 2000 or higher, Instance(" + instance + ") Service(" + service +
+           ") Version(" + version + ") Authentication(" + login + ")";
+}
+
 class SqlDetectionTest : public MachineTest {
 protected:
-    // Runs the action on a machine with these values and a key that refuses
-    // access. Result: instance, service, flags, version and login mode. Flags:
-    // server of 2000 or later, client of 2000, server of 7 and of 6.5, client of 6.5.
+    // Runs the action on a machine with these values and a key that refuses access.
     std::string Run(const Values& values, const std::string& denied = "") {
         Properties set = RunOn({values,
                                 {"tools7\\BINN\\SQLDMO.DLL", "tools2000\\BINN\\SQLDMO.DLL"},
                                 {},
                                 Microsoft + denied},
                                CheckSQLInstalled);
-        return set["CURRENT_SQL_INSTANCE"] + "|" + set["CURRENT_SQL_SERVICE"] + "|" +
-               set["SQL2000SERVER_OR_HIGHER_FOUND"] + set["SQL2000CLIENT_FOUND"] +
-               set["SQL7SERVER_FOUND"] + set["SQL65SERVER_FOUND"] + set["SQL65CLIENT_FOUND"] + "|" +
-               set["MSSQL.80A0B295_066F_11D4_91A5_009027A76C22"] + "|" +
-               set["SQL_AUTHENTICATION_INSTALLED"];
+        std::string found = set["CURRENT_SQL_INSTANCE"] + "|" + set["CURRENT_SQL_SERVICE"] + "|" +
+                            set["SQL2000SERVER_OR_HIGHER_FOUND"] + set["SQL2000CLIENT_FOUND"] +
+                            set["SQL7SERVER_FOUND"] + set["SQL65SERVER_FOUND"] +
+                            set["SQL65CLIENT_FOUND"] + "|" +
+                            set["MSSQL.80A0B295_066F_11D4_91A5_009027A76C22"] + "|" +
+                            set["SQL_AUTHENTICATION_INSTALLED"];
+        const std::string prefix = "CheckSQLInstalled: ";
+        for (const std::string& line : Log())
+            if (line.compare(0, prefix.size(), prefix) == 0)
+                found += "\n" + line.substr(prefix.size());
+        return found;
     }
 
     FakeOdbc odbc;
@@ -65,72 +83,48 @@ protected:
     const ReplacedImport<decltype(LibraryVersion)> version{"MsiGetFileVersionA", LibraryVersion};
 };
 
-const char Nothing[] = "(local)|MSSQLServer|00000||2";
-const char Client[] = "||01000||";
-
 } // namespace
 
 TEST_F(SqlDetectionTest, EachMachineHasOneOutcomeAndItsLines) {
     const auto toolsIn = [](const std::string& folder) {
         return Text(Microsoft + "MSSQLServer\\ClientSetup", "SQLPath", folder);
     };
-    const std::string longText(3000, '8');
-    const struct {
-        Values registry;
-        std::string found;
-        std::vector<std::string> log;
-    } cases[] = {
-        {{},
-         Nothing,
-         {"MSDE may be installed Instance() Service()",
-          "No SQL Server is installed, preparing MSDE install"}},
+    const std::string endless(3000, '8');
+    const std::pair<Values, std::string> cases[] = {
+        {{}, Nothing},
         {{Version(Local, "7.00.623"), Login(Local, 1)},
-         "(local)|MSSQLServer|10000|7.00.623|1",
-         {"MS SQL Server 2000 or higher, Instance((local)) Service(MSSQLServer) Version(7.00.623) "
-          "Authentication(1)"}},
-        {{Version(Local, "10.5"), Login(Local, 0)}, "(local)|MSSQLServer|10000|10.5|2", {}},
-        {{Version(Local, longText), {Microsoft + Local, "LoginMode", REG_DWORD, "12345678"}},
-         "(local)|MSSQLServer|10000|" + longText + "|",
-         {}},
+         Server("(local)", "MSSQLServer", "7.00.623", "1")},
+        {{Version(Local, "10.5"), Login(Local, 0)}, Server("(local)", "MSSQLServer", "10.5", "2")},
+        {{Version(Local, endless), {Microsoft + Local, "LoginMode", REG_DWORD, "12345678"}},
+         Server("(local)", "MSSQLServer", endless, "")},
         {{Version(Local, "6.5"), Version(A, "7.99"), Version(B, "8.0"), Login(B, 0),
           Version(C, "9.0"), Version(Tools, "8.0")},
-         "HOST\\B|MSSQL$B|10000|8.0|0", // the first that qualifies
-         {"MS SQL Server 2000 or higher, Instance(HOST\\B) Service(MSSQL$B) Version(8.0) "
-          "Authentication(0)"}},
-        {{Version(A, "7.99"), Version(Tools, "7.99")}, Nothing, {}},
-        {{Version(Local, "6.50")},
-         "||00011|6.50|",
-         {"MS SQL Server 7.0 or lower is detected, Version(6.50)"}},
+         Server("HOST\\B", "MSSQL$B", "8.0", "0")}, // the first that qualifies
+        {{Version(A, "7.99"), Version(Tools, "7.99")}, Nothing},
+        {{Version(Local, "6.50")}, "||00011|6.50|" + Old + "6.50)"},
         {{Version(Local, "")},
-         "||10000||",
-         {"MS SQL Server 7.0 or lower is detected, Version()",
-          "szSQLVersion is Empty, defaulting to version 7"}},
-        {{Version(Tools, "8.00.194")},
-         Client,
-         {"SQL 7 or 2000 Client is deteced, MSDE will not be installed."}},
-        {{toolsIn(Here("tools7"))}, Client, {}},
-        {{toolsIn(Here("tools2000"))}, Nothing, {}},
-        {{toolsIn(longText)}, Nothing, {}},
+         "||10000||" + Old + ")\nszSQLVersion is Empty, defaulting to version 7"},
+        {{Version(Tools, "8.00.194")}, Client},
+        {{toolsIn(Here("tools7"))}, Client},
+        {{toolsIn(Here("tools2000"))}, Nothing},
+        {{toolsIn(endless)}, Nothing},
     };
-    for (const auto& row : cases) {
-        EXPECT_EQ(Run(row.registry), row.found);
-        const size_t validation = 2; // lines of it follow
-        EXPECT_TRUE(row.log.empty() || Log().size() == row.log.size() + validation) << row.found;
-        for (size_t i = 0; i < row.log.size(); ++i)
-            EXPECT_EQ(Log()[i], "CheckSQLInstalled: " + row.log[i]);
-    }
-    EXPECT_TRUE(Contains(Log(), "ValidateSQLRequirement: IsSilentInstall("));
-    EXPECT_EQ(Log().back(), "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(0), "
-                            "SQL2000CLIENT_FOUND(0), SQL7SERVER_FOUND(0), SQL65SERVER_FOUND(0), "
-                            "SQL65CLIENT_FOUND(0)");
+    for (const auto& [values, found] : cases)
+        EXPECT_EQ(Run(values), found);
+    ASSERT_EQ(Log().size(), 4u);
+    EXPECT_EQ(Log()[2].find("ValidateSQLRequirement: IsSilentInstall("), 0u);
+    EXPECT_EQ(Log()[3], "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(0), "
+                        "SQL2000CLIENT_FOUND(0), SQL7SERVER_FOUND(0), SQL65SERVER_FOUND(0), "
+                        "SQL65CLIENT_FOUND(0)");
 }
 
 TEST_F(SqlDetectionTest, WhatCannotBeReadIsNotThere) {
     const Values named = {Version(A, "9.0"), Version(B, "10.0"), Login(B, 2)};
-    EXPECT_EQ(Run(named, std::string(A) + "\\CurrentVersion"), "HOST\\B|MSSQL$B|10000|10.0|2");
+    EXPECT_EQ(Run(named, std::string(A) + "\\CurrentVersion"),
+              Server("HOST\\B", "MSSQL$B", "10.0", "2"));
     EXPECT_EQ(Run(named, "Microsoft SQL Server"), Nothing);
     computerName = nullptr;
-    EXPECT_EQ(Run(named), "\\A|MSSQL$A|10000|9.0|");
+    EXPECT_EQ(Run(named), Server("\\A", "MSSQL$A", "9.0", ""));
 }
 
 TEST_F(SqlDetectionTest, TheUsersLoginOutlivesALaterRun) {
