@@ -57,9 +57,9 @@ TEST_F(SessionTest, TheAddInTakesTheFirstFreeNameAndLeavesUpToTheFirstGap) {
     const std::string capitals = "\"C:\\SUITE\\VDPTXLS.XLA\"";
     const Case cases[] = {
         {{}, {{"OPEN", AddIn}}, {}},
-        {{{"OPEN", "a"}, {"OPEN1", "b"}},
-         {{"OPEN", "a"}, {"OPEN1", "b"}, {"OPEN2", AddIn}},
-         {{"OPEN", "a"}, {"OPEN1", "b"}}},
+        {{{"OPEN", "a"}, {"OPEN1", "b"}, {"OPEN2", "c"}},
+         {{"OPEN", "a"}, {"OPEN1", "b"}, {"OPEN2", "c"}, {"OPEN3", AddIn}},
+         {{"OPEN", "a"}, {"OPEN1", "b"}, {"OPEN2", "c"}}},
         {{{"OPEN1", capitals}, {"OPEN2", "c"}, {"OPEN4", AddIn}},
          {{"OPEN", AddIn}, {"OPEN1", capitals}, {"OPEN2", "c"}, {"OPEN4", AddIn}},
          {{"OPEN2", "c"}, {"OPEN4", AddIn}}},
