@@ -16,15 +16,12 @@ const char AspNetUpgrade[] = "ASP.NETUpgradeCmdLine.C9C3C390_2DD2_4E0B_BB2F_88C2
 using Lines = std::vector<std::string>;
 using Values = std::vector<RegistryValue>;
 
-// The probes as actions that answer 1 for true.
-UINT __stdcall JavaProbe(MSIHANDLE session) { return CheckJavaSDKVersion(session) ? 1 : 0; }
-UINT __stdcall AspNetProbe(MSIHANDLE session) { return CheckAspNetVersion(session) ? 1 : 0; }
-UINT __stdcall DotNetProbe(MSIHANDLE session) {
-    return CheckDotNetFrameworkVersion(session) ? 1 : 0;
-}
-UINT __stdcall RenameProbe(MSIHANDLE session) {
+// The probe that runs as an action, and answers 1 for true.
+bool (*probe)(MSIHANDLE session);
+UINT __stdcall RunProbe(MSIHANDLE session) { return probe(session) ? 1 : 0; }
+bool ProbeRenames(MSIHANDLE session) {
     CheckPendingFileRenameOperations(session);
-    return 0;
+    return false;
 }
 
 class ProbeTest : public MachineTest {
@@ -32,14 +29,13 @@ protected:
     // A machine of its own, and what the probe says there, its lines without
     // their common beginning.
     void Expect(const Machine& machine, UINT answer, const Properties& changed, const Lines& log) {
-        EXPECT_EQ(RunOn(machine, action, answer), changed);
+        EXPECT_EQ(RunOn(machine, RunProbe, answer), changed);
         Lines lines;
         for (const std::string& line : log)
             lines.push_back(line[0] == '!' ? line.substr(1) : prefix + line);
         EXPECT_EQ(Log(), lines);
     }
 
-    Action action = nullptr;
     std::string prefix; // of every line that does not begin with "!"
 };
 
@@ -53,7 +49,7 @@ TEST_F(ProbeTest, JavaIsMetByABuildOfTheCurrentVersionWithACompiler) {
     const std::string invalid =
         "Registry points to invalid location " + jdk + "\\ -- detected no valid JDK";
     const Properties minimum = {{JavaMinimum, "1.4.2_04"}};
-    action = JavaProbe;
+    probe = CheckJavaSDKVersion;
     prefix = "CheckJavaSDKVersion: ";
     Values values = {KeyAlone(Java)};
     Expect({}, 0, {}, {"No Java SDK detected"});
@@ -78,7 +74,7 @@ TEST_F(ProbeTest, JavaIsMetByABuildOfTheCurrentVersionWithACompiler) {
     char before[MAX_PATH];
     GetCurrentDirectoryA(MAX_PATH, before);
     SetCurrentDirectoryA(jdk.c_str());
-    EXPECT_EQ(RunOn({values, {"jdk\\bin\\javac.exe"}}, JavaProbe, 0), Properties());
+    EXPECT_EQ(RunOn({values, {"jdk\\bin\\javac.exe"}}, RunProbe, 0), Properties());
     SetCurrentDirectoryA(before);
 }
 
@@ -94,7 +90,7 @@ TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
         {{"10.0", "10.0.0", "9.9"}, "10", "10.0", 1, "10.0"},
         {{"Names"}, "", "0.0.0.0", 1, "0.0.0.0"},
     };
-    action = AspNetProbe;
+    probe = CheckAspNetVersion;
     prefix = "ASP.NET: ";
     for (const auto& row : cases) {
         Values values;
@@ -108,7 +104,7 @@ TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
     Expect({{KeyAlone(AspNet)}, {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet}, 0,
            {{AspNetUpgrade, ""}}, {"Not pre-installed"});
 
-    action = DotNetProbe;
+    probe = CheckDotNetFrameworkVersion;
     prefix = ".NET Framework: ";
     Properties properties = {{"MsiNetAssemblySupport", "1.1.4322.573"}, {AspNetMinimum, "1.2"}};
     Expect({}, 0, {}, {"Not Installed"});
@@ -139,7 +135,7 @@ TEST_F(ProbeTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
         "!PendingFileRenameOperations is not empty. Must reboot to complete installation.";
     const Properties reboot = {{"NeedReboot", "TRUE"}};
     const auto list = [&](const Lines& texts) { return Machine{{List(manager, value, texts)}}; };
-    action = RenameProbe;
+    probe = ProbeRenames;
     prefix = "CheckPendingFileRenameOperations: ";
     Expect({}, 0, {}, {"failed to open registry key"});
     Expect({{Text(manager, value, "x")}}, 0, {}, {"failed to read registry value"});
