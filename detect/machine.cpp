@@ -11,7 +11,7 @@ const char MachineNameProperty[] = "MACHINENAME";
 const DWORD MachineNameSize = 260;
 
 // Asks for the host name, which only later systems know. False, with a line
-// that says where it ended, when there is no answer; the buffer is then empty.
+// that says where it ended, when there is no answer.
 bool GetHostName(MSIHANDLE session, char (&name)[MachineNameSize]) {
     using GetComputerNameExCall = BOOL(WINAPI*)(COMPUTER_NAME_FORMAT, char*, DWORD*);
     const Library kernel = LoadSystemLibrary("kernel32.dll");
@@ -29,7 +29,6 @@ bool GetHostName(MSIHANDLE session, char (&name)[MachineNameSize]) {
     if (getComputerNameEx(ComputerNamePhysicalDnsHostname, name, &size))
         return true;
     LogMessage(session, "GetComputerNameEx Failed to get computer name");
-    name[0] = '\0';
     return false;
 }
 

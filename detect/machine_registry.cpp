@@ -13,7 +13,7 @@ bool ReadMachineText(const std::string& path, const char* valueName, std::string
     return registry.TryOpenKey(HKEY_LOCAL_MACHINE, path) && registry.GetString(valueName, text);
 }
 
-bool ReadMachineNumber(const char* path, const char* valueName, DWORD& number) {
+bool ReadMachineNumber(const std::string& path, const char* valueName, DWORD& number) {
     CInstallRegistry registry;
     return registry.TryOpenKey(HKEY_LOCAL_MACHINE, path) && registry.GetNumber(valueName, number);
 }

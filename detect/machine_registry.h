@@ -16,6 +16,6 @@ bool MachineKeyOpens(const char* path);
 bool ReadMachineText(const std::string& path, const char* valueName, std::string& text);
 
 // Reads a DWORD value. On failure the number keeps what it held.
-bool ReadMachineNumber(const char* path, const char* valueName, DWORD& number);
+bool ReadMachineNumber(const std::string& path, const char* valueName, DWORD& number);
 
 } // namespace setupactions

@@ -5,16 +5,9 @@
 #include <odbcinst.h>
 #include <shlwapi.h>
 
-#include <climits>
-
 namespace setupactions {
 
 namespace {
-
-// No text is longer: the calls give its length as a short number.
-const SQLSMALLINT DiagnosticSize = SHRT_MAX;
-// A driver that never runs out of records must not hold the installation.
-const SQLSMALLINT MaxDiagnostics = 20;
 
 const int FirstDriverPathSize = 520;
 // Nothing longer is a path.
@@ -54,7 +47,6 @@ bool Odbc::Load() {
     library_ = LoadSystemLibrary("odbc32.dll");
     return library_ && Bind(library_, "SQLAllocHandle", allocHandle_) &&
            Bind(library_, "SQLFreeHandle", freeHandle_) &&
-           Bind(library_, "SQLGetDiagRec", getDiagRec_) &&
            Bind(library_, "SQLSetEnvAttr", setEnvAttr) &&
            Bind(library_, "SQLSetConnectAttr", setConnectAttr) &&
            Bind(library_, "SQLDriverConnect", driverConnect) &&
@@ -69,24 +61,6 @@ OdbcHandle Odbc::Allocate(SQLSMALLINT type, SQLHANDLE parent) const {
     if (!SQL_SUCCEEDED(allocHandle_(type, parent, &handle)))
         return OdbcHandle();
     return OdbcHandle({handle, type, freeHandle_});
-}
-
-std::string Odbc::Diagnostics(const OdbcHandle& handle) const {
-    std::string diagnostics;
-    std::string text;
-    for (SQLSMALLINT record = 1; record <= MaxDiagnostics; ++record) {
-        text.assign(DiagnosticSize, '\0');
-        SQLCHAR state[SQL_SQLSTATE_SIZE + 1] = "";
-        SQLINTEGER nativeError = 0;
-        SQLSMALLINT length = 0;
-        if (!SQL_SUCCEEDED(getDiagRec_(handle.Get().type, handle.Get().handle, record, state,
-                                       &nativeError, reinterpret_cast<SQLCHAR*>(&text[0]),
-                                       DiagnosticSize, &length)))
-            break;
-        diagnostics += diagnostics.empty() ? "" : " ";
-        diagnostics.append(text, 0, text.find('\0'));
-    }
-    return diagnostics;
 }
 
 bool DsnDriverExists(const std::string& dataSource) {

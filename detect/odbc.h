@@ -46,10 +46,6 @@ public:
     // None on failure.
     OdbcHandle Allocate(SQLSMALLINT type, SQLHANDLE parent) const;
 
-    // What the driver manager and the driver say about the last call on the
-    // handle: their texts, one after the other. Empty when they say nothing.
-    std::string Diagnostics(const OdbcHandle& handle) const;
-
     decltype(&SQLSetEnvAttr) setEnvAttr = nullptr;
     decltype(&SQLSetConnectAttr) setConnectAttr = nullptr;
     decltype(&SQLDriverConnect) driverConnect = nullptr;
@@ -63,7 +59,6 @@ private:
     Library library_;
     decltype(&SQLAllocHandle) allocHandle_ = nullptr;
     decltype(&SQLFreeHandle) freeHandle_ = nullptr;
-    decltype(&SQLGetDiagRec) getDiagRec_ = nullptr;
 };
 
 // True when the ODBC data source is registered and its driver file exists.

@@ -57,12 +57,9 @@ bool IsInstalled(const std::string& product, const char* feature) {
 // The earlier release's product code; empty when none has a management server
 // on this machine.
 std::string FindPreviousServer(MSIHANDLE session) {
-    std::string upgrade;
-    GetPropertyString(session, "PREVIOUS_VX_UPGRADE", upgrade);
-    if (!IsSet(upgrade))
+    if (!IsSet(PropertyText(session, "PREVIOUS_VX_UPGRADE")))
         return "";
-    std::string product;
-    GetPropertyString(session, "PREVIOUS_VX_PRODUCTCODE", product);
+    std::string product = PropertyText(session, "PREVIOUS_VX_PRODUCTCODE");
     if (product.empty()) {
         LogMessage(session, "IsCmsDataSourceConflict: No Previous VX install detected");
         return "";

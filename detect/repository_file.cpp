@@ -23,9 +23,7 @@ bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
     const std::string file = dataRoot + "\\Data\\" + databaseName + ".mdf";
     // The dialogs want to hear of a file once: after the first yes the answer is
     // no, and the property keeps its "1".
-    std::string alreadySaid;
-    GetPropertyString(session, FileExistsProperty, alreadySaid);
-    return alreadySaid != "1" && PathFileExistsA(file.c_str());
+    return PropertyText(session, FileExistsProperty) != "1" && PathFileExistsA(file.c_str());
 }
 
 } // namespace
@@ -34,8 +32,7 @@ bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
 // sets EXISTFILEDB to "1" when a file of that database lies in the default SQL
 // Server's data folder. Never clears it.
 EXPORTED_ACTION(DetectVXDatabaseFile) {
-    std::string databaseName;
-    GetPropertyString(session, "DATABASEDB", databaseName);
+    const std::string databaseName = PropertyText(session, "DATABASEDB");
     LogMessage(session,
                Format("[DetectVXDatabaseFile] Checking for Database '%s'", databaseName.c_str()));
     if (!DetectVXDBFile(databaseName, session)) {

@@ -20,6 +20,9 @@ const SQLUSMALLINT NameColumn = 1;
 // The longest name that the server allows, in two bytes each.
 const size_t NameSize = 257;
 
+const char NotStarted[] = "The ODBC driver manager could not be started.";
+const char NotAsked[] = "The database could not be asked for its tables.";
+
 SQLPOINTER Number(SQLULEN value) { return reinterpret_cast<SQLPOINTER>(value); }
 
 // Drivers read texts only, though the calls do not say so.
@@ -56,12 +59,12 @@ ProbeAnswer AskForTable(const Odbc& odbc, const OdbcHandle& statement) {
     const SQLHANDLE handle = statement.Get().handle;
     odbc.setStmtAttr(handle, SQL_ATTR_QUERY_TIMEOUT, Number(TimeOutSeconds), 0);
     if (!SQL_SUCCEEDED(odbc.execDirect(handle, Text(TablesQuery), SQL_NTS)))
-        return No(odbc.Diagnostics(statement));
+        return No(NotAsked);
     const SQLRETURN fetched = odbc.fetch(handle);
     if (fetched == SQL_NO_DATA)
         return No("The database holds no tables.");
     if (!SQL_SUCCEEDED(fetched))
-        return No(odbc.Diagnostics(statement));
+        return No(NotAsked);
     char name[NameSize] = "";
     SQLLEN length = 0;
     odbc.getData(handle, NameColumn, SQL_C_CHAR, name, sizeof name, &length);
@@ -75,11 +78,11 @@ ProbeAnswer AskDatabase(const std::string& connectionText) {
         return No("The ODBC driver manager could not be loaded.");
     const OdbcHandle environment = odbc.Allocate(SQL_HANDLE_ENV, SQL_NULL_HANDLE);
     if (!environment)
-        return No("The ODBC driver manager could not be started.");
+        return No(NotStarted);
     odbc.setEnvAttr(environment.Get().handle, SQL_ATTR_ODBC_VERSION, Number(SQL_OV_ODBC3), 0);
     const OdbcHandle connection = odbc.Allocate(SQL_HANDLE_DBC, environment.Get().handle);
     if (!connection)
-        return No(odbc.Diagnostics(environment));
+        return No(NotStarted);
 
     // A driver that knows no limit for something answers so and goes without.
     const SQLHANDLE handle = connection.Get().handle;
@@ -87,11 +90,11 @@ ProbeAnswer AskDatabase(const std::string& connectionText) {
         odbc.setConnectAttr(handle, limit, Number(TimeOutSeconds), 0);
     if (!SQL_SUCCEEDED(odbc.driverConnect(handle, nullptr, Text(connectionText), SQL_NTS, nullptr,
                                           0, nullptr, SQL_DRIVER_NOPROMPT)))
-        return No(odbc.Diagnostics(connection));
+        return No("The database could not be opened.");
     const OdbcLogin login({handle, odbc.disconnect});
 
     const OdbcHandle statement = odbc.Allocate(SQL_HANDLE_STMT, handle);
-    return statement ? AskForTable(odbc, statement) : No(odbc.Diagnostics(connection));
+    return statement ? AskForTable(odbc, statement) : No(NotAsked);
 }
 
 } // namespace

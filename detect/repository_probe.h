@@ -14,10 +14,10 @@ struct ProbeAnswer {
 // Yes when the database can be reached and holds at least one table that does
 // not belong to the server itself. Releases name their tables differently, and
 // a repository wants a database of its own: any table stands for one. No when
-// the database is empty, is not there, or cannot be asked; the message is then
-// the driver manager's own where it has one. Without a user the connection is
-// trusted. Waits at most 15 seconds for each of login, connection and answer.
-// Never throws, whatever the driver does. The message never holds the password.
+// the database is empty, is not there, or cannot be asked. Without a user the
+// connection is trusted. Waits at most 15 seconds for each of login, connection
+// and answer. Never throws, whatever the driver does. The message never holds
+// the password.
 ProbeAnswer ProbeRepositoryDatabase(const std::string& instance, const std::string& database,
                                     const std::string& user, const std::string& password);
 

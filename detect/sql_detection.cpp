@@ -40,9 +40,7 @@ void ReportServer(MSIHANDLE session, const SqlServer& server) {
     SetSqlDetectionProperties(session, server.instance, server.service, ServerFound);
 
     // After the first run the choice is the user's.
-    std::string configured;
-    GetPropertyString(session, ConfiguredProperty, configured);
-    if (IsSet(configured))
+    if (IsSet(PropertyText(session, ConfiguredProperty)))
         return;
     InitialiseAuthentication(session, server.authentication.c_str());
     MsiSetPropertyA(session, ConfiguredProperty, "1");

@@ -23,7 +23,7 @@ const struct {
 SqlFlags ReadSqlFlags(MSIHANDLE session) {
     SqlFlags flags;
     for (const auto& row : FlagProperties)
-        GetPropertyString(session, row.property, flags.*row.flag);
+        flags.*row.flag = PropertyText(session, row.property);
     return flags;
 }
 

@@ -1,5 +1,6 @@
 #include "detect/sql_products.h"
 
+#include "detect/machine_registry.h"
 #include "frame/feature_state.h"
 #include "frame/files.h"
 #include "frame/install_registry.h"
@@ -10,14 +11,12 @@ namespace setupactions {
 
 namespace {
 
-const char DefaultInstanceKey[] =
-    "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\MSSQLServer\\MSSQLServer";
-const char DefaultVersionKey[] =
-    "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\MSSQLServer\\MSSQLServer\\CurrentVersion";
-const char NamedInstancesKey[] = "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Microsoft SQL Server";
-const char Client2000VersionKey[] = "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\Microsoft SQL "
-                                    "Server\\80\\Tools\\ClientSetup\\CurrentVersion";
-const char ClientSetupKey[] = "HKEY_LOCAL_MACHINE\\Software\\Microsoft\\MSSQLServer\\ClientSetup";
+const char DefaultInstanceKey[] = "Software\\Microsoft\\MSSQLServer\\MSSQLServer";
+const char DefaultVersionKey[] = "Software\\Microsoft\\MSSQLServer\\MSSQLServer\\CurrentVersion";
+const char NamedInstancesKey[] = "Software\\Microsoft\\Microsoft SQL Server";
+const char Client2000VersionKey[] =
+    "Software\\Microsoft\\Microsoft SQL Server\\80\\Tools\\ClientSetup\\CurrentVersion";
+const char ClientSetupKey[] = "Software\\Microsoft\\MSSQLServer\\ClientSetup";
 const char VersionValue[] = "CurrentVersion";
 const char LoginModeValue[] = "LoginMode";
 const char ClientPathValue[] = "SQLPath";
@@ -26,16 +25,6 @@ const char ManagementLibrary[] = "BINN\\SQLDMO.DLL";
 // Longer names are not NetBIOS names.
 const DWORD ComputerNameSize = 16;
 const DWORD MixedLogin = 2;
-
-bool ReadText(const std::string& key, const char* valueName, std::string& text) {
-    CInstallRegistry registry;
-    return registry.TryOpenKey(key) && registry.GetString(valueName, text);
-}
-
-bool ReadNumber(const std::string& key, const char* valueName, DWORD& number) {
-    CInstallRegistry registry;
-    return registry.TryOpenKey(key) && registry.GetNumber(valueName, number);
-}
 
 int CompareMajor(const std::string& version, const char* major) {
     return CompareVersions(version, major, 1);
@@ -61,13 +50,14 @@ std::string ComputerName() {
 
 bool FindDefaultInstance(SqlServer& server) {
     std::string version;
-    if (!ReadText(DefaultVersionKey, VersionValue, version) || CompareMajor(version, "7") < 0)
+    if (!ReadMachineText(DefaultVersionKey, VersionValue, version) ||
+        CompareMajor(version, "7") < 0)
         return false;
     server.instance = "(local)";
     server.service = "MSSQLServer";
     server.version = version;
     DWORD mode = 0;
-    if (ReadNumber(DefaultInstanceKey, LoginModeValue, mode))
+    if (ReadMachineNumber(DefaultInstanceKey, LoginModeValue, mode))
         server.authentication = LoginModeText(mode == 0 ? MixedLogin : mode);
     return true;
 }
@@ -78,12 +68,12 @@ std::string NamedInstanceKey(const std::string& name, const char* subkey) {
 
 bool FindNamedInstance(SqlServer& server) {
     CInstallRegistry instances;
-    if (!instances.TryOpenKey(NamedInstancesKey))
+    if (!instances.TryOpenKey(HKEY_LOCAL_MACHINE, NamedInstancesKey))
         return false;
     for (std::string name; instances.EnumKey(name);) {
         std::string version;
         const std::string versionKey = NamedInstanceKey(name, "MSSQLServer\\CurrentVersion");
-        if (!ReadText(versionKey, VersionValue, version) || CompareMajor(version, "8") < 0)
+        if (!ReadMachineText(versionKey, VersionValue, version) || CompareMajor(version, "8") < 0)
             continue;
         server.instance = Format("%s\\%s", ComputerName().c_str(), name.c_str());
         server.service = Format("MSSQL$%s", name.c_str());
@@ -91,7 +81,7 @@ bool FindNamedInstance(SqlServer& server) {
         DWORD mode = 0;
         // A mode of 0 stays 0 here: only default instances left it so and meant
         // mixed logins.
-        if (ReadNumber(NamedInstanceKey(name, "MSSQLServer"), LoginModeValue, mode))
+        if (ReadMachineNumber(NamedInstanceKey(name, "MSSQLServer"), LoginModeValue, mode))
             server.authentication = LoginModeText(mode);
         return true;
     }
@@ -105,12 +95,14 @@ bool FindSqlServer2000Instance(SqlServer& server) {
 }
 
 bool FindSqlServerBefore7(std::string& version) {
-    return ReadText(DefaultVersionKey, VersionValue, version) && CompareMajor(version, "7") < 0;
+    return ReadMachineText(DefaultVersionKey, VersionValue, version) &&
+           CompareMajor(version, "7") < 0;
 }
 
 bool FindSql7or2000Client(std::string& version) {
     std::string found;
-    if (ReadText(Client2000VersionKey, VersionValue, found) && CompareMajor(found, "8") >= 0) {
+    if (ReadMachineText(Client2000VersionKey, VersionValue, found) &&
+        CompareMajor(found, "8") >= 0) {
         version = found;
         return true;
     }
@@ -119,7 +111,7 @@ bool FindSql7or2000Client(std::string& version) {
 
 bool FindSql7ClientByDmo() {
     std::string clientPath;
-    if (!ReadText(ClientSetupKey, ClientPathValue, clientPath) || !FileExists(clientPath))
+    if (!ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) || !FileExists(clientPath))
         return false;
     const std::string library = ManagementLibraryIn(clientPath);
     std::string version;
@@ -132,7 +124,7 @@ bool FindSql65Client() {
     // The library lies in the same place for every release of the tools: that it
     // is there tells nothing about 6.5, and the answer stays no on purpose.
     std::string clientPath;
-    if (ReadText(ClientSetupKey, ClientPathValue, clientPath) && clientPath >= " ")
+    if (ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) && clientPath >= " ")
         FileExists(ManagementLibraryIn(clientPath));
     return false;
 }

@@ -34,12 +34,6 @@ void SetValidation(MSIHANDLE session, const Validation& validation) {
 // In the dialogs a refusal acts through the properties alone.
 UINT Refusal(bool silent) { return silent ? ERROR_INSTALL_FAILURE : ERROR_SUCCESS; }
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 UINT ValidateDesktopEngine(MSIHANDLE session, const SqlFlags& flags, bool silent) {
     const char askPassword[] = "INPUT_MSDE_PASSWORD";
     SetValidation(session, Accepted);
@@ -57,11 +51,11 @@ UINT ValidateDesktopEngine(MSIHANDLE session, const SqlFlags& flags, bool silent
 }
 
 UINT ValidateServer(MSIHANDLE session, bool silent) {
-    const std::string instance = Property(session, "CURRENT_SQL_INSTANCE");
-    const std::string user = Property(session, "DATABASEUID");
-    const std::string password = Property(session, "DATABASEPWD");
-    const std::string database = Property(session, "DATABASEDB");
-    const std::string dataSource = Property(session, "DATABASEDSN");
+    const std::string instance = PropertyText(session, "CURRENT_SQL_INSTANCE");
+    const std::string user = PropertyText(session, "DATABASEUID");
+    const std::string password = PropertyText(session, "DATABASEPWD");
+    const std::string database = PropertyText(session, "DATABASEDB");
+    const std::string dataSource = PropertyText(session, "DATABASEDSN");
     if (DsnDriverExists(dataSource))
         MsiSetPropertyA(session, "DATABASEDSN_EXISTS", dataSource.c_str());
 
@@ -72,7 +66,7 @@ UINT ValidateServer(MSIHANDLE session, bool silent) {
         return Refusal(silent);
     }
     SetValidation(session, Accepted);
-    if (Property(session, "SQL_AUTHENTICATION_SELECTED") != WindowsLogin)
+    if (PropertyText(session, "SQL_AUTHENTICATION_SELECTED") != WindowsLogin)
         ClearNtAccount(session);
     return ERROR_SUCCESS;
 }

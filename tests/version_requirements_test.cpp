@@ -3,187 +3,147 @@
 #include "detect/pending_renames.h"
 #include "detect/version_requirements.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
-using testing::ElementsAre;
 
 namespace {
 
-const char Java[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
-const char Java14[] = "SOFTWARE\\JavaSoft\\Java Development Kit\\1.4";
-const char AspNet[] = "SOFTWARE\\Microsoft\\ASP.NET";
+const std::string Java = "SOFTWARE\\JavaSoft\\Java Development Kit";
+const std::string AspNet = "SOFTWARE\\Microsoft\\ASP.NET";
 const char JavaMinimum[] = "JDKMinVersion.1E1AAE88_A8AA_4C35_B05A_ED4AEDC64943";
 const char AspNetMinimum[] = "ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
 const char AspNetUpgrade[] = "ASP.NETUpgradeCmdLine.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
 
 using Lines = std::vector<std::string>;
+using Values = std::vector<RegistryValue>;
 
-RegistryValue Java14Build(const char* name) { return KeyAlone(Java + std::string("\\") + name); }
-
-// The probes as actions that answer 1 for true.
-UINT __stdcall JavaProbe(MSIHANDLE session) { return CheckJavaSDKVersion(session) ? 1 : 0; }
-UINT __stdcall AspNetProbe(MSIHANDLE session) { return CheckAspNetVersion(session) ? 1 : 0; }
-UINT __stdcall DotNetProbe(MSIHANDLE session) {
-    return CheckDotNetFrameworkVersion(session) ? 1 : 0;
-}
-UINT __stdcall RenameProbe(MSIHANDLE session) {
+// The probe that runs as an action, and answers 1 for true.
+bool (*probe)(MSIHANDLE session);
+UINT __stdcall RunProbe(MSIHANDLE session) { return probe(session) ? 1 : 0; }
+bool ProbeRenames(MSIHANDLE session) {
     CheckPendingFileRenameOperations(session);
-    return 0;
+    return false;
 }
 
 class ProbeTest : public MachineTest {
 protected:
-    // One row of a test: a machine of its own, and what the probe says there.
-    void Expect(const char* name, const Machine& machine, bool isMet, const Properties& changed,
-                const Lines& log) {
-        SCOPED_TRACE(name);
-        EXPECT_EQ(RunOn(machine, action, isMet ? 1 : 0), changed);
-        EXPECT_EQ(Log(), log);
+    // A machine of its own, and what the probe says there, its lines without
+    // their common beginning.
+    void Expect(const Machine& machine, UINT answer, const Properties& changed, const Lines& log) {
+        EXPECT_EQ(RunOn(machine, RunProbe, answer), changed);
+        Lines lines;
+        for (const std::string& line : log)
+            lines.push_back(line[0] == '!' ? line.substr(1) : prefix + line);
+        EXPECT_EQ(Log(), lines);
     }
 
-    Action action = nullptr;
+    std::string prefix; // of every line that does not begin with "!"
 };
 
 } // namespace
 
 TEST_F(ProbeTest, JavaIsMetByABuildOfTheCurrentVersionWithACompiler) {
     const std::string jdk = Here("jdk");
+    const std::string found = "Java SDK detected";
+    const std::string detected = "Detected Java SDK Version: 1.4.2";
+    const std::string newEnough = "JDK 1.4.2.06 meets version requirements";
+    const std::string invalid =
+        "Registry points to invalid location " + jdk + "\\ -- detected no valid JDK";
     const Properties minimum = {{JavaMinimum, "1.4.2_04"}};
-    const RegistryValue current = Text(Java, "CurrentVersion", "1.4");
-    const RegistryValue micro = Text(Java14, "MicroVersion", "2");
-    const RegistryValue home = Text(Java14, "JavaHome", jdk);
-    const std::vector<std::string> compiler = {"jdk\\bin\\javac.exe"};
+    probe = CheckJavaSDKVersion;
+    prefix = "CheckJavaSDKVersion: ";
+    Values values = {KeyAlone(Java)};
+    Expect({}, 0, {}, {"No Java SDK detected"});
+    Expect({values}, 0, {}, {found, "Unable to detect Java SDK CurrentVersion"});
+    values = {Text(Java, "CurrentVersion", "1.4")};
+    Expect({values}, 0, {}, {found, "Unable to open Java SDK reg key for CurrentVersion"});
+    values.push_back(Text(Java + "\\1.4", "JavaHome", jdk));
+    Expect({values}, 0, {}, {found, "Unable to detect Java SDK MicroVersion"});
+    values.push_back(Text(Java + "\\1.4", "MicroVersion", "2"));
+    values.push_back(KeyAlone(Java + "\\1.4.2"));
+    values.push_back(KeyAlone(Java + "\\1.4.2_06"));
+    Expect({values, {"jdk\\bin\\javac.exe"}, minimum}, 1, {{"JAVA_HOME", jdk + "\\"}},
+           {found, detected, "Installed JDK Version 1.4.2 does not meet version requirements",
+            newEnough, "JDK found at " + jdk + "\\"});
+    Expect({values}, 0, {},
+           {found, detected, "JDK 1.4.2 meets version requirements", invalid, newEnough, invalid,
+            "No installed build of JDK 1.4.2 meets version requirements"});
 
-    const std::string found = "CheckJavaSDKVersion: Java SDK detected";
-    const std::string detected = "CheckJavaSDKVersion: Detected Java SDK Version: 1.4.2";
-    const std::string tooOld =
-        "CheckJavaSDKVersion: Installed JDK Version 1.4.2 does not meet version requirements";
-    const std::string newEnough = "CheckJavaSDKVersion: JDK 1.4.2.06 meets version requirements";
-    const std::string at = "CheckJavaSDKVersion: JDK found at " + jdk + "\\";
-    const std::string invalid = "CheckJavaSDKVersion: Registry points to invalid location ";
-    const std::string noValid = " -- detected no valid JDK";
-    const std::string none =
-        "CheckJavaSDKVersion: No installed build of JDK 1.4.2 meets version requirements";
-    const Properties javaHome = {{"JAVA_HOME", jdk + "\\"}};
-
-    action = JavaProbe;
-    Expect("none", {}, false, {}, {"CheckJavaSDKVersion: No Java SDK detected"});
-    Expect("no key of it", {{current}}, false, {},
-           {found, "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion"});
-    Expect("no micro version", {{current, KeyAlone(Java14)}}, false, {},
-           {found, "CheckJavaSDKVersion: Unable to detect Java SDK MicroVersion"});
-    Expect(
-        "an old build and one that meets the minimum",
-        {{current, micro, home, Java14Build("1.4.2"), Java14Build("1.4.2_06")}, compiler, minimum},
-        true, javaHome, {found, detected, tooOld, newEnough, at});
-    Expect("no compiler, tried for each build",
-           {{current, micro, home, Java14Build("1.4.2_06"), Java14Build("1.4.2_06b")}, {}, minimum},
-           false, {},
-           {found, detected, newEnough, invalid + jdk + "\\" + noValid,
-            "CheckJavaSDKVersion: JDK 1.4.2.06b meets version requirements",
-            invalid + jdk + "\\" + noValid, none});
-}
-
-TEST_F(ProbeTest, AnUnsetJavaHomeIsNotTheCurrentFolder) {
-    const std::string jdk = Here("jdk");
+    // An unset folder is not the current one.
+    values[1].bytes = "";
+    CreateDirectoryA(jdk.c_str(), nullptr);
     char before[MAX_PATH];
     GetCurrentDirectoryA(MAX_PATH, before);
-    CreateDirectoryA(jdk.c_str(), nullptr);
     SetCurrentDirectoryA(jdk.c_str());
-    EXPECT_EQ(RunOn({{Text(Java, "CurrentVersion", "1.4"), Text(Java14, "MicroVersion", "2"),
-                      Text(Java14, "JavaHome", ""), Java14Build("1.4.2")},
-                     {"jdk\\bin\\javac.exe"}},
-                    JavaProbe, 0),
-              Properties());
+    EXPECT_EQ(RunOn({values, {"jdk\\bin\\javac.exe"}}, RunProbe, 0), Properties());
     SetCurrentDirectoryA(before);
 }
 
 TEST_F(ProbeTest, TheNewestAspNetAndTheMinimumDecideOnTheOneToUse) {
-    const auto versions = [](const std::vector<std::string>& names) {
-        std::vector<RegistryValue> keys = {KeyAlone(AspNet)};
-        for (const std::string& name : names)
-            keys.push_back(KeyAlone(AspNet + ("\\" + name)));
-        return keys;
+    const struct {
+        Lines versions;
+        const char *minimum, *best;
+        UINT answer;
+        const char* used;
+    } cases[] = {
+        {{"1.0.3705.0", "1.1.4322.0"}, "2.0.0.0", "1.1.4322.0", 0, "2.0.0.0"},
+        // Numbers, not texts, are compared; the first of equals stays.
+        {{"10.0", "10.0.0", "9.9"}, "10", "10.0", 1, "10.0"},
+        {{"Names"}, "", "0.0.0.0", 1, "0.0.0.0"},
     };
-    const auto lines = [](const std::string& best, const std::string& minimum,
-                          const std::string& used) {
-        return Lines{"ASP.NET: Installed Version is '" + best + "', Required Version is '" +
-                         minimum + "'",
-                     "ASP.NET: Using v" + used};
-    };
-    const auto needs = [](const char* minimum) { return Properties{{AspNetMinimum, minimum}}; };
-    action = AspNetProbe;
-    Expect("closed", {versions({"1.1.4322.0"}), {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet},
-           false, {{AspNetUpgrade, ""}}, {"ASP.NET: Not pre-installed"});
-    Expect("all older than the minimum",
-           {versions({"1.0.3705.0", "1.1.4322.0"}), {}, needs("2.0.0.0")}, false,
-           {{"ASPNET", "2.0.0.0"}}, lines("1.1.4322.0", "2.0.0.0", "2.0.0.0"));
-    Expect("numbers, not texts, are compared; the first of equals stays",
-           {versions({"10.0", "10.0.0", "9.9"}), {}, needs("2.0.0.0")}, true, {{"ASPNET", "10.0"}},
-           lines("10.0", "2.0.0.0", "10.0"));
-    Expect("no version at all, no minimum", {versions({"Names"})}, true, {{"ASPNET", "0.0.0.0"}},
-           lines("0.0.0.0", "", "0.0.0.0"));
-}
+    probe = CheckAspNetVersion;
+    prefix = "ASP.NET: ";
+    for (const auto& row : cases) {
+        Values values;
+        for (const std::string& version : row.versions)
+            values.push_back(KeyAlone(AspNet + "\\" + version));
+        Expect({values, {}, {{AspNetMinimum, row.minimum}}}, row.answer, {{"ASPNET", row.used}},
+               {"Installed Version is '" + std::string(row.best) + "', Required Version is '" +
+                    row.minimum + "'",
+                "Using v" + std::string(row.used)});
+    }
+    Expect({{KeyAlone(AspNet)}, {}, {{AspNetUpgrade, "upgrade.exe"}}, AspNet}, 0,
+           {{AspNetUpgrade, ""}}, {"Not pre-installed"});
 
-TEST_F(ProbeTest, TheFrameworkIsComparedWithTheAspNetMinimum) {
-    const auto with = [](const char* installed, const char* minimum) {
-        return Machine{{}, {}, {{"MsiNetAssemblySupport", installed}, {AspNetMinimum, minimum}}};
-    };
-    action = DotNetProbe;
-    Expect("none", {}, false, {}, {".NET Framework: Not Installed"});
-    Expect("older", with("1.1.4322.573", "2.0.0.0"), false, {},
-           {".NET Framework: Installed Version is '1.1.4322.573', Required Version is "
-            "'2.0.0.0'",
-            ".NET Framework: v1.1.4322.573 does not meet version requirements"});
+    probe = CheckDotNetFrameworkVersion;
+    prefix = ".NET Framework: ";
+    Properties properties = {{"MsiNetAssemblySupport", "1.1.4322.573"}, {AspNetMinimum, "1.2"}};
+    Expect({}, 0, {}, {"Not Installed"});
+    Expect({{}, {}, properties}, 0, {},
+           {"Installed Version is '1.1.4322.573', Required Version is '1.2'",
+            "v1.1.4322.573 does not meet version requirements"});
+    properties[AspNetMinimum] = "1.1.4322.573";
+    Expect({{}, {}, properties}, 1, {},
+           {"Installed Version is '1.1.4322.573', Required Version is '1.1.4322.573'",
+            "v1.1.4322.573 meets version requirements"});
 }
 
 TEST(PendingRenames, RollbackFilesLieInADrivesConfigMsi) {
-    const struct {
-        const char* path;
-        bool isRollbackFile;
-    } cases[] = {
-        {"\\??\\", false},
-        {"\\??\\C:\\Config.Msi\\1a2b.rbf", true},
-        {"d:\\CONFIG.msi\\1a2b.RBF", true},
-        {"\\??\\C:\\Config.Msi\\sub\\1a2b.rbf", false},
-        {"\\??\\C:\\Config.Msi\\1a2b.rbf2", false},
-        {"\\???\\C:\\Config.Msi\\1a2b.rbf", false},
-    };
-    for (const auto& row : cases)
-        EXPECT_EQ(IsRollbackFile(row.path), row.isRollbackFile) << row.path;
+    EXPECT_TRUE(IsRollbackFile("\\??\\C:\\Config.Msi\\1a2b.rbf"));
+    EXPECT_TRUE(IsRollbackFile("d:\\CONFIG.msi\\1a2b.RBF"));
+    for (const char* path : {"\\??\\", "\\??\\C:\\Config.Msi\\sub\\1a2b.rbf",
+                             "\\??\\C:\\Config.Msi\\1a2b.rbf2", "\\???\\C:\\Config.Msi\\1a2b.rbf"})
+        EXPECT_FALSE(IsRollbackFile(path)) << path;
 }
 
 TEST_F(ProbeTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
     const char manager[] = "SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const char value[] = "PendingFileRenameOperations";
     const std::string rollback = "\\??\\C:\\Config.Msi\\1a2b.rbf";
-    const std::string file = "\\??\\C:\\x.dll";
-    const std::string check = "CheckPendingFileRenameOperations: ";
-    const auto entry = [&](const std::string& source, const std::string& target) {
-        return check + "Source: '" + source + "' Target: '" + target + "'";
-    };
-    const std::string ignored = check + "Ignoring entry. Source: '" + rollback + "' Target: ''";
-    const std::string incomplete = "incomplete PendingFileRenameOperations registry\n";
+    const std::string ignored = "Ignoring entry. Source: '" + rollback + "' Target: ''";
+    const std::string incomplete = "!incomplete PendingFileRenameOperations registry\n";
     const std::string mustReboot =
-        "PendingFileRenameOperations is not empty. Must reboot to complete installation.";
+        "!PendingFileRenameOperations is not empty. Must reboot to complete installation.";
     const Properties reboot = {{"NeedReboot", "TRUE"}};
-    const auto list = [&](const std::vector<std::string>& texts) {
-        return Machine{{List(manager, value, texts)}};
-    };
-    action = RenameProbe;
-    Expect("no key", {}, false, {}, {check + "failed to open registry key"});
-    Expect("no list", {{Text(manager, value, file)}}, false, {},
-           {check + "failed to read registry value"});
-    Expect("no bytes", {{{manager, value, REG_MULTI_SZ, ""}}}, false, {},
-           {check + "registry value is empty"});
-    Expect("a rollback file to rename", list({rollback, file}), false, reboot,
-           {entry(rollback, file), mustReboot});
-    Expect("a file between rollback files", list({rollback, "", file, "!" + file, rollback, ""}),
-           false, reboot, {ignored, entry(file, "!" + file), ignored, mustReboot});
-    Expect("a third text", list({rollback, "", rollback}), false, reboot,
-           {ignored, incomplete, mustReboot});
-    Expect("the last target lacks its end",
-           {{{manager, value, REG_MULTI_SZ, file + '\0' + "C:\\y"}}}, false, reboot,
-           {entry(file, "C:\\y"), mustReboot});
+    const auto list = [&](const Lines& texts) { return Machine{{List(manager, value, texts)}}; };
+    probe = ProbeRenames;
+    prefix = "CheckPendingFileRenameOperations: ";
+    Expect({}, 0, {}, {"failed to open registry key"});
+    Expect({{Text(manager, value, "x")}}, 0, {}, {"failed to read registry value"});
+    Expect({{{manager, value, REG_MULTI_SZ, ""}}}, 0, {}, {"registry value is empty"});
+    Expect(list({rollback, ""}), 0, {}, {ignored});
+    Expect(list({rollback, "C:\\x"}), 0, reboot,
+           {"Source: '" + rollback + "' Target: 'C:\\x'", mustReboot});
+    Expect(list({rollback, "", "C:\\x", "", rollback, ""}), 0, reboot,
+           {ignored, "Source: 'C:\\x' Target: ''", ignored, mustReboot});
+    Expect(list({rollback, "", rollback}), 0, reboot, {ignored, incomplete, mustReboot});
 }

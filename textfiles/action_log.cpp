@@ -5,8 +5,7 @@
 namespace setupactions {
 
 std::string LoggedProperty(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
+    std::string value = PropertyText(session, name);
     LogMessage(session, Format("Value of %s: %s.", name, value.c_str()));
     return value;
 }

@@ -26,8 +26,7 @@ EXPORTED_ACTION(MsiInstantiateFile) {
 
     for (size_t end = names.find(';'); end != std::string::npos; end = names.find(';')) {
         const std::string name = names.substr(0, end);
-        std::string value;
-        GetPropertyString(session, name.c_str(), value);
+        const std::string value = PropertyText(session, name.c_str());
         LogMessage(session, Format("Property Value: %s = %s\n.", name.c_str(), value.c_str()));
         ReplaceInFile(file, "%" + name + "%", value);
         names.erase(0, end + 1);

@@ -29,23 +29,17 @@ const char* const ExcludedPaths[] = {
 const char* const AdminOptionsKey = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
 const DWORD AdminUrlSize = 260;
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 // The batch file's lines. The first command, given the farm switch, starts the
 // log afresh with its own text; everything else is added to it. A switch that
 // is empty leaves its blanks behind.
 std::vector<std::string> InstallLines(MSIHANDLE session, const std::string& folder) {
-    const std::string tool = Property(session, "SPSBINDIR") + Tool;
+    const std::string tool = PropertyText(session, "SPSBINDIR") + Tool;
     const std::string cabinet = folder + "Enterprise.Sharepoint.CAB";
     const std::string log = folder + InstallLog;
-    const std::string farm = Property(session, "SPSFarmSwitch");
-    const std::string overwrite = Property(session, "SPSOverwriteSwitch");
-    const std::string computer = Property(session, "ComputerName");
-    std::string server = Property(session, "SPSNAME");
+    const std::string farm = PropertyText(session, "SPSFarmSwitch");
+    const std::string overwrite = PropertyText(session, "SPSOverwriteSwitch");
+    const std::string computer = PropertyText(session, "ComputerName");
+    std::string server = PropertyText(session, "SPSNAME");
     if (!server.empty())
         server = "-url " + server + " ";
 
@@ -66,9 +60,9 @@ std::vector<std::string> InstallLines(MSIHANDLE session, const std::string& fold
 }
 
 std::string UninstallLine(MSIHANDLE session, const std::string& folder) {
-    const std::string tool = Property(session, "SPSBINDIR") + Tool;
+    const std::string tool = PropertyText(session, "SPSBINDIR") + Tool;
     const std::string log = folder + "UnInstallSharePointWebPartLog.txt";
-    const std::string server = Property(session, "SPSNAME");
+    const std::string server = PropertyText(session, "SPSNAME");
     // The package registered itself as "Cab", though its file is a "CAB".
     if (server.empty())
         return Format("\"%s\" -o deletewppack -name Enterprise.Sharepoint.Cab > \"%s\"",
@@ -134,7 +128,7 @@ void LaunchAdminPortal(const char* valueName) {
 // ComputerName; writes the batch file that installs the web parts and sets
 // SilentCmdline to it.
 EXPORTED_ACTION(MsiCreateWebPartInstallBatchFile) {
-    const std::string folder = Property(session, "VXSPDIR");
+    const std::string folder = PropertyText(session, "VXSPDIR");
     HandOnBatchFile(session, folder + "InstallSharePointWebPart.bat",
                     InstallLines(session, folder));
     return ERROR_SUCCESS;
@@ -144,7 +138,7 @@ EXPORTED_ACTION(MsiCreateWebPartInstallBatchFile) {
 // SPSBINDIR and SPSNAME; writes the batch file that removes the web parts and
 // sets SilentCmdline to it. Exclusions stay.
 EXPORTED_ACTION(MsiCreateWebPartUnInstallBatchFile) {
-    const std::string folder = Property(session, "TempFolder");
+    const std::string folder = PropertyText(session, "TempFolder");
     HandOnBatchFile(session, folder + "UnInstallSharePointWebPart.bat",
                     {UninstallLine(session, folder)});
     return ERROR_SUCCESS;
@@ -168,7 +162,7 @@ EXPORTED_ACTION(MsiRunCmdlineSilent) {
 // and the log that the batch file wrote there; answers 1603 and shows the
 // package's error 25007 unless the log tells of success.
 EXPORTED_ACTION(MsiCheckStsadmLogFile) {
-    const std::string log = Property(session, "VXSPDIR") + InstallLog;
+    const std::string log = PropertyText(session, "VXSPDIR") + InstallLog;
     if (FindLineLogged(session, log, SuccessLine) != 0)
         return ERROR_SUCCESS;
     const InstallerHandle record(MsiCreateRecord(1));

@@ -4,10 +4,11 @@
 #include "frame/msi_database.h"
 #include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
+#include "tests/support/test_text.h"
 
 #include <algorithm>
 #include <cstdlib>
-#include <set>
+#include <filesystem>
 
 using namespace setupactions;
 
@@ -38,49 +39,6 @@ void SetAll(MSIHANDLE session, const Properties& properties) {
     for (const auto& property : properties)
         MsiSetPropertyA(session, property.first.c_str(), property.second.c_str());
 }
-
-// Files with their folders; what it made is gone with it.
-class PlantedFiles {
-public:
-    PlantedFiles(const std::string& folder, const std::vector<std::string>& files) {
-        for (const std::string& file : files) {
-            for (size_t at = file.find('\\'); at != std::string::npos; at = file.find('\\', at + 1))
-                if (CreateDirectoryA((folder + file.substr(0, at)).c_str(), nullptr))
-                    folders_.push_back(folder + file.substr(0, at));
-            const HANDLE made = CreateFileA((folder + file).c_str(), GENERIC_WRITE, 0, nullptr,
-                                            CREATE_ALWAYS, 0, nullptr);
-            EXPECT_NE(made, INVALID_HANDLE_VALUE) << file;
-            CloseHandle(made);
-            files_.push_back(folder + file);
-        }
-    }
-    ~PlantedFiles() {
-        for (const std::string& file : files_)
-            DeleteFileA(file.c_str());
-        for (auto folder = folders_.rbegin(); folder != folders_.rend(); ++folder)
-            RemoveDirectoryA(folder->c_str());
-    }
-    PlantedFiles(const PlantedFiles&) = delete;
-    PlantedFiles& operator=(const PlantedFiles&) = delete;
-
-private:
-    std::vector<std::string> files_;
-    std::vector<std::string> folders_;
-};
-
-// Puts a folder first on the search path.
-class ExtendedPath {
-public:
-    explicit ExtendedPath(const std::string& folder) : before_(std::getenv("PATH")) {
-        SetEnvironmentVariableA("PATH", (folder + ";" + before_).c_str());
-    }
-    ~ExtendedPath() { SetEnvironmentVariableA("PATH", before_.c_str()); }
-    ExtendedPath(const ExtendedPath&) = delete;
-    ExtendedPath& operator=(const ExtendedPath&) = delete;
-
-private:
-    std::string before_;
-};
 
 void Plant(const RegistryValue& value) {
     const RegistryKey key = PrivateRegistry::Key(value.root, value.key);
@@ -116,8 +74,10 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
     const Properties original = AllProperties(session);
     SetAll(session, machine.properties);
     const Properties before = AllProperties(session);
-    const PlantedFiles files(Here(), machine.files);
-    const ExtendedPath path(Here("path"));
+    for (const std::string& file : machine.files)
+        WriteFileInFolders(Here(file), "");
+    const std::string searchPath = std::getenv("PATH");
+    SetEnvironmentVariableA("PATH", (Here("path;") + searchPath).c_str());
     {
         const PrivateRegistry registry;
         for (const RegistryValue& value : machine.registry)
@@ -126,6 +86,10 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
         ClearMessages();
         EXPECT_EQ(action(session), expectedResult);
     }
+    SetEnvironmentVariableA("PATH", searchPath.c_str());
+    std::error_code inUse; // what stays goes with the whole folder
+    for (const std::string& file : machine.files)
+        std::filesystem::remove_all(Here(file.substr(0, file.find('\\'))), inUse);
     const Properties after = AllProperties(session);
     SetAll(session, Changes(after, original));
     return Changes(before, after);

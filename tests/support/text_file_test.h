@@ -3,9 +3,7 @@
 #pragma once
 
 #include "tests/support/session_test.h"
-
-#include <string>
-#include <vector>
+#include "tests/support/test_text.h"
 
 class TextFileTest : public SessionTest {
 protected:
@@ -25,14 +23,3 @@ private:
     std::string temporary_;
     std::string outerTemporary_;
 };
-
-std::string ReadBytes(const std::string& path);
-void WriteBytes(const std::string& path, const std::string& bytes);
-
-// The bytes with every "\n" that has no "\r" before it made "\r\n": what a
-// rewrite makes of them.
-std::string WithWindowsBreaks(const std::string& bytes);
-
-// The lines, with their "\n", that reads of this size would give: a plain model
-// of a text stream, one character at a time.
-std::vector<std::string> Pieces(const std::string& bytes, size_t readSize);
