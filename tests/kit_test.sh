@@ -103,7 +103,10 @@ no_log_text+='|^(action data ends in|The (ODBC|database) )'
 find "$REPO"/{frame,services,web,detect,textfiles,setup} -name '*.cpp' ! -name msi_database.cpp -print0 |
     xargs -0 cat | fixed_pieces | grep -vE "$no_log_text" >"$work/pieces"
 check "the sources hold texts of the log" [ "$(wc -l <"$work/pieces")" -gt 300 ]
-check "every line of the log is explained" all "$work/pieces" has "$log_lines"
+awk -F ' [|] ' 'NF == 3 { print $1 }' "$log_lines" >"$work/explained"
+check "every line of the log is explained" all "$work/pieces" has "$work/explained"
+unattributed=$(awk -F ' [|] ' 'NF == 3 && $2 !~ /^(written by|---)$|[]][(]actions[/]/' "$log_lines")
+check "and has its action" [ -z "$unattributed" ]
 
 # A fixed Id is the one that the partner's source sets; the properties that hold
 # an Id are told to the package's author.
