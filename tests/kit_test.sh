@@ -74,15 +74,16 @@ check "each description has the seven fields in order" same \
     <(described_fields | sort) \
     <(sed 's/$/: Schedule; Reads; Sets \/ changes; Partner; Result; In the log; When it fails;/' "$work/all")
 
-# The fixed pieces of the texts in the sources, one a line: adjacent literals
+# The fixed pieces of the texts in the sources read, one a line: adjacent literals
 # joined, cut at conversions, record fields and line breaks.
 fixed_pieces() {
     awk -v RS='\001' '
         function finish(text, n, i, part) {
             if (length(text) >= 12 && text ~ / /) {
+                gsub(/\\\\/, "\003", text)
                 gsub(/%[-0-9.l]*[a-zA-Z]|\[[0-9]\]|\\[nrt]/, "\002", text)
                 gsub(/\\"/, "\"", text)
-                gsub(/\\\\/, "\\", text)
+                gsub(/\003/, "\\", text)
                 n = split(text, part, "\002")
                 for (i = 1; i <= n; i++) if (length(part[i]) >= 8) print part[i]
             }
@@ -93,7 +94,7 @@ fixed_pieces() {
               if (substr($0, RSTART, 1) == "\"") text = text substr($0, RSTART + 1, RLENGTH - 2)
               $0 = substr($0, RSTART + RLENGTH)
           }
-          finish(text) }' "$@" | sort -u
+          finish(text) }' | sort -u
 }
 # No texts of the log: queries, registry keys, paths, files' contents, reasons for callers.
 no_log_text='^(SELECT |SOFTWARE|Software|SYSTEM|System|HKEY_|DRIVER=|\[(CommonFilesFolder|Date)\]|MsiNetAssemblySupport )'
