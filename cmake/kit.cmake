@@ -3,11 +3,12 @@
 # from the catalogue, the list of action data and the usual schedule.
 cmake_minimum_required(VERSION 3.21)
 
-# An immediate row, or with a third word (deferred) a deferred, elevated one.
+# An immediate row, or with a third word (deferred, rollback) an elevated one of
+# the installer's script.
 function(row id entry)
     set(execute "")
     if(ARGC GREATER 2)
-        set(execute " Execute=\"deferred\" Impersonate=\"no\"")
+        set(execute " Execute=\"${ARGV2}\" Impersonate=\"no\"")
     endif()
     string(APPEND rows "  <CustomAction Id=\"${id}\" BinaryKey=\"setupactions\" DllEntry=\"${entry}\"${execute} />\n")
     set(rows "${rows}" PARENT_SCOPE)
@@ -53,8 +54,15 @@ foreach(line IN LISTS schedule)
         message(FATAL_ERROR "exports/schedule.txt: not a row: ${line}")
     endif()
     set(task ${CMAKE_MATCH_1})
-    set(custom "<Custom Action=\"${CMAKE_MATCH_2}\" Sequence=\"${CMAKE_MATCH_3}\"")
+    set(id ${CMAKE_MATCH_2})
+    set(custom "<Custom Action=\"${id}\" Sequence=\"${CMAKE_MATCH_3}\"")
     set(condition "${CMAKE_MATCH_4}")
+    if(id MATCHES "^Set(.+)Rollback$")
+        string(APPEND rows "  <CustomAction Id=\"${id}\" Property=\"${CMAKE_MATCH_1}Rollback\" Value=\"[${CMAKE_MATCH_1}]\" />\n")
+    elseif(id MATCHES "^(.+)Rollback$")
+        string(APPEND rows "  <!-- ${CMAKE_MATCH_1}, when the installation fails -->\n")
+        row(${id} ${CMAKE_MATCH_1} rollback)
+    endif()
     if(condition STREQUAL "")
         string(APPEND custom " />")
     else()

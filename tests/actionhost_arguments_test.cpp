@@ -3,25 +3,14 @@
 #include <gmock/gmock.h>
 
 using namespace actionhost;
-using testing::HasSubstr;
 
 TEST(ActionhostArguments, ReadsPackageActionPropertiesAndOptions) {
-    const Arguments run = ParseArguments({"a.msi", "GetPid", "A=1", "--data", "x;y=z",
-                                          "B=", "--cost", "--dll", "other.dll", "C=D=E"});
-    EXPECT_EQ(run.package, "a.msi");
-    EXPECT_EQ(run.action, "GetPid");
-    ASSERT_EQ(run.properties.size(), 3u);
-    EXPECT_EQ(run.properties[1].second, "");
-    EXPECT_EQ(run.properties[2].second, "D=E");
-    EXPECT_TRUE(run.deferred && run.cost);
-    EXPECT_EQ(run.data, "x;y=z");
-    EXPECT_EQ(run.dll, "other.dll");
-
-    EXPECT_TRUE(ParseArguments({"a.msi", "X", "--data", ""}).deferred) << "also with no data";
-    EXPECT_TRUE(ParseArguments({"--list"}).list);
-    const Arguments check = ParseArguments({"a.msi", "--check"});
-    EXPECT_TRUE(check.check);
-    EXPECT_EQ(check.package, "a.msi");
+    const Arguments run = ParseArguments(
+        {"a.msi", "GetPid", "B=", "--data", "", "--cost", "--dll", "x.dll", "C=D=E"});
+    EXPECT_EQ(run.package + run.action + run.dll, "a.msiGetPidx.dll");
+    EXPECT_TRUE(run.deferred && run.cost) << "deferred also with no data";
+    const std::vector<std::pair<std::string, std::string>> properties = {{"B", ""}, {"C", "D=E"}};
+    EXPECT_EQ(run.properties, properties);
 }
 
 TEST(ActionhostArguments, SaysWhatIsWrong) {
@@ -31,13 +20,10 @@ TEST(ActionhostArguments, SaysWhatIsWrong) {
     } cases[] = {
         {{}, "no package"},
         {{"a.msi"}, "no action"},
-        {{"a.msi", "X", "NOVALUE"}, "NOVALUE"},
         {{"a.msi", "X", "=value"}, "=value"},
         {{"a.msi", "X", "--data"}, "--data needs"},
-        {{"a.msi", "X", "--dll"}, "--dll needs"},
         {{"a.msi", "X", "--speed"}, "--speed"},
         {{"--list", "a.msi"}, "--list takes no"},
-        {{"--check"}, "no package"},
         {{"--check", "a.msi", "X"}, "--check takes"},
     };
     for (const auto& row : cases) {
@@ -45,7 +31,7 @@ TEST(ActionhostArguments, SaysWhatIsWrong) {
             ParseArguments(row.words);
             ADD_FAILURE() << row.complaint;
         } catch (const UsageError& error) {
-            EXPECT_THAT(error.what(), HasSubstr(row.complaint));
+            EXPECT_THAT(error.what(), testing::HasSubstr(row.complaint));
         }
     }
 }

@@ -8,67 +8,45 @@
 #include <string>
 #include <vector>
 
-using testing::ElementsAreArray;
-using testing::HasSubstr;
-
 namespace {
 
 // The build folder is this machine's drive B:.
 const char DllPath[] = "B:\\setupactions.dll";
 
-const std::vector<std::string> CatalogueNames = {
+} // namespace
+
+TEST(Dll, ExportsExactlyTheCatalogueUndecorated) {
+    std::vector<std::string> expected = {
 #define SETUP_ACTION(Name, When, Purpose) #Name,
 #include "exports/catalogue.inc"
 #undef SETUP_ACTION
-};
-
-class DllTest : public testing::Test {
-protected:
-    void SetUp() override { ASSERT_NE(module_, nullptr) << GetLastError(); }
-    ~DllTest() override { FreeLibrary(module_); }
-
-    const IMAGE_NT_HEADERS& Headers() const {
-        const char* base = reinterpret_cast<const char*>(module_);
-        const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
-        return *reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-    }
-
-    HMODULE module_ = LoadLibraryA(DllPath);
-};
-
-} // namespace
-
-TEST_F(DllTest, ExportsExactlyTheCatalogueUndecorated) {
-    std::vector<std::string> expected = CatalogueNames;
+    };
     std::sort(expected.begin(), expected.end());
-    EXPECT_THAT(exporttable::Names(module_), ElementsAreArray(expected));
+    EXPECT_THAT(exporttable::Names(LoadLibraryA(DllPath)), testing::ElementsAreArray(expected));
 }
 
-TEST_F(DllTest, NeedsNothingButSystemLibraries) {
-    const char* base = reinterpret_cast<const char*>(module_);
-    const IMAGE_DATA_DIRECTORY& directory =
-        Headers().OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
-    const auto* library =
-        reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
-    for (; library->Name != 0; ++library) {
-        std::string name = base + library->Name;
-        std::transform(name.begin(), name.end(), name.begin(),
-                       [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-        EXPECT_THAT((std::vector<std::string>{"advapi32.dll", "kernel32.dll", "msi.dll",
-                                              "msvcrt.dll", "ole32.dll", "shell32.dll",
-                                              "shlwapi.dll", "user32.dll", "version.dll"}),
-                    testing::Contains(name));
-    }
-}
-
-TEST_F(DllTest, IsLinkedWithAddressRandomisationAndNoExecute) {
+TEST(Dll, IsLinkedForEveryMachineAndCarriesItsVersion) {
+    const HMODULE library = LoadLibraryA(DllPath);
+    ASSERT_NE(library, nullptr) << GetLastError();
+    const char* base = reinterpret_cast<const char*>(library);
+    const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
+    const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const WORD wanted = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
-    EXPECT_EQ(Headers().OptionalHeader.DllCharacteristics & wanted, wanted);
-    EXPECT_EQ(Headers().FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
-    EXPECT_EQ(Headers().FileHeader.TimeDateStamp, 0u) << "same sources, same bytes";
-}
+    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics & wanted, wanted);
+    EXPECT_EQ(headers->FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
+    EXPECT_EQ(headers->FileHeader.TimeDateStamp, 0u) << "same sources, same bytes";
 
-TEST_F(DllTest, CarriesItsVersion) {
+    const auto& imports = headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
+    const auto* import =
+        reinterpret_cast<const IMAGE_IMPORT_DESCRIPTOR*>(base + imports.VirtualAddress);
+    const std::string known = " advapi32.dll kernel32.dll msi.dll msvcrt.dll ole32.dll "
+                              "shell32.dll shlwapi.dll user32.dll version.dll ";
+    for (; import->Name != 0; ++import) {
+        std::string name = base + import->Name;
+        CharLowerA(&name[0]);
+        EXPECT_THAT(known, testing::HasSubstr(" " + name + " "));
+    }
+
     char version[64] = "";
     DWORD size = sizeof version;
     ASSERT_EQ(MsiGetFileVersionA(DllPath, version, &size, nullptr, nullptr), ERROR_SUCCESS);

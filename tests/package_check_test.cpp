@@ -170,3 +170,19 @@ TEST(PackageCheck, MissesColumns) {
             HasSubstr("table HalcyonInetShortcuts: has no column SubVirutalDirectory: take"),
             HasSubstr("RegKey"), HasSubstr("RegValue"), HasSubstr("CallNumber")));
 }
+
+TEST(PackageCheck, LooksIntoTheTablesRows) {
+    PackageRows package;
+    package.components = {"Pages"};
+    package.usedComponents = {{"HalcyonWebVirtualDir", {"Pages", "pages"}}};
+    package.virtualDirs = {{"viewer", "/viewer;/Viewer/app;"},
+                           {"-admin", "/anything"},
+                           {"reports", "/reports/app;app;/reportsapp"},
+                           {"/help", "/help/app"}};
+    EXPECT_THAT(CheckPackage(package).findings,
+                ElementsAre(HasSubstr("no component pages"),
+                            HasSubstr("row reports: the application directory app would stay"),
+                            HasSubstr("directory /reportsapp would stay after a removal: begin it "
+                                      "with /reports/"),
+                            HasSubstr("row /help: take the leading slash off")));
+}

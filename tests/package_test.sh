@@ -99,9 +99,21 @@ cd "$WINEPREFIX/drive_c" || exit 1
 check "SharePoint is told again" grep -q -- '-o deletepath .*/viewer/' sharepoint/bin/stsadm.log
 check "no hand-off file stays" test -z "$(find . -name 'qx*.tmp')"
 
-refused() { ! timeout 120 "$REPO/scripts/engine-exec" msiexec /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 DATABASEUID= /qn; }
-check "a server is not added without the repository's user" refused
+# msiexec ARGUMENT ...: a silent run; its log is left in $work/run.log.
+msiexec() {
+    timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log'
+    local result=$?
+    tr -d '\r' <run.log >"$work/run.log"
+    return $result
+}
+fails() { ! "$@"; }
+check "a server is not added without the repository's user" fails msiexec /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 DATABASEUID=
 take_snapshot "$WINEPREFIX" "$work/refused"
 check "nothing is installed then" test -z "$(show_difference "$out/remove" "$work/refused" files services web-server)"
+# Of a repair the engine rolls nothing back.
+check "an installation fails half way" fails msiexec /i 'P:\sample.msi' SAMPLEFAILS=1
+check "after it stopped the web server" has "$work/run.log" "StopService: Service: W3SVC Return value true."
+check "which runs all the same" eval '"$REPO/scripts/engine-exec" sc query W3SVC | grep -q RUNNING'
+check "no hand-off file stays then, either" test -z "$(find . -name 'qx*.tmp')"
 
 finish

@@ -1,6 +1,6 @@
 #include "frame/programs.h"
 
-#include "tests/support/open_handles.h"
+#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 
@@ -8,125 +8,87 @@
 
 using namespace setupactions;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
-const DWORD EndOfTime = 20000; // milliseconds that no child program needs
+int OpenHandleCount() {
+    int count = 0;
+    DWORD flags = 0;
+    for (ULONG_PTR value = 4; value < 0x400; value += 4)
+        count += GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags) ? 1 : 0;
+    return count;
+}
 
-// The runner's platform calls, watched and steered.
-struct Calls {
-    Calls() { calls = this; }
+// Steers when the runner sees the program end, without its sleeps, and keeps
+// what it asked for.
+class Watched {
+public:
+    // 0: the end is seen one poll late, when all that was printed has been read.
+    explicit Watched(int endsAtPoll = 0) : endsAtPoll_(endsAtPoll) { current = this; }
 
-    bool failPipe = false;
-    int failDuplicate = 0; // 1 and 2: the call of that number
-    // 0: the program is seen to end at the second poll after its end, so that
-    // all it printed was read. Otherwise it ends at this poll.
-    int endsAtPoll = 0;
-    bool lookAtProcess = false; // lets the library itself see that the process ended
-
-    int duplicates = 0;
-    int polls = 0;
-    bool ended = false;
-    std::string order; // of the calls: Peek, Exit code, Sleep, Message
-    std::vector<DWORD> sleeps;
+    std::string calls; // Peek, Exit code, Sleep
     STARTUPINFOA startup = {};
     DWORD creationFlags = 0;
-    std::set<HANDLE> inherited;
 
 private:
-    static BOOL WINAPI CreatePipeOrFail(HANDLE* readEnd, HANDLE* writeEnd,
-                                        SECURITY_ATTRIBUTES* security, DWORD size) {
-        if (calls->failPipe || !calls->createPipe.Original()(readEnd, writeEnd, security, size))
-            return FALSE;
-        OpenHandles::Opened(*readEnd);
-        OpenHandles::Opened(*writeEnd);
-        return TRUE;
-    }
-    static BOOL WINAPI DuplicateOrFail(HANDLE sourceProcess, HANDLE source, HANDLE targetProcess,
-                                       HANDLE* target, DWORD access, BOOL inherit, DWORD options) {
-        if (++calls->duplicates == calls->failDuplicate ||
-            !calls->duplicate.Original()(sourceProcess, source, targetProcess, target, access,
-                                         inherit, options))
-            return FALSE;
-        OpenHandles::Opened(*target);
-        return TRUE;
-    }
     static BOOL WINAPI Create(const char* application, char* commandLine,
-                              SECURITY_ATTRIBUTES* processSecurity,
-                              SECURITY_ATTRIBUTES* threadSecurity, BOOL inherit, DWORD flags,
-                              void* environment, const char* folder, STARTUPINFOA* startup,
-                              PROCESS_INFORMATION* process) {
-        calls->startup = *startup;
-        calls->creationFlags = flags;
-        for (const HANDLE handle : calls->handles.All()) {
-            DWORD information = 0;
-            if (GetHandleInformation(handle, &information) && (information & HANDLE_FLAG_INHERIT))
-                calls->inherited.insert(handle);
-        }
-        if (!calls->createProcess.Original()(application, commandLine, processSecurity,
-                                             threadSecurity, inherit, flags, environment, folder,
-                                             startup, process))
-            return FALSE;
-        OpenHandles::Opened(process->hProcess);
-        OpenHandles::Opened(process->hThread);
-        return TRUE;
+                              SECURITY_ATTRIBUTES* process, SECURITY_ATTRIBUTES* thread,
+                              BOOL inherit, DWORD flags, void* environment, const char* folder,
+                              STARTUPINFOA* startup, PROCESS_INFORMATION* started) {
+        current->startup = *startup;
+        current->creationFlags = flags;
+        return current->create_.Original()(application, commandLine, process, thread, inherit,
+                                           flags, environment, folder, startup, started);
     }
     static BOOL WINAPI Peek(HANDLE pipe, void* buffer, DWORD size, DWORD* read, DWORD* available,
                             DWORD* left) {
-        calls->order += 'P';
-        return calls->peek.Original()(pipe, buffer, size, read, available, left);
+        current->calls += 'P';
+        return current->peek_.Original()(pipe, buffer, size, read, available, left);
+    }
+    static DWORD WINAPI Wait(HANDLE process, DWORD milliseconds) {
+        const DWORD endOfTime = 20000; // milliseconds that no child program needs
+        if (milliseconds != 0)
+            return current->wait_.Original()(process, milliseconds); // not the runner
+        const bool last = ++current->polls_ == current->endsAtPoll_;
+        current->seen_ = current->endsAtPoll_ == 0 ? current->ended_ : last;
+        current->ended_ = current->wait_.Original()(process, last ? endOfTime : 0) == WAIT_OBJECT_0;
+        return current->seen_ ? WAIT_OBJECT_0 : WAIT_TIMEOUT;
     }
     static BOOL WINAPI ExitCode(HANDLE process, DWORD* code) {
-        calls->order += 'E';
-        const bool seen =
-            calls->endsAtPoll == 0 ? calls->ended : ++calls->polls == calls->endsAtPoll;
-        const DWORD time = calls->endsAtPoll != 0 && seen ? EndOfTime : 0;
-        calls->ended = calls->wait.Original()(process, time) == WAIT_OBJECT_0;
+        current->calls += 'E';
         *code = STILL_ACTIVE;
-        return !seen || calls->exitCode.Original()(process, code);
-    }
-    static DWORD WINAPI Wait(HANDLE handle, DWORD milliseconds) {
-        return calls->lookAtProcess ? calls->wait.Original()(handle, milliseconds) : WAIT_TIMEOUT;
+        return !current->seen_ || current->exitCode_.Original()(process, code);
     }
     static void WINAPI BriefSleep(DWORD milliseconds) {
-        calls->order += 'S';
-        calls->sleeps.push_back(milliseconds);
-        calls->sleep.Original()(1);
-    }
-    static int WINAPI KeepOrder(MSIHANDLE session, INSTALLMESSAGE type, MSIHANDLE record) {
-        calls->order += 'M';
-        return calls->processMessage.Original()(session, type, record);
+        EXPECT_EQ(milliseconds, 100u);
+        current->calls += 'S';
+        current->sleep_.Original()(1);
     }
 
-    static inline Calls* calls;
-    OpenHandles handles;
-    ReplacedImport<decltype(CreatePipe)> createPipe{"CreatePipe", CreatePipeOrFail};
-    ReplacedImport<decltype(DuplicateHandle)> duplicate{"DuplicateHandle", DuplicateOrFail};
-    ReplacedImport<decltype(CreateProcessA)> createProcess{"CreateProcessA", Create};
-    ReplacedImport<decltype(PeekNamedPipe)> peek{"PeekNamedPipe", Peek};
-    ReplacedImport<decltype(GetExitCodeProcess)> exitCode{"GetExitCodeProcess", ExitCode};
-    ReplacedImport<decltype(WaitForSingleObject)> wait{"WaitForSingleObject", Wait};
-    ReplacedImport<decltype(Sleep)> sleep{"Sleep", BriefSleep};
-    ReplacedImport<decltype(MsiProcessMessage)> processMessage{"MsiProcessMessage", KeepOrder};
+    static inline Watched* current;
+    const int endsAtPoll_;
+    int polls_ = 0;
+    bool ended_ = false;
+    bool seen_ = false;
+    ReplacedImport<decltype(CreateProcessA)> create_{"CreateProcessA", Create};
+    ReplacedImport<decltype(PeekNamedPipe)> peek_{"PeekNamedPipe", Peek};
+    ReplacedImport<decltype(GetExitCodeProcess)> exitCode_{"GetExitCodeProcess", ExitCode};
+    ReplacedImport<decltype(WaitForSingleObject)> wait_{"WaitForSingleObject", Wait};
+    ReplacedImport<decltype(Sleep)> sleep_{"Sleep", BriefSleep};
 };
+
+BOOL WINAPI NoPipe(HANDLE*, HANDLE*, SECURITY_ATTRIBUTES*, DWORD) { return FALSE; }
 
 std::string Child(const std::string& commands) {
     return "\"" + TestProgramFolder() + "child_program.exe\" " + commands;
 }
 
-std::string Letters(int count) {
-    std::string text;
-    for (int i = 0; i < count; ++i)
-        text += static_cast<char>('a' + i % 26);
-    return text;
-}
-
 class ProgramsTest : public SessionTest {
 protected:
-    // The log's line that the program ended with this code.
-    static std::string Ended(const std::string& commandLine, const std::string& code) {
-        return "RunRedistProgram(" + commandLine + "). Return value " + code;
+    void Run(const std::string& commandLine, int units = 0, bool hide = false,
+             const char* folder = nullptr) {
+        ClearMessages();
+        EXPECT_EQ(RunRedistProgram(session, commandLine, units, hide, folder), 0u);
     }
 
     // All that the program printed, as the log's lines before the last show it.
@@ -140,22 +102,16 @@ protected:
         return output;
     }
 
-    // The moves of the progress bar, after the message that begins them.
-    std::vector<std::string> Progress() const {
-        std::vector<std::string> moves;
+    // Expects the progress bar to move with so many polls and then by the rest.
+    void ExpectProgress(size_t polls, int rest) const {
+        std::vector<std::string> expected(polls, "1: 2 2: 10000 3: 0 "), moves;
+        expected.insert(expected.begin(), "1: 1 2: 1 3: 0 ");
+        if (rest != 0)
+            expected.push_back("1: 2 2: " + std::to_string(rest) + " 3: 0 ");
         for (const Message& message : messages)
             if (message.type == INSTALLMESSAGE_PROGRESS)
                 moves.push_back(message.text);
-        EXPECT_EQ(moves.at(0), "1: 1 2: 1 3: 0 ");
-        moves.erase(moves.begin());
-        return moves;
-    }
-
-    static std::vector<std::string> Moves(size_t polls, int rest) {
-        std::vector<std::string> moves(polls, "1: 2 2: 10000 3: 0 ");
-        if (rest != 0)
-            moves.push_back("1: 2 2: " + std::to_string(rest) + " 3: 0 ");
-        return moves;
+        EXPECT_EQ(moves, expected);
     }
 };
 
@@ -163,131 +119,71 @@ protected:
 
 TEST_F(ProgramsTest, TheBarMovesWithThePollsAndNeverPastTheBudget) {
     const struct {
-        int units;
-        int polls;
+        int units, polls;
         size_t moves;
         int rest;
     } cases[] = {{5, 3, 3, 470000}, {1, 9, 9, 10000}, {1, 10, 10, 0}, {1, 14, 10, 0}, {0, 2, 0, 0}};
     for (const auto& row : cases) {
-        ClearMessages();
-        Calls watched;
-        watched.endsAtPoll = row.polls;
-        EXPECT_EQ(RunRedistProgram(session, Child("exit 0"), row.units, false), 0u);
-        EXPECT_EQ(Progress(), Moves(row.moves, row.rest)) << row.units << ", " << row.polls;
-        EXPECT_EQ(watched.sleeps, std::vector<DWORD>(static_cast<size_t>(row.polls), 100));
+        const Watched watched(row.polls);
+        Run(Child("exit 0"), row.units);
+        ExpectProgress(row.moves, row.rest);
+        std::string polls;
+        while (polls.size() < static_cast<size_t>(3 * row.polls))
+            polls += "PES";
+        EXPECT_EQ(watched.calls, polls) << "no look into the pipe after the last poll";
     }
-}
-
-TEST_F(ProgramsTest, APollReadsOutputThenExitCodeThenSleepsThenMoves) {
-    Calls watched;
-    watched.endsAtPoll = 2;
-    RunRedistProgram(session, Child("exit 0"), 1, false);
-    EXPECT_EQ(watched.order, "M"
-                             "PESM"
-                             "PESM"
-                             "MM");
 }
 
 TEST_F(ProgramsTest, OutputArgumentsAndWorkingFolderArriveWhole) {
-    char ownFolder[MAX_PATH] = "";
-    GetCurrentDirectoryA(sizeof ownFolder, ownFolder);
-    SetProperty("PLACE", "there");
-    const struct {
-        const char* commands;
-        std::string output;
-        const char* folder = nullptr;
-    } cases[] = {
-        {"exit 0", ""},
-        {"print 1024", Letters(1024)},
-        {"print 1025", Letters(1025)},
-        {"error 200000", Letters(200000)},
-        {"print 5 pause 40 error 2000 pause 40 print 1", Letters(5) + Letters(2000) + "a"},
-        {"text \"it is [PLACE], [1] is [NOSUCHPROPERTY]nothing\"", "it is there,  is nothing"},
-        {"folder", ownFolder},
-        {"folder", "C:\\windows\\system32", "C:\\windows\\system32"},
-        {"arguments \"a b\" c \"\" %TEMP%", "<a b><c><><%TEMP%>"},
-    };
-    for (const auto& row : cases) {
-        ClearMessages();
-        const Calls watched;
-        RunRedistProgram(session, Child(row.commands), 0, true, row.folder);
-        EXPECT_EQ(Output(), row.output) << row.commands;
-        EXPECT_THAT(Log().back(), testing::EndsWith("). Return value 0"));
+    const std::string folder = "C:\\windows\\system32";
+    {
+        const Watched watched;
+        Run(Child("print 1025 pause 40 error 200000 folder"), 0, false, folder.c_str());
+        EXPECT_EQ(Output(), std::string(201025, 'a') + folder);
     }
+    SetProperty("PLACE", "there");
+    const Watched watched;
+    Run(Child("arguments \"a b\" \"\" %TEMP% \"[PLACE], [1] is [NOSUCHPROPERTY]nothing\""));
+    EXPECT_EQ(Output(), "<a b><><%TEMP%><there,  is nothing>");
 }
 
-TEST_F(ProgramsTest, TheProgramInheritsItsOutputOnlyAndIsHiddenWhenAsked) {
-    for (const bool hide : {false, true}) {
-        const Calls watched;
-        RunRedistProgram(session, Child("exit 0"), 0, hide);
-        const STARTUPINFOA& startup = watched.startup;
-        EXPECT_EQ(startup.dwFlags,
-                  static_cast<DWORD>(STARTF_USESTDHANDLES | (hide ? STARTF_USESHOWWINDOW : 0)));
-        EXPECT_EQ(startup.wShowWindow, SW_HIDE);
+TEST_F(ProgramsTest, AProgramStartsHiddenOrWithoutPipeAndEndsWithItsCode) {
+    Run(Child("exit 0")); // what the engine opens once is open now
+    for (const bool pipe : {true, false}) {
+        const int handles = OpenHandleCount();
+        // 259 is a code which a running program has too.
+        const std::string code = pipe ? "259" : "3010";
+        const std::string commandLine = Child("print 3 exit " + code);
+        std::unique_ptr<ReplacedImport<decltype(NoPipe)>> noPipe;
+        if (!pipe)
+            noPipe = std::make_unique<ReplacedImport<decltype(NoPipe)>>("CreatePipe", NoPipe);
+        const Watched watched;
+        Run(commandLine, 0, pipe);
+        EXPECT_EQ(Output(), pipe ? "aaa" : "");
+        EXPECT_EQ(Log().back(), "RunRedistProgram(" + commandLine + "). Return value " + code);
+        EXPECT_EQ(watched.startup.dwFlags, pipe ? STARTF_USESTDHANDLES | STARTF_USESHOWWINDOW : 0u);
+        EXPECT_EQ(watched.startup.wShowWindow, SW_HIDE);
         EXPECT_EQ(watched.creationFlags, static_cast<DWORD>(CREATE_NO_WINDOW));
-        EXPECT_EQ(watched.inherited, (std::set<HANDLE>{startup.hStdOutput, startup.hStdError}));
-        EXPECT_NE(startup.hStdOutput, startup.hStdError);
-        EXPECT_EQ(startup.hStdInput, nullptr);
+        EXPECT_EQ(OpenHandleCount(), handles) << "left open";
     }
 }
 
 TEST_F(ProgramsTest, AProgramThatDoesNotStartUsesItsWholeBudgetAtOnce) {
-    const struct {
-        std::string commandLine;
-        const char *folder, *error;
-    } cases[] = {{TestProgramFolder() + "no_such_program.exe /q", nullptr, "2"},
-                 {Child("exit 0"), "C:\\no such folder", "267"}};
-    for (const auto& row : cases) {
-        ClearMessages();
-        const Calls watched;
-        EXPECT_EQ(RunRedistProgram(session, row.commandLine, 5, true, row.folder), 0u);
-        EXPECT_THAT(Log(),
-                    ElementsAre("RunRedistProgram(" + row.commandLine + "). failed: " + row.error));
-        EXPECT_EQ(Progress(), Moves(0, 500000));
-        EXPECT_THAT(watched.sleeps, IsEmpty());
-    }
-}
-
-TEST_F(ProgramsTest, AProgramRunsWithoutItsOutputWhenThePipeFails) {
-    const struct {
-        bool pipe;
-        int duplicate;
-        std::string output, code;
-    } cases[] = {{true, 0, "", "-1"},
-                 {false, 1, "ab", "3010"},
-                 {false, 2, "abc", "259"}}; // which a running program has too
-    for (const auto& row : cases) {
-        ClearMessages();
-        Calls watched;
-        watched.failPipe = row.pipe;
-        watched.failDuplicate = row.duplicate;
-        watched.lookAtProcess = row.code == "259";
-        const std::string commandLine = Child("print 3 error 2 pause 50 exit " + row.code);
-        RunRedistProgram(session, commandLine, 0, false);
-        EXPECT_EQ(watched.startup.dwFlags, row.pipe ? 0u : DWORD(STARTF_USESTDHANDLES));
-        EXPECT_EQ(Output(), row.output);
-        EXPECT_EQ(Log().back(), Ended(commandLine, row.code));
-    }
+    Run("C:\\none.exe /q", 5);
+    EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(C:\\none.exe /q). failed: 2"));
+    ExpectProgress(0, 500000);
+    Run(Child("exit 0"), 5, true, "C:\\no such folder");
+    EXPECT_TRUE(Contains(Log(), "failed: 267"));
 }
 
 TEST_F(ProgramsTest, FileVersionsAreComparedByTheirNumbers) {
     const std::string path = TestProgramFolder() + "child_program.exe";
-    const std::string without = TestProgramFolder() + "programs_test.exe";
-    const std::string missing = "C:\\" + std::string(297, 'x');
-    const struct {
-        std::string path, needed;
-        bool enough;
-    } cases[] = {
-        {path, "2.10.0.300", true},  {path, "2.9.0.301", true}, {path, "2.10", true},
-        {path, "2.10.0.301", false}, {path, "", true},          {without, "0.0.0.0", false},
-        {missing, "0.0.0.0", false}, {"", "0.0.0.0", false}};
-    for (const auto& row : cases) {
-        ClearMessages();
-        EXPECT_EQ(CheckFileVersion(session, row.path, row.needed), row.enough) << row.needed;
-        EXPECT_THAT(Log(),
-                    ElementsAre(row.path == path
-                                    ? "File: " + path + " Version: 2.10.0.300 found. " +
-                                          "Needed Version: " + row.needed
-                                    : "Error getting file version info for file: " + row.path));
-    }
+    EXPECT_TRUE(CheckFileVersion(session, path, "2.10.0.300"));
+    EXPECT_TRUE(CheckFileVersion(session, path, "2.9.0.301"));
+    EXPECT_FALSE(CheckFileVersion(session, path, "2.10.0.301"));
+    EXPECT_FALSE(CheckFileVersion(session, TestProgramFolder() + "programs_test.exe", "0.0.0.0"));
+    const std::string found = "File: " + path + " Version: 2.10.0.300 found. Needed Version: ";
+    EXPECT_THAT(Log(), ElementsAre(found + "2.10.0.300", found + "2.9.0.301", found + "2.10.0.301",
+                                   "Error getting file version info for file: " +
+                                       TestProgramFolder() + "programs_test.exe"));
 }

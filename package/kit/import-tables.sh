@@ -3,10 +3,22 @@
 # A TABLE is added without rows, unless the package has it. A FILE.idt (a copy of
 # one in tables/ with rows added) is added with its rows and replaces the table
 # that the package has. Without names: every table in tables/, without rows.
-# Needs msibuild and msiinfo (msitools).
+# The library's rows whose Ids end in Rollback, which wixl writes as immediate
+# ones, are made rollback actions. Needs msibuild and msiinfo (msitools).
 set -euo pipefail
 
 refuse() { echo "import-tables: $*" >&2; exit 1; }
+
+# check_rows FILE: refuses a row with more or fewer columns than the table has.
+check_rows() {
+    local fault
+    fault=$(awk -F '\t' -v file="$1" 'NR == 1 { columns = NF } NR == 3 { keys = NF - 1 }
+        NR > 3 && NF != columns { print file ", line " NR ": " NF " columns instead of " columns; exit }
+        NR > 3 { key = ""; for (k = 1; k <= keys; ++k) key = key $k FS
+                 if (key in line) { print file ", line " NR ": the same key as line " line[key]; exit }
+                 line[key] = NR }' <(tr -d '\r' <"$1"))
+    [ -z "$fault" ] || refuse "$fault"
+}
 
 [ $# -ge 1 ] || { echo "usage: import-tables.sh PACKAGE.msi [TABLE | FILE.idt ...]" >&2; exit 2; }
 package=$1
@@ -18,7 +30,7 @@ if [ $# = 0 ]; then
 fi
 for name in "$@"; do
     case $name in
-    *.idt) [ -f "$name" ] || refuse "no file $name" ;;
+    *.idt) [ -f "$name" ] || refuse "no file $name"; check_rows "$name" ;;
     *) [ -f "$folder/$name.idt" ] || refuse "no table $name; there are: $(cd "$folder" && echo *.idt)" ;;
     esac
 done
@@ -39,3 +51,9 @@ for name in "$@"; do
         ;;
     esac
 done
+msiinfo export "$package" CustomAction 2>/dev/null | tr -d '\r' |
+    awk -F '\t' '$1 ~ /Rollback$/ && $2 == 2049 && $3 == "setupactions" { print $1 }' |
+    while read -r action; do
+        msibuild "$package" -q "UPDATE \`CustomAction\` SET \`Type\` = 3329 WHERE \`Action\` = '$action'"
+        echo "$action: a rollback action now"
+    done

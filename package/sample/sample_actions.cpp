@@ -40,3 +40,9 @@ SAMPLE_ACTION(ReportSampleData) {
     }
     return ERROR_SUCCESS;
 }
+
+// Deferred, where a test asks for a failure in the middle of an installation.
+SAMPLE_ACTION(FailSample) {
+    LogMessage(session, "FailSample: failing, as asked");
+    return ERROR_INSTALL_FAILURE;
+}

@@ -1,6 +1,5 @@
 // A program for tests to start. Its arguments are commands, done in order:
-//   print N, error N  writes N letters to standard output or standard error
-//   text TEXT         writes the text to standard output
+//   print N, error N  writes N times "a" to standard output or standard error
 //   pause N           waits N milliseconds
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
@@ -8,53 +7,37 @@
 //   exit N            ends with this code
 #include <windows.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
-static void Write(DWORD standardHandle, const std::string& text) {
-    DWORD written = 0;
-    WriteFile(GetStdHandle(standardHandle), text.data(), static_cast<DWORD>(text.size()), &written,
-              nullptr);
-}
-
-static std::string Letters(const char* count) {
-    std::string text;
-    for (int i = 0; i < std::atoi(count); ++i)
-        text += static_cast<char>('a' + i % 26);
-    return text;
-}
-
-static std::string WorkingFolder() {
-    char folder[MAX_PATH] = "";
-    GetCurrentDirectoryA(sizeof folder, folder);
-    return folder;
+static void Write(std::FILE* stream, const std::string& text) {
+    std::fwrite(text.data(), 1, text.size(), stream);
+    std::fflush(stream);
 }
 
 int main(int count, char** arguments) {
     for (int i = 1; i < count; ++i) {
         const std::string command = arguments[i];
         if (command == "folder") {
-            Write(STD_OUTPUT_HANDLE, WorkingFolder());
+            char folder[MAX_PATH] = "";
+            GetCurrentDirectoryA(sizeof folder, folder);
+            Write(stdout, folder);
         } else if (command == "arguments") {
             while (++i < count)
-                Write(STD_OUTPUT_HANDLE, "<" + std::string(arguments[i]) + ">");
+                Write(stdout, "<" + std::string(arguments[i]) + ">");
         } else if (command == "wait") {
             Sleep(60000);
             return 77;
-        } else if (++i == count) {
-            return 78; // the command lacks its value
-        } else if (command == "print") {
-            Write(STD_OUTPUT_HANDLE, Letters(arguments[i]));
-        } else if (command == "error") {
-            Write(STD_ERROR_HANDLE, Letters(arguments[i]));
-        } else if (command == "text") {
-            Write(STD_OUTPUT_HANDLE, arguments[i]);
-        } else if (command == "pause") {
-            Sleep(static_cast<DWORD>(std::atoi(arguments[i])));
-        } else if (command == "exit") {
-            return std::atoi(arguments[i]);
         } else {
-            return 79; // no such command
+            const int number = ++i < count ? std::atoi(arguments[i]) : 0;
+            if (command == "exit")
+                return number;
+            if (command == "pause")
+                Sleep(static_cast<DWORD>(number));
+            else
+                Write(command == "print" ? stdout : stderr,
+                      std::string(static_cast<size_t>(number), 'a'));
         }
     }
     return 0;

@@ -4,20 +4,48 @@
 
 #include "frame/handles.h"
 
+#include <shlwapi.h>
+
+#include <cstdio>
+#include <cstdlib>
 #include <string>
 
 class PrivateRegistry {
 public:
-    PrivateRegistry();
-    ~PrivateRegistry();
+    PrivateRegistry() {
+        SHDeleteKeyA(HKEY_CURRENT_USER, path_.c_str());
+        for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
+            const char* name = root == HKEY_LOCAL_MACHINE ? "\\Machine" : "\\User";
+            RegOverridePredefKey(root, Key(HKEY_CURRENT_USER, path_ + name).Get());
+        }
+    }
+    ~PrivateRegistry() {
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
+        RegOverridePredefKey(HKEY_CURRENT_USER, nullptr);
+        SHDeleteKeyA(HKEY_CURRENT_USER, path_.c_str());
+    }
     PrivateRegistry(const PrivateRegistry&) = delete;
     PrivateRegistry& operator=(const PrivateRegistry&) = delete;
 
     // A key below a root, created with its parents when it is not there.
     static setupactions::RegistryKey Key(HKEY root, const std::string& path,
-                                         REGSAM access = KEY_ALL_ACCESS);
+                                         REGSAM access = KEY_ALL_ACCESS) {
+        setupactions::RegistryKey key;
+        if (RegCreateKeyExA(root, path.c_str(), 0, nullptr, 0, access, nullptr, key.Out(),
+                            nullptr) == ERROR_SUCCESS)
+            return key;
+        std::fprintf(stderr, "the key cannot be made: %s\n", path.c_str());
+        std::exit(1);
+    }
 
     // Writes a text value; name null is the key's default value.
     static void Write(HKEY root, const std::string& path, const char* name,
-                      const std::string& value);
+                      const std::string& value) {
+        const setupactions::RegistryKey key = Key(root, path);
+        RegSetValueExA(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
+                       static_cast<DWORD>(value.size() + 1));
+    }
+
+private:
+    const std::string path_ = "Software\\Scratch\\" + std::to_string(GetCurrentProcessId());
 };

@@ -56,8 +56,10 @@ const char* const Statements[] = {
     "INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (1, 1)",
 };
 
-[[noreturn]] void Stop(const char* what) {
-    std::fprintf(stderr, "the scratch package cannot be made: %s\n", what);
+void Expect(UINT result, const char* what) {
+    if (result == ERROR_SUCCESS)
+        return;
+    std::fprintf(stderr, "the scratch package cannot be made: %s answers %u\n", what, result);
     std::exit(1);
 }
 
@@ -67,24 +69,20 @@ std::string MakePackage() {
     const std::string path =
         std::string(folder) + "scratch" + std::to_string(GetCurrentProcessId()) + ".msi";
     InstallerHandle database;
-    if (MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()) != ERROR_SUCCESS)
-        Stop(path.c_str());
+    Expect(MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()), path.c_str());
     for (const char* statement : Statements)
-        if (RunSql(database.Get(), statement) != ERROR_SUCCESS)
-            Stop(statement);
+        Expect(RunSql(database.Get(), statement), statement);
 
     const UINT templateId = 7, packageCodeId = 9, schemaId = 14, sourceId = 15;
     InstallerHandle summary;
-    if (MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()) != ERROR_SUCCESS)
-        Stop("summary information");
+    Expect(MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()), "the summary");
     MsiSummaryInfoSetPropertyA(summary.Get(), templateId, VT_LPSTR, 0, nullptr, ";1033");
     MsiSummaryInfoSetPropertyA(summary.Get(), packageCodeId, VT_LPSTR, 0, nullptr,
                                "{3D9E1B52-6C1E-4B7C-A4B4-2F7D3C9F4E02}");
     MsiSummaryInfoSetPropertyA(summary.Get(), schemaId, VT_I4, 200, nullptr, nullptr);
     MsiSummaryInfoSetPropertyA(summary.Get(), sourceId, VT_I4, 2, nullptr, nullptr);
-    if (MsiSummaryInfoPersist(summary.Get()) != ERROR_SUCCESS ||
-        MsiDatabaseCommit(database.Get()) != ERROR_SUCCESS)
-        Stop("commit");
+    Expect(MsiSummaryInfoPersist(summary.Get()), "writing the summary");
+    Expect(MsiDatabaseCommit(database.Get()), "the commit");
     return path;
 }
 

@@ -5,8 +5,8 @@
 #include "tests/support/scratch_package.h"
 #include "tests/support/unix_shell.h"
 
-#include <cstdlib>
 #include <memory>
+#include <regex>
 
 using setupactions::InstallerHandle;
 
@@ -27,15 +27,11 @@ int WINAPI OnMessage(void* context, UINT type, const char* text) {
 
 // Drops "date, time: " from a line of LogMessage.
 std::string WithoutPrefix(const std::string& line) {
-    size_t at = 0;
-    const auto skip = [&](const char* characters) {
-        const size_t start = at;
-        at = std::min(line.find_first_not_of(characters, at), line.size());
-        return at > start;
-    };
-    const bool prefixed = skip("0123456789/") && skip(",") && skip(" ") && skip("0123456789:") &&
-                          at > 1 && line[at - 1] == ':';
-    return prefixed && at < line.size() && line[at] == ' ' ? line.substr(at + 1) : line;
+    static const std::regex prefix("[0-9/]+, [0-9:]*: ");
+    std::smatch match;
+    const bool prefixed =
+        std::regex_search(line, match, prefix, std::regex_constants::match_continuous);
+    return prefixed ? match.suffix().str() : line;
 }
 
 std::string TempFolder() {

@@ -48,7 +48,6 @@ protected:
 
 private:
     std::string scratch_;
-    std::vector<void*> deferred_;
 };
 
 // True when one of the lines holds the text.

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <sstream>
 
 using namespace setupactions;
 
@@ -162,7 +163,8 @@ std::string EntryFault(const CustomActionRow& row) {
 std::string ScheduleFault(const CustomActionRow& row, const CatalogueRow& action) {
     const std::string when = action.when;
     if (when == "Deferred" && !IsDeferredRow(row))
-        return row.target + " runs deferred only: add 1024 to Type (Execute=\"deferred\")";
+        return row.target + " runs deferred only: add 1024 to Type (Execute=\"deferred\"), or 1280 "
+                            "for a rollback action (which wixl leaves out)";
     if (when == "Immediate" && IsDeferredRow(row))
         return row.target + " runs immediate only: take 1024 off Type (no Execute)";
     return "";
@@ -228,6 +230,38 @@ void CheckTables(const PackageRows& package, std::vector<std::string>& findings)
             if (table->second.count(column) == 0)
                 findings.push_back(Format("table %s: has no column %s: take the table from the kit",
                                           known.table, column.c_str()));
+    }
+}
+
+// Rows whose component the package lacks: the actions pass over them.
+void CheckComponents(const PackageRows& package, std::vector<std::string>& findings) {
+    for (const auto& table : package.usedComponents)
+        for (const std::string& component : table.second)
+            if (package.components.count(component) == 0)
+                findings.push_back(Format("table %s: there is no component %s: correct Component_",
+                                          table.first.c_str(), component.c_str()));
+}
+
+// A removal takes away the virtual directory and what is below it, so that an
+// application elsewhere would stay.
+void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& findings) {
+    for (const VirtualDirRow& row : package.virtualDirs) {
+        const std::string& name = row.virtualDir;
+        if (!name.empty() && name.front() == '/')
+            findings.push_back(Format("table HalcyonWebVirtualDir, row %s: take the leading slash "
+                                      "off: SharePoint is told it twice",
+                                      name.c_str()));
+        if (!name.empty() && name.front() == '-')
+            continue;
+        const std::string below = "/" + name.substr(name.find_first_not_of('/') == 1 ? 1 : 0);
+        std::istringstream pieces(row.applicationDirs);
+        for (std::string piece; std::getline(pieces, piece, ';');)
+            if (!piece.empty() && Lower(piece) != Lower(below) &&
+                Lower(piece).compare(0, below.size() + 1, Lower(below) + "/") != 0)
+                findings.push_back(Format("table HalcyonWebVirtualDir, row %s: the application "
+                                          "directory %s would stay after a removal: begin it with "
+                                          "%s/",
+                                          name.c_str(), piece.c_str(), below.c_str()));
     }
 }
 
@@ -299,6 +333,18 @@ PackageRows ReadPackageRows(const std::string& path) {
     ForEachRow(handle, package, "Property", "`Property`, `Value`", [&](const CMsiHelper& row) {
         package.properties[row.GetField(1)] = row.GetField(2);
     });
+    ForEachRow(handle, package, "Component", "`Component`",
+               [&](const CMsiHelper& row) { package.components.insert(row.GetField(1)); });
+    for (const auto& known : ReadColumns)
+        if (package.columns[known.table].count("Component_") > 0)
+            ForEachRow(handle, package, known.table, "`Component_`", [&](const CMsiHelper& row) {
+                package.usedComponents[known.table].insert(row.GetField(1));
+            });
+    if (package.columns["HalcyonWebVirtualDir"].count("ApplicationDirs") > 0)
+        ForEachRow(handle, package, "HalcyonWebVirtualDir", "`VirtualDir`, `ApplicationDirs`",
+                   [&](const CMsiHelper& row) {
+                       package.virtualDirs.push_back({row.GetField(1), row.GetField(2)});
+                   });
     return package;
 }
 
@@ -331,6 +377,8 @@ CheckResult CheckPackage(const PackageRows& package) {
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
     CheckTables(package, result.findings);
+    CheckComponents(package, result.findings);
+    CheckVirtualDirs(package, result.findings);
     return result;
 }
 

@@ -23,6 +23,12 @@ struct CustomActionRow {
     std::string target; // for a DLL its entry
 };
 
+// A row of HalcyonWebVirtualDir, the columns whose form the check knows.
+struct VirtualDirRow {
+    std::string virtualDir;
+    std::string applicationDirs;
+};
+
 // What the check looks at; names as the package's tables have them.
 struct PackageRows {
     std::vector<CustomActionRow> customActions;
@@ -31,6 +37,9 @@ struct PackageRows {
     std::map<std::string, int> uiSequence;
     std::map<std::string, std::string> properties;
     std::map<std::string, std::set<std::string>> columns; // by table
+    std::set<std::string> components;
+    std::map<std::string, std::set<std::string>> usedComponents; // Component_, by table
+    std::vector<VirtualDirRow> virtualDirs;
 };
 
 struct CheckResult {
