@@ -61,10 +61,58 @@ leads_somewhere() {
 }
 index=$REPO/docs/actions.md
 check "the index lists the actions" same <(sed '1,/^## By name/d' "$index" | grep '^| \[') <(index_rows)
-grep -oE '\(actions/[^)]+\)' "$index" | tr -d '()' | sort -u >"$work/links"
-check "its links lead somewhere" all "$work/links" leads_somewhere
+log_lines=$REPO/docs/log-lines.md
+grep -ohE '\([a-z/-]+\.md#[^)]+\)' "$index" "$log_lines" | tr -d '()' | sort -u >"$work/links"
+check "its links and those of the log's lines lead somewhere" all "$work/links" leads_somewhere
 sed '/^## By name/,$d' "$index" | grep -oE '\[\w+\]' | tr -d '[]' | sort -u >"$work/tasks"
 check "each action is part of a task" same <(grep -xF -f "$work/all" "$work/tasks") "$work/all"
+
+# The fields of each action's section, on one line.
+described_fields() {
+    grep -hoE '^## \w+$|^(- )?\*\*(Schedule|Reads|Sets / changes|Partner|Result|In the log|When it fails)\*\*' \
+        "$REPO"/docs/actions/*.md | sed 's/^- //' | tr -d '*' | awk '
+            /^## / { if (line) print line; line = $2 ":"; next }
+            { line = line " " $0 ";" }
+            END { print line }'
+}
+check "each description has the seven fields in order" same \
+    <(described_fields | sort) \
+    <(sed 's/$/: Schedule; Reads; Sets \/ changes; Partner; Result; In the log; When it fails;/' "$work/all")
+
+# The fixed pieces of the texts in the sources read, one a line: adjacent literals
+# joined, cut at conversions, record fields and line breaks.
+fixed_pieces() {
+    awk -v RS='\001' '
+        function finish(text, n, i, part) {
+            if (length(text) >= 12 && text ~ / /) {
+                gsub(/\\\\/, "\003", text)
+                gsub(/%[-0-9.l]*[a-zA-Z]|\[[0-9]\]|\\[nrt]/, "\002", text)
+                gsub(/\\"/, "\"", text)
+                gsub(/\003/, "\\", text)
+                n = split(text, part, "\002")
+                for (i = 1; i <= n; i++) if (length(part[i]) >= 8) print part[i]
+            }
+        }
+        { text = ""
+          while (match($0, /\/\/[^\n]*|\047(\\.|[^\047\\])+\047|"(\\.|[^"\\])*"/)) {
+              if (substr($0, 1, RSTART - 1) ~ /[^ \n]/) { finish(text); text = "" }
+              if (substr($0, RSTART, 1) == "\"") text = text substr($0, RSTART + 1, RLENGTH - 2)
+              $0 = substr($0, RSTART + RLENGTH)
+          }
+          finish(text) }' | sort -u
+}
+# No texts of the log: queries, registry keys, paths, files' contents, reasons for callers.
+no_log_text='^(SELECT |SOFTWARE|Software|SYSTEM|System|HKEY_|DRIVER=|\[(CommonFilesFolder|Date)\]|MsiNetAssemblySupport )'
+no_log_text+='|`| ORDER BY |^cd /d "| -classpath |com\.tarnwick|^(Plugins Directory|Performance Management)$'
+no_log_text+='|^(action data ends in|The (ODBC|database) )'
+# Error texts that only the host shows stand in the file left out.
+find "$REPO"/{frame,services,web,detect,textfiles,setup} -name '*.cpp' ! -name msi_database.cpp -print0 |
+    xargs -0 cat | fixed_pieces | grep -vE "$no_log_text" >"$work/pieces"
+check "the sources hold texts of the log" [ "$(wc -l <"$work/pieces")" -gt 300 ]
+awk -F ' [|] ' 'NF == 3 { print $1 }' "$log_lines" >"$work/explained"
+check "every line of the log is explained" all "$work/pieces" has "$work/explained"
+unattributed=$(awk -F ' [|] ' 'NF == 3 && $2 !~ /^(written by|---)$|[]][(]actions[/]/' "$log_lines")
+check "and has its action" [ -z "$unattributed" ]
 
 # A fixed Id is the one that the partner's source sets; the properties that hold
 # an Id are told to the package's author.
