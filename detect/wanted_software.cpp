@@ -48,8 +48,7 @@ void SetPluginFolder(MSIHANDLE session) {
     std::string folder;
     if (ReadMachineText(NavigatorKey, "CurrentVersion", version) &&
         ReadMachineText(Format("%s\\%s\\Main", NavigatorKey, version.c_str()), "Plugins Directory",
-                        folder) &&
-        !folder.empty())
+                        folder))
         MsiSetPropertyA(session, "NSPLUGINPATH", folder.c_str());
 }
 

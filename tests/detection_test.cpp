@@ -107,7 +107,7 @@ TEST_F(DetectionTest, EachMachineHasItsProperties) {
            Text(NavigatorMain, "Plugins Directory", "")},
           {},
           {{"NSPLUGINPATH", "given"}}},
-         ""},
+         "NSPLUGINPATH="},
         {{{Text(Office, "Path", "C:\\MS\\OFFICE\\"), Text(FrontPage, "FrontPageRoot", "C:\\fp")}},
          Webs + ("c:\\ms\\T" + webs)},
         {{{Text(Office, "Path", "C:\\Office"), Text(FrontPage, "FrontPageRoot", "C:\\fp")}},
