@@ -51,6 +51,9 @@ check "with one line" [ "$(wc -l <"$work/out")" = 1 ]
 host "$sample" GetPid --dll "$work/missing.dll"
 check "a missing library exits 2" exits 2
 
+host --help
+check "help is given, and no failure" eval 'exits 0 && has "$work/out" "--list [--dll FILE]"'
+
 host "$sample" --check
 check "the sample package passes the check" exits 0
 check "with its rows read" grep -qE '^checked  [1-9][0-9]+ rows that call the library, [1-9][0-9]* of them in the execute sequence: 0 findings$' "$work/out"

@@ -5,7 +5,8 @@ namespace actionhost {
 const char Usage[] = "usage: actionhost PACKAGE.msi ACTION [PROPERTY=value ...] [--data TEXT] "
                      "[--cost] [--dll FILE]\n"
                      "       actionhost PACKAGE.msi --check\n"
-                     "       actionhost --list [--dll FILE]\n";
+                     "       actionhost --list [--dll FILE]\n"
+                     "       actionhost --help\n";
 
 Arguments ParseArguments(const std::vector<std::string>& words) {
     Arguments arguments;
@@ -19,6 +20,8 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
         };
         if (word == "--list") {
             arguments.list = true;
+        } else if (word == "--help") {
+            arguments.help = true;
         } else if (word == "--check") {
             arguments.check = true;
         } else if (word == "--cost") {
@@ -39,6 +42,8 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
             arguments.properties.emplace_back(word.substr(0, equals), word.substr(equals + 1));
         }
     }
+    if (arguments.help)
+        return arguments;
     if (arguments.list) {
         if (!names.empty())
             throw UsageError("--list takes no package and no action");

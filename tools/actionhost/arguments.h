@@ -24,6 +24,7 @@ struct Arguments {
     bool cost = false;
     bool list = false;
     bool check = false;
+    bool help = false;
 };
 
 extern const char Usage[];

@@ -239,6 +239,10 @@ int main(int argc, char** argv) {
     try {
         const auto arguments =
             actionhost::ParseArguments(std::vector<std::string>(argv + 1, argv + argc));
+        if (arguments.help) {
+            std::fputs(actionhost::Usage, stdout);
+            return 0;
+        }
         if (arguments.check)
             return ReportPackage(arguments.package);
         const std::string dll =
