@@ -3,6 +3,7 @@
 #include "frame/files.h"
 #include "frame/paths.h"
 #include "frame/session.h"
+#include "setup/path_texts.h"
 #include "setup/source_folder.h"
 
 namespace setupactions {
@@ -14,13 +15,6 @@ const char EnglishFolder[] = "en";
 const char RestartProperty[] = "NeedReboot";
 const size_t ShortLanguageLength = 2;
 const int LanguageNameSize = 16; // the system's names have three letters
-
-std::string InFolder(const std::string& folder, const std::string& name,
-                     const std::string& extension = "") {
-    std::string path;
-    MakePath(path, nullptr, folder.c_str(), name.c_str(), extension.c_str());
-    return path;
-}
 
 // Three letters, such as "ENU"; empty when the system does not tell.
 std::string UserLanguageName() {
@@ -72,8 +66,7 @@ UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
         return ERROR_SUCCESS;
     LogMessage(session, Format("[CheckRedist] - InstallRedist: SourceDir is %s", source.c_str()));
 
-    std::string path;
-    GetPropertyString(session, redistributable.property, path);
+    std::string path = PropertyText(session, redistributable.property);
     if (!path.empty())
         return ERROR_SUCCESS;
     LogMessage(session,
@@ -137,11 +130,14 @@ bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::st
 
 std::string EscapeBrackets(const std::string& text) {
     std::string escaped;
-    for (const char character : text) {
-        if (character == '[' || character == ']')
-            escaped += {'[', '\\', character, ']'};
+    // Character by character: the second byte of one may look like a bracket.
+    for (const char* at = text.c_str(); *at != '\0';) {
+        const char* const next = CharNextA(at);
+        if (*at == '[' || *at == ']')
+            escaped += {'[', '\\', *at, ']'};
         else
-            escaped += character;
+            escaped.append(at, next);
+        at = next;
     }
     return escaped;
 }
