@@ -1,6 +1,5 @@
 #include "setup/redist_source.h"
 
-#include "setup/source_folder.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
@@ -8,17 +7,13 @@
 
 #include <gmock/gmock.h>
 
-#include <optional>
-
 using namespace setupactions;
-using testing::Contains;
 using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::Not;
 
 namespace {
 
 const Redistributable Tool = {"TOOLCOMMAND", "setup.exe", "/q /d:\"[PLACE]\"", 25100, true};
+const char Checking[] = " - Checking to make sure we can get sourcedir property";
 
 const char* language; // null: the system does not tell
 int WINAPI UserLanguage(LCID locale, LCTYPE type, char* name, int size) {
@@ -38,13 +33,9 @@ UINT WINAPI Resolve(MSIHANDLE session, const char* action) {
     return MsiSetPropertyA(session, "SourceDir", resolvedSource.c_str());
 }
 
-std::string loaded;
+// Answers none, also for one that is there under another path.
 HMODULE WINAPI NoLibrary(const char* name) {
-    loaded = name;
-    return nullptr;
-}
-FARPROC WINAPI NoProcedure(HMODULE, const char* name) {
-    EXPECT_STREQ(name, "URLDownloadToCacheFileA");
+    EXPECT_THAT(name, testing::MatchesRegex("C:.windows.system32.urlmon.dll"));
     return nullptr;
 }
 
@@ -56,23 +47,25 @@ protected:
         SetProperty("PLACE", "C:\\some place");
     }
 
-    // The program of the command line that was set.
-    std::string Program() const {
-        const std::string command = Property(Tool.property);
-        const size_t end = command.find("\" /q /d:\"C:\\some place\"");
-        if (command.empty() || command[0] != '"' || end == std::string::npos)
-            return command;
-        return command.substr(1, end - 1);
-    }
-
-    void Forget() {
+    // Looks for the tool with this source. Result: the program of the command
+    // line that was set.
+    std::string ProgramFrom(const std::string& source, UINT result = ERROR_SUCCESS) {
+        SetProperty("SourceDir", source);
         SetProperty(Tool.property, "");
         SetProperty("NeedReboot", "");
-        ClearMessages();
+        sent.lines.clear();
+        sent.shown.clear();
+        EXPECT_EQ(CheckRedist(session, Tool), result);
+        const bool found = Property("NeedReboot") == "TRUE";
+        EXPECT_EQ(sent.shown, std::vector<int>(result == ERROR_INSTALL_FAILURE ? 1 : 0, 25100));
+        const std::string command = Property(Tool.property);
+        const size_t end = command.find("\" /q /d:\"C:\\some place\"");
+        EXPECT_EQ(found, end != std::string::npos) << command;
+        return found ? command.substr(1, end - 1) : command;
     }
 
-    ReplacedImport<int WINAPI(LCID, LCTYPE, char*, int)> userLanguage_{"GetLocaleInfoA",
-                                                                       UserLanguage};
+    SentLines sent;
+    ReplacedImport<decltype(UserLanguage)> userLanguage_{"GetLocaleInfoA", UserLanguage};
 };
 
 } // namespace
@@ -83,122 +76,86 @@ TEST_F(RedistSourceTest, LocalMediaAreSearchedByLanguage) {
         std::vector<std::string> files; // below redist
         const char* found;              // null: none
     } cases[] = {
-        {"DEU", {"DEU\\setup.exe", "DE\\setup.exe", "en\\setup.exe"}, "DEU\\setup.exe"},
+        {"DEU", {"DEU\\setup.exe", "DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setup.exe"},
         {"DEU", {"DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setupDEU.exe"},
-        {"DEU", {"DEU\\setup.exe", "DEU\\setupDEU.exe"}, "DEU\\setup.exe"},
         {"DEU", {"DEU\\setup.txt", "DE\\setupDE.exe", "en\\setup.exe"}, "DE\\setupDE.exe"},
-        {"DEU", {"en\\setup.exe", "FRA\\setup.exe"}, "en\\setup.exe"},
-        {"DEU", {"en\\setupen.exe"}, "en\\setupen.exe"},
-        {"EN", {"EN\\setup.exe"}, "EN\\setup.exe"},
+        {"DEU", {"en\\setupen.exe", "FRA\\setup.exe"}, "en\\setupen.exe"},
         {nullptr, {"DEU\\setup.exe", "en\\setup.exe"}, "en\\setup.exe"},
         {nullptr, {"DEU\\setup.exe"}, nullptr},
         {"DEU", {"FRA\\setup.exe", "setup.exe"}, nullptr},
-        {"DEU", {}, nullptr},
     };
     int number = 0;
     for (const auto& row : cases) {
-        Forget();
         language = row.language;
         const std::string source = Scratch() + "disk " + std::to_string(++number) + "\\";
-        SetProperty("SourceDir", source);
         for (const std::string& file : row.files)
             WriteFileInFolders(source + "redist\\" + file, "x");
         const bool found = row.found != nullptr;
-        SentLines log;
-        EXPECT_EQ(CheckRedist(session, Tool), found ? ERROR_SUCCESS : ERROR_INSTALL_FAILURE);
-        EXPECT_EQ(Program(), found ? source + "redist\\" + row.found : "") << number;
-        EXPECT_EQ(Property("NeedReboot"), found ? "TRUE" : "") << number;
-        EXPECT_EQ(log.shown, std::vector<int>(found ? 0 : 1, 25100)) << number;
+        EXPECT_EQ(ProgramFrom(source, found ? ERROR_SUCCESS : ERROR_INSTALL_FAILURE),
+                  found ? source + "redist\\" + row.found : "");
     }
 }
 
 TEST_F(RedistSourceTest, TheLogTellsEveryTry) {
-    WriteFileInFolders(Scratch() + "redist\\DE\\setup.exe", "x");
-    SetProperty("SourceDir", Scratch());
-    SentLines log;
-    CheckRedist(session, Tool);
-    const auto tries = [&](const std::string& language, bool found, const std::string& before) {
-        const std::string folder = "redist\\" + language + "\\";
-        std::vector<std::string> lines = {
-            "[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= " + language +
-                ", FileName= setup, Extension= .exe, asPath= " + before,
-            "[ResolveRedistPath] - Checking to make sure we can get sourcedir property",
-            "[ResolveRedistPath] running from local media"};
-        std::string path = before;
-        for (const std::string& name : {std::string("setup.exe"), "setup" + language + ".exe"}) {
-            const std::string in = "Buffer in='[SourceDir]" + folder + name + "', Path='";
-            lines.push_back("[ResolvePath] BEFORE Format: " + in + path + "'");
-            path = Scratch() + folder + name;
-            lines.push_back("[ResolvePath] AFTER  Format: " + in + path + "'");
-            lines.push_back((found ? "Found file '" : "Could not Find File '") + path + "'");
-            if (found)
-                break;
-        }
-        return lines;
-    };
-    std::vector<std::string> expected = {
-        "[CheckRedist] - Checking to make sure we can get sourcedir property",
-        "[CheckRedist] - InstallRedist: SourceDir is " + Scratch(),
-        "[CheckRedist] Calling MKRedistPath with  as asPath.",
-        "Language is: DEU",
-        "[MKRedistPath] calling ResolveRedistPath with path=: ",
-    };
-    for (const auto& lines :
-         {tries("DEU", false, ""), tries("DE", true, Scratch() + "redist\\DEU\\setupDEU.exe")})
-        expected.insert(expected.end(), lines.begin(), lines.end());
-    expected.push_back("[CheckRedist] - Setting NeedReboot to TRUE");
-    EXPECT_EQ(log.lines, expected);
-}
+    const std::string first = "redist\\DEU\\setup.exe", second = "redist\\DEU\\setupDEU.exe";
+    WriteFileInFolders(Scratch() + second, "x");
+    ProgramFrom(Scratch());
+    const std::string start[] = {std::string("[CheckRedist]") + Checking,
+                                 "[CheckRedist] - InstallRedist: SourceDir is " + Scratch()};
+    EXPECT_THAT(
+        sent.lines,
+        ElementsAre(start[0], start[1], "[CheckRedist] Calling MKRedistPath with  as asPath.",
+                    "Language is: DEU", "[MKRedistPath] calling ResolveRedistPath with path=: ",
+                    "[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= DEU, "
+                    "FileName= setup, Extension= .exe, asPath= ",
+                    std::string("[ResolveRedistPath]") + Checking,
+                    "[ResolveRedistPath] running from local media",
+                    "[ResolvePath] BEFORE Format: Buffer in='[SourceDir]" + first + "', Path=''",
+                    "[ResolvePath] AFTER  Format: Buffer in='[SourceDir]" + first + "', Path='" +
+                        Scratch() + first + "'",
+                    "Could not Find File '" + Scratch() + first + "'",
+                    "[ResolvePath] BEFORE Format: Buffer in='[SourceDir]" + second + "', Path='" +
+                        Scratch() + first + "'",
+                    "[ResolvePath] AFTER  Format: Buffer in='[SourceDir]" + second + "', Path='" +
+                        Scratch() + second + "'",
+                    "Found file '" + Scratch() + second + "'",
+                    "[CheckRedist] - Setting NeedReboot to TRUE"));
 
-TEST_F(RedistSourceTest, ACommandLineThatIsThereIsLeftAlone) {
-    SetProperty("SourceDir", Scratch());
-    SetProperty(Tool.property, "\"C:\\own.exe\"");
-    SentLines log;
+    // A command line that is there is left alone.
+    SetProperty(Tool.property, "own");
+    sent.lines.clear();
     EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
-    EXPECT_THAT(log.lines,
-                ElementsAre("[CheckRedist] - Checking to make sure we can get sourcedir property",
-                            "[CheckRedist] - InstallRedist: SourceDir is " + Scratch()));
-    EXPECT_EQ(Property(Tool.property), "\"C:\\own.exe\"");
-    EXPECT_EQ(Property("NeedReboot"), "");
-}
+    EXPECT_THAT(sent.lines, ElementsAre(start[0], start[1]));
+    EXPECT_EQ(Property(Tool.property), "own");
 
-TEST_F(RedistSourceTest, WithoutARestartNoneIsAskedFor) {
-    WriteFileInFolders(Scratch() + "redist\\en\\setup.exe", "x");
-    SetProperty("SourceDir", Scratch());
     Redistributable quiet = Tool;
+    quiet.property = "QUIET";
     quiet.needsRestart = false;
+    SetProperty("NeedReboot", "");
     EXPECT_EQ(CheckRedist(session, quiet), ERROR_SUCCESS);
+    EXPECT_NE(Property("QUIET"), "");
     EXPECT_EQ(Property("NeedReboot"), "");
 }
 
 TEST_F(RedistSourceTest, AnEmptySourceIsResolvedOnce) {
-    const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*)> resolve("MsiDoActionA", Resolve);
-    for (const std::string& resolved : {Scratch(), std::string()}) {
-        Forget();
-        SetProperty("SourceDir", "");
-        resolvedSource = resolved;
-        resolutions = 0;
-        SentLines log;
-        std::string source = "stale";
-        EXPECT_EQ(GetSourceFolder(session, "Routine", source), !resolved.empty());
-        EXPECT_EQ(source, resolved);
-        EXPECT_EQ(resolutions, 1);
-        std::vector<std::string> lines = {
-            "[Routine] - Checking to make sure we can get sourcedir property",
-            "[Routine] - Couldn't get SourceDir MsiProperty.Trying to resolve source",
-            "[Routine] - Checking (again) to make we can get sourcedir property",
-            "[Routine] - Failed: Couldn't get SourceDir"};
-        if (!resolved.empty())
-            lines.pop_back();
-        EXPECT_EQ(log.lines, lines);
-    }
-    // A source that stays empty stops nothing.
-    SentLines log;
-    EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
-    EXPECT_EQ(Program(), "");
-    EXPECT_THAT(log.shown, IsEmpty());
+    const ReplacedImport<decltype(Resolve)> resolve("MsiDoActionA", Resolve);
+    EXPECT_EQ(ProgramFrom(""), "") << "a source that stays empty stops nothing";
+    EXPECT_THAT(
+        sent.lines,
+        ElementsAre(std::string("[CheckRedist]") + Checking,
+                    "[CheckRedist] - Couldn't get SourceDir MsiProperty.Trying to resolve "
+                    "source",
+                    "[CheckRedist] - Checking (again) to make we can get sourcedir property",
+                    "[CheckRedist] - Failed: Couldn't get SourceDir"));
     std::string path;
     EXPECT_FALSE(ResolveRedistPath("setup", session, "[SourceDir]redist", "en", ".exe", path));
+    EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] - Failed: Couldn't get SourceDir");
+
+    resolvedSource = Scratch();
+    resolutions = 0;
+    WriteFileInFolders(Scratch() + "redist\\DEU\\setup.exe", "x");
+    EXPECT_EQ(ProgramFrom(""), Scratch() + "redist\\DEU\\setup.exe");
+    EXPECT_EQ(resolutions, 1);
 }
 
 TEST_F(RedistSourceTest, AWebSourceIsDownloadedByLanguage) {
@@ -208,21 +165,17 @@ TEST_F(RedistSourceTest, AWebSourceIsDownloadedByLanguage) {
         std::vector<std::string> asked;
     } cases[] = {
         {"", {"/redist/DEU/setup.exe"}},
-        {"/", {"/redist/DEU/setup.exe", "/redist/DEU/setupDEU.exe"}},
-        {"/a b/", {"/a%20b/redist/DEU/setup.exe"}},
+        {"/a b/", {"/a%20b/redist/DEU/setup.exe", "/a%20b/redist/DEU/setupDEU.exe"}},
         {"//", {"//redist/DEU/setup.exe"}}, // only one is removed
         {"",
          {"/redist/DEU/setup.exe", "/redist/DEU/setupDEU.exe", "/redist/DE/setup.exe",
           "/redist/DE/setupDE.exe", "/redist/en/setup.exe"}},
     };
     for (const auto& row : cases) {
-        Forget();
         WebServer server(WebServer::Files{{row.asked.back(), content}});
-        SetProperty("SourceDir", server.Address() + row.sourceEnd);
-        EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
+        const std::string program = ProgramFrom(server.Address() + row.sourceEnd);
         EXPECT_EQ(server.Requests(), row.asked);
-        EXPECT_EQ(FileText(Program()), content) << Program();
-        EXPECT_EQ(Property("NeedReboot"), "TRUE");
+        EXPECT_EQ(FileText(program), content) << program;
     }
 }
 
@@ -230,72 +183,33 @@ TEST_F(RedistSourceTest, TheLogTellsEveryDownload) {
     WebServer server(WebServer::Files{{"/redist/en/setupen.exe", "x"}});
     SetProperty("SourceDir", server.Address());
     const std::string folder = server.Address() + "/redist/en/";
-    SentLines log;
     std::string path = "before";
     ASSERT_TRUE(ResolveRedistPath("setup", session, "[SourceDir]redist", "en", ".exe", path));
     EXPECT_THAT(path, testing::HasSubstr("]")) << "the cache numbers its files in brackets";
+    const std::string texts = " Format: Buffer in='" + EscapeBrackets(path) + "', Path='" + path;
     EXPECT_THAT(
-        log.lines,
+        sent.lines,
         ElementsAre("[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= en, "
                     "FileName= setup, Extension= .exe, asPath= before",
-                    "[ResolveRedistPath] - Checking to make sure we can get sourcedir property",
+                    std::string("[ResolveRedistPath]") + Checking,
                     "[ResolveRedistPath] running from web",
                     "[ResolveRedistPath] Attempt to download from " + folder + "setup.exe",
                     "Failed to download from: " + folder + "setup.exe: .",
                     "[ResolveRedistPath] Attempt to download from " + folder + "setupen.exe",
                     "[ResolveRedistPath] Downloaded from: " + folder + "setupen.exe  To: " + path,
-                    "[ResolveRedistPath] asPath=" + path,
-                    "[ResolvePath] BEFORE Format: Buffer in='" + EscapeBrackets(path) +
-                        "', Path='" + path + "'",
-                    "[ResolvePath] AFTER  Format: Buffer in='" + EscapeBrackets(path) +
-                        "', Path='" + path + "'",
-                    "Found file '" + path + "'"));
+                    "[ResolveRedistPath] asPath=" + path, "[ResolvePath] BEFORE" + texts + "'",
+                    "[ResolvePath] AFTER " + texts + "'", "Found file '" + path + "'"));
 }
 
-TEST_F(RedistSourceTest, ASourceThatAnswersNothingUsefulStopsTheInstallation) {
+TEST_F(RedistSourceTest, ASourceThatGivesNothingStopsTheInstallation) {
     WebServer empty(WebServer::Files{});
-    WebServer dead(WebServer::Files{});
-    dead.Stop();
-    const std::string longPath = "/" + std::string(2000, 'l');
-    const std::string sources[] = {empty.Address(), dead.Address(), empty.Address() + longPath,
-                                   "nosuchscheme://place"};
-    for (const std::string& source : sources) {
-        Forget();
-        SetProperty("SourceDir", source);
-        SentLines log;
-        EXPECT_EQ(CheckRedist(session, Tool), ERROR_INSTALL_FAILURE) << source;
-        EXPECT_EQ(Program(), "");
-        EXPECT_THAT(log.shown, ElementsAre(25100));
-        EXPECT_EQ(log.lines.back(), "[ResolveRedistPath] Failed to Download from: " + source +
-                                        "/redist/en/setupen.exe  To: ");
+    const std::string gone = "http://127.0.0.1:9";
+    for (const std::string& source : {empty.Address(), gone}) {
+        EXPECT_EQ(ProgramFrom(source, ERROR_INSTALL_FAILURE), "");
+        EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to Download from: " + source +
+                                         "/redist/en/setupen.exe  To: ");
     }
-}
-
-TEST_F(RedistSourceTest, ALongAddressReachesTheServerWhole) {
-    const std::string path = "/" + std::string(2000, 'l') + "/redist/DEU/setup.exe";
-    WebServer server(WebServer::Files{{path, "x"}});
-    SetProperty("SourceDir", server.Address() + "/" + std::string(2000, 'l'));
-    EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
-    EXPECT_EQ(FileText(Program()), "x") << Program();
-    EXPECT_THAT(server.Requests(), ElementsAre(path));
-}
-
-TEST_F(RedistSourceTest, TheDownloadLibraryIsTheSystems) {
-    SetProperty("SourceDir", "http://127.0.0.1:9");
-    std::string path;
-    {
-        const ReplacedImport<HMODULE WINAPI(const char*)> load("LoadLibraryA", NoLibrary);
-        SentLines log;
-        EXPECT_FALSE(ResolveRedistPath("setup", session, "", "en", ".exe", path));
-        EXPECT_EQ(log.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
-        EXPECT_THAT(loaded, testing::MatchesRegex("C:.windows.system32.urlmon.dll"));
-    }
-    const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find("GetProcAddress", NoProcedure);
-    EXPECT_FALSE(ResolveRedistPath("setup", session, "", "en", ".exe", path));
-}
-
-TEST(EscapeBracketsTest, EveryBracketIsEscaped) {
-    EXPECT_EQ(EscapeBrackets(""), "");
-    EXPECT_EQ(EscapeBrackets("C:\\a.exe"), "C:\\a.exe");
-    EXPECT_EQ(EscapeBrackets("a[1][.exe"), "a[\\[]1[\\]][\\[].exe");
+    const ReplacedImport<decltype(NoLibrary)> load("LoadLibraryA", NoLibrary);
+    ProgramFrom(gone, ERROR_INSTALL_FAILURE);
+    EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
 }
