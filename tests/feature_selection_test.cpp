@@ -1,31 +1,14 @@
 #include "setup/feature_selection.h"
 
-#include "frame/feature_state.h"
-#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
 
-#include <map>
 #include <regex>
 #include <set>
-#include <sstream>
 
 using namespace setupactions;
 using testing::ElementsAre;
-
-namespace {
-
-// "+feature" for each that is installed and "-feature" for each removed.
-std::string Roles(const std::set<std::string>& chosen) {
-    std::string text;
-    for (const FeatureChange& change :
-         ServerRoleChanges([&](const std::string& property) { return chosen.count(property) > 0; }))
-        text += (change.state == INSTALLSTATE_LOCAL ? "+" : "-") + change.feature + " ";
-    return text;
-}
-
-} // namespace
 
 TEST(ServerRoles, DecideOverTheirFeatures) {
     const std::string noProcessing = "-JobServer -PageServer -ProgramServer -ProcLovServer "
@@ -42,144 +25,123 @@ TEST(ServerRoles, DecideOverTheirFeatures) {
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
         {{"EXPANDFILESERVER"},
          "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + noRest + mereStore},
-        {{"EXPANDEVENT", "EXPANDRAS", "EXPANDWCS", "EXPANDPROCESSING"},
-         "-APS +CacheServer -InputFRS -OutputFRS " + processing + "+EventServer +ReportAppServer "},
+        {{"EXPANDFILESERVER", "EXPANDPROCESSING"},
+         "-APS -CacheServer +InputFRS +OutputFRS " + processing + noRest},
+        {{"EXPANDAPS", "EXPANDEVENT", "EXPANDRAS", "EXPANDWCS"},
+         "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + noProcessing +
+             "+EventServer +ReportAppServer "},
     };
-    for (const auto& row : cases)
-        EXPECT_EQ(Roles(row.chosen), row.changes);
+    for (const auto& row : cases) {
+        std::string text;
+        for (const FeatureChange& change : ServerRoleChanges(
+                 [&](const std::string& property) { return row.chosen.count(property) > 0; }))
+            text += (change.state == INSTALLSTATE_LOCAL ? "+" : "-") + change.feature + " ";
+        EXPECT_EQ(text, row.changes);
+    }
 }
 
-// The actions, on a package with their features. States that the action asks
-// for come from the test; those that it sets are kept in order.
-
-namespace {
-
-std::map<std::string, INSTALLSTATE> states;
-std::string changes;
-std::vector<int> levels;
-
-UINT WINAPI ReadState(MSIHANDLE, const char* feature, INSTALLSTATE* installed,
-                      INSTALLSTATE* action) {
-    const auto found = states.find(feature);
-    *installed = INSTALLSTATE_LOCAL;
-    if (found == states.end())
-        return ERROR_UNKNOWN_FEATURE;
-    *action = found->second;
-    return ERROR_SUCCESS;
-}
-UINT WINAPI KeepState(MSIHANDLE, const char* feature, INSTALLSTATE state) {
-    changes += (state == INSTALLSTATE_LOCAL ? " +" : " -") + std::string(feature);
-    return ERROR_FUNCTION_FAILED;
-}
-UINT WINAPI KeepLevel(MSIHANDLE, int level) {
-    levels.push_back(level);
-    return ERROR_FUNCTION_FAILED;
-}
-
-} // namespace
-
+// On a package with some of the features; to set one of the others fails.
 class FeatureSelectionTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        states.clear();
         SetProperty("MsiNetAssemblySupport", "1.1.4322.0");
+        for (const std::string feature : Features)
+            Sql("INSERT INTO `Feature` (`Feature`, `Display`, `Level`, `Attributes`) VALUES ('" +
+                feature + "', 1, 1, 0)");
+        Sql("INSERT INTO `Condition` (`Feature_`, `Level`, `Condition`) "
+            "VALUES ('COMSDK', 0, 'LITE')");
+        Cost();
+        Choose({});
+    }
+    void Choose(const std::set<std::string>& chosen, INSTALLSTATE state = INSTALLSTATE_LOCAL) {
+        for (const char* feature : Features)
+            MsiSetFeatureStateA(session, feature,
+                                chosen.count(feature) > 0 ? state : INSTALLSTATE_ABSENT);
+    }
+    INSTALLSTATE StateOf(const char* feature) const {
+        INSTALLSTATE installed, action;
+        EXPECT_EQ(MsiGetFeatureStateA(session, feature, &installed, &action), ERROR_SUCCESS);
+        return action;
     }
 
-    std::string Changes(UINT(__stdcall* action)(MSIHANDLE)) {
-        changes.clear();
-        levels.clear();
+    // The lines of the run: "+feature" and "-feature" for those that were set.
+    std::vector<std::string> LinesOf(UINT(WINAPI* action)(MSIHANDLE)) {
         ClearMessages();
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, INSTALLSTATE*, INSTALLSTATE*)>
-            read("MsiGetFeatureStateA", ReadState);
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, INSTALLSTATE)> set(
-            "MsiSetFeatureStateA", KeepState);
-        const ReplacedImport<UINT WINAPI(MSIHANDLE, int)> setLevel("MsiSetInstallLevel", KeepLevel);
-        EXPECT_EQ(action(session), ERROR_SUCCESS) << "also when every call fails";
-        return changes;
-    }
-
-    std::vector<std::string> LinesOfTheAction() const {
-        std::vector<std::string> lines;
-        for (const std::string& line : Log())
-            if (line.find("Attempting to set") == std::string::npos)
-                lines.push_back(line);
+        EXPECT_EQ(action(session), ERROR_SUCCESS);
+        const std::string start = "Attempting to set Feature '", to = "' to: 'INSTALLSTATE_";
+        std::vector<std::string> lines = Log();
+        for (std::string& line : lines) {
+            line = std::regex_replace(line, std::regex(start + "(.*)" + to + "LOCAL'"), "+$1");
+            line = std::regex_replace(line, std::regex(start + "(.*)" + to + "ABSENT'"), "-$1");
+        }
         return lines;
     }
+
+    static constexpr const char* Features[] = {
+        "Servers", "CCM",       "DataSourceMigrationWizard", "PubWiz",
+        "JavaSDK", "DotNETSDK", "MetaDataDesigner",          "COMSDK"};
 };
 
 TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     const struct {
-        const char* chosen;
-        const char* changes;
+        std::set<std::string> chosen;
+        std::vector<std::string> changes;
     } cases[] = {
-        {"", ""},
-        {"Servers", " +CCM +QRPE"},
-        {"PubWiz", " +QRPE"},
-        {"JavaSDK DotNETSDK", " +QRPE +COMSDK"},
-        {"Servers MetaDataDesigner JavaSDK", " +CCM +QRPE +QRPE +KestrelBVM +COMSDK"},
+        {{}, {}},
+        {{"Servers"}, {"+CCM", "+QRPE"}},
+        {{"DataSourceMigrationWizard"}, {"+QRPE"}},
+        {{"PubWiz"}, {"+QRPE"}},
+        {{"JavaSDK"}, {"+QRPE", "+COMSDK"}},
+        {{"DotNETSDK", "JavaSDK"}, {"+QRPE", "+COMSDK"}},
+        {{"MetaDataDesigner", "Servers"}, {"+CCM", "+QRPE", "+QRPE", "+KestrelBVM"}},
     };
     for (const auto& row : cases) {
-        states.clear();
-        std::istringstream chosen(row.chosen);
-        for (std::string feature; chosen >> feature;)
-            states[feature] = INSTALLSTATE_LOCAL;
-        EXPECT_EQ(Changes(UpdateFeatureList), row.changes) << row.chosen;
+        Choose(row.chosen);
+        std::vector<std::string> lines = row.changes;
+        lines.push_back("UpdateFeatureList: InstallMode:. ");
+        EXPECT_EQ(LinesOf(UpdateFeatureList), lines);
     }
-    states = {{"Servers", INSTALLSTATE_SOURCE}, {"PubWiz", INSTALLSTATE_ABSENT}};
-    EXPECT_EQ(Changes(UpdateFeatureList), "") << "only local features count";
+    EXPECT_EQ(StateOf("CCM"), INSTALLSTATE_LOCAL);
+    Choose({"Servers", "PubWiz"}, INSTALLSTATE_SOURCE);
+    EXPECT_EQ(LinesOf(UpdateFeatureList).size(), 1u) << "only local features count";
+
+    SetProperty("LITE", "1");
+    Choose({"JavaSDK"});
+    EXPECT_EQ(LinesOf(UpdateFeatureList).at(1), "-COMSDK") << "the package forbids it";
+    EXPECT_EQ(StateOf("COMSDK"), INSTALLSTATE_ABSENT);
 }
 
 TEST_F(FeatureSelectionTest, TheModeDecidesOnLevelAndRoles) {
-    using Lines = std::vector<std::string>;
-    const struct {
-        const char* upperMode;
-        const char* mixedMode;
-        const char* single;
-        std::vector<int> levels;
-        const char* first;
-        Lines rest;
-    } cases[] = {
-        {"Expand", "", "1", {1}, "Expand. SingleServer.", {"Setting INSTALLLEVEL=1"}},
-        {"",
-         "expand",
-         "",
-         {3},
-         "expand. ",
-         {"Setting INSTALLLEVEL=3", "Expanding multiple server install"}},
-        {"New", "", "x", {}, "New. SingleServer.", {}},
-    };
-    for (const auto& row : cases) {
-        SetProperty("INSTALLMODE", row.upperMode);
-        SetProperty("InstallMode", row.mixedMode);
-        SetProperty("SINGLESERVER", row.single);
-        Changes(UpdateFeatureList);
-        EXPECT_EQ(levels, row.levels) << row.upperMode;
-        Lines lines = row.rest;
-        lines.insert(lines.begin(), std::string("UpdateFeatureList: InstallMode:") + row.first);
-        EXPECT_EQ(LinesOfTheAction(), lines);
-    }
-}
-
-TEST_F(FeatureSelectionTest, ExpansionFollowsTheTickedRoles) {
-    SetProperty("INSTALLMODE", "Expand");
+    const std::string mode = "UpdateFeatureList: InstallMode:";
+    SetProperty("INSTALLMODE", "New");
+    SetProperty("InstallMode", "expand");
+    SetProperty("SINGLESERVER", "x");
     SetProperty("EXPANDAPS", "true"); // only the text "1" ticks
     SetProperty("EXPANDEVENT", "1");
-    const std::string made = Changes(UpdateFeatureList);
-    EXPECT_THAT(made, testing::StartsWith(" -MetaData -Clients -WCAList -APS -CacheServer -Inp"));
-    EXPECT_THAT(made, testing::EndsWith(" +EventServer -ReportAppServer"));
+    EXPECT_THAT(LinesOf(UpdateFeatureList), ElementsAre(mode + "New. SingleServer."));
 
-    SetProperty("SINGLESERVER", "1");
+    SetProperty("INSTALLMODE", "");
     SetProperty("MsiNetAssemblySupport", "");
-    EXPECT_EQ(Changes(UpdateFeatureList),
-              " +WebConnector +HelpFiles -DotNETOnly -JobSvrDotNETOnly");
+    EXPECT_THAT(LinesOf(UpdateFeatureList),
+                ElementsAre(mode + "expand. SingleServer.", "Setting INSTALLLEVEL=1",
+                            "+WebConnector", "+HelpFiles", "-DotNETOnly", "-JobSvrDotNETOnly"));
+    EXPECT_EQ(Property("INSTALLLEVEL"), "1");
+
+    SetProperty("SINGLESERVER", "");
+    EXPECT_THAT(LinesOf(UpdateFeatureList),
+                ElementsAre(mode + "expand. ", "Setting INSTALLLEVEL=3",
+                            "Expanding multiple server install", "-MetaData", "-Clients",
+                            "-WCAList", "-APS", "-CacheServer", "-InputFRS", "-OutputFRS",
+                            "-JobServer", "-PageServer", "-ProgramServer", "-ProcLovServer",
+                            "-DestinationServer", "-ProcLumo", "-Lumo", "+EventServer",
+                            "-ReportAppServer", "-DotNETOnly", "-JobSvrDotNETOnly"));
+    EXPECT_EQ(Property("INSTALLLEVEL"), "3");
 }
 
 TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConflict) {
     const struct {
-        const char* conflict;
-        const char* first;
-        const char* second;
+        const char *conflict, *first, *second;
         bool installed;
     } cases[] = {
         {"2", "2", "", true},   {"4", "1", "2", true}, {"2", "1", "1", false},
@@ -189,25 +151,8 @@ TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConfli
         SetProperty("VX_CMS_CONFLICT", row.conflict);
         SetProperty("UPGRADE_APS_MSDE_SELECTION1", row.first);
         SetProperty("UPGRADE_APS_MSDE_SELECTION2", row.second);
-        EXPECT_EQ(Changes(UpdateFeatureForAPSConflict), row.installed ? " +MSDE" : "")
+        EXPECT_EQ(LinesOf(UpdateFeatureForAPSConflict),
+                  std::vector<std::string>(row.installed ? 1 : 0, "+MSDE"))
             << row.conflict << row.first << row.second;
     }
-}
-
-TEST_F(SessionTest, FeaturesOfARealPackageFollowTheAction) {
-    for (const char* feature : {"Servers", "CCM", "QRPE", "DotNETOnly"})
-        Sql(std::string("INSERT INTO `Feature` (`Feature`, `Display`, `Level`, `Attributes`) "
-                        "VALUES ('") +
-            feature + "', 1, 1, 0)");
-    Sql("INSERT INTO `Condition` (`Feature_`, `Level`, `Condition`) VALUES ('QRPE', 0, 'LITE')");
-    Cost();
-    for (const char* feature : {"CCM", "QRPE"})
-        MsiSetFeatureStateA(session, feature, INSTALLSTATE_ABSENT);
-    MsiSetFeatureStateA(session, "Servers", INSTALLSTATE_LOCAL);
-    MsiSetFeatureStateA(session, "DotNETOnly", INSTALLSTATE_LOCAL);
-    SetProperty("LITE", "1");
-    EXPECT_EQ(UpdateFeatureList(session), ERROR_SUCCESS);
-    EXPECT_EQ(GetFeatureAction(session, "CCM"), INSTALLSTATE_LOCAL);
-    EXPECT_EQ(GetFeatureAction(session, "QRPE"), INSTALLSTATE_ABSENT) << "the package forbids it";
-    EXPECT_EQ(GetFeatureAction(session, "DotNETOnly"), INSTALLSTATE_ABSENT);
 }
