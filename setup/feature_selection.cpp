@@ -1,10 +1,10 @@
-#include "setup/feature_selection.h"
-
+// Which features the user's answers turn on and off.
 #include "frame/action.h"
 #include "frame/feature_state.h"
 #include "frame/session.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace setupactions {
 
@@ -99,37 +99,22 @@ void ExpandServerRoles(MSIHANDLE session) {
     SetInstallLevel(session, ServerRolesLevel);
     LogMessage(session, "Expanding multiple server install");
     SetFeatures(session, NotForServerRoles, Remove);
-    const auto isChosen = [&](const std::string& property) {
-        return PropertyText(session, property.c_str()) == "1";
-    };
-    for (const FeatureChange& change : ServerRoleChanges(isChosen))
-        SetFeatureStateChecked(session, change.feature, change.state);
-}
-
-} // namespace
-
-std::vector<FeatureChange>
-ServerRoleChanges(const std::function<bool(const std::string&)>& isChosen) {
-    std::vector<FeatureChange> changes;
-    const auto add = [&](const Names& features, INSTALLSTATE state) {
-        for (const char* feature : features)
-            changes.push_back({feature, state});
-    };
     bool store = false;
     bool compute = false;
     for (const ServerRole& role : ServerRoles) {
-        const bool chosen = isChosen(role.property);
-        add(role.features, chosen ? Install : Remove);
+        const bool chosen = PropertyText(session, role.property) == "1";
+        SetFeatures(session, role.features, chosen ? Install : Remove);
         if (!chosen)
             continue;
-        add(role.removedWhenChosen, Remove);
+        SetFeatures(session, role.removedWhenChosen, Remove);
         store = store || role.kind == RoleKind::Store;
         compute = compute || role.kind == RoleKind::Compute;
     }
     if (store && !compute)
-        add({DataAccess}, Remove);
-    return changes;
+        SetFeatures(session, {DataAccess}, Remove);
 }
+
+} // namespace
 
 } // namespace setupactions
 

@@ -54,15 +54,15 @@ protected:
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE, FolderKey, "DataBasePath", path);
     }
     void AddTable() {
-        Sql("CREATE TABLE `HalcyonIPService` (`IPService` CHAR(72) NOT NULL, `Component_` CHAR(72) "
-            "NOT NULL, `ServiceName` CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` "
-            "CHAR(72), `Comment` CHAR(255) PRIMARY KEY `IPService`)");
-        AddRow("'1', 'Main', 'halcyon', '6400', 'tcp', 'hal', 'name server'");
-        AddRow("'2', 'Other', 'halrep', '6401', 'udp', '', ''");
+        Sql("CREATE TABLE `HalcyonIPService` (`Component_` CHAR(72) NOT NULL, `ServiceName` "
+            "CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` "
+            "CHAR(72), `Comment` CHAR(255) PRIMARY KEY `Component_`)");
+        AddRow("'Main', 'halcyon', '6400', 'tcp', 'hal', 'name server'");
+        AddRow("'Other', 'halrep', '6401', 'udp', '', ''");
         Cost();
     }
     void AddRow(const char* values) {
-        Sql(Format("INSERT INTO `HalcyonIPService` (`IPService`, `Component_`, `ServiceName`, "
+        Sql(Format("INSERT INTO `HalcyonIPService` (`Component_`, `ServiceName`, "
                    "`Port`, `Protocol`, `Alias`, `Comment`) VALUES (%s)",
                    values));
     }
@@ -110,8 +110,8 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
     AddTable();
-    AddRow("'3', 'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
-    AddRow("'4', 'NoSuchComponent', 'lost', '1', 'tcp', '', ''");
+    AddRow("'NoComponent', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
+    AddRow("'NoSuchComponent', 'lost', '1', 'tcp', '', ''");
     EXPECT_THAT(Run(), ElementsAre(StartsWith(Failure + "service evil is no line"), written));
     EXPECT_EQ(FileText(services), Original + First + Second);
 }
@@ -134,11 +134,6 @@ TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {
     SetFileAttributesA(services.c_str(), FILE_ATTRIBUTE_READONLY);
     expectFailure(services + " is read-only");
     SetFileAttributesA(services.c_str(), FILE_ATTRIBUTE_NORMAL);
-    {
-        const setupactions::FileHandle held(CreateFileA(
-            services.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr));
-        expectFailure("ReplaceFile failed [" + services + ", ");
-    }
     {
         const ReplacedImport<decltype(RefuseWrite)> write("WriteFile", RefuseWrite);
         expectFailure("ReplaceFile failed [" + services + ", 112]");
