@@ -45,10 +45,7 @@ protected:
         SetEnvironmentVariableA("SCRATCH_ETC", Scratch().c_str());
         SetFolder("%SCRATCH_ETC%etc");
         WriteFileText(services, Original);
-        Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`) "
-            "VALUES ('Other', 'INSTALLDIR', 0)");
-        Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) "
-            "VALUES ('Complete', 'Other')");
+        AddComponent("Other");
     }
     static void SetFolder(const std::string& path) {
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE, FolderKey, "DataBasePath", path);
@@ -56,7 +53,7 @@ protected:
     void AddTable() {
         Sql("CREATE TABLE `HalcyonIPService` (`Component_` CHAR(72) NOT NULL, `ServiceName` "
             "CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` "
-            "CHAR(72), `Comment` CHAR(255) PRIMARY KEY `Component_`)");
+            "CHAR(72), `Comment` CHAR(255) PRIMARY KEY `Component_`, `ServiceName`)");
         AddRow("'Main', 'halcyon', '6400', 'tcp', 'hal', 'name server'");
         AddRow("'Other', 'halrep', '6401', 'udp', '', ''");
         Cost();
@@ -110,7 +107,7 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
     AddTable();
-    AddRow("'NoComponent', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
+    AddRow("'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
     AddRow("'NoSuchComponent', 'lost', '1', 'tcp', '', ''");
     EXPECT_THAT(Run(), ElementsAre(StartsWith(Failure + "service evil is no line"), written));
     EXPECT_EQ(FileText(services), Original + First + Second);

@@ -1,3 +1,4 @@
+#include "frame/feature_state.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
@@ -16,8 +17,7 @@ protected:
         old = Scratch() + "old place\\";
         for (const std::string& folder : {old, Scratch() + "other\\"})
             WriteFileInFolders(folder + "Sample.mdb", "x");
-        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
-            "`Sequence`) VALUES ('sample.file', 'Main', 'SAMPLE~1.MDB|sample.mdb', 10, 512, 2)");
+        AddFile("sample.file", "SAMPLE~1.MDB|sample.mdb");
         EXPECT_THAT(Run(), IsEmpty()) << "no table";
         Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL, `Description` "
             "CHAR(255) NOT NULL PRIMARY KEY `DataSource`)");
@@ -40,9 +40,8 @@ protected:
     }
     std::vector<std::string> Run() { return sent.Of(SetODBCPath, session); }
     std::string TargetPath() const {
-        char path[MAX_PATH] = "";
-        DWORD size = sizeof path;
-        EXPECT_EQ(MsiGetTargetPathA(session, "INSTALLDIR", path, &size), ERROR_SUCCESS);
+        std::string path;
+        setupactions::GetTargetPathString(session, "INSTALLDIR", path);
         return path;
     }
 

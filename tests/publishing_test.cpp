@@ -47,9 +47,7 @@ protected:
 TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
     for (const std::string name :
          {"relationship.txt", "PublishUtil.properties", "CUIDList.txt", "runPublishUtil.bat"})
-        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
-            "`Sequence`) VALUES ('" +
-            name + Suffix + "', 'Main', '" + name + "', 10, 512, 2)");
+        AddFile(name + Suffix, name);
     SetProperty("INSTALLDIR", folder);
     SetProperty("NAMESERVER", "cms:6400");
     SetProperty(("unws" + Suffix).c_str(), "C:\\Program Files\\Samples\\unv\\");

@@ -1,6 +1,7 @@
 // The sample package's unzip tool, started as the installer starts it.
 #include "setup/zip_operations.h"
 
+#include "frame/handles.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
