@@ -1,3 +1,5 @@
+#include "setup/services_text.h"
+
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
@@ -5,7 +7,7 @@
 
 #include <gmock/gmock.h>
 
-using setupactions::Format;
+using namespace setupactions;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -15,7 +17,9 @@ namespace {
 const char FolderKey[] = "SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters";
 const std::string Failure = "Failure(ConfServiceFile): ";
 const std::string Original = "# mine\r\necho 7/tcp\r\n";
-const std::string First = "halcyon\t6400/tcp\thal # name server\r\n";
+const IPService Halcyon = {"halcyon", "6400", "tcp", "hal", "name server"};
+const std::string Line = "halcyon\t6400/tcp\thal # name server";
+const std::string First = Line + "\r\n";
 const std::string Second = "halrep\t6401/udp\t # \r\n";
 
 BOOL WINAPI RefuseWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
@@ -34,6 +38,69 @@ BOOL WINAPI RefuseMove(const char*, const char*) {
 }
 
 } // namespace
+
+TEST(ServicesText, AddingAndRemovingComeOutEven) {
+    const struct {
+        std::string text, lineBreak, ownBreak; // of the text's last line, when it lacks
+    } cases[] = {
+        {"", "\r\n", ""},
+        {"echo 7/tcp\r\n", "\r\n", ""},
+        {"\necho 7/tcp\n", "\n", ""},
+        {"echo 7/tcp\nftp 21/tcp", "\n", "\n"},
+        {"# \xE4\xF6\xFC\x81\\", "\r\n", "\r\n"},
+    };
+    for (const auto& row : cases) {
+        const std::string before = row.text + row.ownBreak, after = before + Line + row.lineBreak;
+        EXPECT_EQ(WithServiceLine(row.text, Halcyon), after);
+        EXPECT_EQ(WithServiceLine(after, Halcyon), after);
+        EXPECT_EQ(WithoutServiceLine(after, Halcyon), before);
+    }
+}
+
+TEST(ServicesText, OnlyTheSameNamePortAndProtocolAreKnown) {
+    const std::pair<const char*, bool> cases[] = {
+        {"  HALCYON\t \t6400/TCP\tother # mine", true},
+        {"halcyon 6400/tcp# mine", true},
+        {"halcyon 6400/tcp\r", true},
+        {"# halcyon 6400/tcp", false},
+        {"halcyon # 6400/tcp", false},
+        {"halcyon 6401/tcp", false},
+        {"halcyon 6400/udp", false},
+        {"halcyon2 6400/tcp", false},
+        {"other 6400/tcp halcyon", false},
+        {"halcyon", false},
+    };
+    for (const auto& [line, isKnown] : cases) {
+        const std::string text = std::string("a 1/tcp\n") + line + "\nb 2/tcp\n";
+        EXPECT_EQ(WithServiceLine(text, Halcyon) == text, isKnown) << line;
+        EXPECT_EQ(WithoutServiceLine(text, Halcyon), text) << line << ": not ours to remove";
+    }
+}
+
+TEST(ServicesText, OnlyTheLineAsWrittenIsRemoved) {
+    for (const std::string& kept : {" " + Line, Line + "!", "H" + Line.substr(1), "#" + Line})
+        EXPECT_EQ(WithoutServiceLine("a\r\n" + kept + "\r\nb", Halcyon), "a\r\n" + kept + "\r\nb");
+    EXPECT_EQ(WithoutServiceLine(Line + "\na\n" + Line + " \t", Halcyon), "a\n");
+    // Without alias and comment the line ends in blanks, which editors drop.
+    const IPService plain = {"halcyon", "6400", "tcp", "", ""};
+    EXPECT_EQ(WithServiceLine("", plain), "halcyon\t6400/tcp\t # \r\n");
+    EXPECT_EQ(WithoutServiceLine("halcyon\t6400/tcp\t #\r\n", plain), "");
+}
+
+TEST(ServicesText, RowsAndTextsOutOfShapeAreTold) {
+    EXPECT_TRUE(FitsOneLine({"h", "1", "u", "two names\ttabbed", "a # b / c"}));
+    const IPService cases[] = {{"", "1", "tcp", "", ""},      {"a", "", "tcp", "", ""},
+                               {"a", "1", "", "", ""},        {"a b", "1", "tcp", "", ""},
+                               {"#a", "1", "tcp", "", ""},    {"a\nb", "1", "tcp", "", ""},
+                               {"a", "-1", "tcp", "", ""},    {"a", "1 ", "tcp", "", ""},
+                               {"a", "1", "tcp/udp", "", ""}, {"a", "1", "tcp", "b # c", ""},
+                               {"a", "1", "tcp", "b\n", ""},  {"a", "1", "tcp", "", "b\r\nx 2"}};
+    for (const IPService& row : cases)
+        EXPECT_FALSE(FitsOneLine(row)) << row.name << row.port << row.protocol << row.alias;
+    EXPECT_TRUE(IsPlainText("\xEF\xBB\xBF# \xFF\t\r\n"));
+    EXPECT_FALSE(IsPlainText(std::string("a\0b", 3)));
+    EXPECT_FALSE(IsPlainText("a 1/tcp\r\n\x1A"));
+}
 
 class IPServicesTest : public SessionTest {
 protected:
@@ -66,15 +133,11 @@ protected:
     std::vector<std::string> Run(UINT(WINAPI* action)(MSIHANDLE) = AddIPService) {
         return sent.Of(action, session);
     }
-    std::vector<std::string> FilesOfFolder() const {
-        std::vector<std::string> names;
+    // The path of a replacement that was left beside the file; empty when there is none.
+    std::string Leftover() const {
         WIN32_FIND_DATAA entry;
-        const setupactions::SearchHandle search(FindFirstFileA((folder + "*").c_str(), &entry));
-        do
-            if ((entry.dwFileAttributes & FILE_ATTRIBUTE_DIRECTORY) == 0)
-                names.push_back(entry.cFileName);
-        while (FindNextFileA(search.Get(), &entry));
-        return names;
+        const SearchHandle search(FindFirstFileA((folder + "svc*").c_str(), &entry));
+        return search ? folder + entry.cFileName : "";
     }
 
     std::string folder, services, written;
@@ -102,7 +165,7 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
         EXPECT_THAT(Run(row.action), IsEmpty()) << "once is enough";
         EXPECT_EQ(FileText(services), row.text);
     }
-    EXPECT_THAT(FilesOfFolder(), ElementsAre("services"));
+    EXPECT_EQ(Leftover(), "");
 }
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
@@ -118,7 +181,7 @@ TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {
     const auto expectFailure = [&](const std::string& line, const std::string& text = Original) {
         EXPECT_THAT(Run(), ElementsAre(StartsWith(Failure + line)));
         EXPECT_EQ(FileText(services), text) << line;
-        EXPECT_THAT(FilesOfFolder(), ElementsAre("services")) << line;
+        EXPECT_EQ(Leftover(), "") << line;
     };
     const std::string noFolder = std::string("getServiceFilePath failed [") + FolderKey;
     SetFolder("%NO_SUCH_VARIABLE%\\etc");
@@ -155,6 +218,5 @@ TEST_F(IPServicesTest, AttributesSurviveAndALostFileComesBack) {
     WriteFileText(services, Original);
     const ReplacedImport<decltype(RefuseMove)> move("MoveFileA", RefuseMove);
     EXPECT_THAT(Run(), ElementsAre(Failure + "ReplaceFile failed [" + services + ", 5]"));
-    ASSERT_EQ(FilesOfFolder().size(), 1u) << "the new text is all there is";
-    EXPECT_EQ(FileText(folder + FilesOfFolder()[0]), Original + First + Second);
+    EXPECT_EQ(FileText(Leftover()), Original + First + Second) << "it is all there is";
 }

@@ -1,36 +1,67 @@
-// The sample package's unzip tool, started as the installer starts it.
+// The sample package's unzip tool, with the command line that it is given.
 #include "setup/zip_operations.h"
 
-#include "frame/handles.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
-#include "tests/support/zip_file.h"
 
-#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <process.h>
 
 using namespace setupactions;
+
+namespace {
+
+std::string Number(size_t value, int size) {
+    std::string bytes;
+    for (int i = 0; i < size; ++i)
+        bytes += static_cast<char>(value >> 8 * i & 0xFF);
+    return bytes;
+}
+
+unsigned Crc(const std::string& bytes) {
+    const unsigned polynomial = 0xEDB88320;
+    unsigned crc = ~0u;
+    for (const char byte : bytes) {
+        crc ^= static_cast<unsigned char>(byte);
+        for (int i = 0; i < 8; ++i)
+            crc = crc >> 1 ^ ((crc & 1) != 0 ? polynomial : 0);
+    }
+    return ~crc;
+}
+
+// The archive's bytes, files stored as they are. The names may be ones that no
+// honest program would write.
+std::string ZipFile(const std::vector<std::pair<std::string, std::string>>& entries) {
+    const unsigned version = 20;
+    std::string files, list;
+    for (const auto& [name, content] : entries) {
+        // Neither flags, method nor time.
+        const std::string common = Number(version, 2) + Number(0, 8) + Number(Crc(content), 4) +
+                                   Number(content.size(), 4) + Number(content.size(), 4) +
+                                   Number(name.size(), 2);
+        list +=
+            "PK\1\2" + Number(version, 2) + common + Number(0, 12) + Number(files.size(), 4) + name;
+        files += "PK\3\4" + common + Number(0, 2) + name + content;
+    }
+    return files + list + "PK\5\6" + Number(0, 4) + Number(entries.size(), 2) +
+           Number(entries.size(), 2) + Number(list.size(), 4) + Number(files.size(), 4) +
+           Number(0, 2);
+}
+
+} // namespace
 
 class UnzipTest : public SessionTest {
 protected:
     // Runs the tool with these arguments. Result: its exit code.
-    DWORD RunWith(const std::string& arguments) {
-        const DWORD longestRun = 20000; // milliseconds
-        std::string command = "\"" + BuildFolder() + "unzip.exe\"" + arguments;
-        STARTUPINFOA startup = {};
-        startup.cb = sizeof startup;
-        PROCESS_INFORMATION process = {};
-        EXPECT_TRUE(CreateProcessA(nullptr, &command[0], nullptr, nullptr, FALSE, 0, nullptr,
-                                   Scratch().c_str(), &startup, &process));
-        const KernelHandle handle(process.hProcess), thread(process.hThread);
-        EXPECT_EQ(WaitForSingleObject(handle.Get(), longestRun), WAIT_OBJECT_0) << arguments;
-        DWORD code = 0;
-        GetExitCodeProcess(handle.Get(), &code);
-        return code;
+    static intptr_t RunWith(const std::string& arguments) {
+        const std::string tool = BuildFolder() + "unzip.exe";
+        return _spawnl(_P_WAIT, tool.c_str(), ("unzip" + arguments).c_str(), nullptr);
     }
     // Unpacks an archive of these bytes into "out" of the scratch folder.
-    DWORD Unpack(const std::string& bytes) {
+    intptr_t Unpack(const std::string& bytes) {
         WriteFileInFolders(Scratch() + "test.zip", bytes);
         return RunWith(UnzipArguments(Scratch() + "test.zip", Out()));
     }
@@ -45,51 +76,35 @@ TEST_F(UnzipTest, APackedArchiveIsUnpackedOverWhatIsThere) {
     const std::string sales = Out() + "\\reports by month\\sales.csv";
     WriteFileInFolders(sales, "worn out, and longer than the file that replaces it");
     SetFileAttributesA(sales.c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_EQ(RunWith(UnzipArguments(BuildFolder() + "samples.zip", Out())), 0u);
+    EXPECT_EQ(RunWith(UnzipArguments(BuildFolder() + "samples.zip", Out())), 0);
     EXPECT_EQ(FileText(sales), "month,sales\njanuary,12\nfebruary,7\n");
 }
 
-TEST_F(UnzipTest, PartsOfNamesBecomeFolders) {
-    const std::string large(300000, 'x');
-    EXPECT_EQ(Unpack(ZipFile({{"a/", ""},
-                              {"a/b//c.txt", "c"},
-                              {"./back\\slash.txt", "e"},
-                              {"..f/g...h", ""},
-                              {"large", large}})),
-              0u);
-    EXPECT_EQ(FileText(Out() + "\\a\\b\\c.txt"), "c");
-    EXPECT_EQ(FileText(Out() + "\\back\\slash.txt"), "e");
-    EXPECT_TRUE(IsThere(Out() + "\\..f\\g...h"));
-    EXPECT_EQ(FileText(Out() + "\\large"), large);
-}
-
 TEST_F(UnzipTest, NothingIsWrittenOutsideTheFolder) {
-    const std::string names[] = {
-        "../escaped",
-        "..\\escaped",
-        "a/../../escaped",
-        "a/.. /../escaped",
-        "... /escaped",
-        "/escaped",
-        "\\escaped",
-        "C:\\escaped",
-        "C:escaped",
-        "a:stream",
-        "link/escaped",
-        "a/..",
-        "",
-    };
+    const std::string names[] = {"../escaped",
+                                 "..\\escaped",
+                                 "a/../../escaped",
+                                 "a/.. /../escaped",
+                                 "... /escaped",
+                                 "/escaped",
+                                 "\\escaped",
+                                 "C:\\escaped",
+                                 "C:escaped",
+                                 "a:stream",
+                                 "link/escaped",
+                                 "a/..",
+                                 ""};
     MakeFolders(Out());
     RunUnixShell(Out(), "ln -s .. link");
     for (const std::string& name : names) {
-        EXPECT_EQ(Unpack(ZipFile({{name, "evil"}, {"good.txt", "good"}})), 2u) << name;
+        EXPECT_EQ(Unpack(ZipFile({{name, "evil"}, {"good.txt", "good"}})), 2) << name;
         EXPECT_TRUE(DeleteFileA((Out() + "\\good.txt").c_str())) << "the others are unpacked";
         for (const std::string& folder : {Scratch(), Scratch() + "deep\\", std::string("C:\\")})
             EXPECT_FALSE(IsThere(folder + "escaped")) << name;
     }
 }
 
-TEST_F(UnzipTest, DamagedArchivesAreReported) {
+TEST_F(UnzipTest, DamagedArchivesAndOtherCommandsAreRefused) {
     const std::string whole = ZipFile({{"a.txt", "content"}});
     const auto at = [&](size_t position, const std::string& bytes) {
         std::string changed = whole;
@@ -98,27 +113,17 @@ TEST_F(UnzipTest, DamagedArchivesAreReported) {
     const size_t list = whole.find("PK\1\2");
     const std::pair<const char*, std::string> cases[] = {
         {"empty", ""},
-        {"no archive", "just a text that is longer than the end record of an archive"},
         {"cut off in the list", whole.substr(0, whole.size() - 30)},
-        {"its start is missing", whole.substr(5)},
         {"changed content", at(whole.find("content"), "Content")},
         {"another name in the list than there is room for", at(list + 28, "\xFF\xFF")},
-        {"a size beyond the file's end", at(list + 20, "\xFF\xFF\xFF\x7F")},
-        {"more content than it says", at(list + 24, "\3")},
         {"a header beyond the file's end", at(list + 42, "\xF0\xFF\xFF\xFF")},
-        {"an unknown method", at(list + 10, "\x63")},
         {"broken packed data", at(list + 10, "\x08")},
-        {"encrypted", at(list + 8, "\1")},
         {"more entries than listed", at(whole.size() - 12, "\x05")},
     };
     for (const auto& [what, bytes] : cases) {
-        EXPECT_EQ(Unpack(bytes), 2u) << what;
+        EXPECT_EQ(Unpack(bytes), 2) << what;
         EXPECT_FALSE(IsThere(Out() + "\\a.txt")) << what;
     }
-}
-
-TEST_F(UnzipTest, OtherCommandLinesAreRefused) {
-    EXPECT_EQ(RunWith(UnzipArguments(Scratch() + "missing.zip", Out())), 9u);
-    for (const std::string arguments : {"", " -l \"a\" -d \"b\"", " -qqo \"a\" -d \"b\" more"})
-        EXPECT_EQ(RunWith(arguments), 10u) << arguments;
+    EXPECT_EQ(RunWith(UnzipArguments(Scratch() + "missing.zip", Out())), 9);
+    EXPECT_EQ(RunWith(" -l \"a\" -d \"b\""), 10) << "another command line";
 }
