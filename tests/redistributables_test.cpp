@@ -1,17 +1,23 @@
+#include "setup/redist_source.h"
+
 #include "tests/support/private_registry.h"
 #include "tests/support/refused_processes.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
+#include "tests/support/web_server.h"
 
 #include <gmock/gmock.h>
 
+using namespace setupactions;
 using testing::ElementsAre;
 
 namespace {
 
 const char DataAccess[] = "InstallMDAC.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 const char ScriptHost[] = "InstallScriptHost.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+const Redistributable Tool = {"TOOLCOMMAND", "setup.exe", "/q /d:\"[PLACE]\"", 25100, true};
+const char Checking[] = " - Checking to make sure we can get sourcedir property";
 const char NotesDriver[] = "LaunchLotusDriverInstaller.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 
 // The version of every file that is there.
@@ -23,18 +29,36 @@ UINT WINAPI FileVersion(const char* path, char* buffer, DWORD* size, char*, DWOR
     return ERROR_SUCCESS;
 }
 
-// Installers are then looked for in the English folder alone.
-int WINAPI NoLanguage(LCID, LCTYPE, char*, int) { return 0; }
+const char* language; // null: the system does not tell
+int WINAPI UserLanguage(LCID, LCTYPE type, char* name, int size) {
+    if (language == nullptr || type != LOCALE_SABBREVLANGNAME)
+        return 0;
+    lstrcpynA(name, language, size);
+    return lstrlenA(name) + 1;
+}
+
+std::string resolvedSource; // what "ResolveSource" sets
+UINT WINAPI Resolve(MSIHANDLE session, const char* action) {
+    EXPECT_STREQ(action, "ResolveSource");
+    return MsiSetPropertyA(session, "SourceDir", resolvedSource.c_str());
+}
+
+// Answers none, also for one that is there under another path.
+HMODULE WINAPI NoLibrary(const char* name) {
+    EXPECT_THAT(name, testing::MatchesRegex("C:.windows.system32.urlmon.dll"));
+    return nullptr;
+}
 
 class RedistributablesTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
+        language = nullptr;
+        SetProperty("PLACE", "C:\\some place");
         SetProperty("SourceDir", Scratch());
-        SetProperty("CommonFilesFolder", Scratch() + "Common Files\\");
-        SetProperty("SystemFolder", Scratch() + "system\\");
-        SetProperty("WindowsFolder", Scratch() + "windows\\");
-        SetProperty("TempFolder", Scratch() + "temp\\");
+        for (const std::string folder :
+             {"CommonFilesFolder", "SystemFolder", "WindowsFolder", "TempFolder"})
+            SetProperty(folder.c_str(), Scratch() + folder + "\\");
     }
     void Put(const std::string& file) { WriteFileInFolders(Scratch() + file, "x"); }
 
@@ -49,12 +73,160 @@ protected:
         EXPECT_EQ(Property("NeedReboot"), enough ? "" : "TRUE") << version;
     }
 
+    // Looks for the tool below a source. Result: its program; none when missing.
+    std::string ProgramFrom(const std::string& source, bool isMissing = false) {
+        SetProperty("SourceDir", source);
+        SetProperty(Tool.property, "");
+        sent.lines.clear();
+        sent.shown.clear();
+        EXPECT_EQ(CheckRedist(session, Tool), isMissing ? ERROR_INSTALL_FAILURE : ERROR_SUCCESS);
+        EXPECT_EQ(sent.shown, std::vector<int>(isMissing ? 1 : 0, 25100)) << source;
+        const std::string command = Property(Tool.property);
+        const size_t end = command.find("\" /q /d:\"C:\\some place\"");
+        return end == std::string::npos ? command : command.substr(1, end - 1);
+    }
+
     SentLines sent;
     ReplacedImport<decltype(FileVersion)> fileVersion_{"MsiGetFileVersionA", FileVersion};
-    ReplacedImport<decltype(NoLanguage)> language_{"GetLocaleInfoA", NoLanguage};
+    ReplacedImport<decltype(UserLanguage)> userLanguage_{"GetLocaleInfoA", UserLanguage};
 };
 
 } // namespace
+
+TEST_F(RedistributablesTest, LocalMediaAreSearchedByLanguage) {
+    const struct {
+        const char* language;
+        std::vector<std::string> files; // below redist
+        std::string found;              // empty: none
+    } cases[] = {
+        {"DEU", {"DEU\\setup.exe", "DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setup.exe"},
+        {"DEU", {"DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setupDEU.exe"},
+        {"DEU", {"DEU\\setup.txt", "DE\\setupDE.exe", "en\\setup.exe"}, "DE\\setupDE.exe"},
+        {"DEU", {"en\\setupen.exe", "FRA\\setup.exe"}, "en\\setupen.exe"},
+        {nullptr, {"DEU\\setup.exe"}, ""},
+        {"DEU", {"FRA\\setup.exe", "setup.exe"}, ""},
+    };
+    int number = 0;
+    for (const auto& row : cases) {
+        language = row.language;
+        const std::string redist = Scratch() + std::to_string(++number) + "\\redist\\";
+        for (const std::string& file : row.files)
+            WriteFileInFolders(redist + file, "x");
+        EXPECT_EQ(ProgramFrom(Scratch() + std::to_string(number) + "\\", row.found.empty()),
+                  row.found.empty() ? "" : redist + row.found);
+    }
+}
+
+TEST_F(RedistributablesTest, TheLogTellsEveryTry) {
+    const std::string first = "redist\\DEU\\setup.exe", second = "redist\\DEU\\setupDEU.exe";
+    WriteFileInFolders(Scratch() + second, "x");
+    language = "DEU";
+    ProgramFrom(Scratch());
+    EXPECT_EQ(Property("NeedReboot"), "TRUE");
+    const std::string in = "Format: Buffer in='[SourceDir]", path = "', Path='";
+    std::vector<std::string> lines = {
+        std::string("[CheckRedist]") + Checking,
+        "[CheckRedist] - InstallRedist: SourceDir is " + Scratch(),
+        "[CheckRedist] Calling MKRedistPath with  as asPath.",
+        "Language is: DEU",
+        "[MKRedistPath] calling ResolveRedistPath with path=: ",
+        "[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= DEU, "
+        "FileName= setup, Extension= .exe, asPath= ",
+        std::string("[ResolveRedistPath]") + Checking,
+        "[ResolveRedistPath] running from local media",
+        "[ResolvePath] BEFORE " + in + first + path + "'",
+        "[ResolvePath] AFTER  " + in + first + path + Scratch() + first + "'",
+        "Could not Find File '" + Scratch() + first + "'",
+        "[ResolvePath] BEFORE " + in + second + path + Scratch() + first + "'",
+        "[ResolvePath] AFTER  " + in + second + path + Scratch() + second + "'",
+        "Found file '" + Scratch() + second + "'",
+        "[CheckRedist] - Setting NeedReboot to TRUE"};
+    EXPECT_EQ(sent.lines, lines);
+
+    SetProperty(Tool.property, "own");
+    sent.lines.clear();
+    EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
+    lines.resize(2);
+    EXPECT_EQ(sent.lines, lines) << "a command line that is there is left alone";
+    EXPECT_EQ(Property(Tool.property), "own");
+}
+
+TEST_F(RedistributablesTest, AnEmptySourceIsResolvedOnce) {
+    const ReplacedImport<decltype(Resolve)> resolve("MsiDoActionA", Resolve);
+    EXPECT_EQ(ProgramFrom(""), "") << "a source that stays empty stops nothing";
+    std::string path;
+    EXPECT_FALSE(ResolveRedistPath("setup", session, "[SourceDir]redist", "en", ".exe", path));
+    std::vector<std::string> lines;
+    for (const std::string routine : {"[CheckRedist]", "[ResolveRedistPath]"})
+        for (const std::string line :
+             {Checking, " - Couldn't get SourceDir MsiProperty.Trying to resolve source",
+              " - Checking (again) to make we can get sourcedir property",
+              " - Failed: Couldn't get SourceDir"})
+            lines.push_back(routine + line);
+    sent.lines.erase(sent.lines.begin() + 4); // what ResolveRedistPath was called with
+    EXPECT_EQ(sent.lines, lines);
+
+    resolvedSource = Scratch();
+    WriteFileInFolders(Scratch() + "redist\\en\\setup.exe", "x");
+    EXPECT_EQ(ProgramFrom(""), Scratch() + "redist\\en\\setup.exe");
+}
+
+TEST_F(RedistributablesTest, AWebSourceIsDownloadedByLanguage) {
+    language = "DEU";
+    const std::string content(100000, 'w');
+    const struct {
+        const char* sourceEnd;
+        std::vector<std::string> asked;
+    } cases[] = {
+        {"", {"/redist/DEU/setup.exe"}},
+        {"/a b/", {"/a%20b/redist/DEU/setup.exe", "/a%20b/redist/DEU/setupDEU.exe"}},
+        {"//", {"//redist/DEU/setup.exe"}}, // only one is removed
+        {"",
+         {"/redist/DEU/setup.exe", "/redist/DEU/setupDEU.exe", "/redist/DE/setup.exe",
+          "/redist/DE/setupDE.exe", "/redist/en/setup.exe"}},
+    };
+    for (const auto& row : cases) {
+        WebServer server(WebServer::Files{{row.asked.back(), content}});
+        const std::string program = ProgramFrom(server.Address() + row.sourceEnd);
+        EXPECT_EQ(server.Requests(), row.asked);
+        EXPECT_EQ(FileText(program), content) << program;
+    }
+}
+
+TEST_F(RedistributablesTest, TheLogTellsEveryDownload) {
+    WebServer server(WebServer::Files{{"/redist/en/setupen.exe", "x"}});
+    SetProperty("SourceDir", server.Address());
+    const std::string folder = server.Address() + "/redist/en/";
+    std::string path = "before";
+    ASSERT_TRUE(ResolveRedistPath("setup", session, "[SourceDir]redist", "en", ".exe", path));
+    EXPECT_THAT(path, testing::HasSubstr("]")) << "the cache numbers its files in brackets";
+    const std::string texts = " Format: Buffer in='" + EscapeBrackets(path) + "', Path='" + path;
+    EXPECT_THAT(
+        sent.lines,
+        ElementsAre("[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= en, "
+                    "FileName= setup, Extension= .exe, asPath= before",
+                    std::string("[ResolveRedistPath]") + Checking,
+                    "[ResolveRedistPath] running from web",
+                    "[ResolveRedistPath] Attempt to download from " + folder + "setup.exe",
+                    "Failed to download from: " + folder + "setup.exe: .",
+                    "[ResolveRedistPath] Attempt to download from " + folder + "setupen.exe",
+                    "[ResolveRedistPath] Downloaded from: " + folder + "setupen.exe  To: " + path,
+                    "[ResolveRedistPath] asPath=" + path, "[ResolvePath] BEFORE" + texts + "'",
+                    "[ResolvePath] AFTER " + texts + "'", "Found file '" + path + "'"));
+}
+
+TEST_F(RedistributablesTest, ASourceThatGivesNothingStopsTheInstallation) {
+    WebServer empty(WebServer::Files{});
+    const std::string gone = "http://127.0.0.1:9";
+    for (const std::string& source : {empty.Address(), gone}) {
+        EXPECT_EQ(ProgramFrom(source, true), "");
+        EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to Download from: " + source +
+                                         "/redist/en/setupen.exe  To: ");
+    }
+    const ReplacedImport<decltype(NoLibrary)> load("LoadLibraryA", NoLibrary);
+    ProgramFrom(gone, true);
+    EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
+}
 
 TEST_F(RedistributablesTest, DataAccessIsInstalledBelowItsVersion) {
     const struct {
@@ -67,7 +239,7 @@ TEST_F(RedistributablesTest, DataAccessIsInstalledBelowItsVersion) {
     const std::string installer = "mdac_typ.exe\" /q:a /c:\"dasetup.exe /q /n\"";
     Put("redist\\en\\mdac_typ.exe");
     ExpectCheck(CheckMDACInstalled, DataAccess, false, installer);
-    Put("Common Files\\System\\ole db\\msdadc.dll");
+    Put("CommonFilesFolder\\System\\ole db\\msdadc.dll");
     for (const auto& row : cases) {
         version = row.version;
         ExpectCheck(CheckMDACInstalled, DataAccess, row.enough, installer);
@@ -81,14 +253,14 @@ TEST_F(RedistributablesTest, TheScriptHostIsInstalledWhenAPartOfItLacks) {
         const char* version;
         bool enough;
     } cases[] = {
-        {{"system\\wscript.exe", "system\\vbscript.dll"}, "5.5.0.5207", true},
-        {{"windows\\wscript.exe", "system\\vbscript.dll"}, "5.5.0.5207", true},
-        {{"windows\\wscript.exe", "system\\vbscript.dll"}, "5.5.0.5206", false},
-        {{"system\\vbscript.dll"}, "5.5.0.5207", false},
-        {{"system\\wscript.exe", "windows\\vbscript.dll"}, "5.5.0.5207", false},
+        {{"SystemFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5207", true},
+        {{"WindowsFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5207", true},
+        {{"WindowsFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5206", false},
+        {{"SystemFolder\\vbscript.dll"}, "5.5.0.5207", false},
+        {{"SystemFolder\\wscript.exe", "WindowsFolder\\vbscript.dll"}, "5.5.0.5207", false},
     };
     Put("redist\\en\\script.exe");
-    Put("system\\shlwapi.dll");
+    Put("SystemFolder\\shlwapi.dll");
     for (const auto& row : cases) {
         version = row.version;
         for (const std::string& file : row.files)
@@ -102,7 +274,7 @@ TEST_F(RedistributablesTest, TheScriptHostIsInstalledWhenAPartOfItLacks) {
 TEST_F(RedistributablesTest, WhatCannotBeInstalledStopsTheInstallation) {
     for (auto* check : {CheckMDACInstalled, CheckMDAC25Installed, CheckScriptHost})
         EXPECT_EQ(check(session), ERROR_INSTALL_FAILURE);
-    Put("system\\shlwapi.dll");
+    Put("SystemFolder\\shlwapi.dll");
     EXPECT_EQ(CheckScriptHost(session), ERROR_INSTALL_FAILURE);
     EXPECT_THAT(sent.shown, ElementsAre(25100, 25100, 25108, 25107));
     for (const char* property : {DataAccess, ScriptHost, "NeedReboot"})
@@ -114,7 +286,7 @@ TEST_F(RedistributablesTest, TheNotesDriverIsInstalledWithoutItsKey) {
     SetProperty("NotesSQL.8EEC570B_448B_4F29_9C75_C9B3DB65B4E2", "C:\\Notes SQL\\");
     PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "SOFTWARE\\Lotus\\Lotus NotesSQL driver\\3.01");
     const std::string command =
-        "\"" + Scratch() + "temp\\NotesSQL302c.exe\" -s -a /p\"C:\\Notes SQL\\\" /s";
+        "\"" + Scratch() + "TempFolder\\NotesSQL302c.exe\" -s -a /p\"C:\\Notes SQL\\\" /s";
     EXPECT_THAT(sent.Of(CheckNotesSQL, session),
                 ElementsAre("Setting the Lotus Driver Installer command to '" + command + "'"));
     EXPECT_EQ(Property(NotesDriver), command);

@@ -129,63 +129,56 @@ TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
     const std::string noData = failure + "The full path name of secWindowsNT.dll is empty [",
                       noName = failure + "Couldn't get the Kestrel NT User Group Name [";
     const std::string opened = "Opened the HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite "
-                               "11.0\\Enterprise\\Options key";
-    const std::string calling = "Calling GetKestrelNTGroupName",
-                      notLoaded = "LoadLibrary on  failed";
+                               "11.0\\Enterprise\\Options key",
+                      calling = "Calling GetKestrelNTGroupName";
     EXPECT_THAT(Run(MapNTUserGroupToAPS),
                 ElementsAre(StartsWith(noData), "could not get x86folder from registry.", calling,
-                            notLoaded, noName + "161]"));
+                            "LoadLibrary on  failed", noName + "161]"));
     PrivateRegistry::Key(HKEY_LOCAL_MACHINE, OptionsKey);
     MakeDeferred(PlugInPath); // of no directory
-    EXPECT_THAT(Run(MapNTUserGroupToAPS), ElementsAre(StartsWith(noData), opened,
-                                                      "Failed to get CInfoDirectory from registry",
-                                                      calling, notLoaded, noName + "161]"));
+    EXPECT_THAT(Run(MapNTUserGroupToAPS),
+                ElementsAre(StartsWith(noData), opened,
+                            "Failed to get CInfoDirectory from registry", calling,
+                            "LoadLibrary on  failed", noName + "161]"));
 
-    const std::string script = information + "scripts\\mapNTUserGroup.js";
-    const auto command = [&](const std::string& group) {
-        return "WScript \"" + script + "\" //B //NoLogo /Groupname \"" + group + "\"";
-    };
-    const std::string longName(260, 'g'), name = "Kestrel Users";
-    const std::string mapped =
-        "Success(MapNTUserGroupToAPS): Kestrel NT User Group is mapped to CMS";
-    const std::string ran = "RunRedistProgram(", failed = "pFindKestrelNTUserGroup function failed";
-    const struct {
-        bool hasData;
-        const char* plugIn;
-        const char* answer;
-        std::string group;
-        std::vector<std::string> lines; // the last ones
-    } cases[] = {
-        {true, "plug_in", "0", longName, {ran + command(longName) + "). failed: 2", mapped}},
-        {false, "plug_in_cdecl", "0", name, {ran + command(name) + "). failed: 2", mapped}},
-        {true, "plug_in", "0", "", {noName + "0]"}},
-        {true, "plug_in", "0", "x\" /Other \"y", {noName + "123]"}},
-        {false, "plug_in", "7", name, {failed, noName + "7]"}},
-        {false, "plug_in", "fault", name, {failed, noName + "998]"}},
-    };
     SetDirectories(information, root);
+    InstallPlugIn("plug_in");
+    const std::string longName(260, 'g');
+    PlugInAnswers("0", longName);
+    const std::string script = information + "scripts\\mapNTUserGroup.js",
+                      library = information + PlugInPath,
+                      command =
+                          "WScript \"" + script + "\" //B //NoLogo /Groupname \"" + longName + "\"";
+    RefusedProcesses processes;
+    std::vector<std::string> lines = Run(MapNTUserGroupToAPS);
+    EXPECT_THAT(
+        lines, ElementsAre(StartsWith(noData), opened, "Javascript path " + script,
+                           "Dll Path " + library, "Got the CInfoValue " + information, calling,
+                           "RunRedistProgram(" + command + "). failed: 2",
+                           "Success(MapNTUserGroupToAPS): Kestrel NT User Group is mapped to CMS"));
+    EXPECT_THAT(processes.started, ElementsAre("hidden: " + command));
+    EXPECT_EQ(Calls(), "Find 260;");
+    // From the action data, in any case: all but the registry's lines.
+    MakeDeferred(information + "PLUGINS\\auth\\secwindowsnt\\SECWindowsNT.dll");
+    lines.erase(lines.begin(), lines.begin() + 2);
+    EXPECT_EQ(Run(MapNTUserGroupToAPS), lines);
+
+    const std::string failed = "pFindKestrelNTUserGroup function failed";
+    const struct {
+        const char *answer, *group, *error;
+        std::string before;
+    } cases[] = {{"0", "", "0]", calling},
+                 {"0", "x\" /Other \"y", "123]", calling},
+                 {"7", "Kestrel Users", "7]", failed},
+                 {"fault", "Kestrel Users", "998]", failed}};
+    processes.started.clear();
     for (const auto& row : cases) {
-        MakeDeferred(row.hasData ? information + "PLUGINS\\auth\\secwindowsnt\\SECWindowsNT.dll"
-                                 : "");
-        InstallPlugIn(row.plugIn);
         PlugInAnswers(row.answer, row.group);
-        std::vector<std::string> expected = {"Javascript path " + script,
-                                             "Dll Path " + information + PlugInPath,
-                                             "Got the CInfoValue " + information, calling};
-        expected.insert(expected.end(), row.lines.begin(), row.lines.end());
-        const RefusedProcesses processes;
-        std::vector<std::string> lines = Run(MapNTUserGroupToAPS);
-        if (!row.hasData) {
-            EXPECT_THAT(lines.at(0), StartsWith(noData));
-            EXPECT_EQ(lines.at(1), opened);
-            lines.erase(lines.begin(), lines.begin() + 2);
-        }
-        EXPECT_EQ(lines, expected) << row.answer;
-        EXPECT_EQ(processes.started, row.lines.back() == mapped
-                                         ? std::vector<std::string>{"hidden: " + command(row.group)}
-                                         : std::vector<std::string>{});
-        EXPECT_EQ(Calls(), "Find 260;");
+        lines = Run(MapNTUserGroupToAPS);
+        EXPECT_EQ(lines.back(), noName + row.error);
+        EXPECT_EQ(lines.at(lines.size() - 2), row.before);
     }
+    EXPECT_THAT(processes.started, IsEmpty());
 }
 
 TEST_F(UserGroupTest, TheFolderIsCopiedAndTheCopyRemoved) {
