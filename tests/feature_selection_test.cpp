@@ -19,8 +19,6 @@ protected:
         for (const std::string feature : Features)
             Sql("INSERT INTO `Feature` (`Feature`, `Display`, `Level`, `Attributes`) VALUES ('" +
                 feature + "', 1, 1, 0)");
-        Sql("INSERT INTO `Condition` (`Feature_`, `Level`, `Condition`) "
-            "VALUES ('COMSDK', 0, 'LITE')");
         Cost();
         SetProperty("INSTALLLEVEL", "");
         Choose({});
@@ -65,9 +63,6 @@ TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     }
     Choose({"Servers", "PubWiz"}, INSTALLSTATE_SOURCE);
     EXPECT_EQ(Lines(UpdateFeatureList), last) << "only local features count";
-    SetProperty("LITE", "1");
-    Choose({"JavaSDK"});
-    EXPECT_EQ(Lines(UpdateFeatureList), "+QRPE -COMSDK " + last) << "the package forbids it";
 }
 
 TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {

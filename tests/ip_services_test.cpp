@@ -26,6 +26,13 @@ BOOL WINAPI RefuseWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
     SetLastError(ERROR_DISK_FULL);
     return FALSE;
 }
+// Takes the old file away before it fails, as the system's call may.
+BOOL WINAPI LoseReplaced(const char* replaced, const char*, const char*, DWORD, void*, void*) {
+    DeleteFileA(replaced);
+    SetLastError(ERROR_UNABLE_TO_MOVE_REPLACEMENT);
+    return FALSE;
+}
+
 } // namespace
 
 TEST(ServicesText, AddingAndRemovingComeOutEven) {
@@ -179,4 +186,10 @@ TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {
     const std::string text("a\0 1/tcp\r\n", 9);
     WriteFileText(services, text);
     expectFailure(services + " is no plain text file", text);
+}
+
+TEST_F(IPServicesTest, AFileThatIsLostOnTheWayComesBack) {
+    const ReplacedImport<decltype(LoseReplaced)> replace("ReplaceFileA", LoseReplaced);
+    EXPECT_THAT(Run(), ElementsAre(written));
+    EXPECT_EQ(FileText(services), Original + First + Second);
 }

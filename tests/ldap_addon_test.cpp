@@ -81,7 +81,7 @@ TEST_F(LdapAddOnTest, RubbishAndLinksAreLeftAlone) {
     const std::string cases[] = {"",
                                  "C:",
                                  info.substr(2),
-                                 Scratch() + "sub\\..\\info",
+                                 info + "sub\\..",
                                  Scratch() + "link\\",
                                  Scratch() + "real\\link\\sub",
                                  "C:\\" + std::string(1000, 'x')};
