@@ -62,17 +62,6 @@ protected:
     }
     void Put(const std::string& file) { WriteFileInFolders(Scratch() + file, "x"); }
 
-    // Runs a check, which finds enough or has the installer prepared.
-    void ExpectCheck(UINT(WINAPI* check)(MSIHANDLE), const char* property, bool enough,
-                     const std::string& installer) {
-        SetProperty(property, "");
-        SetProperty("NeedReboot", "");
-        EXPECT_EQ(check(session), ERROR_SUCCESS);
-        const std::string command = "\"" + Scratch() + "redist\\en\\" + installer;
-        EXPECT_EQ(Property(property), enough ? "" : command) << version;
-        EXPECT_EQ(Property("NeedReboot"), enough ? "" : "TRUE") << version;
-    }
-
     // Looks for the tool below a source. Result: its program; none when missing.
     std::string ProgramFrom(const std::string& source, bool isMissing = false) {
         SetProperty("SourceDir", source);
@@ -212,45 +201,48 @@ TEST_F(RedistributablesTest, ASourceThatGivesNothingStopsTheInstallation) {
     EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
 }
 
-TEST_F(RedistributablesTest, DataAccessIsInstalledBelowItsVersion) {
+TEST_F(RedistributablesTest, WhatIsMissingOrTooOldIsInstalled) {
+    const std::string access = "CommonFilesFolder\\System\\ole db\\msdadc.dll",
+                      host = "SystemFolder\\wscript.exe", otherHost = "WindowsFolder\\wscript.exe",
+                      engine = "SystemFolder\\vbscript.dll";
     const struct {
+        UINT(WINAPI* check)(MSIHANDLE);
+        std::vector<std::string> files;
         const char* version;
-        bool enough, enoughFor25;
+        bool isEnough;
     } cases[] = {
-        {"", false, false},           {"2.10.4200.9", false, false}, {"2.10.4201.0", true, false},
-        {"2.50.4402.9", true, false}, {"2.50.4403.0", true, true},   {"10.0.0.0", true, true},
+        {CheckMDACInstalled, {}, "9.0", false},
+        {CheckMDACInstalled, {access}, "", false},
+        {CheckMDACInstalled, {access}, "2.10.4200.9", false},
+        {CheckMDACInstalled, {access}, "2.10.4201.0", true},
+        {CheckMDAC25Installed, {access}, "2.50.4402.9", false},
+        {CheckMDAC25Installed, {access}, "2.50.4403.0", true},
+        {CheckMDAC25Installed, {access}, "10.0.0.0", true},
+        {CheckScriptHost, {host, engine}, "5.5.0.5207", true},
+        {CheckScriptHost, {otherHost, engine}, "5.5.0.5207", true},
+        {CheckScriptHost, {otherHost, engine}, "5.5.0.5206", false},
+        {CheckScriptHost, {engine}, "5.5.0.5207", false},
+        {CheckScriptHost, {host}, "5.5.0.5207", false},
     };
-    const std::string installer = "mdac_typ.exe\" /q:a /c:\"dasetup.exe /q /n\"";
-    Put("redist\\en\\mdac_typ.exe");
-    ExpectCheck(CheckMDACInstalled, DataAccess, false, installer);
-    Put("CommonFilesFolder\\System\\ole db\\msdadc.dll");
+    for (const char* file :
+         {"redist\\en\\mdac_typ.exe", "redist\\en\\script.exe", "SystemFolder\\shlwapi.dll"})
+        Put(file);
     for (const auto& row : cases) {
-        version = row.version;
-        ExpectCheck(CheckMDACInstalled, DataAccess, row.enough, installer);
-        ExpectCheck(CheckMDAC25Installed, DataAccess, row.enoughFor25, installer);
-    }
-}
-
-TEST_F(RedistributablesTest, TheScriptHostIsInstalledWhenAPartOfItLacks) {
-    const struct {
-        std::vector<std::string> files; // besides shlwapi.dll
-        const char* version;
-        bool enough;
-    } cases[] = {
-        {{"SystemFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5207", true},
-        {{"WindowsFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5207", true},
-        {{"WindowsFolder\\wscript.exe", "SystemFolder\\vbscript.dll"}, "5.5.0.5206", false},
-        {{"SystemFolder\\vbscript.dll"}, "5.5.0.5207", false},
-    };
-    Put("redist\\en\\script.exe");
-    Put("SystemFolder\\shlwapi.dll");
-    for (const auto& row : cases) {
-        version = row.version;
+        for (const std::string& file : {access, host, otherHost, engine})
+            DeleteFileA((Scratch() + file).c_str());
         for (const std::string& file : row.files)
             Put(file);
-        ExpectCheck(CheckScriptHost, ScriptHost, row.enough, "script.exe\" /r:n /q:a");
-        for (const std::string& file : row.files)
-            DeleteFileA((Scratch() + file).c_str());
+        version = row.version;
+        for (const char* property : {DataAccess, ScriptHost, "NeedReboot"})
+            SetProperty(property, "");
+        EXPECT_EQ(row.check(session), ERROR_SUCCESS);
+        const std::string command =
+            "\"" + Scratch() + "redist\\en\\" +
+            (row.check == CheckScriptHost ? "script.exe\" /r:n /q:a"
+                                          : "mdac_typ.exe\" /q:a /c:\"dasetup.exe /q /n\"");
+        EXPECT_EQ(Property(row.check == CheckScriptHost ? ScriptHost : DataAccess),
+                  row.isEnough ? "" : command);
+        EXPECT_EQ(Property("NeedReboot"), row.isEnough ? "" : "TRUE") << version;
     }
 }
 

@@ -54,7 +54,6 @@ protected:
 
 private:
     std::string scratch_;
-    std::vector<void*> deferred_;
 };
 
 // True when one of the lines holds the text.
