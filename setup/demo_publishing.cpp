@@ -6,7 +6,7 @@
 #include "frame/guard.h"
 #include "frame/install_registry.h"
 #include "frame/session.h"
-#include "setup/full_path.h"
+#include "setup/path_texts.h"
 
 #include <fstream>
 

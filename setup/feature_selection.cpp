@@ -1,10 +1,10 @@
-#include "setup/feature_selection.h"
-
+// Which features the user's answers turn on and off.
 #include "frame/action.h"
 #include "frame/feature_state.h"
 #include "frame/session.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace setupactions {
 
@@ -66,12 +66,6 @@ const char InstallDatabaseEngine[] = "2";
 // The outcomes of the data-source check in which nothing stands against it.
 const Names NoEngineConflict = {"2", "4"};
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 bool IsInstalled(MSIHANDLE session, const char* feature) {
     return GetFeatureAction(session, feature) == INSTALLSTATE_LOCAL;
 }
@@ -105,37 +99,22 @@ void ExpandServerRoles(MSIHANDLE session) {
     SetInstallLevel(session, ServerRolesLevel);
     LogMessage(session, "Expanding multiple server install");
     SetFeatures(session, NotForServerRoles, Remove);
-    const auto isChosen = [&](const std::string& property) {
-        return Property(session, property.c_str()) == "1";
-    };
-    for (const FeatureChange& change : ServerRoleChanges(isChosen))
-        SetFeatureStateChecked(session, change.feature, change.state);
-}
-
-} // namespace
-
-std::vector<FeatureChange>
-ServerRoleChanges(const std::function<bool(const std::string&)>& isChosen) {
-    std::vector<FeatureChange> changes;
-    const auto add = [&](const Names& features, INSTALLSTATE state) {
-        for (const char* feature : features)
-            changes.push_back({feature, state});
-    };
     bool store = false;
     bool compute = false;
     for (const ServerRole& role : ServerRoles) {
-        const bool chosen = isChosen(role.property);
-        add(role.features, chosen ? Install : Remove);
+        const bool chosen = PropertyText(session, role.property) == "1";
+        SetFeatures(session, role.features, chosen ? Install : Remove);
         if (!chosen)
             continue;
-        add(role.removedWhenChosen, Remove);
+        SetFeatures(session, role.removedWhenChosen, Remove);
         store = store || role.kind == RoleKind::Store;
         compute = compute || role.kind == RoleKind::Compute;
     }
     if (store && !compute)
-        add({DataAccess}, Remove);
-    return changes;
+        SetFeatures(session, {DataAccess}, Remove);
 }
+
+} // namespace
 
 } // namespace setupactions
 
@@ -145,12 +124,12 @@ using namespace setupactions;
 // InstallMode), SINGLESERVER and the EXPAND... check boxes; sets feature
 // states and the install level.
 EXPORTED_ACTION(UpdateFeatureList) {
-    std::string mode = Property(session, "INSTALLMODE");
+    std::string mode = PropertyText(session, "INSTALLMODE");
     if (mode.empty())
-        mode = Property(session, "InstallMode");
+        mode = PropertyText(session, "InstallMode");
     InstallNeededFeatures(session);
 
-    const bool single = !Property(session, "SINGLESERVER").empty();
+    const bool single = !PropertyText(session, "SINGLESERVER").empty();
     LogMessage(session, Format("UpdateFeatureList: InstallMode:%s. %s", mode.c_str(),
                                single ? "SingleServer." : ""));
     if (IsExpandMode(mode) && single)
@@ -167,12 +146,12 @@ EXPORTED_ACTION(UpdateFeatureList) {
 // reads with the dialog's UPGRADE_APS_MSDE_SELECTION1 and 2. Puts the feature
 // MSDE back on when either answer asks for it; never takes it off.
 EXPORTED_ACTION(UpdateFeatureForAPSConflict) {
-    const std::string conflict = Property(session, "VX_CMS_CONFLICT");
+    const std::string conflict = PropertyText(session, "VX_CMS_CONFLICT");
     if (std::find(NoEngineConflict.begin(), NoEngineConflict.end(), conflict) ==
         NoEngineConflict.end())
         return ERROR_SUCCESS;
-    if (Property(session, "UPGRADE_APS_MSDE_SELECTION1") == InstallDatabaseEngine ||
-        Property(session, "UPGRADE_APS_MSDE_SELECTION2") == InstallDatabaseEngine)
+    if (PropertyText(session, "UPGRADE_APS_MSDE_SELECTION1") == InstallDatabaseEngine ||
+        PropertyText(session, "UPGRADE_APS_MSDE_SELECTION2") == InstallDatabaseEngine)
         SetFeatureStateChecked(session, DatabaseEngine, INSTALLSTATE_LOCAL);
     return ERROR_SUCCESS;
 }

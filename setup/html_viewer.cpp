@@ -2,6 +2,7 @@
 #include "frame/action.h"
 #include "frame/files.h"
 #include "frame/session.h"
+#include "setup/path_texts.h"
 
 using namespace setupactions;
 
@@ -11,12 +12,6 @@ const DWORD ActionDataSize = 520;
 const char Separator = '|';
 const char ViewerFolder[] = "htmlviewer";
 const char* const Languages[] = {"en", "de", "fr", "ja"};
-
-std::string Below(const std::string& folder, const char* name) {
-    std::string path;
-    MakePath(path, nullptr, folder.c_str(), name, nullptr);
-    return path;
-}
 
 } // namespace
 
@@ -29,14 +24,14 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
     if (MsiGetPropertyA(session, "CustomActionData", buffer, &size) != ERROR_SUCCESS)
         return ERROR_SUCCESS;
     const std::string data = buffer;
-    const size_t separator = data.find(Separator);
+    const size_t separator = FindCharacter(data, Separator);
     // Without either folder the paths would be those of the current folder.
     if (separator == std::string::npos || separator == 0 || separator + 1 == data.size())
         return ERROR_SUCCESS;
-    const std::string source = Below(data.substr(0, separator), ViewerFolder);
-    const std::string destination = Below(data.substr(separator + 1), ViewerFolder);
+    const std::string source = InFolder(data.substr(0, separator), ViewerFolder);
+    const std::string destination = InFolder(data.substr(separator + 1), ViewerFolder);
     CreateDirectoryA(destination.c_str(), nullptr);
     for (const char* language : Languages)
-        CopyDirectory(session, Below(source, language), Below(destination, language));
+        CopyDirectory(session, InFolder(source, language), InFolder(destination, language));
     return ERROR_SUCCESS;
 }

@@ -4,7 +4,7 @@
 #include "frame/install_registry.h"
 #include "frame/msi_database.h"
 #include "frame/session.h"
-#include "setup/full_path.h"
+#include "setup/path_texts.h"
 #include "setup/services_text.h"
 
 #include <cstring>

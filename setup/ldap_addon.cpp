@@ -4,7 +4,7 @@
 #include "frame/files.h"
 #include "frame/install_registry.h"
 #include "frame/session.h"
-#include "setup/full_path.h"
+#include "setup/path_texts.h"
 
 #include <cstring>
 

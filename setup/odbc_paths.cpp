@@ -7,7 +7,7 @@
 #include "frame/install_registry.h"
 #include "frame/msi_database.h"
 #include "frame/session.h"
-#include "setup/full_path.h"
+#include "setup/path_texts.h"
 
 #include <cstring>
 #include <map>

@@ -3,6 +3,7 @@
 #include "frame/files.h"
 #include "frame/paths.h"
 #include "frame/session.h"
+#include "setup/path_texts.h"
 #include "setup/source_folder.h"
 
 namespace setupactions {
@@ -14,13 +15,6 @@ const char EnglishFolder[] = "en";
 const char RestartProperty[] = "NeedReboot";
 const size_t ShortLanguageLength = 2;
 const int LanguageNameSize = 16; // the system's names have three letters
-
-std::string InFolder(const std::string& folder, const std::string& name,
-                     const std::string& extension = "") {
-    std::string path;
-    MakePath(path, nullptr, folder.c_str(), name.c_str(), extension.c_str());
-    return path;
-}
 
 // Three letters, such as "ENU"; empty when the system does not tell.
 std::string UserLanguageName() {
@@ -64,6 +58,50 @@ bool ResolveOnWeb(MSIHANDLE session, const std::string& folder, const std::strin
     return false;
 }
 
+// Looks for NAME.EXT, then NAMElanguage.EXT, in the language's folder below
+// the parent path (a template), or downloads it from redist/LANGUAGE/ below
+// the source's web address.
+bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::string& parentPath,
+                       const std::string& language, const std::string& extension,
+                       std::string& path) {
+    LogMessage(session, Format("[ResolveRedistPath] called with: ParentPath= %s, Lang= %s, "
+                               "FileName= %s, Extension= %s, asPath= %s",
+                               parentPath.c_str(), language.c_str(), name.c_str(),
+                               extension.c_str(), path.c_str()));
+    std::string source;
+    if (!GetSourceFolder(session, "ResolveRedistPath", source))
+        return false;
+    if (IsWebSource(source)) {
+        LogMessage(session, "[ResolveRedistPath] running from web");
+        const std::string folder = WebAddress(source, "redist/" + language + "/");
+        return ResolveOnWeb(session, folder, name, language, extension, path);
+    }
+    LogMessage(session, "[ResolveRedistPath] running from local media");
+    const std::string folder = InFolder(parentPath, language);
+    return ResolvePath(session, InFolder(folder, name, extension), path) ||
+           ResolvePath(session, InFolder(folder, name + language, extension), path);
+}
+
+// Looks for the file in the folders of the user's language, by its three
+// letters and by the first two of them, then in the English one. True when it
+// was found; the path is then the file's, else that of the last try.
+bool MKRedistPath(MSIHANDLE session, const std::string& parentPath, const std::string& fileName,
+                  std::string& path) {
+    std::string name, extension;
+    SplitPath(fileName, nullptr, nullptr, &name, &extension);
+    const std::string language = UserLanguageName();
+    if (!language.empty()) {
+        LogMessage(session, Format("Language is: %s", language.c_str()));
+        LogMessage(session,
+                   Format("[MKRedistPath] calling ResolveRedistPath with path=: %s", path.c_str()));
+        if (ResolveRedistPath(name, session, parentPath, language, extension, path) ||
+            ResolveRedistPath(name, session, parentPath, language.substr(0, ShortLanguageLength),
+                              extension, path))
+            return true;
+    }
+    return ResolveRedistPath(name, session, parentPath, EnglishFolder, extension, path);
+}
+
 } // namespace
 
 UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
@@ -72,8 +110,7 @@ UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
         return ERROR_SUCCESS;
     LogMessage(session, Format("[CheckRedist] - InstallRedist: SourceDir is %s", source.c_str()));
 
-    std::string path;
-    GetPropertyString(session, redistributable.property, path);
+    std::string path = PropertyText(session, redistributable.property);
     if (!path.empty())
         return ERROR_SUCCESS;
     LogMessage(session,
@@ -97,51 +134,16 @@ UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
     return ERROR_SUCCESS;
 }
 
-bool MKRedistPath(MSIHANDLE session, const std::string& parentPath, const std::string& fileName,
-                  std::string& path) {
-    std::string name, extension;
-    SplitPath(fileName, nullptr, nullptr, &name, &extension);
-    const std::string language = UserLanguageName();
-    if (!language.empty()) {
-        LogMessage(session, Format("Language is: %s", language.c_str()));
-        LogMessage(session,
-                   Format("[MKRedistPath] calling ResolveRedistPath with path=: %s", path.c_str()));
-        if (ResolveRedistPath(name, session, parentPath, language, extension, path) ||
-            ResolveRedistPath(name, session, parentPath, language.substr(0, ShortLanguageLength),
-                              extension, path))
-            return true;
-    }
-    return ResolveRedistPath(name, session, parentPath, EnglishFolder, extension, path);
-}
-
-bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::string& parentPath,
-                       const std::string& language, const std::string& extension,
-                       std::string& path) {
-    LogMessage(session, Format("[ResolveRedistPath] called with: ParentPath= %s, Lang= %s, "
-                               "FileName= %s, Extension= %s, asPath= %s",
-                               parentPath.c_str(), language.c_str(), name.c_str(),
-                               extension.c_str(), path.c_str()));
-    std::string source;
-    if (!GetSourceFolder(session, "ResolveRedistPath", source))
-        return false;
-    if (IsWebSource(source)) {
-        LogMessage(session, "[ResolveRedistPath] running from web");
-        const std::string folder = WebAddress(source, "redist/" + language + "/");
-        return ResolveOnWeb(session, folder, name, language, extension, path);
-    }
-    LogMessage(session, "[ResolveRedistPath] running from local media");
-    const std::string folder = InFolder(parentPath, language);
-    return ResolvePath(session, InFolder(folder, name, extension), path) ||
-           ResolvePath(session, InFolder(folder, name + language, extension), path);
-}
-
 std::string EscapeBrackets(const std::string& text) {
     std::string escaped;
-    for (const char character : text) {
-        if (character == '[' || character == ']')
-            escaped += {'[', '\\', character, ']'};
+    // Character by character: the second byte of one may look like a bracket.
+    for (const char* at = text.c_str(); *at != '\0';) {
+        const char* const next = CharNextA(at);
+        if (*at == '[' || *at == ']')
+            escaped += {'[', '\\', *at, ']'};
         else
-            escaped += character;
+            escaped.append(at, next);
+        at = next;
     }
     return escaped;
 }

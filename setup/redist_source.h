@@ -22,19 +22,6 @@ struct Redistributable {
 // message, when the installer is not found; else 0, also without a SourceDir.
 UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable);
 
-// Looks for the file in the folders of the user's language, by its three
-// letters and by the first two of them, then in the English one. True when it
-// was found; the path is then the file's, else that of the last try.
-bool MKRedistPath(MSIHANDLE session, const std::string& parentPath, const std::string& fileName,
-                  std::string& path);
-
-// Looks for NAME.EXT, then NAMElanguage.EXT, in the language's folder below
-// the parent path (a template), or downloads it from redist/LANGUAGE/ below
-// the source's web address.
-bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::string& parentPath,
-                       const std::string& language, const std::string& extension,
-                       std::string& path);
-
 // The text as a template that the installer formats to the text itself.
 std::string EscapeBrackets(const std::string& text);
 

@@ -100,10 +100,8 @@ EXPORTED_ACTION(CheckNotesSQL) {
         LogMessage(session, "Lotus NotesSQL driver 3.02 is already installed.");
         return ERROR_SUCCESS;
     }
-    std::string temporaryFolder, target;
-    GetPropertyString(session, "TempFolder", temporaryFolder);
-    GetPropertyString(session, NotesDriverFolder, target);
-    const std::string installer = temporaryFolder + NotesDriverInstaller;
+    const std::string installer = PropertyText(session, "TempFolder") + NotesDriverInstaller;
+    const std::string target = PropertyText(session, NotesDriverFolder);
     const std::string command =
         Format("\"%s\" -s -a /p\"%s\" /s", installer.c_str(), target.c_str());
     MsiSetPropertyA(session, NotesDriverCommand, command.c_str());
@@ -124,7 +122,5 @@ EXPORTED_ACTION(InstallRedist) {
 // Runs the command line in ADD_LUMO_DOCS_COMMAND; without one, as in every
 // deferred run, it does nothing.
 EXPORTED_ACTION(AddLumo) {
-    std::string commandLine;
-    GetPropertyString(session, WebDocumentsCommand, commandLine);
-    return RunPrepared(session, commandLine);
+    return RunPrepared(session, PropertyText(session, WebDocumentsCommand));
 }

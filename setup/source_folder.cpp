@@ -21,7 +21,7 @@ using URLDownloadToCacheFileProcedure = HRESULT WINAPI(IUnknown*, const char*, c
 bool GetSourceFolder(MSIHANDLE session, const char* routine, std::string& source) {
     LogMessage(session,
                Format("[%s] - Checking to make sure we can get sourcedir property", routine));
-    GetPropertyString(session, SourceProperty, source);
+    source = PropertyText(session, SourceProperty);
     if (source.empty()) {
         LogMessage(
             session,
@@ -29,7 +29,7 @@ bool GetSourceFolder(MSIHANDLE session, const char* routine, std::string& source
         MsiDoActionA(session, "ResolveSource");
         LogMessage(session, Format("[%s] - Checking (again) to make we can get sourcedir property",
                                    routine));
-        GetPropertyString(session, SourceProperty, source);
+        source = PropertyText(session, SourceProperty);
     }
     if (source.empty())
         LogMessage(session, Format("[%s] - Failed: Couldn't get SourceDir", routine));

@@ -8,7 +8,7 @@
 #include "frame/libraries.h"
 #include "frame/programs.h"
 #include "frame/session.h"
-#include "setup/full_path.h"
+#include "setup/path_texts.h"
 
 #include <cstring>
 
@@ -55,12 +55,6 @@ Library LoadPlugIn(const std::string& path) {
         return Library(LoadLibraryA(path.c_str()));
     SetLastError(ERROR_BAD_PATHNAME);
     return Library();
-}
-
-std::string JoinPath(const std::string& directory, const char* rest) {
-    std::string path;
-    MakePath(path, nullptr, directory.c_str(), rest, nullptr);
-    return path;
 }
 
 void CreateGroup(MSIHANDLE session) {
@@ -155,8 +149,8 @@ void FindScriptAndLibrary(MSIHANDLE session, const char* action, std::string& sc
         if (!ReadInformationDirectory(session, directory))
             return;
     }
-    script = JoinPath(directory, MappingScript);
-    library = JoinPath(directory, PlugInLibrary);
+    script = InFolder(directory, MappingScript);
+    library = InFolder(directory, PlugInLibrary);
     LogMessage(session, Format("Javascript path %s", script.c_str()));
     LogMessage(session, Format("Dll Path %s", library.c_str()));
     LogMessage(session, Format("Got the CInfoValue %s", directory.c_str()));
@@ -192,6 +186,7 @@ DWORD GetKestrelNTGroupName(MSIHANDLE session, const std::string& path, std::str
 }
 
 struct PlugInFolders {
+    std::string information;
     std::string root;
     std::string original;
     std::string copy;
@@ -209,7 +204,7 @@ std::string ReadDirectory(const char* key, const char* valueName) {
 PlugInFolders FindPlugInFolders() {
     const std::string directory = ReadDirectory(OptionsKey, InformationDirectory);
     const std::string root = ReadDirectory(InstallRootKey, InstallRoot);
-    return {root, JoinPath(directory, PlugInFolder), JoinPath(root, CopyFolder)};
+    return {directory, root, InFolder(directory, PlugInFolder), InFolder(root, CopyFolder)};
 }
 
 // An empty or partial directory of the registry would lead to the current folder.
@@ -237,6 +232,13 @@ bool IsSameFolder(const std::string& a, const std::string& b) {
     return Identify(a, ofA) && Identify(b, ofB) &&
            ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
            ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
+}
+
+// True when there is no second tree to copy into: an installation root that is
+// the information directory has none, and one above it holds the original itself.
+bool IsOneTree(const PlugInFolders& folders) {
+    return IsSameFolder(folders.information, folders.root) ||
+           IsSameFolder(folders.original, folders.copy);
 }
 
 // Runs the body. False when something ended it: the error is then the number
@@ -334,7 +336,7 @@ EXPORTED_ACTION(DuplicateSecDLLforAPS) {
         const PlugInFolders folders = FindPlugInFolders();
         if (!AreFullPaths(session, "DuplicateSecDLLforAPS", folders))
             return;
-        if (IsSameFolder(folders.original, folders.copy))
+        if (IsOneTree(folders))
             LogMessage(session,
                        Format("DuplicateSecDLLforAPS: InstallPath %s is the same as CInfoDirectory",
                               folders.root.c_str()));
@@ -353,8 +355,7 @@ EXPORTED_ACTION(RemoveDuplicateSecDLLforAPS) {
     DWORD error = ERROR_SUCCESS;
     const bool completed = Completes(error, [&] {
         const PlugInFolders folders = FindPlugInFolders();
-        if (AreFullPaths(session, "RemoveDuplicateSecDLLforAPS", folders) &&
-            !IsSameFolder(folders.original, folders.copy))
+        if (AreFullPaths(session, "RemoveDuplicateSecDLLforAPS", folders) && !IsOneTree(folders))
             RemoveFolderStructure(session, folders.copy);
     });
     if (!completed)

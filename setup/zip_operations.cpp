@@ -8,6 +8,7 @@
 #include "frame/msi_database.h"
 #include "frame/programs.h"
 #include "frame/session.h"
+#include "setup/path_texts.h"
 #include "setup/source_folder.h"
 
 #include <algorithm>
@@ -112,9 +113,7 @@ bool SetUnZipCmd(MSIHANDLE session, std::string& path) {
         return true;
     }
     LogMessage(session, "[SetUnZipCmd] Unzip.exe running from local media");
-    std::string temporaryFolder;
-    GetPropertyString(session, "TempFolder", temporaryFolder);
-    path = "\"" + temporaryFolder + UnzipTool + "\"";
+    path = "\"" + PropertyText(session, "TempFolder") + UnzipTool + "\"";
     return true;
 }
 
@@ -159,8 +158,13 @@ void HandOverOperations(MSIHANDLE session) {
 void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
     Guarded(session, "RemoveFolderStructure failed", [&] {
         LogMessage(session, Format("[CDFilesDelete] Remove directory %s.", folder.c_str()));
+        // Neither the current folder, which a partial path would lead to, nor a
+        // whole drive ("C:") is ever an archive's own.
         if (folder.empty())
             LogMessage(session, "[RemoveFolderStructure] FolderName is empty.");
+        else if (!IsFullPath(folder))
+            LogMessage(session, Format("[CDFilesDelete] %s is no folder of its own, left alone.",
+                                       folder.c_str()));
         else
             RemoveFolderStructure(session, folder);
         LogMessage(session, "[RemoveFolderStructure] completes.");
@@ -214,14 +218,14 @@ void DeferredUnzip(MSIHANDLE session) {
 bool FieldReader::Take(std::string& field) {
     if (rest_.empty())
         return false;
-    const size_t end = std::min(rest_.find(FieldEnd), rest_.size());
+    const size_t end = std::min(FindCharacter(rest_, FieldEnd), rest_.size());
     field = rest_.substr(0, end);
     rest_.erase(0, end + 1);
     return true;
 }
 
 bool FieldReader::TakeWhole(std::string& field) {
-    return rest_.find(FieldEnd) != std::string::npos && Take(field);
+    return FindCharacter(rest_, FieldEnd) != std::string::npos && Take(field);
 }
 
 std::string UnzipArguments(const std::string& archive, const std::string& folder) {

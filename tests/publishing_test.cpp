@@ -10,20 +10,8 @@ using testing::IsEmpty;
 namespace {
 
 const std::string Suffix = ".51E1B228_523E_4858_8B11_C7BA1538A57C";
-const std::string Action = "AddLumoSamples" + Suffix;
 const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 const char KitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
-
-std::string Properties(const std::string& cms, const std::string& universes,
-                       const std::string& connections, const std::string& relations,
-                       const std::string& documents, const std::string& list) {
-    return "CMS=" + cms + "\r\nPublishUniverse=y\r\nUniverseDirectory=" + universes +
-           "\r\nDataConnectionDirectory=" + connections + "\r\nRelationFile=" + relations +
-           "\r\nPublishDoc=y\r\nFileFolderDirectory=" + documents + "\r\nCUIDList=" + list +
-           "\r\nFolderName=Root Folder\r\nOverwrite=y\r\nAssociateCategory=y\r\n"
-           "GenerateNewCuid=\r\nPublishCorporateDashboardMenu=n\r\n"
-           "CorporateDashboardPublishedFolder=Performance Management\r\nSI_HAS_PROMPT=0\r\n";
-}
 
 } // namespace
 
@@ -31,20 +19,18 @@ class PublishingTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        folder = Scratch() + "my samples\\";
-        MakeFolders(folder);
+        MakeFolders(folder = Scratch() + "my samples\\");
         properties = folder + "PublishUtil.properties";
         batch = folder + "runPublishUtil.bat";
         named = "PublishUtil.properties" + Suffix + "=" + properties;
     }
-
-    void Publish(const std::string& actionData) {
-        DeleteFileA(properties.c_str());
+    std::vector<std::string> Publish(const std::string& actionData) {
         DeleteFileA(batch.c_str());
+        ClearMessages();
         MakeDeferred(actionData);
         EXPECT_EQ(PublishDemo(session), ERROR_SUCCESS);
+        return Log();
     }
-
     // The batch file with this much before "-classpath".
     std::string Batch(const std::string& java) const {
         return "cd /d \"" + folder + "\"\r\n" + java +
@@ -59,13 +45,9 @@ protected:
 };
 
 TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
-    int sequence = 2;
     for (const std::string name :
          {"relationship.txt", "PublishUtil.properties", "CUIDList.txt", "runPublishUtil.bat"})
-        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
-            "`Sequence`) VALUES ('" +
-            name + Suffix + "', 'Main', '" + name + "', 10, 512, " + std::to_string(sequence++) +
-            ")");
+        AddFile(name + Suffix, name);
     SetProperty("INSTALLDIR", folder);
     SetProperty("NAMESERVER", "cms:6400");
     SetProperty(("unws" + Suffix).c_str(), "C:\\Program Files\\Samples\\unv\\");
@@ -73,7 +55,7 @@ TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
     SetProperty("win32_x86", "C:\\bin\\");
     Cost();
     EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
-    const std::string data = Property(Action.c_str());
+    const std::string data = Property(("AddLumoSamples" + Suffix).c_str());
     EXPECT_EQ(data, "NAMESERVER=cms:6400;unws" + Suffix + "=C:\\Program Files\\Samples\\unv\\;" +
                         "UserDocs" + Suffix + "=C:\\docs;relationship.txt" + Suffix + "=" + folder +
                         "relationship.txt;" + named + ";CUIDList.txt" + Suffix + "=" + folder +
@@ -81,15 +63,21 @@ TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
                         ";win32_x86=C:\\bin\\");
     EXPECT_EQ(Property("ADD_LUMO_DOCS_COMMAND"), "cmd /c \"" + batch + "\" ");
 
-    ClearMessages();
-    Publish(data);
+    EXPECT_THAT(Publish(data + ";dataconnections" + Suffix + "=D:\\c"), IsEmpty());
     std::string slashed = folder;
     std::replace(slashed.begin(), slashed.end(), '\\', '/');
     EXPECT_EQ(FileText(properties),
-              Properties("cms:6400", "C:/Program Files/Samples/unv/", "",
-                         slashed + "relationship.txt", "C:/docs", slashed + "CUIDList.txt"));
+              "CMS=cms:6400\r\nPublishUniverse=y\r\n"
+              "UniverseDirectory=C:/Program Files/Samples/unv/\r\nDataConnectionDirectory=D:/c\r\n"
+              "RelationFile=" +
+                  slashed +
+                  "relationship.txt\r\nPublishDoc=y\r\nFileFolderDirectory=C:/docs\r\nCUIDList=" +
+                  slashed +
+                  "CUIDList.txt\r\nFolderName=Root Folder\r\nOverwrite=y\r\nAssociateCategory=y\r\n"
+                  "GenerateNewCuid=\r\nPublishCorporateDashboardMenu=n\r\n"
+                  "CorporateDashboardPublishedFolder=Performance Management\r\n"
+                  "SI_HAS_PROMPT=0\r\n");
     EXPECT_EQ(FileText(batch), Batch("java"));
-    EXPECT_THAT(Log(), IsEmpty());
 }
 
 TEST_F(PublishingTest, JavaIsTheRegisteredRuntimeOrElseTheKit) {
@@ -114,41 +102,24 @@ TEST_F(PublishingTest, JavaIsTheRegisteredRuntimeOrElseTheKit) {
 TEST_F(PublishingTest, DamagedDataWritesNoFileElsewhere) {
     char current[MAX_PATH];
     GetCurrentDirectoryA(sizeof current, current);
-    SetCurrentDirectoryA(Scratch().c_str());
-    const std::string failed = "failed to open file";
-    const std::string longFolder = folder + std::string(300, 'x') + "\\";
+    SetCurrentDirectoryA(folder.c_str());
     const std::string key = "PublishUtil.properties" + Suffix;
-    const struct {
-        std::string data;
-        std::vector<std::string> log;
-    } cases[] = {
-        {"", {failed + "runPublishUtil.bat"}},
-        {"NAMESERVER=cms;" + key, {}}, // cut off within a pair
-        {key + "=PublishUtil.properties", {failed + "runPublishUtil.bat"}},
-        {key + "=" + longFolder + "p", {failed + longFolder + "runPublishUtil.bat"}},
-    };
-    for (const auto& row : cases) {
-        ClearMessages();
-        Publish(row.data);
-        EXPECT_EQ(Log(), row.log) << row.data;
-        EXPECT_FALSE(IsThere("runPublishUtil.bat")) << row.data;
-        EXPECT_FALSE(IsThere("PublishUtil.properties")) << row.data;
-    }
+    const std::string failed = "failed to open file", name = "runPublishUtil.bat";
+    EXPECT_THAT(Publish(""), ElementsAre(failed + name));
+    EXPECT_THAT(Publish(key + "=PublishUtil.properties"), ElementsAre(failed + name));
+    EXPECT_THAT(Publish(named + ";NAMESERVER"), IsEmpty()) << "cut off within a pair";
+    EXPECT_THAT(Publish(key + "=" + folder + "none\\p"),
+                ElementsAre(failed + folder + "none\\" + name));
+    EXPECT_FALSE(IsThere(batch) || IsThere(properties));
     SetCurrentDirectoryA(current);
 
-    // A properties file that cannot be written stops the batch file no more
-    // than a text cut off within a value does.
+    // Each file is written without the other.
     CreateDirectoryA(properties.c_str(), nullptr);
-    ClearMessages();
-    Publish(named + ";NAMESER=x");
+    EXPECT_THAT(Publish(named), IsEmpty());
     EXPECT_EQ(FileText(batch), Batch("java"));
-    EXPECT_THAT(Log(), IsEmpty());
     RemoveDirectoryA(properties.c_str());
-    // A batch file that cannot be written leaves the properties file.
     DeleteFileA(batch.c_str());
     CreateDirectoryA(batch.c_str(), nullptr);
-    ClearMessages();
-    Publish(named + ";NAMESERVER=cms");
-    EXPECT_EQ(FileText(properties), Properties("cms", "", "", "", "", ""));
-    EXPECT_THAT(Log(), ElementsAre(failed + batch));
+    EXPECT_THAT(Publish(named), ElementsAre(failed + batch));
+    EXPECT_EQ(FileText(properties).substr(0, 8), "CMS=\r\nPu") << "what is missing is empty";
 }

@@ -1,21 +1,24 @@
+#include "setup/redist_source.h"
+
 #include "tests/support/private_registry.h"
+#include "tests/support/refused_processes.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
-#include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
+#include "tests/support/web_server.h"
 
 #include <gmock/gmock.h>
 
-using testing::Contains;
+using namespace setupactions;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
 const char DataAccess[] = "InstallMDAC.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 const char ScriptHost[] = "InstallScriptHost.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+const Redistributable Tool = {"TOOLCOMMAND", "setup.exe", "/q /d:\"[PLACE]\"", 25100, true};
+const char Checking[] = " - Checking to make sure we can get sourcedir property";
 const char NotesDriver[] = "LaunchLotusDriverInstaller.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
-const char NotesKey[] = "SOFTWARE\\Lotus\\Lotus NotesSQL driver\\3.02";
 
 // The version of every file that is there.
 std::string version;
@@ -26,178 +29,263 @@ UINT WINAPI FileVersion(const char* path, char* buffer, DWORD* size, char*, DWOR
     return ERROR_SUCCESS;
 }
 
-// Installers are then looked for in the English folder alone.
-int WINAPI NoLanguage(LCID, LCTYPE, char*, int) { return 0; }
+const char* language; // null: the system does not tell
+int WINAPI UserLanguage(LCID, LCTYPE type, char* name, int size) {
+    if (language == nullptr || type != LOCALE_SABBREVLANGNAME)
+        return 0;
+    lstrcpynA(name, language, size);
+    return lstrlenA(name) + 1;
+}
 
-ReplacedImport<void WINAPI(DWORD)>* realSleep;
-void WINAPI BriefSleep(DWORD) { realSleep->Original()(1); }
+std::string resolvedSource; // what "ResolveSource" sets
+UINT WINAPI Resolve(MSIHANDLE session, const char* action) {
+    EXPECT_STREQ(action, "ResolveSource");
+    return MsiSetPropertyA(session, "SourceDir", resolvedSource.c_str());
+}
+
+// Answers none, also for one that is there under another path.
+HMODULE WINAPI NoLibrary(const char* name) {
+    EXPECT_THAT(name, testing::MatchesRegex("C:.windows.system32.urlmon.dll"));
+    return nullptr;
+}
 
 class RedistributablesTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
+        language = nullptr;
+        SetProperty("PLACE", "C:\\some place");
         SetProperty("SourceDir", Scratch());
-        SetProperty("CommonFilesFolder", Scratch() + "Common Files\\");
-        SetProperty("SystemFolder", Scratch() + "system\\");
-        SetProperty("WindowsFolder", Scratch() + "windows\\");
-        SetProperty("TempFolder", Scratch() + "temp\\");
+        for (const std::string folder :
+             {"CommonFilesFolder", "SystemFolder", "WindowsFolder", "TempFolder"})
+            SetProperty(folder.c_str(), Scratch() + folder + "\\");
     }
     void Put(const std::string& file) { WriteFileInFolders(Scratch() + file, "x"); }
 
-    std::string Installer(const std::string& name) { return Scratch() + "redist\\en\\" + name; }
+    // Looks for the tool below a source. Result: its program; none when missing.
+    std::string ProgramFrom(const std::string& source, bool isMissing = false) {
+        SetProperty("SourceDir", source);
+        SetProperty(Tool.property, "");
+        sent.lines.clear();
+        sent.shown.clear();
+        EXPECT_EQ(CheckRedist(session, Tool), isMissing ? ERROR_INSTALL_FAILURE : ERROR_SUCCESS);
+        EXPECT_EQ(sent.shown, std::vector<int>(isMissing ? 1 : 0, 25100)) << source;
+        const std::string command = Property(Tool.property);
+        const size_t end = command.find("\" /q /d:\"C:\\some place\"");
+        return end == std::string::npos ? command : command.substr(1, end - 1);
+    }
 
+    SentLines sent;
     ReplacedImport<decltype(FileVersion)> fileVersion_{"MsiGetFileVersionA", FileVersion};
-    ReplacedImport<decltype(NoLanguage)> language_{"GetLocaleInfoA", NoLanguage};
+    ReplacedImport<decltype(UserLanguage)> userLanguage_{"GetLocaleInfoA", UserLanguage};
 };
 
 } // namespace
 
-TEST_F(RedistributablesTest, DataAccessIsInstalledBelowItsVersion) {
+TEST_F(RedistributablesTest, LocalMediaAreSearchedByLanguage) {
     const struct {
-        const char* version; // null: no file
-        bool enough;
-        bool enoughFor25;
+        const char* language;
+        std::vector<std::string> files; // below redist
+        std::string found;              // empty: none
     } cases[] = {
-        {nullptr, false, false},      {"2.10.4200.9", false, false},
-        {"2.10.4201.0", true, false}, {"2.50.4402.99", true, false},
-        {"2.50.4403.0", true, true},  {"2.50.4403.1", true, true},
-        {"10.0.0.0", true, true},     {"", false, false},
+        {"DEU", {"DEU\\setup.exe", "DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setup.exe"},
+        {"DEU", {"DEU\\setupDEU.exe", "DE\\setup.exe"}, "DEU\\setupDEU.exe"},
+        {"DEU", {"DEU\\setup.txt", "DE\\setupDE.exe", "en\\setup.exe"}, "DE\\setupDE.exe"},
+        {"DEU", {"en\\setupen.exe", "FRA\\setup.exe"}, "en\\setupen.exe"},
+        {nullptr, {"DEU\\setup.exe"}, ""},
+        {"DEU", {"FRA\\setup.exe", "setup.exe"}, ""},
     };
-    Put("redist\\en\\mdac_typ.exe");
+    int number = 0;
     for (const auto& row : cases) {
-        if (row.version != nullptr) {
-            Put("Common Files\\System\\ole db\\msdadc.dll");
-            version = row.version;
-        }
-        for (const auto& [action, enough] :
-             {std::pair(CheckMDACInstalled, row.enough), {CheckMDAC25Installed, row.enoughFor25}}) {
-            SetProperty(DataAccess, "");
-            SetProperty("NeedReboot", "");
-            EXPECT_EQ(action(session), ERROR_SUCCESS);
-            EXPECT_EQ(Property(DataAccess), enough ? ""
-                                                   : "\"" + Installer("mdac_typ.exe") +
-                                                         "\" /q:a /c:\"dasetup.exe /q /n\"")
-                << version;
-            EXPECT_EQ(Property("NeedReboot"), enough ? "" : "TRUE") << version;
-        }
+        language = row.language;
+        const std::string redist = Scratch() + std::to_string(++number) + "\\redist\\";
+        for (const std::string& file : row.files)
+            WriteFileInFolders(redist + file, "x");
+        EXPECT_EQ(ProgramFrom(Scratch() + std::to_string(number) + "\\", row.found.empty()),
+                  row.found.empty() ? "" : redist + row.found);
     }
 }
 
-TEST_F(RedistributablesTest, TheScriptHostIsInstalledWhenAPartOfItLacks) {
-    const char* const shell = "system\\shlwapi.dll";
-    const char* const engine = "system\\vbscript.dll";
-    const struct {
-        std::vector<const char*> files;
-        const char* version;
-        bool enough;
-    } cases[] = {
-        {{shell, "system\\wscript.exe", engine}, "5.5.0.5207", true},
-        {{shell, "windows\\wscript.exe", engine}, "5.5.0.5207", true},
-        {{shell, "windows\\wscript.exe", engine}, "5.5.0.5206", false},
-        {{shell, "windows\\wscript.exe", engine}, "5.4.9.9999", false},
-        {{shell, engine}, "5.5.0.5207", false},
-        {{shell, "system\\wscript.exe"}, "5.5.0.5207", false},
-        {{shell, "system\\wscript.exe", "windows\\vbscript.dll"}, "5.5.0.5207", false},
+TEST_F(RedistributablesTest, TheLogTellsEveryTry) {
+    const std::string first = "redist\\DEU\\setup.exe", second = "redist\\DEU\\setupDEU.exe";
+    WriteFileInFolders(Scratch() + second, "x");
+    language = "DEU";
+    ProgramFrom(Scratch());
+    EXPECT_EQ(Property("NeedReboot"), "TRUE");
+    const std::string in = "Format: Buffer in='[SourceDir]", path = "', Path='";
+    std::vector<std::string> lines = {
+        std::string("[CheckRedist]") + Checking,
+        "[CheckRedist] - InstallRedist: SourceDir is " + Scratch(),
+        "[CheckRedist] Calling MKRedistPath with  as asPath.",
+        "Language is: DEU",
+        "[MKRedistPath] calling ResolveRedistPath with path=: ",
+        "[ResolveRedistPath] called with: ParentPath= [SourceDir]redist, Lang= DEU, "
+        "FileName= setup, Extension= .exe, asPath= ",
+        std::string("[ResolveRedistPath]") + Checking,
+        "[ResolveRedistPath] running from local media",
+        "[ResolvePath] BEFORE " + in + first + path + "'",
+        "[ResolvePath] AFTER  " + in + first + path + Scratch() + first + "'",
+        "Could not Find File '" + Scratch() + first + "'",
+        "[ResolvePath] BEFORE " + in + second + path + Scratch() + first + "'",
+        "[ResolvePath] AFTER  " + in + second + path + Scratch() + second + "'",
+        "Found file '" + Scratch() + second + "'",
+        "[CheckRedist] - Setting NeedReboot to TRUE"};
+    EXPECT_EQ(sent.lines, lines);
+
+    SetProperty(Tool.property, "own");
+    sent.lines.clear();
+    EXPECT_EQ(CheckRedist(session, Tool), ERROR_SUCCESS);
+    lines.resize(2);
+    EXPECT_EQ(sent.lines, lines) << "a command line that is there is left alone";
+    EXPECT_EQ(Property(Tool.property), "own");
+}
+
+TEST_F(RedistributablesTest, AnEmptySourceIsResolvedOnce) {
+    const ReplacedImport<decltype(Resolve)> resolve("MsiDoActionA", Resolve);
+    EXPECT_EQ(ProgramFrom(""), "") << "a source that stays empty stops nothing";
+    std::vector<std::string> lines;
+    for (const std::string line :
+         {Checking, " - Couldn't get SourceDir MsiProperty.Trying to resolve source",
+          " - Checking (again) to make we can get sourcedir property",
+          " - Failed: Couldn't get SourceDir"})
+        lines.push_back("[CheckRedist]" + line);
+    EXPECT_EQ(sent.lines, lines);
+
+    resolvedSource = Scratch();
+    WriteFileInFolders(Scratch() + "redist\\en\\setup.exe", "x");
+    EXPECT_EQ(ProgramFrom(""), Scratch() + "redist\\en\\setup.exe");
+}
+
+TEST_F(RedistributablesTest, AWebSourceIsDownloadedByLanguage) {
+    language = "DEU";
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"", {"/redist/DEU/setup.exe"}},
+        {"//", {"//redist/DEU/setup.exe", "//redist/DEU/setupDEU.exe"}}, // only one is removed
+        {"/",
+         {"/redist/DEU/setup.exe", "/redist/DEU/setupDEU.exe", "/redist/DE/setup.exe",
+          "/redist/DE/setupDE.exe", "/redist/en/setup.exe"}},
     };
-    Put("redist\\en\\script.exe");
+    for (const auto& [sourceEnd, asked] : cases) {
+        WebServer server(WebServer::Files{{asked.back(), "program"}});
+        const std::string program = ProgramFrom(server.Address() + sourceEnd);
+        EXPECT_EQ(server.Requests(), asked);
+        EXPECT_EQ(FileText(program), "program") << program;
+    }
+    language = nullptr;
+    WebServer server(WebServer::Files{{"/redist/en/setupen.exe", "x"}});
+    const std::string path = ProgramFrom(server.Address());
+    EXPECT_THAT(path, testing::HasSubstr("]")) << "the cache numbers its files in brackets";
+    const std::string first = server.Address() + "/redist/en/setup.exe",
+                      second = server.Address() + "/redist/en/setupen.exe",
+                      texts = " Format: Buffer in='" + EscapeBrackets(path) + "', Path='" + path;
+    sent.lines.erase(sent.lines.begin(), sent.lines.begin() + 5); // as from local media
+    EXPECT_THAT(sent.lines,
+                ElementsAre("[ResolveRedistPath] running from web",
+                            "[ResolveRedistPath] Attempt to download from " + first,
+                            "Failed to download from: " + first + ": .",
+                            "[ResolveRedistPath] Attempt to download from " + second,
+                            "[ResolveRedistPath] Downloaded from: " + second + "  To: " + path,
+                            "[ResolveRedistPath] asPath=" + path,
+                            "[ResolvePath] BEFORE" + texts + "'",
+                            "[ResolvePath] AFTER " + texts + "'", "Found file '" + path + "'",
+                            "[CheckRedist] - Setting NeedReboot to TRUE"));
+}
+
+TEST_F(RedistributablesTest, ASourceThatGivesNothingStopsTheInstallation) {
+    const std::string source = "http://127.0.0.1:9";
+    EXPECT_EQ(ProgramFrom(source, true), "");
+    EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to Download from: " + source +
+                                     "/redist/en/setupen.exe  To: ");
+    const ReplacedImport<decltype(NoLibrary)> load("LoadLibraryA", NoLibrary);
+    ProgramFrom(source, true);
+    EXPECT_EQ(sent.lines.back(), "[ResolveRedistPath] Failed to load urlmon.dll");
+}
+
+TEST_F(RedistributablesTest, WhatIsMissingOrTooOldIsInstalled) {
+    const std::string access = "CommonFilesFolder\\System\\ole db\\msdadc.dll",
+                      host = "SystemFolder\\wscript.exe", otherHost = "WindowsFolder\\wscript.exe",
+                      engine = "SystemFolder\\vbscript.dll";
+    const struct {
+        UINT(WINAPI* check)(MSIHANDLE);
+        std::vector<std::string> files;
+        const char* version;
+        bool isEnough;
+    } cases[] = {
+        {CheckMDACInstalled, {}, "9.0", false},
+        {CheckMDACInstalled, {access}, "", false},
+        {CheckMDACInstalled, {access}, "2.10.4200.9", false},
+        {CheckMDACInstalled, {access}, "2.10.4201.0", true},
+        {CheckMDAC25Installed, {access}, "2.50.4402.9", false},
+        {CheckMDAC25Installed, {access}, "2.50.4403.0", true},
+        {CheckMDAC25Installed, {access}, "10.0.0.0", true},
+        {CheckScriptHost, {host, engine}, "5.5.0.5207", true},
+        {CheckScriptHost, {otherHost, engine}, "5.5.0.5207", true},
+        {CheckScriptHost, {otherHost, engine}, "5.5.0.5206", false},
+        {CheckScriptHost, {engine}, "5.5.0.5207", false},
+        {CheckScriptHost, {host}, "5.5.0.5207", false},
+    };
+    for (const char* file :
+         {"redist\\en\\mdac_typ.exe", "redist\\en\\script.exe", "SystemFolder\\shlwapi.dll"})
+        Put(file);
     for (const auto& row : cases) {
-        version = row.version;
-        for (const char* file : row.files)
-            Put(file);
-        SetProperty(ScriptHost, "");
-        SetProperty("NeedReboot", "");
-        EXPECT_EQ(CheckScriptHost(session), ERROR_SUCCESS);
-        EXPECT_EQ(Property(ScriptHost),
-                  row.enough ? "" : "\"" + Installer("script.exe") + "\" /r:n /q:a");
-        EXPECT_EQ(Property("NeedReboot"), row.enough ? "" : "TRUE");
-        for (const char* file : row.files)
+        for (const std::string& file : {access, host, otherHost, engine})
             DeleteFileA((Scratch() + file).c_str());
+        for (const std::string& file : row.files)
+            Put(file);
+        version = row.version;
+        for (const char* property : {DataAccess, ScriptHost, "NeedReboot"})
+            SetProperty(property, "");
+        EXPECT_EQ(row.check(session), ERROR_SUCCESS);
+        const std::string command =
+            "\"" + Scratch() + "redist\\en\\" +
+            (row.check == CheckScriptHost ? "script.exe\" /r:n /q:a"
+                                          : "mdac_typ.exe\" /q:a /c:\"dasetup.exe /q /n\"");
+        EXPECT_EQ(Property(row.check == CheckScriptHost ? ScriptHost : DataAccess),
+                  row.isEnough ? "" : command);
+        EXPECT_EQ(Property("NeedReboot"), row.isEnough ? "" : "TRUE") << version;
     }
 }
 
 TEST_F(RedistributablesTest, WhatCannotBeInstalledStopsTheInstallation) {
-    const struct {
-        UINT(__stdcall* action)(MSIHANDLE);
-        const char* file;
-        int message;
-    } cases[] = {{CheckMDACInstalled, "x", 25100},
-                 {CheckMDAC25Installed, "x", 25100},
-                 {CheckScriptHost, "system\\wscript.exe", 25108},
-                 {CheckScriptHost, "system\\shlwapi.dll", 25107}};
-    for (const auto& row : cases) {
-        Put(row.file);
-        SentLines log;
-        EXPECT_EQ(row.action(session), ERROR_INSTALL_FAILURE);
-        EXPECT_THAT(log.shown, ElementsAre(row.message));
-    }
+    for (auto* check : {CheckMDACInstalled, CheckMDAC25Installed, CheckScriptHost})
+        EXPECT_EQ(check(session), ERROR_INSTALL_FAILURE);
+    Put("SystemFolder\\shlwapi.dll");
+    EXPECT_EQ(CheckScriptHost(session), ERROR_INSTALL_FAILURE);
+    EXPECT_THAT(sent.shown, ElementsAre(25100, 25100, 25108, 25107));
     for (const char* property : {DataAccess, ScriptHost, "NeedReboot"})
         EXPECT_EQ(Property(property), "");
-}
-
-TEST_F(RedistributablesTest, ASecondCheckKeepsWhatTheFirstFound) {
-    Put("redist\\en\\mdac_typ.exe");
-    CheckMDACInstalled(session);
-    const std::string command = Property(DataAccess);
-    DeleteFileA(Installer("mdac_typ.exe").c_str());
-    EXPECT_EQ(CheckMDAC25Installed(session), ERROR_SUCCESS);
-    EXPECT_EQ(Property(DataAccess), command);
-    EXPECT_NE(command, "");
 }
 
 TEST_F(RedistributablesTest, TheNotesDriverIsInstalledWithoutItsKey) {
     const PrivateRegistry registry;
     SetProperty("NotesSQL.8EEC570B_448B_4F29_9C75_C9B3DB65B4E2", "C:\\Notes SQL\\");
     PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "SOFTWARE\\Lotus\\Lotus NotesSQL driver\\3.01");
-    EXPECT_EQ(CheckNotesSQL(session), ERROR_SUCCESS);
     const std::string command =
-        "\"" + Scratch() + "temp\\NotesSQL302c.exe\" -s -a /p\"C:\\Notes SQL\\\" /s";
-    EXPECT_EQ(Property(NotesDriver), command);
-    EXPECT_THAT(Log(),
+        "\"" + Scratch() + "TempFolder\\NotesSQL302c.exe\" -s -a /p\"C:\\Notes SQL\\\" /s";
+    EXPECT_THAT(sent.Of(CheckNotesSQL, session),
                 ElementsAre("Setting the Lotus Driver Installer command to '" + command + "'"));
+    EXPECT_EQ(Property(NotesDriver), command);
 
-    ClearMessages();
     SetProperty(NotesDriver, "");
-    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, NotesKey);
-    EXPECT_EQ(CheckNotesSQL(session), ERROR_SUCCESS);
+    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "SOFTWARE\\Lotus\\Lotus NotesSQL driver\\3.02");
+    EXPECT_THAT(sent.Of(CheckNotesSQL, session),
+                ElementsAre("Lotus NotesSQL driver 3.02 is already installed."));
     EXPECT_EQ(Property(NotesDriver), "");
-    EXPECT_THAT(Log(), ElementsAre("Lotus NotesSQL driver 3.02 is already installed."));
 }
 
-TEST_F(RedistributablesTest, PreparedCommandLinesRun) {
-    ReplacedImport<void WINAPI(DWORD)> sleep("Sleep", BriefSleep);
-    realSleep = &sleep;
-    const std::string child = "\"" + TestProgramFolder() + "child_program.exe\" exit ";
-    const struct {
-        UINT(__stdcall* action)(MSIHANDLE);
-        const char* property;
-        std::string commandLine;
-        const char* result;
-    } cases[] = {
-        {InstallRedist, "CustomActionData", child + "0", "). Return value 0"},
-        {InstallRedist, "CustomActionData", child + "3010", "). Return value 3010"},
-        {InstallRedist, "CustomActionData", "C:\\none.exe", "). failed: 2"},
-        {AddLumo, "ADD_LUMO_DOCS_COMMAND", child + "4", "). Return value 4"},
-    };
-    for (const auto& row : cases) {
-        ClearMessages();
-        SetProperty("CustomActionData", "");
-        SetProperty(row.property, row.commandLine);
-        EXPECT_EQ(row.action(session), ERROR_SUCCESS);
-        EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(" + row.commandLine + row.result));
-        int ticks = 0;
-        for (const Message& message : messages)
-            if (message.text.compare(0, 8, "1: 2 2: ") == 0)
-                ticks += std::atoi(message.text.c_str() + 8);
-        EXPECT_EQ(ticks, 4500000);
+TEST_F(RedistributablesTest, PreparedCommandLinesRunAndNothingElseDoes) {
+    const std::pair<UINT(WINAPI*)(MSIHANDLE), const char*> actions[] = {
+        {InstallRedist, "CustomActionData"}, {AddLumo, "ADD_LUMO_DOCS_COMMAND"}};
+    RefusedProcesses processes;
+    for (const auto& [action, property] : actions) {
+        EXPECT_THAT(sent.Of(action, session),
+                    ElementsAre("Skipping action (CustomActionData is empty)"));
+        EXPECT_THAT(processes.started, ElementsAre());
+        SetProperty(property, "own.exe /q");
+        EXPECT_THAT(sent.Of(action, session),
+                    ElementsAre("RunRedistProgram(own.exe /q). failed: 2"));
+        EXPECT_THAT(processes.started, ElementsAre("shown: own.exe /q"));
+        EXPECT_EQ(messages.back().text, "1: 2 2: 4500000 3: 0 ");
+        processes.started.clear();
     }
-}
-
-TEST_F(RedistributablesTest, WithoutACommandLineNothingRuns) {
-    SetProperty("CustomActionData", "");
-    EXPECT_EQ(InstallRedist(session), ERROR_SUCCESS);
-    SetProperty("CustomActionData", "C:\\of another action.exe");
-    EXPECT_EQ(AddLumo(session), ERROR_SUCCESS);
-    EXPECT_EQ(messages.size(), 2u);
-    for (const std::string& line : Log())
-        EXPECT_EQ(line, "Skipping action (CustomActionData is empty)");
 }

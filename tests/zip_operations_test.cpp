@@ -1,60 +1,37 @@
 #include "setup/zip_operations.h"
 
+#include "setup/redist_source.h"
+#include "tests/support/refused_processes.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
-#include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 #include "tests/support/web_server.h"
-#include "tests/support/zip_file.h"
 
 #include <gmock/gmock.h>
 
 #include <stdexcept>
 
 using namespace setupactions;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 
 namespace {
 
 const char HandOff[] = "UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+const char FirstLine[] = "[UncompressZipFile] UncompressZipFile calling, first line!";
+const std::string Removing = "[CDFilesDelete] Remove directory ";
+const char Removed[] = "[RemoveFolderStructure] completes.";
 
-// Fails for queries on the File table, from opening or from executing on.
-ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, MSIHANDLE*)>* realOpen;
-ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)>* realExecute;
-bool failsToOpen;
-MSIHANDLE viewOfFiles;
-UINT WINAPI OpenView(MSIHANDLE database, const char* query, MSIHANDLE* view) {
-    const bool ofFiles = std::string(query).find("FROM `File`") != std::string::npos;
-    if (ofFiles && failsToOpen)
-        return ERROR_BAD_QUERY_SYNTAX;
-    const UINT result = realOpen->Original()(database, query, view);
-    if (ofFiles)
-        viewOfFiles = *view;
-    return result;
+// The next character where \x83 begins one of two bytes, as in Japanese.
+char* WINAPI NextJapanese(const char* at) {
+    return const_cast<char*>(at) + (*at == '\0' ? 0 : *at == '\x83' && at[1] != '\0' ? 2 : 1);
 }
-UINT WINAPI ExecuteView(MSIHANDLE view, MSIHANDLE record) {
-    return view == viewOfFiles ? UINT(ERROR_FUNCTION_FAILED)
-                               : realExecute->Original()(view, record);
-}
-
-ReplacedImport<void WINAPI(DWORD)>* realSleep;
-void WINAPI BriefSleep(DWORD) { realSleep->Original()(1); }
 
 HANDLE WINAPI ThrowingSearch(const char*, WIN32_FIND_DATAA*) { throw std::runtime_error("x"); }
-DWORD WINAPI FaultingAttributes(const char*) {
-    RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
-    return 0;
-}
-BOOL WINAPI ThrowingStart(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL,
-                          DWORD, void*, const char*, STARTUPINFOA*, PROCESS_INFORMATION*) {
+BOOL WINAPI ThrowingPipe(HANDLE*, HANDLE*, SECURITY_ATTRIBUTES*, DWORD) {
     throw std::runtime_error("x");
 }
-UINT WINAPI NoAction(MSIHANDLE, const char*) { return ERROR_FUNCTION_NOT_CALLED; }
 HMODULE WINAPI NoLibrary(const char*) { return nullptr; }
-FARPROC WINAPI NoProcedure(HMODULE, const char*) { return nullptr; }
 
 class ZipOperationsTest : public SessionTest {
 protected:
@@ -65,314 +42,172 @@ protected:
         SetProperty("TempFolder", Scratch() + "temporary files\\");
     }
 
-    void AddTable() {
+    // An archive in a component of its own, unpacked into a directory.
+    struct Archive {
+        std::string file, directory;
+        INSTALLSTATE state;
+    };
+    void AddTable(const std::vector<Archive>& archives) {
         Sql("CREATE TABLE `KestrelUnzipOperations` (`Zip` CHAR(72) NOT NULL, "
             "`DestinationDirectory` CHAR(72) NOT NULL PRIMARY KEY `Zip`, `DestinationDirectory`)");
-    }
-    // An archive in a component of its own, unpacked into a directory.
-    void AddArchive(const std::string& file, const std::string& directory) {
-        Sql("INSERT INTO `Component` (`Component`, `ComponentId`, `Directory_`, `Attributes`, "
-            "`KeyPath`) VALUES ('C" +
-            file + "', '{0B6E4C0C-9F5A-4E0B-8D0A-5E7C4F2B9A1" + std::to_string(archives_++) +
-            "}', 'INSTALLDIR', 0, '" + file + "')");
-        Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', 'C" +
-            file + "')");
-        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
-            "`Sequence`) VALUES ('" +
-            file + "', 'C" + file + "', 'SHORT" + std::to_string(archives_) + ".ZIP|" + file +
-            " of ours.zip', 10, 512, 1)");
-        AddRow(file, directory);
-    }
-    void AddRow(const std::string& file, const std::string& directory) {
-        Sql("INSERT INTO `KestrelUnzipOperations` (`Zip`, `DestinationDirectory`) VALUES ('" +
-            file + "', '" + directory + "')");
-    }
-    void AddDirectory(const std::string& directory) {
-        Sql("INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES ('" +
-            directory + "', 'INSTALLDIR', '" + directory + "')");
-    }
-    void SetState(const std::string& file, INSTALLSTATE state) {
-        ASSERT_EQ(MsiSetComponentStateA(session, ("C" + file).c_str(), state), ERROR_SUCCESS);
+        for (const std::string directory : {"FIRST", "SECOND"})
+            Sql("INSERT INTO `Directory` (`Directory`, `Directory_Parent`, `DefaultDir`) VALUES "
+                "('" +
+                directory + "', 'INSTALLDIR', '" + directory + "')");
+        for (const auto& [file, directory, state] : archives) {
+            AddComponent("C" + file);
+            AddFile(file, file + " of ours.zip", "C" + file);
+            Sql("INSERT INTO `KestrelUnzipOperations` (`Zip`, `DestinationDirectory`) VALUES ('" +
+                file + "', '" + directory + "')");
+        }
+        Cost();
+        for (const auto& [file, directory, state] : archives)
+            MsiSetComponentStateA(session, ("C" + file).c_str(), state);
     }
 
-    std::string Place(const std::string& below) { return Scratch() + "place" + below; }
-    std::string Archive(const std::string& file) { return Place("\\" + file + " of ours.zip"); }
-    // The hand-off entry of an archive and a folder.
-    std::string Unpacking(const std::string& file, const std::string& folder) {
-        return "install|" + Archive(file) + "|\"" + Scratch() + "temporary files\\unzip.exe\"" +
-               " -qqo \"" + Archive(file) + "\" -d \"" + folder + "\"|";
+    std::string Place(const std::string& below) { return Scratch() + "place\\" + below; }
+    std::string Path(const std::string& file) { return Place(file + " of ours.zip"); }
+    std::string Command(const std::string& file, const std::string& directory) {
+        return "\"" + Scratch() + "temporary files\\unzip.exe\" -qqo \"" + Path(file) + "\" -d \"" +
+               Place(directory) + "\"";
     }
-    void PutTool() {
-        WriteFileInFolders(Scratch() + "temporary files\\x", "");
-        const std::string tests = TestProgramFolder();
-        const std::string tool =
-            tests.substr(0, tests.rfind('\\', tests.size() - 2) + 1) + "unzip.exe";
-        ASSERT_TRUE(
-            CopyFileA(tool.c_str(), (Scratch() + "temporary files\\unzip.exe").c_str(), FALSE));
+    std::string Unpacking(const std::string& file, const std::string& directory) {
+        return "install|" + Path(file) + "|" + Command(file, directory) + "|";
     }
-    void RunDeferred(const std::string& data) {
-        ReplacedImport<void WINAPI(DWORD)> sleep("Sleep", BriefSleep);
-        realSleep = &sleep;
+    const std::vector<std::string>& RunDeferred(const std::string& data) {
         ClearMessages();
         MakeDeferred(data);
-        EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS) << data;
-    }
-    // The messages of one type, as the handler gets them.
-    std::vector<std::string> Sent(INSTALLMESSAGE type) const {
-        std::vector<std::string> texts;
-        for (const Message& message : messages)
-            if (message.type == type)
-                texts.push_back(message.text);
-        return texts;
+        return sent.Of(UncompressZipFile, session);
     }
 
-private:
-    int archives_ = 0;
+    SentLines sent;
 };
 
 } // namespace
 
-TEST_F(ZipOperationsTest, OperationsFollowTheStatesOfTheArchivesComponents) {
-    AddTable();
-    for (const char* file : {"new", "repaired", "gone", "kept", "unasked"})
-        AddArchive(file, "INSTALLDIR");
-    Cost();
-    SetState("new", INSTALLSTATE_LOCAL);
-    SetState("repaired", INSTALLSTATE_LOCAL);
-    SetState("gone", INSTALLSTATE_ABSENT);
-    SetState("kept", INSTALLSTATE_SOURCE);
-    SetState("unasked", INSTALLSTATE_UNKNOWN);
-    ClearMessages();
+TEST_F(ZipOperationsTest, OperationsFollowTheComponentsFolderByFolder) {
+    AddTable({{"new", "FIRST", INSTALLSTATE_LOCAL},
+              {"gone", "SECOND", INSTALLSTATE_ABSENT},
+              {"too", "SECOND", INSTALLSTATE_ABSENT},
+              {"kept", "FIRST", INSTALLSTATE_SOURCE},
+              {"unasked", "FIRST", INSTALLSTATE_UNKNOWN},
+              {"again", "FIRST", INSTALLSTATE_LOCAL}});
+    WriteFileInFolders(Place("SECOND\\deep\\x.txt"), "x");
     EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
-    const std::string handOff = Property(HandOff);
-    EXPECT_EQ(handOff.size(), (Unpacking("new", Place("")) + Unpacking("repaired", Place("")) +
-                               "uninstall|" + Place("") + "|")
-                                  .size());
-    EXPECT_THAT(handOff, HasSubstr(Unpacking("new", Place(""))));
-    EXPECT_THAT(handOff, HasSubstr(Unpacking("repaired", Place(""))));
-    EXPECT_THAT(handOff, HasSubstr("uninstall|" + Place("") + "|"));
-    EXPECT_EQ(Sent(INSTALLMESSAGE_PROGRESS), std::vector<std::string>(2, "1: 3 2: 5000000 3:  "));
+    const std::string removing = "uninstall|" + Place("SECOND") + "|", handOff = Property(HandOff);
+    EXPECT_EQ(handOff,
+              Unpacking("new", "FIRST") + Unpacking("again", "FIRST") + removing + removing);
+    EXPECT_EQ(messages.back().text, "1: 3 2: 5000000 3:  ");
+
+    const RefusedProcesses processes;
+    const std::string commands[] = {Command("new", "FIRST"), Command("again", "FIRST")};
+    EXPECT_THAT(RunDeferred(handOff),
+                ElementsAre("RunRedistProgram(" + commands[0] + "). failed: 2",
+                            "RunRedistProgram(" + commands[1] + "). failed: 2",
+                            Removing + Place("SECOND") + ".", Removed,
+                            Removing + Place("SECOND") + ".", HasSubstr("Invalid handle"),
+                            Removed));
+    EXPECT_THAT(processes.started, ElementsAre("hidden: " + commands[0], "hidden: " + commands[1]));
+    EXPECT_EQ(messages.front().type, INSTALLMESSAGE_ACTIONDATA);
+    EXPECT_EQ(messages.front().text, "1: " + Path("new") + " 2:  ");
+    EXPECT_FALSE(IsThere(Place("SECOND")));
 }
 
-TEST_F(ZipOperationsTest, RowsAreGroupedByDestination) {
-    AddTable();
-    AddDirectory("FIRST");
-    AddDirectory("SECOND");
-    AddArchive("a", "FIRST");
-    AddArchive("b", "SECOND");
-    AddArchive("c", "FIRST");
-    AddRow("a", "SECOND"); // one archive into two folders
-    Cost();
-    for (const char* file : {"a", "b", "c"})
-        SetState(file, INSTALLSTATE_LOCAL);
-    UncompressZipFile(session);
-    const std::string first = Place("\\FIRST"), second = Place("\\SECOND");
-    EXPECT_EQ(Property(HandOff), Unpacking("a", first) + Unpacking("c", first) +
-                                     Unpacking("a", second) + Unpacking("b", second));
-}
-
-TEST_F(ZipOperationsTest, NothingToDoHandsOverNothing) {
-    AddTable();
+TEST_F(ZipOperationsTest, APackageOrRowThatCannotBeReadStopsNothing) {
+    EXPECT_THAT(sent.Of(UncompressZipFile, session),
+                ElementsAre(FirstLine, "UncompressZipFile crashed"));
     SetProperty(HandOff, "stale");
-    EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
+    AddTable({{"a", "FIRST", INSTALLSTATE_LOCAL}});
+    Sql("DROP TABLE `File`");
+    EXPECT_THAT(sent.Of(UncompressZipFile, session),
+                ElementsAre(FirstLine,
+                            "Could not execute SQL 'SELECT `File`.`Component_` FROM `File` WHERE "
+                            "`File`.`File`='a'', assume component installing."));
     EXPECT_EQ(Property(HandOff), "");
-
-    ClearMessages();
-    RunDeferred("");
-    EXPECT_THAT(messages, IsEmpty());
-}
-
-TEST_F(ZipOperationsTest, APackageWithoutTheTableIsACrashThatStopsNothing) {
-    SentLines log;
-    EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
-    EXPECT_THAT(log.lines, ElementsAre("[UncompressZipFile] UncompressZipFile calling, first line!",
-                                       "UncompressZipFile crashed"));
-}
-
-TEST_F(ZipOperationsTest, AnArchiveWhoseComponentIsNotFoundIsPassedOver) {
-    AddTable();
-    AddRow("none", "INSTALLDIR");
-    AddArchive("a", "INSTALLDIR");
-    Cost();
-    SetState("a", INSTALLSTATE_ABSENT);
-    UncompressZipFile(session);
-    EXPECT_EQ(Property(HandOff), "uninstall|" + Place("") + "|");
-
-    ReplacedImport<UINT WINAPI(MSIHANDLE, const char*, MSIHANDLE*)> open("MsiDatabaseOpenViewA",
-                                                                         OpenView);
-    ReplacedImport<UINT WINAPI(MSIHANDLE, MSIHANDLE)> execute("MsiViewExecute", ExecuteView);
-    realOpen = &open;
-    realExecute = &execute;
-    for (const bool opening : {true, false}) {
-        failsToOpen = opening;
-        SentLines log;
-        EXPECT_EQ(UncompressZipFile(session), ERROR_SUCCESS);
-        EXPECT_THAT(log.lines,
-                    Contains("Could not execute SQL 'SELECT `File`.`Component_` FROM `File` WHERE "
-                             "`File`.`File`='a'', assume component installing."));
-        EXPECT_EQ(Property(HandOff), "");
-    }
 }
 
 TEST_F(ZipOperationsTest, TheToolIsFoundBesideTheSource) {
-    AddTable();
-    AddArchive("a", "INSTALLDIR");
-    Cost();
-    SetState("a", INSTALLSTATE_LOCAL);
-    const std::string arguments = UnzipArguments(Archive("a"), Place(""));
-    const auto run = [&](const std::string& source, std::string& command) {
-        SetProperty("SourceDir", source);
-        SentLines log;
-        UncompressZipFile(session);
-        const std::string handOff = Property(HandOff), start = "install|" + Archive("a") + "|";
-        EXPECT_EQ(handOff.compare(0, start.size(), start), 0);
-        command = handOff.substr(start.size(), handOff.size() - start.size() - 1);
-        EXPECT_EQ(log.lines.at(1), "[SetUnZipCmd].");
-        log.lines.erase(log.lines.begin(), log.lines.begin() + 3);
-        return log.lines;
-    };
+    AddTable({{"a", "FIRST", INSTALLSTATE_LOCAL}});
     std::string command;
-    EXPECT_THAT(run(Scratch(), command),
+    // The lines after those of the action's start and the source's check.
+    const auto linesFrom = [&](const std::string& source) {
+        SetProperty("SourceDir", source);
+        std::vector<std::string> lines = sent.Of(UncompressZipFile, session);
+        command = Property(HandOff).substr(("install|" + Path("a") + "|").size());
+        EXPECT_EQ(lines.at(1), "[SetUnZipCmd].");
+        lines.erase(lines.begin(), lines.begin() + 3);
+        return lines;
+    };
+    EXPECT_THAT(linesFrom(Scratch()),
                 ElementsAre("[SetUnZipCmd] Unzip.exe running from local media"));
-    EXPECT_EQ(command, "\"" + Scratch() + "temporary files\\unzip.exe\"" + arguments);
 
+    const std::string arguments = UnzipArguments(Path("a"), Place("FIRST")) + "|";
+    const std::string web = "[SetUnZipCmd] Unzip.exe running from web";
     WebServer server(WebServer::Files{{"/Redist/en/unzip.exe", "tool"}});
     const std::string address = server.Address() + "/Redist/en/unzip.exe";
-    const auto lines = run(server.Address() + "/", command);
+    const std::vector<std::string> lines = linesFrom(server.Address() + "/");
     const std::string tool = command.substr(0, command.find(" -qqo"));
     EXPECT_EQ(command, tool + arguments);
     EXPECT_EQ(FileText(tool), "tool") << tool;
-    EXPECT_THAT(lines, ElementsAre("[SetUnZipCmd] Unzip.exe running from web",
-                                   "[SetUnZipCmd] Downloaded from: " + address + "  To: " + tool));
-    EXPECT_THAT(server.Requests(), ElementsAre("/Redist/en/unzip.exe"));
+    EXPECT_THAT(lines,
+                ElementsAre(web, "[SetUnZipCmd] Downloaded from: " + address + "  To: " + tool));
+    server.Stop();
 
-    // From here on there is no tool: the command begins with its arguments.
-    const auto failing = [&](const std::string& line) {
-        EXPECT_THAT(run(server.Address(), command),
-                    ElementsAre("[SetUnZipCmd] Unzip.exe running from web", line));
-        EXPECT_EQ(command, arguments);
-    };
-    failing("[SetUnZipCmd] Unzip.exe download failed from: " + address + ": .");
-    {
-        const ReplacedImport<HMODULE WINAPI(const char*)> load("LoadLibraryA", NoLibrary);
-        failing("[SetUnZipCmd] Failed to load urlmon.dll");
-    }
-    {
-        const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)> find("GetProcAddress",
-                                                                        NoProcedure);
-        failing("[SetUnZipCmd] Failed to get address for download function");
-    }
-    const ReplacedImport<UINT WINAPI(MSIHANDLE, const char*)> resolve("MsiDoActionA", NoAction);
-    EXPECT_EQ(run("", command).back(), "[SetUnZipCmd] - Failed: Couldn't get SourceDir");
+    // Without a tool the command begins with its arguments.
+    EXPECT_THAT(
+        linesFrom(server.Address()),
+        ElementsAre(web, "[SetUnZipCmd] Unzip.exe download failed from: " + address + ": ."));
+    EXPECT_EQ(command, arguments);
+    const ReplacedImport<decltype(NoLibrary)> load("LoadLibraryA", NoLibrary);
+    EXPECT_THAT(linesFrom(server.Address()),
+                ElementsAre(web, "[SetUnZipCmd] Failed to load urlmon.dll"));
     EXPECT_EQ(command, arguments);
 }
 
-TEST_F(ZipOperationsTest, ArchivesAreUnpackedAndTheirFolderIsRemoved) {
-    AddTable();
-    AddDirectory("SHARED");
-    AddArchive("a", "SHARED");
-    AddArchive("b", "SHARED");
-    Cost();
-    for (const char* file : {"a", "b"})
-        SetState(file, INSTALLSTATE_LOCAL);
-    PutTool();
-    WriteFileInFolders(Archive("a"), ZipFile({{"a file.txt", "a"}, {"both.txt", "a"}}));
-    WriteFileInFolders(Archive("b"), ZipFile({{"deep/b.txt", "b"}, {"both.txt", "b"}}));
-    UncompressZipFile(session);
-    const std::string shared = Place("\\SHARED");
-    for (int run = 0; run < 2; ++run) { // the second is a repair
-        RunDeferred(Property(HandOff));
-        EXPECT_EQ(FileText(shared + "\\a file.txt"), "a");
-        EXPECT_EQ(FileText(shared + "\\deep\\b.txt"), "b");
-        EXPECT_EQ(FileText(shared + "\\both.txt"), "b") << "in the order of the rows";
-        EXPECT_EQ(Sent(INSTALLMESSAGE_ACTIONDATA),
-                  (std::vector<std::string>{"1: " + Archive("a") + " 2:  ",
-                                            "1: " + Archive("b") + " 2:  "}));
-        WriteFileInFolders(shared + "\\a file.txt", "changed");
-    }
-
-    // Both rows remove the folder: the second finds nothing.
-    RunDeferred("uninstall|" + shared + "|uninstall|" + shared + "|");
-    EXPECT_FALSE(IsThere(shared));
-    EXPECT_TRUE(IsThere(Archive("a")));
-}
-
-TEST_F(ZipOperationsTest, AMissingToolIsLoggedAndTheRestIsDone) {
-    const std::string arguments = UnzipArguments("a", "b");
-    for (const std::string& tool : {Scratch() + "unzip.exe", std::string()}) {
-        WriteFileInFolders(Place("\\old\\x.txt"), "x");
-        const std::string command = tool + arguments;
-        RunDeferred("install|a|" + command + "|uninstall|" + Place("\\old") + "|");
-        EXPECT_THAT(Log(), Contains("RunRedistProgram(" + command + "). failed: 2"));
-        EXPECT_FALSE(IsThere(Place("\\old")));
-    }
-}
-
-TEST_F(ZipOperationsTest, ATextCutOffAnywhereRunsAndRemovesNothing) {
-    PutTool();
-    WriteFileInFolders(Place("\\x.txt"), "x");
-    WriteFileInFolders(Archive("a"), ZipFile({{"new.txt", "n"}}));
-    const std::string unpacking = Unpacking("a", Place("")),
-                      removal = "uninstall|" + Place("") + "|";
-    for (const std::string& whole : {unpacking, removal}) {
-        for (size_t length = 0; length < whole.size(); ++length)
-            RunDeferred(whole.substr(0, length));
-        EXPECT_TRUE(IsThere(Place("\\x.txt")));
-        EXPECT_FALSE(IsThere(Place("\\new.txt")));
-    }
-}
-
 TEST_F(ZipOperationsTest, ADamagedHandOffIsReported) {
-    const std::string expecting = "' when expecting 'install' or 'uninstall'.";
+    const auto unexpected = [](const std::string& text) {
+        return "ERROR: DeferredUnzip got '" + text + "' when expecting 'install' or 'uninstall'.";
+    };
+    const std::string noFile = "Couldn't get argument for file from ''";
+    const std::string noCommand = "Couldn't get argument for cmdline from '";
     const struct {
         const char* data;
         std::vector<std::string> lines;
     } cases[] = {
-        {"install", {"Couldn't get argument for file from ''"}},
-        {"install|", {"Couldn't get argument for file from ''"}},
-        {"install|a.zip", {"Couldn't get argument for cmdline from ''"}},
-        {"install|a.zip|", {"Couldn't get argument for cmdline from ''"}},
-        {"install|a.zip|unz", {"Couldn't get argument for cmdline from 'unz'"}},
-        {"uninstall", {}},
+        {"", {}},
+        {"install", {noFile}},
+        {"install|C:\\a.zip", {noCommand + "'"}},
+        {"install|a|unzip", {noCommand + "unzip'"}}, // cut off: not run
+        {"install|a|unzip|x", {"RunRedistProgram(unzip). failed: 2", unexpected("x")}},
         {"uninstall|", {}},
-        {"uninstall|C:\\x", {"ERROR: DeferredUnzip got 'C:\\x" + expecting}},
-        {"uninstall||",
-         {"[CDFilesDelete] Remove directory .", "[RemoveFolderStructure] FolderName is empty.",
-          "[RemoveFolderStructure] completes."}},
-        {"Install|x||install|",
-         {"ERROR: DeferredUnzip got 'Install" + expecting,
-          "ERROR: DeferredUnzip got 'x" + expecting, "ERROR: DeferredUnzip got '" + expecting,
-          "Couldn't get argument for file from ''"}},
+        {"uninstall|Q:\\x", {unexpected("Q:\\x")}}, // cut off: not removed
+        {"uninstall||", {Removing + ".", "[RemoveFolderStructure] FolderName is empty.", Removed}},
+        {"uninstall|Q:|",
+         {Removing + "Q:.", "[CDFilesDelete] Q: is no folder of its own, left alone.", Removed}},
+        {"Install||install|", {unexpected("Install"), unexpected(""), noFile}},
     };
-    for (const auto& row : cases) {
-        SentLines log;
-        RunDeferred(row.data);
-        EXPECT_EQ(log.lines, row.lines) << row.data;
-    }
+    const RefusedProcesses processes;
+    for (const auto& row : cases)
+        EXPECT_EQ(RunDeferred(row.data), row.lines) << row.data;
 }
 
 TEST_F(ZipOperationsTest, WhatFailsInsideStaysInside) {
-    WriteFileInFolders(Place("\\old\\x.txt"), "x");
-    const std::string removal = "uninstall|" + Place("\\old") + "|";
-    const std::string line = "[CDFilesDelete] Remove directory " + Place("\\old") + ".";
     {
-        const ReplacedImport<HANDLE WINAPI(const char*, WIN32_FIND_DATAA*)> search("FindFirstFileA",
-                                                                                   ThrowingSearch);
-        SentLines log;
-        RunDeferred(removal);
-        EXPECT_THAT(log.lines, ElementsAre(line, "RemoveFolderStructure failed"));
+        const ReplacedImport<decltype(ThrowingSearch)> search("FindFirstFileA", ThrowingSearch);
+        EXPECT_THAT(RunDeferred("uninstall|Q:\\x|what"),
+                    ElementsAre(Removing + "Q:\\x.", "RemoveFolderStructure failed",
+                                HasSubstr("got 'what'")));
     }
-    {
-        const ReplacedImport<DWORD WINAPI(const char*)> attributes("GetFileAttributesA",
-                                                                   FaultingAttributes);
-        SentLines log;
-        RunDeferred(removal + "what");
-        EXPECT_THAT(log.lines, ElementsAre(line, "RemoveFolderStructure failed",
-                                           HasSubstr("DeferredUnzip got 'what'")));
-    }
-    const ReplacedImport<decltype(ThrowingStart)> start("CreateProcessA", ThrowingStart);
-    SentLines log;
-    RunDeferred("install|a|b|" + removal);
-    EXPECT_THAT(log.lines, ElementsAre("DeferredZip crashed."));
-    EXPECT_TRUE(IsThere(Place("\\old\\x.txt")));
+    const ReplacedImport<decltype(ThrowingPipe)> pipe("CreatePipe", ThrowingPipe);
+    EXPECT_THAT(RunDeferred("install|a|b|what"), ElementsAre("DeferredZip crashed."));
+}
+
+TEST(TwoByteCharacters, AreWholeInFieldsAndTemplates) {
+    EXPECT_EQ(EscapeBrackets("C:\\a[1][.exe"), "C:\\a[\\[]1[\\]][\\[].exe");
+    const ReplacedImport<decltype(NextJapanese)> next("CharNextA", NextJapanese);
+    EXPECT_EQ(EscapeBrackets("\x83[\x83][\x83"), "\x83[\x83][\\[]\x83");
+    FieldReader fields("C:\\\x83|x|rest");
+    std::string field;
+    EXPECT_TRUE(fields.TakeWhole(field));
+    EXPECT_EQ(field, "C:\\\x83|x");
 }

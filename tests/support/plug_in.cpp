@@ -1,7 +1,7 @@
 // A security plug-in for tests. What it answers stands in the environment:
-//   PLUG_IN_RESULT  the result of every export; "fault" writes to address 0
+//   PLUG_IN_RESULT  the result of every export: a number, "argument" for the
+//                   one that it was given, "fault" to write to address 0 instead
 //   PLUG_IN_GROUP   the group's name, in as many characters as it has
-// PLUG_IN_CALLS takes the name of each export called, and its argument.
 #include <windows.h>
 
 #include <cstdlib>
@@ -13,15 +13,13 @@ static std::string Variable(const char* name) {
     return value;
 }
 
-static unsigned Answer(const char* name, unsigned long argument) {
-    const std::string calls = Variable("PLUG_IN_CALLS") + name + " " + std::to_string(argument);
-    SetEnvironmentVariableA("PLUG_IN_CALLS", (calls + ";").c_str());
+static unsigned Answer(unsigned long argument) {
     const std::string result = Variable("PLUG_IN_RESULT");
     if (result == "fault") {
         volatile int* volatile nowhere = nullptr;
         *nowhere = 1; // cppcheck-suppress nullPointer
     }
-    return static_cast<unsigned>(std::atoi(result.c_str()));
+    return result == "argument" ? argument : static_cast<unsigned>(std::atoi(result.c_str()));
 }
 
 #define EXPORTED extern "C" __declspec(dllexport) unsigned PLUG_IN_CONVENTION
@@ -29,11 +27,11 @@ EXPORTED CreateNTUserGroup(unsigned long session);
 EXPORTED DeleteNTUserGroup(unsigned long session);
 EXPORTED FindKestrelNTUserGroup(char* name, unsigned long size);
 
-EXPORTED CreateNTUserGroup(unsigned long session) { return Answer("Create", session); }
-EXPORTED DeleteNTUserGroup(unsigned long session) { return Answer("Delete", session); }
+EXPORTED CreateNTUserGroup(unsigned long session) { return Answer(session); }
+EXPORTED DeleteNTUserGroup(unsigned long session) { return Answer(session); }
 EXPORTED FindKestrelNTUserGroup(char* name, unsigned long size) {
     const std::string group = Variable("PLUG_IN_GROUP");
     for (unsigned long i = 0; i < size; ++i) // no zero at the end when it fills the buffer
         name[i] = i < group.size() ? group[i] : '\0';
-    return Answer("Find", size);
+    return Answer(size);
 }

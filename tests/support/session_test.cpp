@@ -86,6 +86,20 @@ void SessionTest::Sql(const std::string& query) const {
     ASSERT_EQ(RunSql(database.Get(), query), ERROR_SUCCESS) << query;
 }
 
+void SessionTest::AddComponent(const std::string& component) const {
+    Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`) VALUES ('" + component +
+        "', 'INSTALLDIR', 0)");
+    Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', '" +
+        component + "')");
+}
+
+void SessionTest::AddFile(const std::string& key, const std::string& name,
+                          const std::string& component) const {
+    Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
+        "`Sequence`) VALUES ('" +
+        key + "', '" + component + "', '" + name + "', 10, 512, 2)");
+}
+
 void SessionTest::Cost() const {
     for (const char* action : {"CostInitialize", "FileCost", "CostFinalize"})
         ASSERT_EQ(MsiDoActionA(session, action), ERROR_SUCCESS) << action;

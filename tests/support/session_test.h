@@ -28,6 +28,12 @@ protected:
     // the test when it does not execute.
     void Sql(const std::string& query) const;
 
+    // Adds a component of the package's only feature, in INSTALLDIR; a file in a
+    // component. Before costing.
+    void AddComponent(const std::string& component) const;
+    void AddFile(const std::string& key, const std::string& name,
+                 const std::string& component = "Main") const;
+
     // Runs costing: target paths, feature and component states are then known.
     void Cost() const;
 
