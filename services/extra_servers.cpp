@@ -110,7 +110,9 @@ std::vector<std::string> ListServices(SC_HANDLE manager) {
         const bool done =
             EnumServicesStatusA(manager, AllServiceTypes, SERVICE_STATE_ALL, services.data(),
                                 static_cast<DWORD>(size), &needed, &count, &resume) != FALSE;
-        if (!done && GetLastError() != ERROR_MORE_DATA)
+        // Both errors may stand for a buffer that is too small.
+        if (!done && GetLastError() != ERROR_MORE_DATA &&
+            GetLastError() != ERROR_INSUFFICIENT_BUFFER)
             return names;
         // A piece that did not move the resume handle holds nothing, whatever
         // its count says: the buffer was too small for any service.
