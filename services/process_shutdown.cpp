@@ -32,8 +32,8 @@ std::vector<DWORD> ReadProcesses(EnumProcessesFunction* enumProcesses) {
     do {
         size *= 2;
         identifiers.assign(size / sizeof(DWORD), 0);
-        returned = 0;
-        enumProcesses(identifiers.data(), size, &returned);
+        if (!enumProcesses(identifiers.data(), size, &returned))
+            return {};
     } while (returned >= size);
     identifiers.resize(returned / sizeof(DWORD));
     return identifiers;

@@ -1,7 +1,7 @@
 #include "web/web_handoff.h"
 
 #include "frame/session.h"
-#include "tests/support/replaced_import.h"
+#include "tests/support/failing_installer_calls.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
@@ -37,10 +37,6 @@ UINT Collect(MSIHANDLE, const CIniHandOffRow& row, void* context) {
     static_cast<std::vector<std::string>*>(context)->push_back(row.Get("VirtualDir"));
     return static_cast<UINT>(row.GetNumber("Attribute"));
 }
-
-UINT WINAPI RefuseView(MSIHANDLE, const char*, MSIHANDLE*) { return ERROR_BAD_QUERY_SYNTAX; }
-UINT WINAPI RefuseFetch(MSIHANDLE, MSIHANDLE*) { return ERROR_INVALID_HANDLE_STATE; }
-MSIHANDLE WINAPI NoDatabase(MSIHANDLE) { return 0; }
 
 } // namespace
 
@@ -146,14 +142,10 @@ TEST_F(WebHandOffTest, QueriesThatFailAreLoggedAndEndNothing) {
         EXPECT_THAT(Log(), ElementsAre(line));
     };
     {
-        const ReplacedImport<decltype(RefuseView)> open("MsiDatabaseOpenViewA", RefuseView);
+        const FailingExecute execute;
         expect("SaveTableToIniFile: Couldn't execute view SELECT * FROM HalcyonWebVirtualDir");
     }
-    {
-        const ReplacedImport<decltype(RefuseFetch)> fetch("MsiViewFetch", RefuseFetch);
-        expect("SaveTable failed of unknown error");
-    }
-    const ReplacedImport<decltype(NoDatabase)> database("MsiGetActiveDatabase", NoDatabase);
+    const FailingFetch fetch(0);
     expect("SaveTable failed of unknown error");
 }
 

@@ -2,19 +2,11 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 
 namespace {
-
-const int MostRequests = 50;
-
-void Check(bool worked, const char* what) {
-    if (worked)
-        return;
-    std::fprintf(stderr, "the web server cannot %s: error %d\n", what, WSAGetLastError());
-    std::exit(1);
-}
 
 // A name that no other server has, not even one of an earlier run.
 std::string NewFolder() {
@@ -27,42 +19,30 @@ std::string NewFolder() {
 std::string ReadRequest(SOCKET client) {
     std::string request;
     char buffer[4096];
-    while (request.find("\r\n\r\n") == std::string::npos) {
-        const int size = recv(client, buffer, sizeof buffer, 0);
-        if (size <= 0)
-            return "";
-        request.append(buffer, static_cast<size_t>(size));
+    for (int size = 1; size > 0 && request.find("\r\n\r\n") == std::string::npos;) {
+        size = recv(client, buffer, sizeof buffer, 0);
+        request.append(buffer, static_cast<size_t>(std::max(size, 0)));
     }
-    const size_t pathStart = 4;
-    if (request.compare(0, pathStart, "GET ") != 0)
-        return "";
-    return request.substr(pathStart, request.find(' ', pathStart) - pathStart);
-}
-
-void Send(SOCKET client, const std::string& text) {
-    for (size_t sent = 0; sent < text.size();) {
-        const int size = send(client, text.data() + sent, static_cast<int>(text.size() - sent), 0);
-        if (size <= 0)
-            return;
-        sent += static_cast<size_t>(size);
-    }
+    const size_t start = request.find("GET ") == 0 ? 4 : request.size();
+    return request.substr(start, request.find(' ', start) - start);
 }
 
 } // namespace
 
 WebServer::WebServer(Files files) : files_(std::move(files)), folder_(NewFolder()) {
     WSADATA data;
-    Check(WSAStartup(MAKEWORD(2, 2), &data) == 0, "start");
-    listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
-    Check(listener_ != INVALID_SOCKET, "open a socket");
     sockaddr_in address = {};
     address.sin_family = AF_INET;
     address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    auto* const bound = reinterpret_cast<sockaddr*>(&address);
     int size = sizeof address;
-    Check(bind(listener_, reinterpret_cast<sockaddr*>(&address), size) == 0, "bind");
-    Check(listen(listener_, SOMAXCONN) == 0, "listen");
-    Check(getsockname(listener_, reinterpret_cast<sockaddr*>(&address), &size) == 0,
-          "tell its port");
+    if (WSAStartup(MAKEWORD(2, 2), &data) != 0 ||
+        (listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) == INVALID_SOCKET ||
+        bind(listener_, bound, size) != 0 || listen(listener_, SOMAXCONN) != 0 ||
+        getsockname(listener_, bound, &size) != 0) {
+        std::fprintf(stderr, "the web server does not start: error %d\n", WSAGetLastError());
+        std::exit(1);
+    }
     port_ = ntohs(address.sin_port);
     thread_ = std::thread([this] { Serve(); });
 }
@@ -85,7 +65,7 @@ const std::vector<std::string>& WebServer::Requests() {
 }
 
 void WebServer::Serve() {
-    for (int i = 0; i < MostRequests; ++i) {
+    for (;;) {
         const SOCKET client = accept(listener_, nullptr, nullptr);
         if (client == INVALID_SOCKET)
             return;
@@ -99,12 +79,11 @@ void WebServer::Answer(SOCKET client) {
     path.erase(0, path.compare(0, folder_.size(), folder_) == 0 ? folder_.size() : 0);
     requests_.push_back(path);
     const auto file = files_.find(path);
-    if (file == files_.end()) {
-        Send(client, "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\n"
-                     "Connection: close\r\nContent-Length: 0\r\n\r\n");
-        return;
-    }
-    Send(client, "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
+    std::string answer = "HTTP/1.1 302 Found\r\nLocation: http://127.0.0.1:1/\r\n"
+                         "Connection: close\r\nContent-Length: 0\r\n\r\n";
+    if (file != files_.end())
+        answer = "HTTP/1.1 200 OK\r\nContent-Type: application/octet-stream\r\n"
                  "Connection: close\r\nContent-Length: " +
-                     std::to_string(file->second.size()) + "\r\n\r\n" + file->second);
+                 std::to_string(file->second.size()) + "\r\n\r\n" + file->second;
+    send(client, answer.data(), static_cast<int>(answer.size()), 0);
 }
