@@ -65,35 +65,29 @@ class ExtraServersTest : public ServicesTest {
 } // namespace
 
 TEST_F(ServerServicesTest, EachActionShowsChangesAndReportsItsService) {
-    const std::string server = "1: Central Management Server 2:  ",
-                      database = "1: MSSQLServer 2:  ";
-    const std::string ticks = "UseProgressTime: 3000000 ticks", progress = "1: 2 2: 3000000 3: 0 ";
-    const auto already = [](const char* service) {
-        return Format("Service %s ignoring request...", service);
-    };
+    const std::string server = "1: Central Management Server 2:  ";
+    const std::string ignored = ", ignoring request...\n",
+                      ticks = "UseProgressTime: 3000000 ticks\n";
     const struct {
         UINT(__stdcall* action)(MSIHANDLE);
         DWORD state; // what it wants
-        std::vector<std::string> texts;
+        size_t shownAt;
+        std::string shown, trace;
     } cases[] = {
-        {StopAPSService, SERVICE_STOPPED, {server, already("TRNWCentralMS already stopped,")}},
-        {StartAPSService,
-         SERVICE_RUNNING,
-         {"Starting CMS", server, already("TRNWCentralMS already running,"), ticks, progress}},
-        {StartSQLService,
-         SERVICE_RUNNING,
-         {database, already("MSSQLServer already running,"), ticks, progress}},
+        {StopAPSService, SERVICE_STOPPED, 0, server,
+         "Service TRNWCentralMS already stopped" + ignored},
+        {StartAPSService, SERVICE_RUNNING, 1, server,
+         "Starting CMS\nService TRNWCentralMS already running" + ignored + ticks},
+        {StartSQLService, SERVICE_RUNNING, 0,
+         "1: MSSQLServer 2:  ", "Service MSSQLServer already running" + ignored + ticks},
     };
     for (const auto& row : cases) {
         services = {{"TRNWCentralMS", row.state}, {"MSSQLServer", row.state}};
         ClearMessages();
         EXPECT_EQ(row.action(session), ERROR_SUCCESS);
-        ASSERT_EQ(messages.size(), row.texts.size());
-        for (size_t i = 0; i < messages.size(); ++i) {
-            EXPECT_THAT(messages[i].text, testing::EndsWith(row.texts[i]));
-            EXPECT_EQ(messages[i].type == INSTALLMESSAGE_ACTIONDATA,
-                      row.texts[i] == server || row.texts[i] == database);
-        }
+        EXPECT_EQ(Trace(), row.trace);
+        EXPECT_EQ(messages.at(row.shownAt).type, INSTALLMESSAGE_ACTIONDATA);
+        EXPECT_EQ(messages[row.shownAt].text, row.shown);
     }
     const ReplacedImport<decltype(Crash)> crash("OpenSCManagerA", Crash);
     EXPECT_EQ(StartAPSService(session), ERROR_SUCCESS);
