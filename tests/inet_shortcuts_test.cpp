@@ -44,7 +44,7 @@ TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
     const std::string longPath(1500, 'p'), longAddress = "http://" + longPath + "?" + longPath;
     SetProperty("LONG", longPath);
     MakeTable({"http://a", "http://[LONG]?" + longPath, "[NONE]", "http://removed", "http://source",
-               "http://f", "http://g/%"});
+               "http://f", "http://g/%", ""});
     MsiSetComponentStateA(session, "D", INSTALLSTATE_ABSENT);
     MsiSetComponentStateA(session, "E", INSTALLSTATE_SOURCE);
     const std::string other = "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=";
@@ -53,14 +53,15 @@ TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     const std::string notInstalling = "' not installing, no keypath created.";
     // The engine expands the brackets of the line for F.
-    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"), Wrote("B", longAddress), Wrote("C", ""),
-                                   "CreateInetShortcuts: Component 'D" + notInstalling,
-                                   "CreateInetShortcuts: Component 'E" + notInstalling,
-                                   "CreateInetShortctus: FileName; Unable to format '" +
-                                       FileOf("F") + "', skipping this entry.",
-                                   "CreateInetShortcuts: VirutalDirectory; Unable to format "
-                                   "'http://g/%', skipping this entry.",
-                                   "CreateInetShortcuts: Complete, no more items."));
+    EXPECT_THAT(Log(),
+                ElementsAre(Wrote("A", "http://a"), Wrote("B", longAddress), Wrote("C", ""),
+                            "CreateInetShortcuts: Component 'D" + notInstalling,
+                            "CreateInetShortcuts: Component 'E" + notInstalling,
+                            "CreateInetShortctus: FileName; Unable to format '" + FileOf("F") +
+                                "', skipping this entry.",
+                            "CreateInetShortcuts: VirutalDirectory; Unable to format "
+                            "'http://g/%', skipping this entry.",
+                            Wrote("H", ""), "CreateInetShortcuts: Complete, no more items."));
     EXPECT_EQ(FileText(FileOf("A")), other + "http://a\r\n");
     EXPECT_EQ(FileText(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
     EXPECT_EQ(FileText(FileOf("C")), "[InternetShortcut]\r\nURL=\r\n");

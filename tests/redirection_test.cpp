@@ -104,7 +104,6 @@ TEST_F(RedirectionTest, EachCallRedirectsItsOwnRows) {
 }
 
 TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
-    registry_.Key(HKEY_LOCAL_MACHINE, "Other");
     MakeTable({{"A", "", "Path"},
                {"B", "[NONE]", "[NONE]"},
                {"C", "Gone", "Path"},
@@ -112,7 +111,8 @@ TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
                {"E", "Suite", "Path"},
                {"F", "Suite", "Path"},
                {"G", "SUITE", "Path"},
-               {"H", "Other", "None"},
+               {"H", "Suite", "None"},
+               {"K", "Zone", "Path"},
                {"I", "Suite", ""}});
     const std::string same = "Registry key and value same as last entry, redirect.";
     const std::string empty = Prefix + "Could not get string while processing results.\n";
@@ -120,10 +120,11 @@ TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
                          RowLines("C", "Gone", "Path", "Registry key failed") +
                          RowLines("D", "Gone", "Path", SameNo) +
                          RowLines("E", "Suite", "Path", Queried, "C:\\suite\\") +
-                         RowLines("F", "Suite", "Path", same, "C:\\suite\\") + empty +
+                         RowLines("F", "Suite", "Path", same, "C:\\suite\\") +
+                         RowLines("H", "Suite", "None", "Registry value failed") + empty +
                          RowLines("G", "SUITE", "Path", Queried, "C:\\suite\\") +
-                         RowLines("H", "Other", "None", "Registry value failed"));
-    EXPECT_EQ(keysTried_, 4);
+                         RowLines("K", "Zone", "Path", "Registry key failed"));
+    EXPECT_EQ(keysTried_, 5);
 }
 
 TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
