@@ -41,6 +41,10 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
     const Script stops = {{SERVICE_RUNNING}, {SERVICE_STOP_PENDING, 7, 20000}, {SERVICE_STOPPED}};
     const Script settles = {{SERVICE_STOPPED}, {8}, {SERVICE_PAUSED}, {SERVICE_PAUSED}};
     const Script lost = {{SERVICE_STOPPED}, noStatus}, blind = {noStatus, {SERVICE_RUNNING}};
+    const Script pauses = {{SERVICE_PAUSE_PENDING, 3, 400}},
+                 continues = {{SERVICE_CONTINUE_PENDING}};
+    const std::string pending =
+        "Service is in pending state, unable to control service, exiting...\n" + error + "\n";
     const struct {
         bool start;
         const char* failing;
@@ -65,6 +69,8 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
         {true, "", blind, 1, unreadable + starting + reached},
         {true, "", running, 1, "Service S already running, ignoring request...\n"},
         {false, "", stopped, 1, "Service S already stopped, ignoring request...\n"},
+        {true, "", pauses, 0, Look(3, "SERVICE_PAUSE_PENDING", 400) + pending},
+        {false, "", continues, 0, Look(0, "SERVICE_CONTINUE_PENDING") + pending},
         {true, "OpenSCManager", {}, 0, error + "failed to open SCManager\n"},
         {false, "OpenService", {}, 0, "Failed to open service 'S'\n"},
         {true, "StartService", stopped, 0, start + error + "StartService function failed\n"},
@@ -80,19 +86,6 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
         EXPECT_EQ(Trace(), row.trace);
     }
     EXPECT_THAT(opened, testing::Each(testing::AnyOf("manager 0x1", "S 0x14", "S 0x24")));
-}
-
-TEST_F(ServiceControlTest, AServiceOnItsWayIsNotAsked) {
-    const char* const names[] = {nullptr, nullptr, "START", "STOP", nullptr, "CONTINUE", "PAUSE"};
-    services["S"] = SERVICE_RUNNING;
-    for (const DWORD state : {2, 3, 5, 6}) {
-        script = {{state, 3, 400}};
-        ClearMessages();
-        EXPECT_EQ(ChangeService("S", state % 2 == 0, session), 0);
-        EXPECT_EQ(Trace(), Look(3, Format("SERVICE_%s_PENDING", names[state]).c_str(), 400) +
-                               "Service is in pending state, unable to control service, "
-                               "exiting...\nntservice Error: \n");
-    }
 }
 
 TEST_F(ServiceControlTest, TheSixthStallInARowEndsTheWait) {
