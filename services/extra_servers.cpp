@@ -52,7 +52,8 @@ void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name
         return;
     }
     // A service that takes the request is deleted by the system once it has
-    // ended; only one that refuses is waited for.
+    // ended; only one that refuses is waited for, which ends at once where the
+    // system holds to the handle's rights: they do not let its status be read.
     SERVICE_STATUS status = {};
     if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
         WaitForServiceState(service.Get(), SERVICE_STOPPED);

@@ -187,7 +187,8 @@ TEST_F(ExtraServersTest, ClonesAreStoppedAndDeletedAndOthersLeftAlone) {
     const std::string heading = "Found the following servers for deletion on uninstall:\n";
     const std::string closed = "Invalid handle to service\n", stop = "<ControlService SERVER>\n";
     const std::string clone = stop + "<DeleteService SERVER>\nSERVER\n";
-    const std::string server = "<ControlService Serv>\n<DeleteService Serv>\nServ\n";
+    const std::string server =
+        "<ControlService Serv>\n<QueryServiceStatus refused>\n<DeleteService Serv>\nServ\n";
     const struct {
         const char *data, *failing;
         DWORD error;

@@ -269,7 +269,9 @@ TEST_F(WebStoreTest, EveryFailingStepHasItsLineAndNothingStaysOpen) {
         EXPECT_TRUE(Saved().empty()) << row.last << ": nothing was saved";
     }
     ClearMessages();
+    calls.clear();
     EXPECT_FALSE(IIS4AddVirtualDir(session, "", "C:\\x", 1, ""));
     EXPECT_FALSE(IIS4RemoveVirtualDir(session, "", ""));
     EXPECT_THAT(Log(), ElementsAre("IIS4AddVirtualDir: No szOrigVirtualDir given"));
+    EXPECT_THAT(calls, IsEmpty());
 }

@@ -39,8 +39,8 @@ public:
     // What was opened: "NAME 0xACCESS"; the manager's name is "manager".
     std::vector<std::string> opened;
 
-    // Log lines, requests "<StartService NAME>" and sleeps "<Sleep 1000>", in
-    // order, each with a line break.
+    // Log lines, requests "<StartService NAME>", calls "<… refused>" for want of
+    // the right and sleeps "<Sleep 1000>", in order, each with a line break.
     std::string Trace() const {
         std::string trace;
         for (const std::string& line : Log())
@@ -83,7 +83,8 @@ private:
     static bool May(const char* call, SC_HANDLE handle, DWORD right) {
         const bool granted = (Find(handle).access & right) != 0;
         if (!granted)
-            SetLastError(ERROR_ACCESS_DENIED);
+            Note(std::string(call) + " refused");
+        SetLastError(ERROR_ACCESS_DENIED);
         return granted && !Fails(call);
     }
 
