@@ -7,6 +7,8 @@
 
 #include <gmock/gmock.h>
 
+#include <psapi.h>
+
 using namespace setupactions;
 
 namespace {
@@ -64,7 +66,8 @@ TEST_F(SessionTest, EveryRunningHelperIsEndedWhenProcessesCanBeListed) {
     loadLibrary = &library;
     getProcAddress = &procedure;
     const std::string reason = " failed. GetLastError: " + ErrorText(Refusal);
-    const std::string missing = "GetProcAddress(Library=C:\\windows\\system32\\psapi.dll,ProcName=";
+    // In the letters of this program, which loads the library before.
+    const std::string missing = "GetProcAddress(Library=C:\\windows\\system32\\PSAPI.DLL,ProcName=";
     const struct {
         const char *failing, *name;
         bool ended;
@@ -98,6 +101,9 @@ TEST_F(SessionTest, EveryRunningHelperIsEndedWhenProcessesCanBeListed) {
         ASSERT_TRUE(CreateProcessA(nullptr, &commandLine[0], nullptr, nullptr, FALSE,
                                    DETACHED_PROCESS, nullptr, nullptr, &startup, &started));
         const KernelHandle process(started.hProcess), thread(started.hThread);
+        char path[MAX_PATH]; // which is not known before the program has begun
+        while (GetModuleFileNameExA(process.Get(), nullptr, path, sizeof path) == 0)
+            SleepEx(5, FALSE);
         ClearMessages();
         sizes.clear();
         failing = row.failing;
