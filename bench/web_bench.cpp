@@ -20,16 +20,11 @@ class WebBench : public ServicesTest, public WatchedWebStore {
 protected:
     void SetUp() override {
         ServicesTest::SetUp();
-        StartStore(Scratch());
         Sql("CREATE TABLE `HalcyonWebVirtualDir` (`VirtualDir` CHAR(72) NOT NULL, `Path` LONGCHAR, "
             "`ApplicationDirs` LONGCHAR, `Attribute` LONG, `Component_` CHAR(72), "
             "`ComponentAction` CHAR(10) PRIMARY KEY `VirtualDir`)");
         SetProperty("ConfigureWebServicesActionName", "HANDOFF");
         Cost();
-    }
-    void TearDown() override {
-        StopStore();
-        ServicesTest::TearDown();
     }
 
     // The least milliseconds of an action's runs, each after a preparation.
@@ -91,7 +86,7 @@ TEST_F(WebBench, CostByRows) {
     for (const std::string& file : files) {
         MakeDeferred(file);
         Age(file);
-        applying.push_back(Time(ConfigureWebServices, [&] { DeleteFileA(StoreFile().c_str()); }));
+        applying.push_back(Time(ConfigureWebServices, [&] { Forget(); }));
         EXPECT_EQ(Saved().size(), 4u + static_cast<size_t>(Sizes[applying.size() - 1]));
         WritePrivateProfileStringA("Component_Action", "Main", "2", file.c_str());
         Age(file);

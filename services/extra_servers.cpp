@@ -52,7 +52,8 @@ void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name
         return;
     }
     // A service that takes the request is deleted by the system once it has
-    // ended; only one that refuses is waited for.
+    // ended; only one that refuses is waited for, which ends at once where the
+    // system holds to the handle's rights: they do not let its status be read.
     SERVICE_STATUS status = {};
     if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
         WaitForServiceState(service.Get(), SERVICE_STOPPED);
@@ -110,7 +111,9 @@ std::vector<std::string> ListServices(SC_HANDLE manager) {
         const bool done =
             EnumServicesStatusA(manager, AllServiceTypes, SERVICE_STATE_ALL, services.data(),
                                 static_cast<DWORD>(size), &needed, &count, &resume) != FALSE;
-        if (!done && GetLastError() != ERROR_MORE_DATA)
+        // Both errors may stand for a buffer that is too small.
+        if (!done && GetLastError() != ERROR_MORE_DATA &&
+            GetLastError() != ERROR_INSUFFICIENT_BUFFER)
             return names;
         // A piece that did not move the resume handle holds nothing, whatever
         // its count says: the buffer was too small for any service.

@@ -32,11 +32,17 @@ std::vector<DWORD> ReadProcesses(EnumProcessesFunction* enumProcesses) {
     do {
         size *= 2;
         identifiers.assign(size / sizeof(DWORD), 0);
-        returned = 0;
-        enumProcesses(identifiers.data(), size, &returned);
+        if (!enumProcesses(identifiers.data(), size, &returned))
+            return {};
     } while (returned >= size);
     identifiers.resize(returned / sizeof(DWORD));
     return identifiers;
+}
+
+// True in any letter case, and for every path that merely holds the file name.
+bool IsRestartHelper(std::string path) {
+    CharLowerA(&path[0]);
+    return path.find(RestartHelper) != std::string::npos;
 }
 
 void EndIfRestartHelper(MSIHANDLE session, DWORD identifier,
@@ -78,12 +84,6 @@ bool setupactions::SetPrivilege(MSIHANDLE session, const char* privilege, bool e
         return false;
     }
     return true;
-}
-
-bool setupactions::IsRestartHelper(const std::string& path) {
-    std::string lowerCase = path;
-    CharLowerA(&lowerCase[0]);
-    return lowerCase.find(RestartHelper) != std::string::npos;
 }
 
 // Scheduled before the suite's files are replaced or removed. Reads nothing.

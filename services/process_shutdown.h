@@ -3,17 +3,11 @@
 
 #include "frame/windows_api.h"
 
-#include <string>
-
 namespace setupactions {
 
 // Enables or disables a privilege of this process. False when a call failed,
 // which is logged. A privilege that the process does not hold at all is no
 // failure to the system: it changes nothing and the answer is true.
 bool SetPrivilege(MSIHANDLE session, const char* privilege, bool enable);
-
-// True for the path of the restart helper's program, in any letter case, and
-// for every path that merely holds its file name.
-bool IsRestartHelper(const std::string& path);
 
 } // namespace setupactions

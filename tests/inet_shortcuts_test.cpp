@@ -7,126 +7,70 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-namespace {
-
-const char Complete[] = "CreateInetShortcuts: Complete, no more items.";
-
-} // namespace
-
-// Components A, B, C and so on, each with a shortcut file a.url, b.url ...
+// Components A, B, C and so on, each with a shortcut file A.url, B.url ...
 class InetShortcutsTest : public SessionTest {
 protected:
-    void SetUp() override {
-        SessionTest::SetUp();
+    // The table, with these addresses, and the session costed for the test's folder.
+    void MakeTable(const std::vector<std::string>& addresses) {
         Sql("CREATE TABLE `HalcyonInetShortcuts` (`InetShortcut` CHAR(72) NOT NULL, `Component_` "
             "CHAR(72) NOT NULL, `SubVirutalDirectory` LONGCHAR PRIMARY KEY `InetShortcut`)");
-    }
-
-    void AddComponent(const std::string& name) const {
-        const std::string file = "file" + name;
-        Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`, `KeyPath`) VALUES "
-            "('" +
-            name + "', 'INSTALLDIR', 0, '" + file + "')");
-        Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', '" +
-            name + "')");
-        Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
-            "`Sequence`) VALUES ('" +
-            file + "', '" + name + "', '" + name + ".url', 10, 512, 1)");
-    }
-
-    void AddRow(const std::string& component, const std::string& address) {
-        Sql("INSERT INTO `HalcyonInetShortcuts` (`InetShortcut`, `Component_`, "
-            "`SubVirutalDirectory`) VALUES ('" +
-            std::to_string(++rows_) + "', '" + component + "', '" + address + "')");
-    }
-
-    // A component with a row and nothing more.
-    void AddShortcut(const std::string& component, const std::string& address) {
-        AddComponent(component);
-        AddRow(component, address);
-    }
-
-    // Costs, with the files in the test's folder.
-    void Prepare() {
+        std::string name = "A";
+        for (const std::string& address : addresses) {
+            Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`, `KeyPath`) "
+                "VALUES ('" +
+                name + "', 'INSTALLDIR', 0, 'file" + name + "')");
+            Sql("INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', '" +
+                name + "')");
+            Sql("INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, "
+                "`Sequence`) VALUES ('file" +
+                name + "', '" + name + "', '" + name + ".url', 10, 512, 1)");
+            Sql("INSERT INTO `HalcyonInetShortcuts` (`InetShortcut`, `Component_`, "
+                "`SubVirutalDirectory`) VALUES ('" +
+                name + "', '" + name + "', '" + address + "')");
+            ++name[0];
+        }
         Cost();
         ASSERT_EQ(MsiSetTargetPathA(session, "INSTALLDIR", Scratch().c_str()), ERROR_SUCCESS);
         ClearMessages();
     }
 
-    std::string FileOf(const std::string& component) { return Scratch() + component + ".url"; }
-    std::string Wrote(const std::string& component, const std::string& address) {
+    std::string FileOf(const char* component) { return Scratch() + component + ".url"; }
+    std::string Wrote(const char* component, const std::string& address) {
         return "CreateInetShortcuts: Wrote '" + address + "' to file '" + FileOf(component) + "'";
     }
-
-private:
-    int rows_ = 0;
 };
 
 TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
-    const std::string longPath(1500, 'p');
-    SetProperty("SERVER", "alpha");
+    const std::string longPath(1500, 'p'), longAddress = "http://" + longPath + "?" + longPath;
     SetProperty("LONG", longPath);
-    AddShortcut("A", "http://[SERVER]/suite");
-    AddShortcut("B", "http://[SERVER]/[LONG]?" + longPath);
-    AddShortcut("C", "[NOSUCHPROPERTY]");
-    AddRow("NoSuchComponent", "http://nowhere");
-    Prepare();
-    WriteFileText(FileOf("A"),
-                  "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=old\r\n");
+    MakeTable({"http://a", "http://[LONG]?" + longPath, "[NONE]", "http://removed", "http://source",
+               "http://f", "http://g/%", ""});
+    MsiSetComponentStateA(session, "D", INSTALLSTATE_ABSENT);
+    MsiSetComponentStateA(session, "E", INSTALLSTATE_SOURCE);
+    const std::string other = "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=";
+    WriteFileText(FileOf("A"), other + "old\r\n");
+    const FailingFormat format({"[#fileF]", "http://g/%"});
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-
-    const std::string longAddress = "http://alpha/" + longPath + "?" + longPath;
-    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://alpha/suite"), Wrote("B", longAddress),
-                                   Wrote("C", ""), Complete));
-    EXPECT_EQ(FileText(FileOf("A")), "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\n"
-                                     "URL=http://alpha/suite\r\n");
+    const std::string notInstalling = "' not installing, no keypath created.";
+    // The engine expands the brackets of the line for F.
+    EXPECT_THAT(Log(),
+                ElementsAre(Wrote("A", "http://a"), Wrote("B", longAddress), Wrote("C", ""),
+                            "CreateInetShortcuts: Component 'D" + notInstalling,
+                            "CreateInetShortcuts: Component 'E" + notInstalling,
+                            "CreateInetShortctus: FileName; Unable to format '" + FileOf("F") +
+                                "', skipping this entry.",
+                            "CreateInetShortcuts: VirutalDirectory; Unable to format "
+                            "'http://g/%', skipping this entry.",
+                            Wrote("H", ""), "CreateInetShortcuts: Complete, no more items."));
+    EXPECT_EQ(FileText(FileOf("A")), other + "http://a\r\n");
     EXPECT_EQ(FileText(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
     EXPECT_EQ(FileText(FileOf("C")), "[InternetShortcut]\r\nURL=\r\n");
-}
-
-TEST_F(InetShortcutsTest, FilesOfComponentsThatAreNotInstallingStayUntouched) {
-    AddShortcut("Removed", "http://removed");
-    AddShortcut("FromSource", "http://source");
-    AddShortcut("Installed", "http://installed");
-    Prepare();
-    ASSERT_EQ(MsiSetComponentStateA(session, "Removed", INSTALLSTATE_ABSENT), ERROR_SUCCESS);
-    ASSERT_EQ(MsiSetComponentStateA(session, "FromSource", INSTALLSTATE_SOURCE), ERROR_SUCCESS);
-    WriteFileText(FileOf("Removed"), "as it was");
-
-    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-    const auto skipped = [](const std::string& component) {
-        return "CreateInetShortcuts: Component '" + component +
-               "' not installing, no keypath created.";
-    };
-    EXPECT_THAT(Log(), ElementsAre(skipped("Removed"), skipped("FromSource"),
-                                   Wrote("Installed", "http://installed"), Complete));
-    EXPECT_EQ(FileText(FileOf("Removed")), "as it was");
-    EXPECT_EQ(FileText(FileOf("FromSource")), "");
-}
-
-TEST_F(InetShortcutsTest, ARowThatCannotBeFormattedIsSkipped) {
-    for (const char* component : {"A", "B"})
-        AddShortcut(component, "http://" + std::string(component));
-    AddShortcut("C", "http://c/%");
-    AddShortcut("D", "http://d");
-    Prepare();
-    const FailingFormat format({"[#fileB]", "http://c/%"});
-    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-    // The engine expands the brackets of the first failure's line.
-    EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://A"),
-                                   "CreateInetShortctus: FileName; Unable to format '" +
-                                       FileOf("B") + "', skipping this entry.",
-                                   "CreateInetShortcuts: VirutalDirectory; Unable to format "
-                                   "'http://c/%', skipping this entry.",
-                                   Wrote("D", "http://d"), Complete));
-    EXPECT_EQ(FileText(FileOf("B")), "");
-    EXPECT_EQ(FileText(FileOf("C")), "");
+    for (const char* untouched : {"D", "E", "F", "G"})
+        EXPECT_FALSE(IsThere(FileOf(untouched))) << untouched;
 }
 
 TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
-    AddShortcut("A", "http://a");
-    AddShortcut("B", "http://b");
-    Prepare();
+    MakeTable({"http://a", "http://b"});
     const FailingFetch fetch(1);
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     EXPECT_THAT(Log(), ElementsAre(Wrote("A", "http://a"),
@@ -134,15 +78,10 @@ TEST_F(InetShortcutsTest, AFailingFetchEndsTheLoop) {
 }
 
 TEST_F(InetShortcutsTest, WithoutAReadableTableNothingIsSaid) {
-    AddShortcut("A", "http://a");
-    Prepare();
     EXPECT_EQ(CreateInetShortcuts(0), ERROR_SUCCESS);
-    {
-        const FailingExecute execute;
-        EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
-    }
-    Sql("DROP TABLE `HalcyonInetShortcuts`");
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS) << "no table";
+    MakeTable({"http://a"});
+    const FailingExecute execute;
     EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
     EXPECT_THAT(messages, IsEmpty());
-    EXPECT_EQ(FileText(FileOf("A")), "");
 }

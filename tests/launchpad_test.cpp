@@ -1,5 +1,4 @@
 // The launch page and the paths of ASP.NET: what the web pages need of the server.
-#include "tests/support/counted_keys.h"
 #include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
@@ -8,17 +7,17 @@
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
 const char ServerKey[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
 const char ContentKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallRoot";
-const char TooOld[] = "[SetDesktopLaunchpadDefaultFile] IIS6 not found, not changing default.htm";
-const char NoContent[] = "[SetDesktopLaunchpadDefaultFile] Failed to get WebContent path";
 
-// A page's text, or "-" when there is no such page.
-std::string Page(const std::string& path) { return IsThere(path) ? FileText(path) : "-"; }
+const char* unmovable; // a part of the path
+BOOL(WINAPI* moveFile)(const char*, const char*);
+BOOL WINAPI RefuseOne(const char* from, const char* to) {
+    return std::string(from).find(unmovable) == std::string::npos && moveFile(from, to);
+}
 
 } // namespace
 
@@ -27,143 +26,99 @@ protected:
     void SetUp() override {
         SessionTest::SetUp();
         SetProperty("CLIENTLANGUAGE", "en");
-        pages_ = Scratch() + "Enterprise11\\desktoplaunch\\en\\";
-        MakeFolders(pages_);
         registry_.Write(HKEY_LOCAL_MACHINE, ContentKey, "Path", Scratch());
-        ResetPages();
+        MakeFolders(Folder());
     }
+    std::string Folder() { return Scratch() + "Enterprise11\\desktoplaunch\\en\\"; }
 
-    void ResetPages() const {
-        DeleteFileA((pages_ + "tempDefaultFile.htm").c_str());
-        WriteFileText(pages_ + "default.htm", "plain");
-        WriteFileText(pages_ + "default_dotnet.htm", "dotnet");
-    }
-
-    // The default page, the other one and the one between them.
-    std::string Pages() const {
-        return Page(pages_ + "default.htm") + " " + Page(pages_ + "default_dotnet.htm") + " " +
-               Page(pages_ + "tempDefaultFile.htm");
-    }
-
-    std::vector<std::string> Run(const std::string& denied = "") {
-        const CountedKeys counted(denied);
-        return sent_.Of(SetDesktopLaunchpadDefaultFile, session);
+    // Runs the action on the two pages "plain" and "dotnet". Result: what the default
+    // page, the other one and the one between them hold, then what was logged.
+    std::string Run() {
+        WriteFileText(Folder() + "default.htm", "plain");
+        WriteFileText(Folder() + "default_dotnet.htm", "dotnet");
+        DeleteFileA((Folder() + "tempDefaultFile.htm").c_str());
+        std::string result;
+        const std::vector<std::string> log = sent_.Of(SetDesktopLaunchpadDefaultFile, session);
+        for (const char* page : {"default.htm", "default_dotnet.htm", "tempDefaultFile.htm"})
+            result += (IsThere(Folder() + page) ? FileText(Folder() + page) : "-") + " ";
+        for (const std::string& line : log)
+            result += line;
+        return result;
     }
 
     PrivateRegistry registry_;
     SentLines sent_;
-    std::string pages_;
 };
 
 TEST_F(LaunchpadTest, TheServersVersionDecides) {
+    const std::string tooOld =
+        "plain dotnet - [SetDesktopLaunchpadDefaultFile] IIS6 not found, not changing default.htm";
+    EXPECT_EQ(Run(), "dotnet plain - ") << "no server at all";
     const setupactions::RegistryKey parameters = registry_.Key(HKEY_LOCAL_MACHINE, ServerKey);
-    const auto set = [&](DWORD type, const void* data, DWORD size) {
-        RegSetValueExA(parameters.Get(), "MajorVersion", 0, type, static_cast<const BYTE*>(data),
-                       size);
-    };
+    EXPECT_EQ(Run(), tooOld) << "no version";
     const struct {
         DWORD version;
-        bool swaps;
-    } cases[] = {{4, false}, {5, true}, {0xFFFFFFFF, true}};
+        std::string result;
+    } cases[] = {{4, tooOld}, {5, "dotnet plain - "}};
     for (const auto& row : cases) {
-        ResetPages();
-        set(REG_DWORD, &row.version, sizeof row.version);
-        const std::vector<std::string> log = Run();
-        EXPECT_EQ(log.empty(), row.swaps) << row.version;
-        EXPECT_EQ(Pages(), row.swaps ? "dotnet plain -" : "plain dotnet -") << row.version;
+        RegSetValueExA(parameters.Get(), "MajorVersion", 0, REG_DWORD,
+                       reinterpret_cast<const BYTE*>(&row.version), sizeof row.version);
+        EXPECT_EQ(Run(), row.result);
     }
-    ResetPages();
-    set(REG_SZ, "6", 2);
-    EXPECT_THAT(Run(), ElementsAre(TooOld)) << "a version that is no number";
-    EXPECT_EQ(Pages(), "plain dotnet -");
-    EXPECT_THAT(Run(ServerKey), IsEmpty()) << "a key that refuses access is none";
-    EXPECT_EQ(Pages(), "dotnet plain -");
-    EXPECT_THAT(Run(ServerKey), IsEmpty());
-    EXPECT_EQ(Pages(), "plain dotnet -") << "and back";
 }
 
 TEST_F(LaunchpadTest, AFailingRenameLeavesWhatTheEarlierOnesMade) {
-    const std::string busy = pages_ + "tempDefaultFile.htm";
-    WriteFileText(busy, "leftover");
-    EXPECT_THAT(Run(), ElementsAre("Unable to rename default.htm to temp file"));
-    EXPECT_EQ(Pages(), "plain dotnet leftover");
-
-    ResetPages();
-    DeleteFileA((pages_ + "default_dotnet.htm").c_str());
-    EXPECT_THAT(Run(), ElementsAre("Unable to rename dotnet to default.htm"));
-    EXPECT_EQ(Pages(), "- - plain");
-}
-
-namespace {
-
-using MoveCall = BOOL WINAPI(const char*, const char*);
-MoveCall* moveFile;
-BOOL WINAPI RefuseTheTemporaryPage(const char* from, const char* to) {
-    return std::string(from).find("tempDefaultFile") == std::string::npos && moveFile(from, to);
-}
-
-UINT WINAPI NoProperty(MSIHANDLE, const char*, char*, DWORD*) { return ERROR_INVALID_HANDLE; }
-
-} // namespace
-
-TEST_F(LaunchpadTest, TheLastRenameMayFailToo) {
-    const ReplacedImport<MoveCall> move("MoveFileA", RefuseTheTemporaryPage);
+    const ReplacedImport<decltype(RefuseOne)> move("MoveFileA", RefuseOne);
     moveFile = move.Original();
-    EXPECT_THAT(Run(), ElementsAre("Unable to rename TempFile to dotnet"));
-    EXPECT_EQ(Pages(), "dotnet - plain");
+    const struct {
+        const char *unmovable, *result;
+    } cases[] = {
+        {"default.htm", "plain dotnet - Unable to rename default.htm to temp file"},
+        {"default_dotnet.htm", "- dotnet plain Unable to rename dotnet to default.htm"},
+        {"tempDefaultFile.htm", "dotnet - plain Unable to rename TempFile to dotnet"},
+    };
+    for (const auto& row : cases) {
+        unmovable = row.unmovable;
+        EXPECT_EQ(Run(), row.result);
+    }
 }
 
-TEST_F(LaunchpadTest, ContentAndLanguageMustBeKnown) {
-    EXPECT_THAT(Run(ContentKey), ElementsAre(NoContent));
-    {
-        const ReplacedImport<decltype(NoProperty)> get("MsiGetPropertyA", NoProperty);
-        EXPECT_THAT(Run(), ElementsAre("Unable to get CLIENTLANGUAGE property"));
-    }
-    SetProperty("CLIENTLANGUAGE", "xx");
-    EXPECT_THAT(Run(), ElementsAre("Unable to rename default.htm to temp file"));
-
+TEST_F(LaunchpadTest, TheContentMustBeKnown) {
+    const std::string unknown =
+        "plain dotnet - [SetDesktopLaunchpadDefaultFile] Failed to get WebContent path";
+    RegDeleteValueA(registry_.Key(HKEY_LOCAL_MACHINE, ContentKey).Get(), "Path");
+    EXPECT_EQ(Run(), unknown);
     RegDeleteKeyA(HKEY_LOCAL_MACHINE, ContentKey);
-    EXPECT_THAT(Run(), ElementsAre(NoContent));
-    EXPECT_EQ(Pages(), "plain dotnet -");
+    EXPECT_EQ(Run(), unknown);
 }
 
 TEST_F(MachineTest, AspNetsLibraryAndToolBecomePropertiesWhereTheyAre) {
     const std::string key = "SOFTWARE\\Microsoft\\ASP.NET\\2.0", tool = Here("aspnet_regiis.exe");
-    const std::string longText(1500, 'l');
-    const std::string line = "SetASPDotNetDllPath: ";
-    const struct {
-        std::string library, folder, tool;
-    } cases[] = {
-        {"C:\\net\\isapi.dll", Here(), tool},
-        {"C:\\net\\isapi.dll", Here("none"), ""},
-        {longText, longText, ""},
-        {"two.dll", "", ""}, // which is not the current folder
-    };
-    const Properties searched = {{"ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0"}};
+    const std::string longText(1500, 'l'), line = "SetASPDotNetDllPath: ";
     const auto run = [&](const std::string& library, const std::string& folder,
                          const std::string& denied = "") {
-        return RunOn({{Text(key, "DllFullPath", library), Text(key, "Path", folder)},
-                      {"aspnet_regiis.exe"},
-                      searched,
-                      denied},
-                     SetASPDotNetDllPath);
+        Properties found =
+            RunOn({{Text(key, "DllFullPath", library), Text(key, "Path", folder)},
+                   {"aspnet_regiis.exe"},
+                   {{"ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0"}},
+                   denied},
+                  SetASPDotNetDllPath);
+        return found["ASPDOTNET_DLLPATH"] + "|" + found["ASPDOTNET_REGIISPATH"];
     };
+    EXPECT_EQ(run("C:\\isapi.dll", Here()), "C:\\isapi.dll|" + tool);
+    EXPECT_THAT(Log(),
+                ElementsAre(line + "Reading ASP.NET config from reg key '" + key + "'",
+                            line + "ISAPI DLL is 'C:\\isapi.dll', IIS Reg is '" + tool + "'"));
+    EXPECT_EQ(run(longText, longText), longText + "|");
     char before[MAX_PATH] = "";
     GetCurrentDirectoryA(sizeof before, before);
     SetCurrentDirectoryA(Here().c_str());
-    for (const auto& row : cases) {
-        Properties found = run(row.library, row.folder);
-        EXPECT_EQ(found["ASPDOTNET_DLLPATH"], row.library);
-        EXPECT_EQ(found["ASPDOTNET_REGIISPATH"], row.tool) << row.folder;
-        EXPECT_THAT(Log(), ElementsAre(line + "Reading ASP.NET config from reg key '" + key + "'",
-                                       line + "ISAPI DLL is '" + row.library + "', IIS Reg is '" +
-                                           row.tool + "'"));
-    }
+    EXPECT_EQ(run("two.dll", ""), "two.dll|") << "no folder is not the current one";
     SetCurrentDirectoryA(before);
-    EXPECT_EQ(run("two.dll", Here(), key), Properties());
+    EXPECT_EQ(run("two.dll", Here(), key), "|");
     EXPECT_THAT(Log(), ElementsAre("SetASPDotNetDllPath crashed"));
     SetProperty("ASPNET", "1.1"); // goes before the searched one
-    EXPECT_EQ(run("two.dll", Here()), Properties());
+    EXPECT_EQ(run("two.dll", Here()), "|");
     EXPECT_THAT(Log(), ElementsAre(line + "Unable to open registry key "
                                           "'SOFTWARE\\Microsoft\\ASP.NET\\1.1'"));
 }

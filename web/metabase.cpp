@@ -3,8 +3,7 @@
 #include "frame/install_registry.h"
 #include "frame/session.h"
 
-#include <new>
-#include <stdexcept>
+#include <exception>
 #include <vector>
 
 namespace setupactions {
@@ -234,9 +233,7 @@ bool CMSAdminBase::SetScriptMap(const std::string& virtualDir, const std::string
                    ? WithoutMapping(list, Widen(key))
                    : WithMapping(list, Widen(key), Widen(*value), id == MD_SCRIPT_MAPS);
         return SUCCEEDED(SetMetabaseMultiSzValue(virtualDir, id, list));
-    } catch (const std::bad_alloc&) {
-        return false;
-    } catch (const std::length_error&) { // a size that no memory holds
+    } catch (const std::exception&) { // no memory holds the list
         return false;
     }
 }

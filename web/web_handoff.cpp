@@ -39,12 +39,6 @@ std::string RowSection(const std::string& table, int index) {
 
 bool HasFlag(const std::string& flags, char flag) { return flags.find(flag) != std::string::npos; }
 
-std::string Property(MSIHANDLE session, const char* name) {
-    std::string value;
-    GetPropertyString(session, name, value);
-    return value;
-}
-
 } // namespace
 
 std::string CIniHandOffRow::Get(const char* column) const {
@@ -75,7 +69,7 @@ CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
 }
 
 std::string CIniHandOff::ReadPath(const std::string& actionNameValue) const {
-    std::string path = Property(session_, actionNameValue.c_str());
+    std::string path = PropertyText(session_, actionNameValue.c_str());
     if (path.empty())
         GetDeferredData(session_, path);
     return path;
@@ -118,7 +112,7 @@ std::string CIniHandOff::ValueToSave(const std::string& table, const std::string
     if (lstrcmpiA(column.c_str(), ComponentColumn) == 0)
         WriteComponentState(value);
     if (table == "MoveFile" && (column == "SourceFolder" || column == "DestFolder"))
-        return Property(session_, value.c_str());
+        return PropertyText(session_, value.c_str());
     return FormatText(value);
 }
 
@@ -255,9 +249,9 @@ using namespace setupactions;
 // each of those names to the hand-off file's path. Partners: ConfigureWebServices,
 // UnConfigureWebServices, RestartWebServices, ClearWebIniFile.
 EXPORTED_ACTION(GetWebInfo) {
-    CIniHandOff handOff(session, Property(session, ConfigureNameProperty));
+    CIniHandOff handOff(session, PropertyText(session, ConfigureNameProperty));
     for (const char* property : FurtherNameProperties)
-        handOff.AddReference(Property(session, property));
+        handOff.AddReference(PropertyText(session, property));
 
     handOff.SaveTableToIniFile(VirtualDirTable, true);
     handOff.SaveTableToIniFile(MimeTypeTable, true);

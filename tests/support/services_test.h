@@ -2,15 +2,15 @@
 // with virtual time: no service of the machine is touched and nothing sleeps.
 #pragma once
 
+#include "frame/session.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <deque>
 #include <map>
-#include <memory>
 
 class ServicesTest : public SessionTest {
-protected:
+public:
     // An answer of QueryServiceStatus; with an error the query fails.
     struct Status {
         DWORD state;
@@ -19,12 +19,15 @@ protected:
         DWORD error = ERROR_SUCCESS;
     };
 
-    void SetUp() override;
+    ServicesTest() { current = this; }
     // Fails the test when a service handle is still open.
-    void TearDown() override;
+    ~ServicesTest() override {
+        for (const Handle& handle : handles_)
+            EXPECT_FALSE(handle.open) << "left open: " << handle.name;
+    }
 
-    // The services there are, with their states. Starting, stopping and
-    // deleting change them at once.
+    // The services there are, with their states. Starting and stopping change
+    // them at once.
     std::map<std::string, DWORD> services;
 
     // What the next queries answer; after that they answer the service's state.
@@ -33,37 +36,114 @@ protected:
     // Calls that fail, with their error.
     std::map<std::string, DWORD> failing;
 
-    // Log lines, requests "<StartService NAME>" and sleeps "<Sleep 1000>", in order.
-    std::vector<std::string> Trace() const { return Log(); }
-
     // What was opened: "NAME 0xACCESS"; the manager's name is "manager".
     std::vector<std::string> opened;
-    std::vector<DWORD> sleeps;
+
+    // Log lines, requests "<StartService NAME>", calls "<… refused>" for want of
+    // the right and sleeps "<Sleep 1000>", in order, each with a line break.
+    std::string Trace() const {
+        std::string trace;
+        for (const std::string& line : Log())
+            trace += line + "\n";
+        return trace;
+    }
 
     // For further replacements that a test program makes by itself.
-    static ServicesTest& Current();
-    bool Fails(const std::string& call) const; // sets the last error when so
-    const std::string& NameOf(SC_HANDLE handle) const;
-    void Note(const std::string& line);
+    static inline ServicesTest* current;
+    static bool Fails(const std::string& call) { // sets the last error when so
+        const auto found = current->failing.find(call);
+        if (found != current->failing.end())
+            SetLastError(found->second);
+        return found != current->failing.end();
+    }
+    static const std::string& NameOf(SC_HANDLE handle) { return Find(handle).name; }
+    static void Note(const std::string& line) {
+        current->messages.push_back({INSTALLMESSAGE_INFO, "<" + line + ">"});
+    }
 
 private:
     struct Handle {
         std::string name;
         DWORD access;
-        bool open;
+        bool open = true;
     };
-    SC_HANDLE Open(const std::string& name, DWORD access);
-    const Handle& Find(SC_HANDLE handle) const;
 
-    static SC_HANDLE WINAPI FakeOpenSCManager(const char*, const char*, DWORD);
-    static SC_HANDLE WINAPI FakeOpenService(SC_HANDLE, const char*, DWORD);
-    static BOOL WINAPI FakeClose(SC_HANDLE);
-    static BOOL WINAPI FakeQuery(SC_HANDLE, SERVICE_STATUS*);
-    static BOOL WINAPI FakeStart(SC_HANDLE, DWORD, const char**);
-    static BOOL WINAPI FakeControl(SC_HANDLE, DWORD, SERVICE_STATUS*);
-    static void WINAPI FakeSleep(DWORD);
+    // A handle's value is its position from 1.
+    static SC_HANDLE Open(const std::string& name, DWORD access) {
+        current->opened.push_back(setupactions::Format("%s 0x%lX", name.c_str(), access));
+        current->handles_.push_back({name, access});
+        return reinterpret_cast<SC_HANDLE>(current->handles_.size());
+    }
+    static Handle& Find(SC_HANDLE handle) {
+        Handle& found = current->handles_.at(reinterpret_cast<size_t>(handle) - 1);
+        EXPECT_TRUE(found.open) << "a handle that is not open is used: " << found.name;
+        return found;
+    }
+    // False, with the last error set, when a call fails or its handle lacks the right.
+    static bool May(const char* call, SC_HANDLE handle, DWORD right) {
+        const bool granted = (Find(handle).access & right) != 0;
+        if (!granted)
+            Note(std::string(call) + " refused");
+        SetLastError(ERROR_ACCESS_DENIED);
+        return granted && !Fails(call);
+    }
 
-    struct Imports;
-    std::shared_ptr<Imports> imports_;
+    static SC_HANDLE WINAPI OpenManager(const char*, const char*, DWORD access) {
+        return Fails("OpenSCManager") ? nullptr : Open("manager", access);
+    }
+    static SC_HANDLE WINAPI OpenOne(SC_HANDLE manager, const char* name, DWORD access) {
+        EXPECT_EQ(NameOf(manager), "manager");
+        if (Fails("OpenService"))
+            return nullptr;
+        SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
+        return current->services.count(name) == 0 ? nullptr : Open(name, access);
+    }
+    static BOOL WINAPI Close(SC_HANDLE handle) {
+        Find(handle).open = false;
+        return TRUE;
+    }
+    static BOOL WINAPI Query(SC_HANDLE handle, SERVICE_STATUS* status) {
+        if (!May("QueryServiceStatus", handle, SERVICE_QUERY_STATUS))
+            return FALSE;
+        Status answer = {current->services[NameOf(handle)]};
+        if (!current->script.empty()) {
+            answer = current->script.front();
+            current->script.pop_front();
+        }
+        SetLastError(answer.error);
+        if (answer.error != ERROR_SUCCESS)
+            return FALSE;
+        status->dwCurrentState = answer.state;
+        status->dwCheckPoint = answer.checkPoint;
+        status->dwWaitHint = answer.waitHint;
+        return TRUE;
+    }
+    static BOOL WINAPI Start(SC_HANDLE handle, DWORD, const char**) {
+        Note("StartService " + NameOf(handle));
+        if (!May("StartService", handle, SERVICE_START))
+            return FALSE;
+        current->services[NameOf(handle)] = SERVICE_RUNNING;
+        return TRUE;
+    }
+    static BOOL WINAPI Control(SC_HANDLE handle, DWORD control, SERVICE_STATUS*) {
+        EXPECT_EQ(control, DWORD(SERVICE_CONTROL_STOP));
+        Note("ControlService " + NameOf(handle));
+        DWORD& state = current->services[NameOf(handle)];
+        if (!May("ControlService", handle, SERVICE_STOP) || state == SERVICE_STOPPED)
+            return FALSE;
+        state = SERVICE_STOPPED;
+        return TRUE;
+    }
+    static void WINAPI NoteSleep(DWORD milliseconds) {
+        Note("Sleep " + std::to_string(milliseconds));
+    }
+
     std::vector<Handle> handles_;
+    ReplacedImport<decltype(OpenManager)> openManager_{"OpenSCManagerA", OpenManager};
+    ReplacedImport<decltype(OpenOne)> openService_{"OpenServiceA", OpenOne};
+    ReplacedImport<decltype(Close)> close_{"CloseServiceHandle", Close};
+    ReplacedImport<decltype(Query)> query_{"QueryServiceStatus", Query};
+    ReplacedImport<decltype(Start)> start_{"StartServiceA", Start};
+    ReplacedImport<decltype(Control)> control_{"ControlService", Control};
+    ReplacedImport<decltype(NoteSleep)> sleep_{"Sleep", NoteSleep};
 };

@@ -1,64 +1,138 @@
-// For tests beside a web server's store of their own: a file in the test's
-// folder, calls that are recorded and fail when told to, virtual time.
+// For tests beside a web server's store of their own: a file of the test's,
+// calls that are recorded and fail when told to, virtual time.
 #pragma once
 
 #include "tests/support/private_registry.h"
+#include "tests/support/replaced_import.h"
+#include "tests/support/scratch_file.h"
 #include "tests/support/session_test.h"
+#include "tests/support/test_text.h"
 #include "tools/metabase/admin_base.h"
 
 #include <deque>
 #include <map>
-#include <memory>
-#include <set>
 
 // What a fixture derives from besides its own base. HKEY_LOCAL_MACHINE and
 // HKEY_CURRENT_USER are private.
 class WatchedWebStore {
 public:
+    WatchedWebStore() {
+        current = this;
+        Forget();
+    }
+    // Fails the test when a reference or COM itself is still held.
+    ~WatchedWebStore() {
+        EXPECT_EQ(storesAlive_, 0) << "a reference to the store was kept";
+        EXPECT_EQ(comDepth_, 0) << "COM was not left as often as it was entered";
+        for (const auto& left : answers)
+            EXPECT_TRUE(left.second.empty()) << left.first << ": fewer calls than planned";
+    }
+
     // What the next calls of a method answer instead of doing their work; S_OK
     // lets the call through. "CoInitialize" and "CoCreateInstance" too.
     std::map<std::string, std::deque<HRESULT>> answers;
 
-    // Identifiers of values whose writing fails.
-    std::set<DWORD> unwritable;
-
-    // "Method path", "SetData path 3001", "Sleep 3000", in order; reading is left out.
+    // "Method path" and "Sleep 3000", in order; reading is left out.
     std::vector<std::string> calls;
 
-    // Takes the next answer of a method.
-    HRESULT Answer(const std::string& method);
-
-protected:
-    // Puts the store in place, to be kept in a file of the folder.
-    void StartStore(const std::string& folder);
-    // Fails the test when a reference, a key or COM itself is still held.
-    void StopStore();
-
     // The store as it was last saved; empty when it never was.
-    metabase::Keys Saved();
-    void Store(const metabase::Keys& keys); // makes it the saved store
-    const std::string& StoreFile() const { return file_; }
-
-    // One saved value's texts.
-    setupactions::TextList Texts(const std::wstring& path, DWORD id);
+    metabase::Keys Saved() {
+        metabase::Keys keys;
+        EXPECT_TRUE(metabase::ParseTree(FileText(file_.Path()), keys));
+        return keys;
+    }
+    setupactions::TextList Texts(const std::wstring& path, DWORD id) {
+        return Saved()[path][id].texts;
+    }
+    void Store(const metabase::Keys& keys) { // makes it the saved store
+        WriteFileText(file_.Path(), metabase::FormatTree(keys));
+    }
+    void Forget() { DeleteFileA(file_.Path()); } // the next store is a new one
 
 private:
-    struct Imports;
-    std::shared_ptr<Imports> imports_;
+    class Watched : public metabase::AdminBase {
+    public:
+        Watched() { ++current->storesAlive_; }
+        ~Watched() override {
+            EXPECT_EQ(OpenKeys(), 0u) << "a key was left open";
+            --current->storesAlive_;
+        }
+
+        HRESULT WINAPI OpenKey(METADATA_HANDLE base, LPCWSTR path, DWORD access, DWORD timeOut,
+                               METADATA_HANDLE* opened) override {
+            EXPECT_EQ(access, 3u);
+            EXPECT_EQ(timeOut, 1000u);
+            return Do("OpenKey", path,
+                      [&] { return AdminBase::OpenKey(base, path, access, timeOut, opened); });
+        }
+        HRESULT WINAPI AddKey(METADATA_HANDLE base, LPCWSTR path) override {
+            return Do("AddKey", path, [&] { return AdminBase::AddKey(base, path); });
+        }
+        HRESULT WINAPI DeleteKey(METADATA_HANDLE base, LPCWSTR path) override {
+            return Do("DeleteKey", path, [&] { return AdminBase::DeleteKey(base, path); });
+        }
+        HRESULT WINAPI SetData(METADATA_HANDLE base, LPCWSTR path,
+                               METADATA_RECORD* record) override {
+            return Do("SetData", path, [&] { return AdminBase::SetData(base, path, record); });
+        }
+        HRESULT WINAPI SaveData() override {
+            return Do("SaveData", L"", [&] { return AdminBase::SaveData(); });
+        }
+
+    private:
+        template <typename Call>
+        static HRESULT Do(const char* method, const std::wstring& path, Call call) {
+            current->calls.push_back(std::string(method) + " " +
+                                     std::string(path.begin(), path.end()));
+            const HRESULT answer = Answer(method);
+            return answer == S_OK ? call() : answer;
+        }
+    };
+
+    // Takes the next answer of a method.
+    static HRESULT Answer(const char* method) {
+        std::deque<HRESULT>& left = current->answers[method];
+        const HRESULT answer = left.empty() ? S_OK : left.front();
+        if (!left.empty())
+            left.pop_front();
+        return answer;
+    }
+
+    static HRESULT WINAPI Enter(void*) {
+        const HRESULT answer = Answer("CoInitialize");
+        current->comDepth_ += SUCCEEDED(answer);
+        return answer;
+    }
+    static void WINAPI Leave() {
+        EXPECT_EQ(current->storesAlive_, 0) << "COM is left before the store";
+        --current->comDepth_;
+    }
+    static HRESULT WINAPI Create(REFCLSID id, IUnknown*, DWORD context, REFIID interfaceId,
+                                 void** object) {
+        EXPECT_TRUE(IsEqualCLSID(id, metabase::AdminBaseClass));
+        EXPECT_EQ(context, 23u);
+        const HRESULT answer = Answer("CoCreateInstance");
+        if (answer != S_OK)
+            return answer;
+        auto* const store = new Watched;
+        EXPECT_EQ(store->Load(current->file_.Path()), S_OK);
+        const HRESULT result = store->QueryInterface(interfaceId, object);
+        store->Release();
+        return result;
+    }
+    static void WINAPI NoteSleep(DWORD milliseconds) {
+        current->calls.push_back("Sleep " + std::to_string(milliseconds));
+    }
+
+    static inline WatchedWebStore* current;
+    int storesAlive_ = 0;
+    int comDepth_ = 0;
+    ScratchFile file_;
     PrivateRegistry registry_;
-    std::shared_ptr<IClassFactory> factory_;
-    std::string file_;
-    DWORD registration_ = 0;
+    ReplacedImport<decltype(Enter)> initialize_{"CoInitialize", Enter};
+    ReplacedImport<decltype(Leave)> uninitialize_{"CoUninitialize", Leave};
+    ReplacedImport<decltype(Create)> create_{"CoCreateInstance", Create};
+    ReplacedImport<decltype(NoteSleep)> sleep_{"Sleep", NoteSleep};
 };
 
-class WebStoreTest : public SessionTest, public WatchedWebStore {
-protected:
-    void SetUp() override {
-        SessionTest::SetUp();
-        StartStore(Scratch());
-    }
-    void TearDown() override {
-        StopStore();
-        SessionTest::TearDown();
-    }
-};
+class WebStoreTest : public SessionTest, public WatchedWebStore {};

@@ -1,31 +1,14 @@
 #include "tools/metabase/admin_base.h"
 
-#include <cstdio>
 #include <cstring>
-#include <memory>
+#include <fstream>
+#include <iterator>
 
 namespace metabase {
 
 namespace {
 
 HRESULT Refused(DWORD error) { return HRESULT_FROM_WIN32(error); }
-
-struct CloseFile {
-    void operator()(FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<FILE, CloseFile>;
-
-std::string Bytes(const Value& value) {
-    if (value.type == DWORD_METADATA)
-        return std::string(reinterpret_cast<const char*>(&value.number), sizeof value.number);
-    std::wstring characters;
-    if (value.type == STRING_METADATA)
-        characters = value.texts.at(0) + L'\0';
-    else
-        characters = setupactions::FormatMultiSz(value.texts);
-    return std::string(reinterpret_cast<const char*>(characters.data()),
-                       characters.size() * sizeof(wchar_t));
-}
 
 // Takes a record's data. False when it does not fit its type.
 bool TakeData(const METADATA_RECORD& record, Value& value) {
@@ -56,17 +39,13 @@ bool TakeData(const METADATA_RECORD& record, Value& value) {
 
 HRESULT AdminBase::Load(const std::string& file) {
     file_ = file;
-    const File stream(std::fopen(file.c_str(), "rb"));
+    std::ifstream stream(file, std::ios::binary);
     if (!stream) {
         keys_ = NewServer();
         return S_OK;
     }
-    std::string text;
-    char part[4096];
-    while (const size_t count = std::fread(part, 1, sizeof part, stream.get()))
-        text.append(part, count);
-    int wrongLine = 0;
-    return ParseTree(text, keys_, wrongLine) ? S_OK : MD_ERROR_READ_METABASE_FILE;
+    const std::string text(std::istreambuf_iterator<char>(stream), {});
+    return ParseTree(text, keys_) ? S_OK : MD_ERROR_READ_METABASE_FILE;
 }
 
 HRESULT AdminBase::QueryInterface(REFIID id, void** object) {
@@ -88,41 +67,29 @@ ULONG AdminBase::Release() {
     return static_cast<ULONG>(left);
 }
 
-HRESULT AdminBase::Resolve(METADATA_HANDLE base, LPCWSTR path, DWORD access,
+HRESULT AdminBase::Resolve(METADATA_HANDLE base, LPCWSTR path, bool changes,
                            std::wstring& whole) const {
-    Handle root = {L"", METADATA_PERMISSION_READ}; // nothing is written through the master root
-    const Handle* handle = &root;
-    if (base != METADATA_MASTER_ROOT_HANDLE) {
-        const auto found = handles_.find(base);
-        if (found == handles_.end())
+    if (base == METADATA_MASTER_ROOT_HANDLE) {
+        if (changes)
+            return E_ACCESSDENIED;
+        whole = JoinPath(L"", path);
+    } else {
+        const auto opened = handles_.find(base);
+        if (opened == handles_.end())
             return Refused(ERROR_INVALID_HANDLE);
-        handle = &found->second;
+        whole = JoinPath(opened->second, path);
     }
-    if ((handle->access & access) != access)
-        return E_ACCESSDENIED;
-    whole = JoinPath(handle->path, path == nullptr ? L"" : path);
-    return S_OK;
+    return keys_.count(whole) == 0 ? Refused(ERROR_PATH_NOT_FOUND) : S_OK;
 }
 
-HRESULT AdminBase::OpenKey(METADATA_HANDLE base, LPCWSTR path, DWORD access, DWORD,
+HRESULT AdminBase::OpenKey(METADATA_HANDLE base, LPCWSTR path, DWORD, DWORD,
                            METADATA_HANDLE* opened) {
-    const DWORD readWrite = METADATA_PERMISSION_READ | METADATA_PERMISSION_WRITE;
-    if (opened == nullptr || (access & readWrite) == 0 || (access & ~readWrite) != 0)
-        return E_INVALIDARG;
     std::wstring whole;
-    const HRESULT resolved = Resolve(base, path, 0, whole);
-    if (FAILED(resolved))
-        return resolved;
-    if (keys_.count(whole) == 0)
-        return Refused(ERROR_PATH_NOT_FOUND);
-    for (const auto& other : handles_) {
-        const bool writing = ((access | other.second.access) & METADATA_PERMISSION_WRITE) != 0;
-        if (writing &&
-            (IsAtOrBelow(whole, other.second.path) || IsAtOrBelow(other.second.path, whole)))
-            return Refused(ERROR_PATH_BUSY);
-    }
+    const HRESULT found = Resolve(base, path, false, whole);
+    if (FAILED(found))
+        return found;
     *opened = ++lastHandle_;
-    handles_[*opened] = {keys_.find(whole)->first, access}; // in the letters of the tree
+    handles_[*opened] = keys_.find(whole)->first; // in the letters of the tree
     return S_OK;
 }
 
@@ -132,26 +99,22 @@ HRESULT AdminBase::CloseKey(METADATA_HANDLE key) {
 
 HRESULT AdminBase::AddKey(METADATA_HANDLE base, LPCWSTR path) {
     std::wstring whole;
-    const HRESULT resolved = Resolve(base, path, METADATA_PERMISSION_WRITE, whole);
-    if (FAILED(resolved))
-        return resolved;
-    if (keys_.count(whole) != 0)
+    const HRESULT found = Resolve(base, path, true, whole);
+    if (SUCCEEDED(found))
         return Refused(ERROR_ALREADY_EXISTS);
-    if (keys_.count(ParentPath(whole)) == 0)
-        return Refused(ERROR_PATH_NOT_FOUND);
+    if (found != Refused(ERROR_PATH_NOT_FOUND) || keys_.count(ParentPath(whole)) == 0)
+        return found;
     keys_[whole];
     return S_OK;
 }
 
 HRESULT AdminBase::DeleteKey(METADATA_HANDLE base, LPCWSTR path) {
     std::wstring whole;
-    const HRESULT resolved = Resolve(base, path, METADATA_PERMISSION_WRITE, whole);
-    if (FAILED(resolved))
-        return resolved;
-    if (path == nullptr || JoinPath(L"", path).empty())
+    const HRESULT found = Resolve(base, path, true, whole);
+    if (FAILED(found))
+        return found;
+    if (JoinPath(L"", path).empty())
         return E_INVALIDARG;
-    if (keys_.count(whole) == 0)
-        return Refused(ERROR_PATH_NOT_FOUND);
     for (auto key = keys_.find(whole); key != keys_.end();)
         key = IsAtOrBelow(key->first, whole) ? keys_.erase(key) : std::next(key);
     return S_OK;
@@ -159,70 +122,57 @@ HRESULT AdminBase::DeleteKey(METADATA_HANDLE base, LPCWSTR path) {
 
 HRESULT AdminBase::SetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record) {
     std::wstring whole;
-    const HRESULT resolved = Resolve(base, path, METADATA_PERMISSION_WRITE, whole);
-    if (FAILED(resolved))
-        return resolved;
-    const auto key = keys_.find(whole);
-    if (key == keys_.end())
-        return Refused(ERROR_PATH_NOT_FOUND);
+    const HRESULT found = Resolve(base, path, true, whole);
+    if (FAILED(found))
+        return found;
     Value value;
     value.attributes = record->dwMDAttributes;
     value.userType = record->dwMDUserType;
     value.type = record->dwMDDataType;
-    if (record->pbMDData == nullptr || !TakeData(*record, value))
+    if (!TakeData(*record, value))
         return E_INVALIDARG;
-    key->second[record->dwMDIdentifier] = value;
+    keys_[whole][record->dwMDIdentifier] = value;
     return S_OK;
 }
 
 HRESULT AdminBase::GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
                            DWORD* needed) {
+    if (record->dwMDDataType != MULTISZ_METADATA)
+        return E_NOTIMPL; // the library reads lists alone
     std::wstring whole;
-    const HRESULT resolved = Resolve(base, path, METADATA_PERMISSION_READ, whole);
+    const HRESULT resolved = Resolve(base, path, false, whole);
     if (FAILED(resolved))
         return resolved;
-    if (keys_.count(whole) == 0)
-        return Refused(ERROR_PATH_NOT_FOUND);
-
-    const bool inherit = (record->dwMDAttributes & METADATA_INHERIT) != 0;
     const Value* found = nullptr;
     for (std::wstring at = whole; found == nullptr && !at.empty(); at = ParentPath(at)) {
         const auto value = keys_[at].find(record->dwMDIdentifier);
         if (value != keys_[at].end() &&
             (at == whole || (value->second.attributes & METADATA_INHERIT) != 0))
             found = &value->second;
-        if (!inherit)
+        if ((record->dwMDAttributes & METADATA_INHERIT) == 0)
             break;
     }
-    // 0 asks for any user or data type.
-    const auto wanted = [](DWORD asked, DWORD stored) { return asked == 0 || asked == stored; };
-    if (found == nullptr || !wanted(record->dwMDUserType, found->userType) ||
-        !wanted(record->dwMDDataType, found->type))
+    if (found == nullptr || record->dwMDUserType != found->userType ||
+        record->dwMDDataType != found->type)
         return MD_ERROR_DATA_NOT_FOUND;
 
-    const std::string bytes = Bytes(*found);
-    if (record->dwMDDataLen < bytes.size()) {
-        *needed = static_cast<DWORD>(bytes.size());
+    const std::wstring characters = setupactions::FormatMultiSz(found->texts);
+    const size_t size = characters.size() * sizeof(wchar_t);
+    if (record->dwMDDataLen < size) {
+        *needed = static_cast<DWORD>(size);
         return Refused(ERROR_INSUFFICIENT_BUFFER);
     }
-    std::memcpy(record->pbMDData, bytes.data(), bytes.size());
-    record->dwMDAttributes = found->attributes;
-    record->dwMDUserType = found->userType;
-    record->dwMDDataType = found->type;
-    record->dwMDDataLen = static_cast<DWORD>(bytes.size());
+    std::memcpy(record->pbMDData, characters.data(), size);
+    record->dwMDDataLen = static_cast<DWORD>(size);
     return S_OK;
 }
 
 HRESULT AdminBase::SaveData() {
-    for (const auto& handle : handles_)
-        if ((handle.second.access & METADATA_PERMISSION_WRITE) != 0)
-            return Refused(ERROR_PATH_BUSY);
-    const std::string text = FormatTree(keys_);
-    const File stream(std::fopen(file_.c_str(), "wb"));
-    if (!stream || std::fwrite(text.data(), 1, text.size(), stream.get()) != text.size() ||
-        std::fflush(stream.get()) != 0)
-        return Refused(ERROR_WRITE_FAULT);
-    return S_OK;
+    if (!handles_.empty())
+        return Refused(ERROR_PATH_BUSY);
+    std::ofstream stream(file_, std::ios::binary);
+    stream << FormatTree(keys_) << std::flush;
+    return stream ? S_OK : Refused(ERROR_WRITE_FAULT);
 }
 
 } // namespace metabase

@@ -15,8 +15,9 @@ const IID AdminBaseInterface = {
 
 // Each object reads the file when it is loaded and writes it in SaveData; what
 // was not saved is gone with the object. Without a file it starts as a new
-// server. Results are those of the real store; methods that the library does
-// not call answer E_NOTIMPL. One thread at a time.
+// server. Results are those of the real store, as far as the library's way of
+// calling it can bring them about: it opens one key at a time, to read and
+// write. Methods that it does not call answer E_NOTIMPL. One thread at a time.
 class AdminBase : public IMSAdminBaseW {
 public:
     AdminBase() = default;
@@ -92,18 +93,14 @@ public:
     size_t OpenKeys() const { return handles_.size(); }
 
 private:
-    struct Handle {
-        std::wstring path;
-        DWORD access;
-    };
-
-    // The path below a handle that has the access. S_OK, or why not.
-    HRESULT Resolve(METADATA_HANDLE base, LPCWSTR path, DWORD access, std::wstring& whole) const;
+    // The path below a handle, and S_OK when there is such a key. The master
+    // root takes no changes.
+    HRESULT Resolve(METADATA_HANDLE base, LPCWSTR path, bool changes, std::wstring& whole) const;
 
     LONG references_ = 1;
     std::string file_;
     Keys keys_;
-    std::map<METADATA_HANDLE, Handle> handles_;
+    std::map<METADATA_HANDLE, std::wstring> handles_; // open keys by their paths
     METADATA_HANDLE lastHandle_ = METADATA_MASTER_ROOT_HANDLE;
 };
 

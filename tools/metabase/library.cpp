@@ -12,23 +12,9 @@ const char ClassKey[] = "SOFTWARE\\Classes\\CLSID\\{A9E69610-B80D-11D0-B9B9-00A0
 const char ServerKey[] =
     "SOFTWARE\\Classes\\CLSID\\{A9E69610-B80D-11D0-B9B9-00A0C922E750}\\InprocServer32";
 
-// The class key's value that names the store's file.
-const char FileValue[] = "File";
-const char DefaultFile[] = "C:\\metabase.txt";
+const char StoreFile[] = "C:\\metabase.txt";
 
 HMODULE library;
-
-std::string StoreFile() {
-    char path[MAX_PATH + 1] = "";
-    DWORD size = MAX_PATH;
-    HKEY key = nullptr;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, ClassKey, 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return DefaultFile;
-    const LONG result = RegQueryValueExA(key, FileValue, nullptr, nullptr,
-                                         reinterpret_cast<unsigned char*>(path), &size);
-    RegCloseKey(key);
-    return result == ERROR_SUCCESS && path[0] != '\0' ? path : DefaultFile;
-}
 
 // One object that lives as long as the library.
 class Factory : public IClassFactory {
@@ -50,7 +36,7 @@ public:
         auto* const store = new (std::nothrow) AdminBase;
         if (store == nullptr)
             return E_OUTOFMEMORY;
-        HRESULT result = store->Load(StoreFile());
+        HRESULT result = store->Load(StoreFile);
         if (SUCCEEDED(result))
             result = store->QueryInterface(id, object);
         store->Release();

@@ -82,58 +82,31 @@ bool NumberOf(const Name (&names)[Count], const std::string& text, DWORD& number
     return !text.empty() && *end == '\0';
 }
 
-// Control characters, which would break a line, and the sign itself stand as
-// "^" and four hexadecimal digits.
-const char EscapeSign = '^';
-const size_t EscapeLength = 5;
-
 std::string Encode(const std::wstring& text) {
-    std::wstring escaped;
-    for (const wchar_t character : text) {
-        if (character >= L' ' && character != EscapeSign) {
-            escaped.push_back(character);
-            continue;
-        }
-        wchar_t code[EscapeLength + 1];
-        std::swprintf(code, EscapeLength + 1, L"^%04X", static_cast<unsigned>(character));
-        escaped += code;
-    }
-    const int length = static_cast<int>(escaped.size());
-    std::string bytes(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, escaped.c_str(), length,
+    const int length = static_cast<int>(text.size());
+    std::string bytes(static_cast<size_t>(WideCharToMultiByte(CP_UTF8, 0, text.c_str(), length,
                                                               nullptr, 0, nullptr, nullptr)),
                       '\0');
-    WideCharToMultiByte(CP_UTF8, 0, escaped.c_str(), length, &bytes[0],
-                        static_cast<int>(bytes.size()), nullptr, nullptr);
+    WideCharToMultiByte(CP_UTF8, 0, text.c_str(), length, &bytes[0], static_cast<int>(bytes.size()),
+                        nullptr, nullptr);
     return bytes;
 }
 
 std::wstring Decode(const std::string& bytes) {
     const int length = static_cast<int>(bytes.size());
-    std::wstring escaped(
+    std::wstring text(
         static_cast<size_t>(MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), length, nullptr, 0)),
         L'\0');
-    MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), length, &escaped[0],
-                        static_cast<int>(escaped.size()));
-    std::wstring text;
-    for (size_t at = 0; at < escaped.size(); ++at) {
-        if (escaped[at] != EscapeSign) {
-            text.push_back(escaped[at]);
-            continue;
-        }
-        text.push_back(
-            static_cast<wchar_t>(std::wcstoul(escaped.substr(at + 1, 4).c_str(), nullptr, 16)));
-        at += EscapeLength - 1;
-    }
+    MultiByteToWideChar(CP_UTF8, 0, bytes.c_str(), length, &text[0], static_cast<int>(text.size()));
     return text;
 }
 
 const char TextIndent[] = "    ";
-const char ValueSign[] = ") =";
 
 std::string FormatValue(DWORD id, const Value& value) {
     std::string line = NameOf(ValueNames, id) + " (" + std::to_string(id) + ", " +
                        NameOf(UserTypeNames, value.userType) + ", " +
-                       NameOf(AttributeNames, value.attributes) + ValueSign;
+                       NameOf(AttributeNames, value.attributes) + ") =";
     if (value.type == DWORD_METADATA) {
         char number[16];
         std::snprintf(number, sizeof number, " 0x%lX", value.number);
@@ -166,19 +139,12 @@ bool ParseContent(const std::string& content, Value& value) {
 }
 
 bool ParseValue(const std::string& line, DWORD& id, Value& value) {
-    const size_t open = line.find('(');
-    const size_t close = line.find(ValueSign, open == std::string::npos ? 0 : open);
-    if (open == std::string::npos || close == std::string::npos)
-        return false;
-    const std::string inside = line.substr(open + 1, close - open - 1);
-    const size_t first = inside.find(", ");
-    const size_t second = inside.find(", ", first == std::string::npos ? first : first + 1);
-    if (second == std::string::npos)
-        return false;
-    return NumberOf(ValueNames, inside.substr(0, first), id) &&
-           NumberOf(UserTypeNames, inside.substr(first + 2, second - first - 2), value.userType) &&
-           NumberOf(AttributeNames, inside.substr(second + 2), value.attributes) &&
-           ParseContent(line.substr(close + sizeof ValueSign - 1), value);
+    char userType[32] = "", attributes[32] = "";
+    int end = 0; // stays 0 unless all of it is there
+    std::sscanf(line.c_str(), "%*[^(](%lu, %31[^,], %31[^)]) =%n", &id, userType, attributes, &end);
+    return end != 0 && NumberOf(UserTypeNames, userType, value.userType) &&
+           NumberOf(AttributeNames, attributes, value.attributes) &&
+           ParseContent(line.substr(static_cast<size_t>(end)), value);
 }
 
 std::wstring Folded(const std::wstring& text) {
@@ -221,14 +187,12 @@ std::string FormatTree(const Keys& keys) {
     return text;
 }
 
-bool ParseTree(const std::string& text, Keys& keys, int& wrongLine) {
+bool ParseTree(const std::string& text, Keys& keys) {
     keys.clear();
     Values* key = nullptr;
     Value* list = nullptr; // that takes indented lines
     std::istringstream lines(text);
-    wrongLine = 0;
     for (std::string line; std::getline(lines, line);) {
-        ++wrongLine;
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         if (list != nullptr && line.compare(0, sizeof TextIndent - 1, TextIndent) == 0) {
@@ -249,14 +213,12 @@ bool ParseTree(const std::string& text, Keys& keys, int& wrongLine) {
         Value& stored = (*key)[id] = value;
         list = value.type == MULTISZ_METADATA ? &stored : nullptr;
     }
-    wrongLine = 0;
     return true;
 }
 
 Keys NewServer() {
     Keys keys;
-    int wrongLine = 0;
-    ParseTree(NewServerText, keys, wrongLine);
+    ParseTree(NewServerText, keys);
     return keys;
 }
 

@@ -40,12 +40,12 @@ bool IsAtOrBelow(const std::wstring& path, const std::wstring& top);
 
 // The tree as UTF-8 text: a "[path]" line for each key, below it a line
 // `Name (identifier, user type, attributes) = …` for each value. Numbers are
-// hexadecimal, strings quoted; the texts of a list follow on indented lines.
+// hexadecimal, strings quoted; the texts of a list follow on indented lines. A
+// text with a line break in it does not come back.
 std::string FormatTree(const Keys& keys);
 
-// Reads FormatTree's text. False, with the line's number from 1, when a line is
-// none of it.
-bool ParseTree(const std::string& text, Keys& keys, int& wrongLine);
+// Reads FormatTree's text. False when a line is none of it.
+bool ParseTree(const std::string& text, Keys& keys);
 
 // A server as it comes out of the box: one site, with script maps of its own,
 // and a restriction list.
