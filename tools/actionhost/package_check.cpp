@@ -1,11 +1,9 @@
 #include "tools/actionhost/package_check.h"
 
-#include "frame/msi_database.h"
 #include "frame/session.h"
 #include "tools/actionhost/catalogue.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <sstream>
 
@@ -31,23 +29,6 @@ const size_t LikelyMisspelling = 4;
 const size_t LikelyMisspellingOfId = 2;
 
 const size_t ManyRows = 10; // not scheduled, as in a package that includes the kit
-
-// The columns that the actions read; a key of the table's own may be any.
-const struct {
-    const char* table;
-    std::vector<std::string> columns;
-} ReadColumns[] = {
-    {"HalcyonCondition", {"Condition", "Description"}},
-    {"HalcyonIPService", {"Component_", "ServiceName", "Port", "Protocol", "Alias", "Comment"}},
-    {"HalcyonInetShortcuts", {"InetShortcut", "Component_", "SubVirutalDirectory"}},
-    {"HalcyonWebMimeType",
-     {"VirtualPath", "Extension", "MimeType", "Path", "Func", "Method", "Attributes", "Component_",
-      "ComponentAction"}},
-    {"HalcyonWebVirtualDir",
-     {"VirtualDir", "Path", "ApplicationDirs", "Attribute", "Component_", "ComponentAction"}},
-    {"KestrelRedirection", {"RegKey", "RegValue", "CallNumber"}},
-    {"KestrelUnzipOperations", {"DestinationDirectory"}},
-};
 
 const CatalogueRow* FindAction(const std::string& name) {
     const auto* found = std::find_if(std::begin(Catalogue), std::end(Catalogue),
@@ -84,11 +65,6 @@ std::set<std::string> LibraryBinaries(const PackageRows& package) {
         if (IsDllRow(row) && FindAction(row.target) != nullptr)
             binaries.insert(row.source);
     return binaries;
-}
-
-bool HasColumn(const PackageRows& package, const char* table, const char* column) {
-    const auto found = package.columns.find(table);
-    return found != package.columns.end() && found->second.count(column) > 0;
 }
 
 // The row's place in the execute sequence; 0 when it is not scheduled there.
@@ -229,7 +205,7 @@ void CheckSequence(const PackageRows& package, const char* table,
 }
 
 void CheckTables(const PackageRows& package, std::vector<std::string>& findings) {
-    for (const auto& known : ReadColumns) {
+    for (const auto& known : ReadColumns()) {
         if (package.columns.count(known.table) == 0)
             continue;
         for (const std::string& column : known.columns)
@@ -253,13 +229,14 @@ void CheckComponents(const PackageRows& package, std::vector<std::string>& findi
 void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& findings) {
     for (const VirtualDirRow& row : package.virtualDirs) {
         const std::string& name = row.virtualDir;
-        if (!name.empty() && name.front() == '/')
+        const char first = name.empty() ? '\0' : name.front();
+        if (first == '/')
             findings.push_back(Format("table HalcyonWebVirtualDir, row %s: take the leading slash "
                                       "off: SharePoint is told it twice",
                                       name.c_str()));
-        if (!name.empty() && name.front() == '-')
+        if (first == '-')
             continue;
-        const std::string below = "/" + name.substr(name.find_first_not_of('/') == 1 ? 1 : 0);
+        const std::string below = "/" + name.substr(first == '/' ? 1 : 0);
         std::istringstream pieces(row.applicationDirs);
         for (std::string piece; std::getline(pieces, piece, ';');)
             if (!piece.empty() && Lower(piece) != Lower(below) &&
@@ -269,28 +246,6 @@ void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& find
                                           "%s/",
                                           name.c_str(), piece.c_str(), below.c_str()));
     }
-}
-
-InstallerHandle OpenDatabase(const std::string& package) {
-    InstallerHandle database;
-    const UINT opened = MsiOpenDatabaseA(package.c_str(), MSIDBOPEN_READONLY, database.Out());
-    if (opened != ERROR_SUCCESS)
-        throw UnreadablePackage("cannot open the package " + package + ": " + ErrorText(opened));
-    return database;
-}
-
-// Calls a function with each row of a query; for a table that the package
-// lacks, not at all.
-template <typename Function>
-void ForEachRow(MSIHANDLE database, const PackageRows& package, const char* table,
-                const char* fields, const Function& function) {
-    if (package.columns.count(table) == 0)
-        return;
-    CMsiHelper view(database, Format("SELECT %s FROM `%s`", fields, table));
-    if (!view.Execute())
-        throw static_cast<int>(MsiErrorOpenView);
-    while (view.Fetch())
-        function(view);
 }
 
 } // namespace
@@ -309,49 +264,6 @@ size_t EditDistance(const std::string& one, const std::string& other) {
         }
     }
     return row.back();
-}
-
-PackageRows ReadPackageRows(const std::string& path) {
-    const InstallerHandle database = OpenDatabase(path);
-    const MSIHANDLE handle = database.Get();
-    PackageRows package;
-    CMsiHelper columns(handle, "SELECT `Table`, `Name` FROM `_Columns`");
-    if (!columns.Execute())
-        throw static_cast<int>(MsiErrorOpenView);
-    while (columns.Fetch())
-        package.columns[columns.GetField(1)].insert(columns.GetField(2));
-
-    ForEachRow(handle, package, "CustomAction", "`Action`, `Type`, `Source`, `Target`",
-               [&](const CMsiHelper& row) {
-                   package.customActions.push_back({row.GetField(1),
-                                                    std::atoi(row.GetField(2).c_str()),
-                                                    row.GetField(3), row.GetField(4)});
-               });
-    ForEachRow(handle, package, "Binary", "`Name`",
-               [&](const CMsiHelper& row) { package.binaries.insert(row.GetField(1)); });
-    const auto readSequence = [&](const char* table, std::map<std::string, int>& sequence) {
-        ForEachRow(handle, package, table, "`Action`, `Sequence`", [&](const CMsiHelper& row) {
-            sequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
-        });
-    };
-    readSequence("InstallExecuteSequence", package.executeSequence);
-    readSequence("InstallUISequence", package.uiSequence);
-    ForEachRow(handle, package, "Property", "`Property`, `Value`", [&](const CMsiHelper& row) {
-        package.properties[row.GetField(1)] = row.GetField(2);
-    });
-    ForEachRow(handle, package, "Component", "`Component`",
-               [&](const CMsiHelper& row) { package.components.insert(row.GetField(1)); });
-    for (const auto& known : ReadColumns)
-        if (HasColumn(package, known.table, "Component_"))
-            ForEachRow(handle, package, known.table, "`Component_`", [&](const CMsiHelper& row) {
-                package.usedComponents[known.table].insert(row.GetField(1));
-            });
-    if (HasColumn(package, "HalcyonWebVirtualDir", "ApplicationDirs"))
-        ForEachRow(handle, package, "HalcyonWebVirtualDir", "`VirtualDir`, `ApplicationDirs`",
-                   [&](const CMsiHelper& row) {
-                       package.virtualDirs.push_back({row.GetField(1), row.GetField(2)});
-                   });
-    return package;
 }
 
 CheckResult CheckPackage(const PackageRows& package) {

@@ -1,0 +1,102 @@
+#include "tools/actionhost/package_rows.h"
+
+#include "frame/msi_database.h"
+#include "frame/session.h"
+
+#include <cstdlib>
+
+using namespace setupactions;
+
+namespace actionhost {
+
+namespace {
+
+InstallerHandle OpenDatabase(const std::string& package) {
+    InstallerHandle database;
+    const UINT opened = MsiOpenDatabaseA(package.c_str(), MSIDBOPEN_READONLY, database.Out());
+    if (opened != ERROR_SUCCESS)
+        throw UnreadablePackage("cannot open the package " + package + ": " + ErrorText(opened));
+    return database;
+}
+
+// Calls a function with each row of a query; for a table that the package
+// lacks, not at all.
+template <typename Function>
+void ForEachRow(MSIHANDLE database, const PackageRows& package, const char* table,
+                const char* fields, const Function& function) {
+    if (package.columns.count(table) == 0)
+        return;
+    CMsiHelper view(database, Format("SELECT %s FROM `%s`", fields, table));
+    if (!view.Execute())
+        throw static_cast<int>(MsiErrorOpenView);
+    while (view.Fetch())
+        function(view);
+}
+
+} // namespace
+
+const std::vector<TableColumns>& ReadColumns() {
+    static const std::vector<TableColumns> tables = {
+        {"HalcyonCondition", {"Condition", "Description"}},
+        {"HalcyonIPService", {"Component_", "ServiceName", "Port", "Protocol", "Alias", "Comment"}},
+        {"HalcyonInetShortcuts", {"InetShortcut", "Component_", "SubVirutalDirectory"}},
+        {"HalcyonWebMimeType",
+         {"VirtualPath", "Extension", "MimeType", "Path", "Func", "Method", "Attributes",
+          "Component_", "ComponentAction"}},
+        {"HalcyonWebVirtualDir",
+         {"VirtualDir", "Path", "ApplicationDirs", "Attribute", "Component_", "ComponentAction"}},
+        {"KestrelRedirection", {"RegKey", "RegValue", "CallNumber"}},
+        {"KestrelUnzipOperations", {"DestinationDirectory"}},
+    };
+    return tables;
+}
+
+bool HasColumn(const PackageRows& package, const char* table, const char* column) {
+    const auto found = package.columns.find(table);
+    return found != package.columns.end() && found->second.count(column) > 0;
+}
+
+PackageRows ReadPackageRows(const std::string& path) {
+    const InstallerHandle database = OpenDatabase(path);
+    const MSIHANDLE handle = database.Get();
+    PackageRows package;
+    CMsiHelper columns(handle, "SELECT `Table`, `Name` FROM `_Columns`");
+    if (!columns.Execute())
+        throw static_cast<int>(MsiErrorOpenView);
+    while (columns.Fetch())
+        package.columns[columns.GetField(1)].insert(columns.GetField(2));
+
+    ForEachRow(handle, package, "CustomAction", "`Action`, `Type`, `Source`, `Target`",
+               [&](const CMsiHelper& row) {
+                   package.customActions.push_back({row.GetField(1),
+                                                    std::atoi(row.GetField(2).c_str()),
+                                                    row.GetField(3), row.GetField(4)});
+               });
+    ForEachRow(handle, package, "Binary", "`Name`",
+               [&](const CMsiHelper& row) { package.binaries.insert(row.GetField(1)); });
+    const auto readSequence = [&](const char* table, std::map<std::string, int>& sequence) {
+        ForEachRow(handle, package, table, "`Action`, `Sequence`", [&](const CMsiHelper& row) {
+            sequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
+        });
+    };
+    readSequence("InstallExecuteSequence", package.executeSequence);
+    readSequence("InstallUISequence", package.uiSequence);
+    ForEachRow(handle, package, "Property", "`Property`, `Value`", [&](const CMsiHelper& row) {
+        package.properties[row.GetField(1)] = row.GetField(2);
+    });
+    ForEachRow(handle, package, "Component", "`Component`",
+               [&](const CMsiHelper& row) { package.components.insert(row.GetField(1)); });
+    for (const auto& known : ReadColumns())
+        if (HasColumn(package, known.table, "Component_"))
+            ForEachRow(handle, package, known.table, "`Component_`", [&](const CMsiHelper& row) {
+                package.usedComponents[known.table].insert(row.GetField(1));
+            });
+    if (HasColumn(package, "HalcyonWebVirtualDir", "ApplicationDirs"))
+        ForEachRow(handle, package, "HalcyonWebVirtualDir", "`VirtualDir`, `ApplicationDirs`",
+                   [&](const CMsiHelper& row) {
+                       package.virtualDirs.push_back({row.GetField(1), row.GetField(2)});
+                   });
+    return package;
+}
+
+} // namespace actionhost
