@@ -61,15 +61,14 @@ TEST_F(MachineChecksTest, ASilentExpansionNeedsItsProperties) {
     const std::string server = "Ensuring property NAMESERVER exists";
     const struct {
         const char *level, *mode, *expandAps, *given;
-        UINT result;
         std::vector<std::string> log;
         size_t errors;
     } cases[] = {
-        {"2", "NEW", "1", "", 0, {}, 0},
-        {"5", "EXPAND", "1", "", 0, {}, 0},
-        {"3", "EXPAND", "1", "given", 0, {dsn, uid}, 0},
-        {"2", "Expand", "1", "", ERROR_INVALID_COMMAND_LINE, {dsn, uid}, 2},
-        {"4", "EXPAND", "", "", ERROR_INVALID_COMMAND_LINE, {server}, 1},
+        {"2", "NEW", "1", "", {}, 0},
+        {"5", "EXPAND", "1", "", {}, 0},
+        {"3", "EXPAND", "1", "given", {dsn, uid}, 0},
+        {"2", "Expand", "1", "", {dsn, uid}, 2},
+        {"4", "EXPAND", "", "", {server}, 1},
     };
     Sql("CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` CHAR(255) PRIMARY KEY `Error`)");
     Sql("INSERT INTO `Error` (`Error`, `Message`) VALUES (2604, '[2] is missing')");
@@ -81,7 +80,7 @@ TEST_F(MachineChecksTest, ASilentExpansionNeedsItsProperties) {
                 {"EXPANDAPS", row.expandAps},
                 {"DATABASEDSN", row.given},
                 {"DATABASEUID", row.given}}},
-              DetectWantedProperties, row.result);
+              DetectWantedProperties, row.errors == 0 ? ERROR_SUCCESS : ERROR_INVALID_COMMAND_LINE);
         EXPECT_EQ(Log(), row.log);
         EXPECT_EQ(messages.size(), row.log.size() + row.errors);
         EXPECT_TRUE(row.errors == 0 || messages.back().type == INSTALLMESSAGE_ERROR);
@@ -95,31 +94,27 @@ TEST_F(MachineChecksTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereI
     const char ini[] = "NOTESINIDIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
     const std::string windows = Here("windows\\"), programs = Here("programs\\");
     const std::string notes = Here("notes\\"), notesData = Here("notes\\data\\");
-    const auto with = [&](const std::vector<std::string>& files, Properties properties) {
-        properties["WindowsFolder"] = windows;
-        properties["ProgramFilesFolder"] = programs;
-        return Machine{{}, files, properties};
-    };
     const Properties notes5 = {
         {"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", Here("ini\\")}};
     const Properties chosen = {{"NOTES_DIR", "C:\\c\\"},
                                {"NOTES_5_DIR", "C:\\5\\"},
                                {program, notes},
                                {"NOTESDIR", notes}};
-    const std::pair<Machine, Properties> cases[] = {
-        {with({"windows\\notes.ini"}, {{"NOTESDIR", notes}}), {}},
-        {with({"windows\\notes.ini"}, notes5),
-         {{program, notes}, {data, notesData}, {ini, windows}}},
-        {with({"ini\\notes.ini"}, notes5),
-         {{program, notes}, {data, notesData}, {ini, Here("ini\\")}}},
-        {with({}, notes5), {{program, notes}, {data, notesData}, {ini, programs}}},
+    const std::tuple<std::vector<std::string>, Properties, Properties> cases[] = {
+        {{"windows\\notes.ini"}, {{"NOTESDIR", notes}}, {}},
+        {{"windows\\notes.ini"}, notes5, {{program, notes}, {data, notesData}, {ini, windows}}},
+        {{"ini\\notes.ini"}, notes5, {{program, notes}, {data, notesData}, {ini, Here("ini\\")}}},
+        {{}, notes5, {{program, notes}, {data, notesData}, {ini, programs}}},
         // The ini lies beside the program, but NOTESDIR, from which its folder
         // would be set, is not set.
-        {with({"notes\\notes.ini"}, {{"NOTES_4_DIR", notes}}), {{program, notes}, {ini, windows}}},
-        {with({"notes\\notes.ini"}, chosen), {{ini, notes}}},
+        {{"notes\\notes.ini"}, {{"NOTES_4_DIR", notes}}, {{program, notes}, {ini, windows}}},
+        {{"notes\\notes.ini"}, chosen, {{ini, notes}}},
     };
-    for (size_t i = 0; i < std::size(cases); ++i)
-        EXPECT_EQ(RunOn(cases[i].first, GetNotesPath), cases[i].second) << "row " << i;
+    for (auto [files, properties, changed] : cases) {
+        properties["WindowsFolder"] = windows;
+        properties["ProgramFilesFolder"] = programs;
+        EXPECT_EQ(RunOn({{}, files, properties}, GetNotesPath), changed);
+    }
 }
 
 TEST_F(MachineChecksTest, AnUpgradeIsFoundByTheNamesThatABarFollows) {
