@@ -1,3 +1,4 @@
+#include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
@@ -76,4 +77,62 @@ TEST_F(InstalledFilesTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
     EXPECT_EQ(Log().front(), "Deleting Folder '" + Path("tree") + "'");
     EXPECT_FALSE(IsThere(Path("tree\\below")));
     EXPECT_TRUE(IsThere(Path("outside\\kept")));
+}
+
+// The add-in of Excel.
+
+namespace {
+
+const char* const Excel11 = "Software\\Microsoft\\Office\\11.0\\Excel\\Options";
+const char* const AllVersions[] = {"Software\\Microsoft\\office\\8.0\\Excel\\Microsoft Excel",
+                                   "Software\\Microsoft\\office\\9.0\\Excel\\Options",
+                                   "Software\\Microsoft\\Office\\10.0\\Excel\\Options", Excel11};
+
+// The texts under the first names of a version's key; empty for those not there.
+const char* const Names[] = {"OPEN", "OPEN1", "OPEN2", "OPEN3"};
+using Texts = std::vector<std::string>;
+Texts Read(const char* key) {
+    Texts texts;
+    for (const char* name : Names) {
+        char text[256] = "";
+        DWORD size = sizeof text, type = REG_SZ;
+        SHGetValueA(HKEY_CURRENT_USER, key, name, &type, text, &size);
+        EXPECT_TRUE(type == REG_SZ);
+        texts.push_back(text);
+    }
+    return texts;
+}
+
+} // namespace
+
+TEST_F(SessionTest, TheAddInTakesTheFirstFreeNameAndLeavesUpToTheFirstGap) {
+    AddFile("vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E", "vdptxls.xla");
+    SetProperty("INSTALLDIR", "C:\\Suite\\");
+    Cost();
+    ClearMessages();
+    const std::string addIn = "\"C:\\Suite\\vdptxls.xla\"";
+    const std::string capitals = "\"C:\\SUITE\\VDPTXLS.XLA\"";
+    const struct {
+        Texts before, installed, removed;
+    } cases[] = {
+        {{"", "", "", ""}, {addIn, "", "", ""}, {"", "", "", ""}},
+        {{"a", "b", "", ""}, {"a", "b", addIn, ""}, {"a", "b", "", ""}},
+        {{"a", capitals, "", addIn}, {"a", capitals, addIn, addIn}, {"a", "", "", ""}},
+        {{"", "b", "", addIn}, {addIn, "b", "", addIn}, {"", "b", "", addIn}},
+    };
+    for (const auto& row : cases)
+        for (const char* present : AllVersions) {
+            const PrivateRegistry registry;
+            PrivateRegistry::Key(HKEY_CURRENT_USER, present);
+            for (size_t i = 0; i < std::size(Names); ++i)
+                if (!row.before[i].empty())
+                    PrivateRegistry::Write(HKEY_CURRENT_USER, present, Names[i], row.before[i]);
+            EXPECT_EQ(SetExcelAddinInstallRegName(session), ERROR_SUCCESS);
+            EXPECT_EQ(Read(present), row.installed) << present;
+            for (const char* key : AllVersions)
+                EXPECT_TRUE(key == present || Read(key) == Texts(4)) << "not there: " << key;
+            EXPECT_EQ(SetExcelAddinUninstallRegName(session), ERROR_SUCCESS);
+            EXPECT_EQ(Read(present), present == Excel11 ? row.installed : row.removed) << present;
+        }
+    EXPECT_TRUE(messages.empty());
 }

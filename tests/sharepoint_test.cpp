@@ -1,6 +1,5 @@
-#include "tests/support/private_registry.h"
+#include "tests/support/machine.h"
 #include "tests/support/replaced_import.h"
-#include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 
@@ -135,21 +134,17 @@ HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
 
 } // namespace
 
-TEST_F(SharePointTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
+TEST_F(MachineTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
     const ReplacedImport<decltype(RecordLaunch)> execute("ShellExecuteA", RecordLaunch);
-    const PrivateRegistry registry;
-    const auto addresses = [&](const char* valueName, const std::string& address) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE,
-                               "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", valueName,
-                               address);
-        EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
-        EXPECT_EQ(LaunchJavaAdminPortal(session), ERROR_SUCCESS);
+    const auto address = [](const char* name, const std::string& url) {
+        return Machine{{Text("SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", name, url)}};
     };
     const std::string longest = "http://h/" + std::string(250, 'a');
-    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
-    addresses("JavaAdminURL", longest);
-    addresses("JavaAdminURL", longest + "a");
-    addresses("DotNetAdminURL", "http://h/net");
-    EXPECT_THAT(launched, ElementsAre("Open " + longest + " 5", "Open http://h/net 5"));
+    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchDotNetAdminPortal);
+    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchJavaAdminPortal);
+    RunOn(address("JavaAdminURL", longest), LaunchJavaAdminPortal);
+    RunOn(address("JavaAdminURL", longest + "a"), LaunchJavaAdminPortal);
+    RunOn({}, LaunchDotNetAdminPortal);
+    EXPECT_THAT(launched, ElementsAre("Open http://h/net 5", "Open " + longest + " 5"));
     EXPECT_TRUE(messages.empty());
 }

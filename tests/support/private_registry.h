@@ -4,10 +4,9 @@
 
 #include "frame/handles.h"
 
+#include <gtest/gtest.h>
 #include <shlwapi.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 class PrivateRegistry {
@@ -31,11 +30,11 @@ public:
     static setupactions::RegistryKey Key(HKEY root, const std::string& path,
                                          REGSAM access = KEY_ALL_ACCESS) {
         setupactions::RegistryKey key;
-        if (RegCreateKeyExA(root, path.c_str(), 0, nullptr, 0, access, nullptr, key.Out(),
-                            nullptr) == ERROR_SUCCESS)
-            return key;
-        std::fprintf(stderr, "the key cannot be made: %s\n", path.c_str());
-        std::exit(1);
+        EXPECT_EQ(
+            RegCreateKeyExA(root, path.c_str(), 0, nullptr, 0, access, nullptr, key.Out(), nullptr),
+            ERROR_SUCCESS)
+            << path;
+        return key;
     }
 
     // Writes a text value; name null is the key's default value.
