@@ -1,12 +1,8 @@
 #include "tests/support/machine.h"
 
-#include "detect/browser.h"
-#include "detect/pending_renames.h"
 #include "tests/support/replaced_import.h"
 
 #include <gmock/gmock.h>
-
-using namespace setupactions;
 
 namespace {
 
@@ -97,6 +93,7 @@ TEST_F(DetectionTest, EachMachineHasItsProperties) {
         // The web server.
         {w3svc(4), "HASIIS4=1 HASWEBSERVER=1"},
         {w3svc(3), ""},
+        {{{KeyAlone(W3svcEnum), Text(W3svcParameters, "MajorVersion", "123")}}, ""}, // no number
         {{{}, {}, {{"HASIIS4", "1"}}}, "HASWEBSERVER=1"},
         // Development tools and clients; a key that refuses access is not there.
         {{{KeyAlone(VisualBasic5), KeyAlone(VisualBasic6)}, {}, {}, VisualBasic5},
@@ -117,6 +114,7 @@ TEST_F(DetectionTest, EachMachineHasItsProperties) {
         {{{Text(Explorer, "Version", ""), Text(Explorer, "IVer", "4.72.3110")}},
          "HASIE4=1 IEVERSION=4.72.3110"},
         {{{Text(Explorer, "IVer", longVersion)}}, "IEVERSION=" + longVersion.substr(0, 64)},
+        {{{Text(Explorer, "Version", "4.72.3110.0")}}, "IEVERSION=472"},
         {{{Text(Explorer, "Version", "5.50.4134.0600")}}, "HASIE5=1 IEVERSION=550"},
         {{{Text(Explorer, "IVer", "103")}}, "HASIE3=1 IEVERSION=103"},
         // Folders, the provider's version, short names.
@@ -131,14 +129,6 @@ TEST_F(DetectionTest, EachMachineHasItsProperties) {
     };
     for (size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(Detect(cases[i].first), cases[i].second) << "row " << i;
-}
-
-TEST(Browser, VersionsAreCutToHundredfoldNumbersAndDecideOnTheFlag) {
-    EXPECT_EQ(HundredfoldVersion("4.72.3110.0"), "472");
-    EXPECT_EQ(HundredfoldVersion("none"), "0");
-    EXPECT_STREQ(BrowserFlag("4x71"), "HASIE4");
-    for (const char* without : {"472", "4.73", "1030", ""})
-        EXPECT_EQ(BrowserFlag(without), nullptr) << without;
 }
 
 TEST_F(DetectionTest, OnlyNt4CannotKeepAssembliesSideBySide) {
@@ -218,19 +208,11 @@ TEST_F(DetectionTest, TheFrameworkIsHeldAgainstTheSameMinimum) {
                      "v" + installed + " meets version requirements"}));
 }
 
-TEST(PendingRenames, RollbackFilesLieInADrivesConfigMsi) {
-    EXPECT_TRUE(IsRollbackFile("\\??\\C:\\Config.Msi\\1a2b.rbf"));
-    EXPECT_TRUE(IsRollbackFile("d:\\CONFIG.msi\\1a2b.RBF"));
-    for (const char* path :
-         {"", "\\??\\C:\\Config.Msi\\sub\\1a2b.rbf", "\\??\\C:\\Config.Msi\\1a2b.rbf2"})
-        EXPECT_FALSE(IsRollbackFile(path)) << path;
-}
-
 TEST_F(DetectionTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
     const char manager[] = "SYSTEM\\CurrentControlSet\\Control\\Session Manager";
     const char value[] = "PendingFileRenameOperations";
     const std::string prefix = "CheckPendingFileRenameOperations: ", reboot = "NeedReboot=TRUE";
-    const std::string rollback = "\\??\\C:\\Config.Msi\\1a2b.rbf";
+    const std::string rollback = "\\??\\C:\\CONFIG.msi\\1a2b.RBF";
     const std::string ignored = prefix + "Ignoring entry. Source: '" + rollback + "' Target: ''";
     const std::string incomplete = "incomplete PendingFileRenameOperations registry\n";
     const std::string mustReboot =
@@ -240,7 +222,9 @@ TEST_F(DetectionTest, PendingRenamesOtherThanRollbackFilesNeedAReboot) {
         {{KeyAlone(manager)}, {"", prefix + "failed to read registry value"}},
         {{{manager, value, REG_MULTI_SZ, ""}}, {"", prefix + "registry value is empty"}},
         {{{manager, value, REG_MULTI_SZ, "C:\\x"}}, {reboot, incomplete, mustReboot}},
-        {{List(manager, value, {rollback, ""})}, {"", ignored}},
+        {{List(manager, value, {rollback, "", rollback, ""})}, {"", ignored, ignored}},
+        {{List(manager, value, {"C:\\Config.Msi\\a\\b.rbf", ""})},
+         {reboot, prefix + "Source: 'C:\\Config.Msi\\a\\b.rbf' Target: ''", mustReboot}},
         {{List(manager, value, {rollback, "C:\\x", rollback, ""})},
          {reboot, prefix + "Source: '" + rollback + "' Target: 'C:\\x'", ignored, mustReboot}},
         {{List(manager, value, {rollback, "", rollback})},

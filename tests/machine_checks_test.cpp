@@ -79,10 +79,7 @@ TEST_F(MachineTest, NotesFoldersComeFromTheReleaseFoundAndItsIniFromWhereItLies)
     const std::string notes = Here("notes\\"), notesData = Here("notes\\data\\");
     const Properties notes5 = {
         {"NOTES_5_DIR", notes}, {"NOTES_5_DATA_DIR", notesData}, {"NOTESDIR", Here("ini\\")}};
-    const Properties chosen = {{"NOTES_DIR", "C:\\c\\"},
-                               {"NOTES_5_DIR", "C:\\5\\"},
-                               {program, notes},
-                               {"NOTESDIR", notes}};
+    const Properties chosen = {{"NOTES_DIR", "C:\\c\\"}, {program, notes}, {"NOTESDIR", notes}};
     const std::tuple<std::vector<std::string>, Properties, Properties> cases[] = {
         {{"windows\\notes.ini"}, {{"NOTESDIR", notes}}, {}},
         {{"windows\\notes.ini"}, notes5, {{program, notes}, {data, notesData}, {ini, windows}}},
@@ -172,25 +169,20 @@ TEST_F(MachineTest, TheInstallationIsForWhomTheWizardIs) {
     const std::string checking = "InstallPubWizAs: Checking installed Kestrel Publishing Wizard.";
     const std::string failure =
         "InstallPubWizAs: (Failure) MsiGetProductInfo error 1610, GetLastError 77.";
-    const struct {
-        UINT productInfo;
-        std::vector<RegistryValue> registry;
-        Properties changed;
-        std::vector<std::string> log;
-    } cases[] = {
-        {ERROR_UNKNOWN_PRODUCT, {ofMachine}, {}, {checking}},
-        {ERROR_BAD_CONFIGURATION, {ofMachine}, {}, {checking, failure}},
-        {0, {ofMachine, ofUser}, {{"ALLUSERS", "1"}}, {checking}},
-        {0, {ofUser}, {{"ALLUSERS", ""}}, {checking}},
+    const std::tuple<UINT, Machine, Properties, std::vector<std::string>> cases[] = {
+        {ERROR_UNKNOWN_PRODUCT, {{ofMachine}}, {}, {checking}},
+        {ERROR_BAD_CONFIGURATION, {{ofMachine}}, {}, {checking, failure}},
+        {0, {{ofMachine, ofUser}}, {{"ALLUSERS", "1"}}, {checking}},
+        {0, {{ofUser}}, {{"ALLUSERS", ""}}, {checking}},
         {0, {}, {{"PubWizInstalledAsOtherUser", "1"}}, {checking}},
     };
-    const ReplacedImport<decltype(AnswerProductInfo)> info("MsiGetProductInfoA", AnswerProductInfo);
-    for (const auto& row : cases) {
-        productInfo = row.productInfo;
-        Properties changed = row.changed;
+    const ReplacedImport<decltype(AnswerProductInfo)> call("MsiGetProductInfoA", AnswerProductInfo);
+    for (auto [info, machine, changed, log] : cases) {
+        productInfo = info;
+        machine.properties["ALLUSERS"] = "2";
         changed["INSTALLPUBWIZAS_CHECKED"] = "1";
-        EXPECT_EQ(RunOn({row.registry, {}, {{"ALLUSERS", "2"}}}, InstallPubWizAs), changed);
-        EXPECT_EQ(Log(), row.log);
+        EXPECT_EQ(RunOn(machine, InstallPubWizAs), changed);
+        EXPECT_EQ(Log(), log);
     }
     EXPECT_EQ(RunOn({{ofMachine}, {}, {{"INSTALLPUBWIZAS_CHECKED", "1"}}}, InstallPubWizAs),
               Properties());

@@ -16,6 +16,7 @@ const HKEY Machine = HKEY_LOCAL_MACHINE, User = HKEY_CURRENT_USER;
 
 // Lists of one, two and three entries, to tell them apart. No key has one of
 // the longer ones by itself.
+const char Null[] = "";
 const char One[] = "D:(A;;KA;;;WD)";
 const char Two[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
 const char Three[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)(A;;KR;;;AU)";
@@ -25,15 +26,10 @@ const char Three[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)(A;;KR;;;AU)";
 void SetList(HKEY root, const std::string& path, const char* list) {
     // The owner may always change the list, also one that denies everything else.
     const RegistryKey key = PrivateRegistry::Key(root, path, WRITE_DAC);
-    SECURITY_DESCRIPTOR noList;
-    InitializeSecurityDescriptor(&noList, SECURITY_DESCRIPTOR_REVISION);
-    SetSecurityDescriptorDacl(&noList, TRUE, nullptr, FALSE);
     PSECURITY_DESCRIPTOR descriptor = nullptr;
-    if (list != nullptr)
-        ConvertStringSecurityDescriptorToSecurityDescriptorA(list, SDDL_REVISION_1, &descriptor,
-                                                             nullptr);
-    EXPECT_EQ(RegSetKeySecurity(key.Get(), Dacl, list == nullptr ? &noList : descriptor),
-              ERROR_SUCCESS);
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(list, SDDL_REVISION_1, &descriptor,
+                                                         nullptr);
+    EXPECT_EQ(RegSetKeySecurity(key.Get(), Dacl, descriptor), ERROR_SUCCESS);
     LocalFree(descriptor);
 }
 
@@ -59,15 +55,15 @@ struct ListedKey {
 TEST_F(SessionTest, NullListsAreMendedAndTheVersionsListForced) {
     const ListedKey keys[] = {
         {Machine, "SOFTWARE", Two, 2, 2},
-        {Machine, "SOFTWARE\\Tarnwick", nullptr, 2, 2},
+        {Machine, "SOFTWARE\\Tarnwick", Null, 2, 2},
         {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0", One, 1, 2},
-        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a", nullptr, 2, 2},
+        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a", Null, 2, 2},
         {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a\\b", One, 1, 2},
-        {Machine, "SOFTWARE\\ODBC", nullptr, 2, 2},
-        {Machine, "SOFTWARE\\Other", nullptr, -1, -1},
+        {Machine, "SOFTWARE\\ODBC", Null, 2, 2},
+        {Machine, "SOFTWARE\\Other", Null, -1, -1},
         {User, "SOFTWARE", Three, 3, 3},
-        {User, "SOFTWARE\\Tarnwick", nullptr, 3, 3},
-        {User, "SOFTWARE\\ODBC", nullptr, -1, -1},
+        {User, "SOFTWARE\\Tarnwick", Null, 3, 3},
+        {User, "SOFTWARE\\ODBC", Null, -1, -1},
     };
     const PrivateRegistry registry;
     for (const ListedKey& key : keys)
@@ -83,7 +79,7 @@ TEST_F(SessionTest, NullListsAreMendedAndTheVersionsListForced) {
 
 TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReachedButNotWithoutAList) {
     const PrivateRegistry registry;
-    SetList(Machine, "Source", nullptr);
+    SetList(Machine, "Source", Null);
     SetList(Machine, "Suite\\closed", "D:");
     EXPECT_FALSE(IsDACLNull(session, Machine, "Suite\\closed", Dacl)) << "denies all";
     RegistryKey parent, key = PrivateRegistry::Key(Machine, "Suite\\open");
