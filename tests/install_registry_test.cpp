@@ -10,27 +10,11 @@
 using namespace setupactions;
 using testing::ElementsAre;
 
-namespace {
-
-class InstallRegistryTest : public testing::Test {
-protected:
-    // Gives "value" of the open key these bytes.
-    void Write(DWORD type, const std::string& bytes) const {
-        RegSetValueExA(registry.Key(), "value", 0, type,
-                       reinterpret_cast<const BYTE*>(bytes.data()),
-                       static_cast<DWORD>(bytes.size()));
-    }
-
-    InstallRegistryTest() { PrivateRegistry::Key(HKEY_CURRENT_USER, "Software\\One"); }
-
+TEST(InstallRegistry, KeysAreOpenedByTheirFullTextsAndClosedAgain) {
     const PrivateRegistry tree;
-    CInstallRegistry registry;
-};
-
-} // namespace
-
-TEST_F(InstallRegistryTest, KeysAreOpenedByTheirFullTextsAndClosedAgain) {
+    PrivateRegistry::Key(HKEY_CURRENT_USER, "Software\\One");
     const CountedKeys counted("Closed");
+    CInstallRegistry registry;
     const std::pair<std::string, DWORD> cases[] = {
         {"hkey_Current_user\\Software\\One", ERROR_SUCCESS},
         {"HKEY_USERS\\", ERROR_SUCCESS},
@@ -47,15 +31,22 @@ TEST_F(InstallRegistryTest, KeysAreOpenedByTheirFullTextsAndClosedAgain) {
     EXPECT_FALSE(registry.TryOpenKey("HKEY_LOCAL_MACHINE\\Closed"));
 }
 
-TEST_F(InstallRegistryTest, TextsAreReadWhole) {
+TEST(InstallRegistry, TextsAreReadWhole) {
+    const PrivateRegistry tree;
     const std::string longText(5000, 'v');
+    const auto write = [](DWORD type, const std::string& bytes) {
+        SHSetValueA(HKEY_CURRENT_USER, "Software\\One", "value", type, bytes.data(),
+                    static_cast<DWORD>(bytes.size()));
+    };
+    write(REG_SZ, "");
+    CInstallRegistry registry;
     ASSERT_TRUE(registry.OpenKey(HKEY_CURRENT_USER, "Software\\One"));
     for (const size_t present : {0u, 9u, 9000u}) {
         std::string text(present, 'o');
-        Write(REG_EXPAND_SZ, longText + '\0');
+        write(REG_EXPAND_SZ, longText + '\0');
         EXPECT_TRUE(registry.GetString("value", text));
         EXPECT_EQ(text, longText) << present;
-        Write(REG_BINARY, "no zero at the end");
+        write(REG_BINARY, "no zero at the end");
         EXPECT_TRUE(registry.GetString("value", text));
         EXPECT_EQ(text, "no zero at the end") << "of any type";
         EXPECT_FALSE(registry.GetString("none", text));

@@ -1,6 +1,6 @@
+#include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
-#include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
@@ -8,20 +8,11 @@
 
 using testing::ElementsAre;
 
-namespace {
-
-class InstalledFilesTest : public SessionTest {
-protected:
-    std::string Path(const std::string& name) { return Scratch() + name; }
-};
-
-} // namespace
-
-TEST_F(InstalledFilesTest, EveryListedShortcutPointsAtTheInstallationFolder) {
+TEST_F(MachineTest, EveryListedShortcutPointsAtTheInstallationFolder) {
     SetProperty("En", Scratch());
     SetProperty("INSTALLDIR", "C:\\Program Files\\Suite\\");
     EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS) << "without a list";
-    WriteFileText(Path("SampleReportsURL.ini"), "[Reports]\r\n0=a.url\r\n1=missing.url\r\n"
+    WriteFileText(Here("SampleReportsURL.ini"), "[Reports]\r\n0=a.url\r\n1=missing.url\r\n"
                                                 "2=none.url\r\n3=b.url\r\n5=after.url\r\n");
     const std::string start = "[Other]\r\nURL=x\r\n[InternetShortcut]\r\nURL=";
     const std::string base = "file:///C:/Program Files/Suite/";
@@ -34,17 +25,17 @@ TEST_F(InstalledFilesTest, EveryListedShortcutPointsAtTheInstallationFolder) {
         {"after.url", start + "c\r\n", start + "c\r\n"}, // after the list's end
     };
     for (const auto& [name, before, after] : files)
-        WriteFileText(Path(name), before);
+        WriteFileText(Here(name), before);
     for (int run = 0; run < 2; ++run)
         EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS);
     for (const auto& [name, before, after] : files)
-        EXPECT_EQ(FileText(Path(name)), after);
-    EXPECT_FALSE(IsThere(Path("missing.url")));
+        EXPECT_EQ(FileText(Here(name)), after);
+    EXPECT_FALSE(IsThere(Here("missing.url")));
     EXPECT_TRUE(messages.empty()) << "it works without a word";
 }
 
-TEST_F(InstalledFilesTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
-    const std::string path = Path("file.txt");
+TEST_F(MachineTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
+    const std::string path = Here("file.txt");
     WriteFileText(path, "x");
     SentLines sent;
     const auto remove = [&](const std::string& data) {
@@ -66,17 +57,17 @@ TEST_F(InstalledFilesTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
     EXPECT_THAT(remove(""), ElementsAre());
 }
 
-TEST_F(InstalledFilesTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
+TEST_F(MachineTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
     RunUnixShell(Scratch(), "mkdir -p tree/below outside && echo x > tree/below/file && "
                             "echo x > outside/kept && ln -s ../outside tree/link && "
                             "ln -s outside direct");
     for (const char* path : {"tree", "direct", "direct\\"}) {
-        MakeDeferred(Path(path));
+        MakeDeferred(Here(path));
         EXPECT_EQ(DeferredRemoveFile(session), ERROR_SUCCESS);
     }
-    EXPECT_EQ(Log().front(), "Deleting Folder '" + Path("tree") + "'");
-    EXPECT_FALSE(IsThere(Path("tree\\below")));
-    EXPECT_TRUE(IsThere(Path("outside\\kept")));
+    EXPECT_EQ(Log().front(), "Deleting Folder '" + Here("tree") + "'");
+    EXPECT_FALSE(IsThere(Here("tree\\below")));
+    EXPECT_TRUE(IsThere(Here("outside\\kept")));
 }
 
 // The add-in of Excel.

@@ -87,23 +87,6 @@ TEST_F(LineFileTest, LinesAreReadAsByAPlainTextStreamWhereverReadsEnd) {
     }
 }
 
-TEST_F(LineFileTest, APatternsFragmentsMatchInAnyOrderAndCase) {
-    const struct {
-        const char *pattern, *line;
-        bool matches;
-    } cases[] = {
-        {"[Section][Key]", "key=1 ; section\n", true},
-        {"[Section][Key]", "[section] kex\n", false},
-        {"ab]cd", "cdab", true},
-        {"[][]", "anything\n", true},
-        {"one\n", "one", false},
-        {"\xC4", "\xE4", false}, // only A to Z have another case
-    };
-    for (const auto& row : cases)
-        EXPECT_EQ(LinePattern(row.pattern).Matches(row.line), row.matches)
-            << row.pattern << " in " << row.line;
-}
-
 // Every edit goes the same way.
 
 namespace {

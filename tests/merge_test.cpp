@@ -48,6 +48,9 @@ TEST_F(MergeTest, TheBlockGoesNextToTheMergePointAndOutAgain) {
         {"a\r\nb\r\n", "1\r\n", "", "", "a\r\n1\r\nb\r\n", "a\r\nb\r\n"},
         {"a\r\nB 2 A\r\n", "[x]\r\n[y]\r\n", "[a][b]", "0", "a\r\n[x]\r\n[y]\r\nB 2 A\r\n",
          "a\r\nB 2 A\r\n"},
+        {"b\r\n", "1\r\n", "][", "0", "1\r\nb\r\n", "b\r\n"}, // every line matches
+        // Not all fragments: only A to Z have another case.
+        {"a \xE4\r\n", "1\r\n", "[a][\xC4]", "0", "a \xE4\r\n", "a \xE4\r\n"},
         // Last lines get no break of their own: what runs together goes together.
         {"a\r\nb", "1\r\n2", "a", "1", "a\r\n1\r\n2b", "a\r\n"},
         // The first of two copies goes.

@@ -22,7 +22,7 @@ const char Two[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
 const char Three[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)(A;;KR;;;AU)";
 
 // Gives the key, which is made when it is not there, an access list in the
-// system's notation; null: a null list.
+// system's notation.
 void SetList(HKEY root, const std::string& path, const char* list) {
     // The owner may always change the list, also one that denies everything else.
     const RegistryKey key = PrivateRegistry::Key(root, path, WRITE_DAC);
@@ -46,8 +46,8 @@ int ListLength(MSIHANDLE session, HKEY root, const std::string& path) {
 
 struct ListedKey {
     HKEY root;
-    const char *path, *list; // null: a null list
-    int fixed, inherited;    // the list's length after each action, -1 for a null list
+    const char *path, *list;
+    int fixed, inherited; // the list's length after each action, -1 for a null list
 };
 
 } // namespace

@@ -13,10 +13,8 @@ class PrivateRegistry {
 public:
     PrivateRegistry() {
         SHDeleteKeyA(HKEY_CURRENT_USER, path_.c_str());
-        for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-            const char* name = root == HKEY_LOCAL_MACHINE ? "\\Machine" : "\\User";
-            RegOverridePredefKey(root, Key(HKEY_CURRENT_USER, path_ + name).Get());
-        }
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, Key(HKEY_CURRENT_USER, path_ + "\\Machine").Get());
+        RegOverridePredefKey(HKEY_CURRENT_USER, Key(HKEY_CURRENT_USER, path_ + "\\User").Get());
     }
     ~PrivateRegistry() {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
@@ -40,9 +38,8 @@ public:
     // Writes a text value; name null is the key's default value.
     static void Write(HKEY root, const std::string& path, const char* name,
                       const std::string& value) {
-        const setupactions::RegistryKey key = Key(root, path);
-        RegSetValueExA(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                       static_cast<DWORD>(value.size() + 1));
+        SHSetValueA(root, path.c_str(), name, REG_SZ, value.c_str(),
+                    static_cast<DWORD>(value.size() + 1));
     }
 
 private:
