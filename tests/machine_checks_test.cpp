@@ -50,7 +50,7 @@ TEST_F(MachineTest, ASilentExpansionNeedsItsProperties) {
         {"2", "NEW", "1", "", {}, 0},
         {"5", "EXPAND", "1", "", {}, 0},
         {"3", "EXPAND", "1", "given", {dsn, uid}, 0},
-        {"2", "Expand", "1", "", {dsn, uid}, 2},
+        {"2", "Expand", "1", "", {dsn, uid}, 1},
         {"4", "EXPAND", "", "", {server}, 1},
     };
     Sql("CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` CHAR(255) PRIMARY KEY `Error`)");
@@ -62,7 +62,7 @@ TEST_F(MachineTest, ASilentExpansionNeedsItsProperties) {
                 {"INSTALLMODE", row.mode},
                 {"EXPANDAPS", row.expandAps},
                 {"DATABASEDSN", row.given},
-                {"DATABASEUID", row.given}}},
+                {"DATABASEUID", "given"}}},
               DetectWantedProperties, row.errors == 0 ? ERROR_SUCCESS : ERROR_INVALID_COMMAND_LINE);
         EXPECT_EQ(Log(), row.log);
         EXPECT_EQ(messages.size(), row.log.size() + row.errors);
