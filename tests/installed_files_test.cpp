@@ -1,58 +1,42 @@
+#include "tests/support/machine.h"
+#include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
-#include "tests/support/text_file_test.h"
+#include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 
-using InstalledFilesTest = TextFileTest;
-
-TEST_F(InstalledFilesTest, EveryListedShortcutPointsAtTheInstallationFolder) {
+TEST_F(MachineTest, EveryListedShortcutPointsAtTheInstallationFolder) {
     SetProperty("En", Scratch());
     SetProperty("INSTALLDIR", "C:\\Program Files\\Suite\\");
-    const auto update = [&](const std::string& index) {
-        Make("SampleReportsURL.ini", "[Reports]\r\n" + index);
-        EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS);
-    };
+    EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS) << "without a list";
+    WriteFileText(Here("SampleReportsURL.ini"), "[Reports]\r\n0=a.url\r\n1=missing.url\r\n"
+                                                "2=none.url\r\n3=b.url\r\n5=after.url\r\n");
     const std::string start = "[Other]\r\nURL=x\r\n[InternetShortcut]\r\nURL=";
-    const std::string longUrl(4000, 'u');
     const std::string base = "file:///C:/Program Files/Suite/";
-    Make("a.url", start + "Samples/a.rpt\r\nIcon=1\r\n");
-    Make("none.url", "[InternetShortcut]\r\n");
-    Make("b.url", start + longUrl + "\r\n");
-    Make("c.url", start + "c\r\n");
-    update("0=\r\n1=c.url\r\n");
-    update("0=a.url\r\n1=missing.url\r\n2=none.url\r\n3=b.url\r\n5=c.url\r\n");
-    EXPECT_EQ(FileText(Path("a.url")), start + base + "Samples/a.rpt\r\nIcon=1\r\n");
-    EXPECT_THAT(FileText(Path("b.url")), HasSubstr(start + base + longUrl));
-    EXPECT_EQ(FileText(Path("none.url")), "[InternetShortcut]\r\n");
-    EXPECT_EQ(FileText(Path("c.url")), start + "c\r\n") << "after the list's end";
-    EXPECT_FALSE(IsThere(Path("missing.url")));
-    update("0=a.url\r\n");
-    EXPECT_THAT(FileText(Path("a.url")), HasSubstr(start + base + base + "Samples/a.rpt"));
-
-    DeleteFileA(Path("SampleReportsURL.ini").c_str());
-    EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS);
-    EXPECT_EQ(UpdateSampleReportsURLs(0), ERROR_SUCCESS) << "neither folder can be read";
+    const std::string longUrl = std::string(4000, 'u') + "\r\n";
+    const std::tuple<const char*, std::string, std::string> files[] = {
+        {"a.url", start + "Samples/a.rpt\r\nIcon=1\r\n",
+         start + base + base + "Samples/a.rpt\r\nIcon=1\r\n"},
+        {"none.url", "[InternetShortcut]\r\n", "[InternetShortcut]\r\n"},
+        {"b.url", start + longUrl, start + base + base + longUrl},
+        {"after.url", start + "c\r\n", start + "c\r\n"}, // after the list's end
+    };
+    for (const auto& [name, before, after] : files)
+        WriteFileText(Here(name), before);
+    for (int run = 0; run < 2; ++run)
+        EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS);
+    for (const auto& [name, before, after] : files)
+        EXPECT_EQ(FileText(Here(name)), after);
+    EXPECT_FALSE(IsThere(Here("missing.url")));
     EXPECT_TRUE(messages.empty()) << "it works without a word";
 }
 
-namespace {
-
-DWORD folderAttributes; // 0: asking for them is a fault
-DWORD WINAPI AnswerAttributes(const char*) {
-    SetLastError(ERROR_NOT_READY);
-    if (folderAttributes == 0)
-        RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
-    return folderAttributes;
-}
-
-} // namespace
-
-TEST_F(InstalledFilesTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
-    const std::string path = Make("file.txt", "x");
+TEST_F(MachineTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
+    const std::string path = Here("file.txt");
+    WriteFileText(path, "x");
     SentLines sent;
     const auto remove = [&](const std::string& data) {
         MakeDeferred(data);
@@ -71,24 +55,75 @@ TEST_F(InstalledFilesTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
     EXPECT_THAT(remove(path),
                 ElementsAre("Cannot Delete File '" + path + "': File does not exist"));
     EXPECT_THAT(remove(""), ElementsAre());
-
-    const ReplacedImport<decltype(AnswerAttributes)> attributes("GetFileAttributesA",
-                                                                AnswerAttributes);
-    folderAttributes = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_READONLY;
-    EXPECT_THAT(remove("f"), ElementsAre("Cannot Delete File 'f': File is read-only"));
-    folderAttributes = 0;
-    EXPECT_THAT(remove("f"), ElementsAre("DeferredRemoveFile crashed [21]"));
 }
 
-TEST_F(InstalledFilesTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
+TEST_F(MachineTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
     RunUnixShell(Scratch(), "mkdir -p tree/below outside && echo x > tree/below/file && "
                             "echo x > outside/kept && ln -s ../outside tree/link && "
                             "ln -s outside direct");
     for (const char* path : {"tree", "direct", "direct\\"}) {
-        MakeDeferred(Path(path));
+        MakeDeferred(Here(path));
         EXPECT_EQ(DeferredRemoveFile(session), ERROR_SUCCESS);
     }
-    EXPECT_EQ(Log().front(), "Deleting Folder '" + Path("tree") + "'");
-    EXPECT_FALSE(IsThere(Path("tree\\below")));
-    EXPECT_TRUE(IsThere(Path("outside\\kept")));
+    EXPECT_EQ(Log().front(), "Deleting Folder '" + Here("tree") + "'");
+    EXPECT_FALSE(IsThere(Here("tree\\below")));
+    EXPECT_TRUE(IsThere(Here("outside\\kept")));
+}
+
+// The add-in of Excel.
+
+namespace {
+
+const char* const Excel11 = "Software\\Microsoft\\Office\\11.0\\Excel\\Options";
+const char* const AllVersions[] = {"Software\\Microsoft\\office\\8.0\\Excel\\Microsoft Excel",
+                                   "Software\\Microsoft\\office\\9.0\\Excel\\Options",
+                                   "Software\\Microsoft\\Office\\10.0\\Excel\\Options", Excel11};
+
+// The texts under the first names of a version's key; empty for those not there.
+const char* const Names[] = {"OPEN", "OPEN1", "OPEN2", "OPEN3"};
+using Texts = std::vector<std::string>;
+Texts Read(const char* key) {
+    Texts texts;
+    for (const char* name : Names) {
+        char text[256] = "";
+        DWORD size = sizeof text, type = REG_SZ;
+        SHGetValueA(HKEY_CURRENT_USER, key, name, &type, text, &size);
+        EXPECT_TRUE(type == REG_SZ);
+        texts.push_back(text);
+    }
+    return texts;
+}
+
+} // namespace
+
+TEST_F(SessionTest, TheAddInTakesTheFirstFreeNameAndLeavesUpToTheFirstGap) {
+    AddFile("vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E", "vdptxls.xla");
+    SetProperty("INSTALLDIR", "C:\\Suite\\");
+    Cost();
+    ClearMessages();
+    const std::string addIn = "\"C:\\Suite\\vdptxls.xla\"";
+    const std::string capitals = "\"C:\\SUITE\\VDPTXLS.XLA\"";
+    const struct {
+        Texts before, installed, removed;
+    } cases[] = {
+        {{"", "", "", ""}, {addIn, "", "", ""}, {"", "", "", ""}},
+        {{"a", "b", "", ""}, {"a", "b", addIn, ""}, {"a", "b", "", ""}},
+        {{"a", capitals, "", addIn}, {"a", capitals, addIn, addIn}, {"a", "", "", ""}},
+        {{"", "b", "", addIn}, {addIn, "b", "", addIn}, {"", "b", "", addIn}},
+    };
+    for (const auto& row : cases)
+        for (const char* present : AllVersions) {
+            const PrivateRegistry registry;
+            PrivateRegistry::Key(HKEY_CURRENT_USER, present);
+            for (size_t i = 0; i < std::size(Names); ++i)
+                if (!row.before[i].empty())
+                    PrivateRegistry::Write(HKEY_CURRENT_USER, present, Names[i], row.before[i]);
+            EXPECT_EQ(SetExcelAddinInstallRegName(session), ERROR_SUCCESS);
+            EXPECT_EQ(Read(present), row.installed) << present;
+            for (const char* key : AllVersions)
+                EXPECT_TRUE(key == present || Read(key) == Texts(4)) << "not there: " << key;
+            EXPECT_EQ(SetExcelAddinUninstallRegName(session), ERROR_SUCCESS);
+            EXPECT_EQ(Read(present), present == Excel11 ? row.installed : row.removed) << present;
+        }
+    EXPECT_TRUE(messages.empty());
 }

@@ -1,72 +1,101 @@
+// Access lists of registry keys: given where they are null, and forced.
 #include "frame/registry_security.h"
 
 #include "tests/support/counted_keys.h"
-#include "tests/support/key_lists.h"
+#include "tests/support/private_registry.h"
 #include "tests/support/session_test.h"
 
-#include <gmock/gmock.h>
+#include <sddl.h>
 
 using namespace setupactions;
 
 namespace {
 
 const SECURITY_INFORMATION Dacl = DACL_SECURITY_INFORMATION;
+const HKEY Machine = HKEY_LOCAL_MACHINE, User = HKEY_CURRENT_USER;
 
-// A list that no key has by itself: one of its two entries is for guests.
-const char SourceList[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
-const char OtherList[] = "D:(A;;KA;;;WD)";
+// Lists of one, two and three entries, to tell them apart. No key has one of
+// the longer ones by itself.
+const char Null[] = "";
+const char One[] = "D:(A;;KA;;;WD)";
+const char Two[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
+const char Three[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)(A;;KR;;;AU)";
+
+// Gives the key, which is made when it is not there, an access list in the
+// system's notation.
+void SetList(HKEY root, const std::string& path, const char* list) {
+    // The owner may always change the list, also one that denies everything else.
+    const RegistryKey key = PrivateRegistry::Key(root, path, WRITE_DAC);
+    PSECURITY_DESCRIPTOR descriptor = nullptr;
+    ConvertStringSecurityDescriptorToSecurityDescriptorA(list, SDDL_REVISION_1, &descriptor,
+                                                         nullptr);
+    EXPECT_EQ(RegSetKeySecurity(key.Get(), Dacl, descriptor), ERROR_SUCCESS);
+    LocalFree(descriptor);
+}
+
+// How many entries the key's list has; -1 for a null list.
+int ListLength(MSIHANDLE session, HKEY root, const std::string& path) {
+    HeapBlock descriptor;
+    EXPECT_TRUE(GetRegSecurity(session, root, path, descriptor, Dacl)) << path;
+    BOOL present = FALSE, defaulted = FALSE;
+    PACL list = nullptr;
+    GetSecurityDescriptorDacl(descriptor.Get(), &present, &list, &defaulted);
+    EXPECT_TRUE(present) << path;
+    return list == nullptr ? -1 : list->AceCount;
+}
+
+struct ListedKey {
+    HKEY root;
+    const char *path, *list;
+    int fixed, inherited; // the list's length after each action, -1 for a null list
+};
 
 } // namespace
 
-TEST_F(SessionTest, ListsAreCopiedOntoTheWholeTreeOrWhereTheyAreNull) {
-    const struct {
-        const char *source, *sourceList;
-        SECURITY_INFORMATION information;
-        bool force;
-        std::vector<int> lengths; // of the lists of Suite, a, b, c and Beside
-    } cases[] = {{"Source", SourceList, Dacl, false, {1, 2, 1, 2, -1}},
-                 {"Source", SourceList, OWNER_SECURITY_INFORMATION, true, {1, 2, 1, 2, -1}},
-                 {"Missing", SourceList, Dacl, true, {1, 2, 1, 2, -1}},
-                 {"Source", SourceList, Dacl, true, {2, 2, 2, 2, -1}},
-                 {"Source", nullptr, Dacl, true, {-1, -1, -1, -1, -1}}};
-    const PrivateRegistry tree;
-    const char* const paths[] = {"Suite", "Suite\\a", "Suite\\a\\b", "Suite\\a\\b\\c", "Beside"};
-    for (const char* path : {"Suite", "Suite\\a\\b"})
-        SetList(HKEY_LOCAL_MACHINE, path, OtherList);
-    for (const char* path : {"Suite\\a", "Suite\\a\\b\\c", "Beside"})
-        SetList(HKEY_LOCAL_MACHINE, path, nullptr);
-    for (const auto& row : cases) {
-        SetList(HKEY_CURRENT_USER, "Source", row.sourceList);
-        {
-            const CountedKeys counted;
-            FixRegSecurity(session, HKEY_LOCAL_MACHINE, "Suite", HKEY_CURRENT_USER, row.source,
-                           row.information, row.force);
-        }
-        std::vector<int> lengths;
-        for (const char* path : paths)
-            lengths.push_back(ListLength(session, HKEY_LOCAL_MACHINE, path));
-        EXPECT_EQ(lengths, row.lengths) << row.source << row.force;
-    }
-    EXPECT_TRUE(messages.empty());
+TEST_F(SessionTest, NullListsAreMendedAndTheVersionsListForced) {
+    const ListedKey keys[] = {
+        {Machine, "SOFTWARE", Two, 2, 2},
+        {Machine, "SOFTWARE\\Tarnwick", Null, 2, 2},
+        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0", One, 1, 2},
+        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a", Null, 2, 2},
+        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a\\b", One, 1, 2},
+        {Machine, "SOFTWARE\\ODBC", Null, 2, 2},
+        {Machine, "SOFTWARE\\Other", Null, -1, -1},
+        {User, "SOFTWARE", Three, 3, 3},
+        {User, "SOFTWARE\\Tarnwick", Null, 3, 3},
+        {User, "SOFTWARE\\ODBC", Null, -1, -1},
+    };
+    const PrivateRegistry registry;
+    for (const ListedKey& key : keys)
+        SetList(key.root, key.path, key.list);
+    EXPECT_EQ(FixRegistry(session), ERROR_SUCCESS);
+    for (const ListedKey& key : keys)
+        EXPECT_EQ(ListLength(session, key.root, key.path), key.fixed) << key.path;
+    EXPECT_EQ(InheritPermissions(session), ERROR_SUCCESS);
+    for (const ListedKey& key : keys)
+        EXPECT_EQ(ListLength(session, key.root, key.path), key.inherited) << key.path;
+    EXPECT_TRUE(Log().empty()) << "also without one of the keys";
 }
 
-TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReached) {
-    const PrivateRegistry tree;
-    SetList(HKEY_LOCAL_MACHINE, "Source", nullptr);
-    SetList(HKEY_LOCAL_MACHINE, "Suite\\closed", "D:");
-    EXPECT_FALSE(IsDACLNull(session, HKEY_LOCAL_MACHINE, "Suite\\closed", Dacl)) << "denies all";
-    RegistryKey parent, key = PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "Suite\\open");
+TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReachedButNotWithoutAList) {
+    const PrivateRegistry registry;
+    SetList(Machine, "Source", Null);
+    SetList(Machine, "Suite\\closed", "D:");
+    EXPECT_FALSE(IsDACLNull(session, Machine, "Suite\\closed", Dacl)) << "denies all";
+    RegistryKey parent, key = PrivateRegistry::Key(Machine, "Suite\\open");
     for (int level = 0; level < 300; ++level) {
         parent = std::move(key);
         key = PrivateRegistry::Key(parent.Get(), "level");
     }
-    {
+    const auto force = [&](const char* source, SECURITY_INFORMATION information) {
         const CountedKeys counted;
-        FixRegSecurity(session, HKEY_LOCAL_MACHINE, "Suite", HKEY_LOCAL_MACHINE, "Source", Dacl,
-                       true);
-        EXPECT_EQ(counted.LastOptions(), static_cast<DWORD>(REG_OPTION_OPEN_LINK))
-            << "not followed";
-    }
+        FixRegSecurity(session, Machine, "Suite", Machine, source, information, true);
+        return counted.LastOptions();
+    };
+    force("Missing", Dacl);
+    force("Source", OWNER_SECURITY_INFORMATION);
+    EXPECT_NE(ListLength(session, parent.Get(), "level"), -1);
+    EXPECT_EQ(force("Source", Dacl), static_cast<DWORD>(REG_OPTION_OPEN_LINK)) << "not followed";
     EXPECT_EQ(ListLength(session, parent.Get(), "level"), -1);
-    SetList(HKEY_LOCAL_MACHINE, "Suite\\closed", OtherList); // so that it can be removed
+    SetList(Machine, "Suite\\closed", One); // so that it can be removed
 }

@@ -1,6 +1,5 @@
-#include "tests/support/private_registry.h"
+#include "tests/support/machine.h"
 #include "tests/support/replaced_import.h"
-#include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 
@@ -112,18 +111,15 @@ TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
 
 TEST_F(SharePointTest, TheToolsLogDecidesAboutTheInstallation) {
     const std::string log = Folder + "InstallSharePointWebPartLog.txt";
-    const std::string missing = "Line \"Operation completed successfully\" not found in " + log;
-    EXPECT_EQ(MsiCheckStsadmLogFile(session), ERROR_INSTALL_FAILURE);
-    WriteFileText(log, "operation completed\r\nsuccessfully");
+    const std::string success = "Operation completed successfully";
     EXPECT_EQ(MsiCheckStsadmLogFile(session), ERROR_INSTALL_FAILURE);
     EXPECT_EQ(messages.back().type, INSTALLMESSAGE_FATALEXIT);
     EXPECT_THAT(messages.back().text, testing::HasSubstr("25007"));
+    EXPECT_EQ(messages.size(), 2u);
     WriteFileText(log, "\"stsadm\"\r\n\r\noperation completed successfully.\r\n");
     EXPECT_EQ(MsiCheckStsadmLogFile(session), ERROR_SUCCESS);
-    EXPECT_THAT(Log(), ElementsAre(missing, missing,
-                                   "Found line \"Operation completed successfully\" in " + log +
-                                       " at line 3"));
-    EXPECT_EQ(messages.size(), 5u);
+    EXPECT_THAT(Log(), ElementsAre("Line \"" + success + "\" not found in " + log,
+                                   "Found line \"" + success + "\" in " + log + " at line 3"));
 }
 
 namespace {
@@ -138,21 +134,17 @@ HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
 
 } // namespace
 
-TEST_F(SharePointTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
+TEST_F(MachineTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
     const ReplacedImport<decltype(RecordLaunch)> execute("ShellExecuteA", RecordLaunch);
-    const PrivateRegistry registry;
-    const auto addresses = [&](const char* valueName, const std::string& address) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE,
-                               "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", valueName,
-                               address);
-        EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
-        EXPECT_EQ(LaunchJavaAdminPortal(session), ERROR_SUCCESS);
+    const auto address = [](const char* name, const std::string& url) {
+        return Machine{{Text("SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", name, url)}};
     };
     const std::string longest = "http://h/" + std::string(250, 'a');
-    EXPECT_EQ(LaunchDotNetAdminPortal(session), ERROR_SUCCESS);
-    addresses("JavaAdminURL", longest);
-    addresses("JavaAdminURL", longest + "a");
-    addresses("DotNetAdminURL", "http://h/net");
-    EXPECT_THAT(launched, ElementsAre("Open " + longest + " 5", "Open http://h/net 5"));
+    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchDotNetAdminPortal);
+    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchJavaAdminPortal);
+    RunOn(address("JavaAdminURL", longest), LaunchJavaAdminPortal);
+    RunOn(address("JavaAdminURL", longest + "a"), LaunchJavaAdminPortal);
+    RunOn({}, LaunchDotNetAdminPortal);
+    EXPECT_THAT(launched, ElementsAre("Open http://h/net 5", "Open " + longest + " 5"));
     EXPECT_TRUE(messages.empty());
 }

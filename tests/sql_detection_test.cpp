@@ -1,14 +1,17 @@
-// Whole machines before CheckSQLInstalled: what lies in their registry and on
-// their disk, and what the session knows afterwards.
+// What CheckSQLInstalled makes of whole machines; the repository: the earlier
+// release's, its database's file, and what the database answers.
+#include "detect/repository_probe.h"
 #include "detect/sql_validation.h"
 #include "tests/support/fake_odbc.h"
 #include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
-#include "tests/support/test_folder.h"
 
 #include <gmock/gmock.h>
 
+#include <objbase.h>
+
 using namespace setupactions;
+using testing::ElementsAre;
 
 namespace {
 
@@ -29,10 +32,9 @@ RegistryValue Login(const std::string& key, DWORD mode) {
     return Number(Microsoft + key, "LoginMode", mode);
 }
 
-const char* computerName = "HOST"; // null: asking for it fails
 BOOL WINAPI AnswerComputerName(char* name, DWORD* size) {
     EXPECT_EQ(*size, 16u);
-    return computerName != nullptr && std::strncpy(name, computerName, *size) != nullptr;
+    return std::strncpy(name, "HOST", *size) != nullptr;
 }
 
 // The version of the tools' management library.
@@ -58,13 +60,10 @@ std::string Server(const std::string& instance, const std::string& service,
 
 class SqlDetectionTest : public MachineTest {
 protected:
-    // Runs the action on a machine with these values and a key that refuses access.
-    std::string Run(const Values& values, const std::string& denied = "") {
-        Properties set = RunOn({values,
-                                {"tools7\\BINN\\SQLDMO.DLL", "tools2000\\BINN\\SQLDMO.DLL"},
-                                {},
-                                Microsoft + denied},
-                               CheckSQLInstalled);
+    std::string Run(const Values& values) {
+        Properties set =
+            RunOn({values, {"tools7\\BINN\\SQLDMO.DLL", "tools2000\\BINN\\SQLDMO.DLL"}},
+                  CheckSQLInstalled);
         std::string found = set["CURRENT_SQL_INSTANCE"] + "|" + set["CURRENT_SQL_SERVICE"] + "|" +
                             set["SQL2000SERVER_OR_HIGHER_FOUND"] + set["SQL2000CLIENT_FOUND"] +
                             set["SQL7SERVER_FOUND"] + set["SQL65SERVER_FOUND"] +
@@ -89,14 +88,12 @@ TEST_F(SqlDetectionTest, EachMachineHasOneOutcomeAndItsLines) {
     const auto toolsIn = [](const std::string& folder) {
         return Text(Microsoft + "MSSQLServer\\ClientSetup", "SQLPath", folder);
     };
-    const std::string endless(3000, '8');
     const std::pair<Values, std::string> cases[] = {
         {{}, Nothing},
         {{Version(Local, "7.00.623"), Login(Local, 1)},
          Server("(local)", "MSSQLServer", "7.00.623", "1")},
         {{Version(Local, "10.5"), Login(Local, 0)}, Server("(local)", "MSSQLServer", "10.5", "2")},
-        {{Version(Local, endless), {Microsoft + Local, "LoginMode", REG_DWORD, "12345678"}},
-         Server("(local)", "MSSQLServer", endless, "")},
+        {{Version(Local, "9.0")}, Server("(local)", "MSSQLServer", "9.0", "")},
         {{Version(Local, "6.5"), Version(A, "7.99"), Version(B, "8.0"), Login(B, 0),
           Version(C, "9.0"), Version(Tools, "8.0")},
          Server("HOST\\B", "MSSQL$B", "8.0", "0")}, // the first that qualifies
@@ -107,7 +104,6 @@ TEST_F(SqlDetectionTest, EachMachineHasOneOutcomeAndItsLines) {
         {{Version(Tools, "8.00.194")}, Client},
         {{toolsIn(Here("tools7"))}, Client},
         {{toolsIn(Here("tools2000"))}, Nothing},
-        {{toolsIn(endless)}, Nothing},
     };
     for (const auto& [values, found] : cases)
         EXPECT_EQ(Run(values), found);
@@ -116,15 +112,6 @@ TEST_F(SqlDetectionTest, EachMachineHasOneOutcomeAndItsLines) {
     EXPECT_EQ(Log()[3], "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(0), "
                         "SQL2000CLIENT_FOUND(0), SQL7SERVER_FOUND(0), SQL65SERVER_FOUND(0), "
                         "SQL65CLIENT_FOUND(0)");
-}
-
-TEST_F(SqlDetectionTest, WhatCannotBeReadIsNotThere) {
-    const Values named = {Version(A, "9.0"), Version(B, "10.0"), Login(B, 2)};
-    EXPECT_EQ(Run(named, std::string(A) + "\\CurrentVersion"),
-              Server("HOST\\B", "MSSQL$B", "10.0", "2"));
-    EXPECT_EQ(Run(named, "Microsoft SQL Server"), Nothing);
-    computerName = nullptr;
-    EXPECT_EQ(Run(named), Server("\\A", "MSSQL$A", "9.0", ""));
 }
 
 TEST_F(SqlDetectionTest, TheUsersLoginOutlivesALaterRun) {
@@ -155,10 +142,7 @@ TEST_F(SqlDetectionTest, TheServersDatabaseOrTheDesktopEngineDecides) {
     } cases[] = {
         {"0", "1", absent, "", "2", "2", 0, "1110", "user", flags},
         {"0", "0", local, "", "2", "2", 0, "1111", "user", ask},
-        {"0", "1", local, "", "4", "2", 1603, "1000", "user", old},
-        {"0", "1", local, "", "5", "2", 0, "1000", "user", old},
-        {"0", "01", local, "", "2", "2", 0, "1111", "user", ask}, // not exactly "1"
-        {"1 ", "1", local, "", "5", "2", 0, "1000", "user", old},
+        {"1 ", "1", local, "", "4", "2", 1603, "1000", "user", old},
         {"1", "0", local, "connect", "2", "2", 0, "111", "", flags},
         {"1", "0", local, "connect", "2", "1", 0, "111", "user", flags}, // is used
         {"1", "1", local, "", "2", "2", 1603, "000", "user", inUse},
@@ -184,7 +168,6 @@ TEST_F(SqlDetectionTest, TheServersDatabaseOrTheDesktopEngineDecides) {
             SetProperty(name.c_str(), value);
         ASSERT_EQ(MsiSetFeatureStateA(session, "MSDE", row.engine), ERROR_SUCCESS);
         ClearMessages();
-        odbc.calls.clear();
         odbc.failing = row.failing;
         EXPECT_EQ(ValidateSQLRequirement(session), row.result);
         EXPECT_EQ(Property("SQL_VX8_NONEXIST") + Property("SQL_VALIDATED") +
@@ -194,15 +177,148 @@ TEST_F(SqlDetectionTest, TheServersDatabaseOrTheDesktopEngineDecides) {
         EXPECT_EQ(messages.size(), row.lastLine == flags ? 2u : 3u) << "nor a message box";
         EXPECT_NE(Log().back().find(row.lastLine), std::string::npos) << Log().back();
         EXPECT_FALSE(Contains(Log(), "secret"));
-        EXPECT_EQ(odbc.calls.empty(), row.server != std::string("1"));
     }
-    EXPECT_EQ(odbc.connection, "DRIVER={SQL Server};SERVER=HOST;DATABASE=RepoDb;UID=sa;"
-                               "PWD=secret;");
-
-    EXPECT_EQ(Property("DATABASEDSN_EXISTS"), "");
+    EXPECT_THAT(odbc.connection, testing::HasSubstr("=HOST;DATABASE=RepoDb;UID=sa;PWD=secret;"));
     const PrivateRegistry registry;
-    PrivateRegistry::Write(HKEY_CURRENT_USER, "Software\\ODBC\\ODBC.INI\\Repository", "Driver",
-                           TestProgramFolder() + "child_program.exe");
-    ValidateSQLRequirement(session);
+    const std::string system = "C:\\windows\\system32\\";
+    for (const char* driver : {"nodriver.dll", "odbc32.dll"}) {
+        EXPECT_EQ(Property("DATABASEDSN_EXISTS"), "");
+        PrivateRegistry::Write(HKEY_CURRENT_USER, "Software\\ODBC\\ODBC.INI\\Repository", "Driver",
+                               system + driver);
+        ValidateSQLRequirement(session);
+    }
     EXPECT_EQ(Property("DATABASEDSN_EXISTS"), "Repository");
+}
+
+// The repository.
+
+namespace {
+
+// The states of the features "APS" and "MSDE" of the earlier release.
+INSTALLSTATE server, engine;
+INSTALLSTATE WINAPI QueryFeature(const char* product, const char* feature) {
+    EXPECT_STREQ(product, "{P}");
+    const bool isServer = feature == std::string("APS");
+    EXPECT_TRUE(isServer || feature == std::string("MSDE"));
+    return isServer ? server : engine;
+}
+
+} // namespace
+
+TEST_F(SessionTest, IsCmsDataSourceConflictClassifiesTheEarlierRelease) {
+    const std::string prefix = "IsCmsDataSourceConflict: ";
+    const std::string cms = prefix + "Previous CMS detected";
+    const std::string both = prefix + "Previous VX Install MSDE detected";
+    const std::string outcomes[] = {
+        prefix + "DEFAULT_NOT_FOUND",
+        prefix + "NO_MSDE_PRESELECT_BUT_MSDE_CONFLICT",
+        prefix + "NO_MSDE_PRESELECT_AND_NO_MSDE_CONFLICT",
+        prefix + "MSDE_PRESELECT_AND_SQL2000ORHIGHER_FOUND",
+        prefix + "MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_AND_NO_MSDE_CONFLICT",
+        prefix + "MSDE_PRESELECT_BUT_SQL2000ORHIGHER_NOT_FOUND_BUT_MSDE_CONFLICT",
+    };
+    const INSTALLSTATE local = INSTALLSTATE_LOCAL, advertised = INSTALLSTATE_ADVERTISED;
+    const struct {
+        const char *upgrade, *product;
+        INSTALLSTATE server, engine;
+        const char* flags; // as CheckSQLInstalled sets them, in its order
+        size_t outcome;
+        const char* conflict;
+        std::vector<std::string> log; // before the outcome's line
+    } cases[] = {
+        {"11", "{P}", local, local, "11111", 0, "0", {}},
+        {"1", "", local, local, "11111", 0, "0", {prefix + "No Previous VX install detected"}},
+        {"1", "{P}", advertised, local, "11111", 0, "0", {}},
+        {"1", "{P}", local, advertised, "01000", 1, "1", {cms}},
+        {"1", "{P}", local, INSTALLSTATE_ABSENT, "00010", 2, "0", {cms}},
+        {"1", "{P}", local, advertised, "10100", 3, "1", {cms}},
+        {"1", "{P}", local, local, "20022", 4, "0", {cms, both}}, // none is exactly "1"
+        {"1", "{P}", local, local, "00001", 5, "1", {cms, both}},
+    };
+    const ReplacedImport<decltype(QueryFeature)> query("MsiQueryFeatureStateA", QueryFeature);
+    const char* const flagNames[] = {"SQL2000SERVER_OR_HIGHER_FOUND", "SQL2000CLIENT_FOUND",
+                                     "SQL7SERVER_FOUND", "SQL65SERVER_FOUND", "SQL65CLIENT_FOUND"};
+    for (const auto& row : cases) {
+        server = row.server;
+        engine = row.engine;
+        SetProperty("PREVIOUS_VX_UPGRADE", row.upgrade);
+        SetProperty("PREVIOUS_VX_PRODUCTCODE", row.product);
+        for (int i = 0; i < 5; ++i)
+            SetProperty(flagNames[i], std::string(1, row.flags[i]));
+        ClearMessages();
+        EXPECT_EQ(IsCmsDataSourceConflict(session), ERROR_SUCCESS);
+        EXPECT_EQ(Property("VX_CMS_CONFLICT") + Property("VX_MSDE_CONFLICT"),
+                  std::to_string(row.outcome) + row.conflict);
+        std::vector<std::string> log = row.log;
+        log.push_back(outcomes[row.outcome]);
+        EXPECT_EQ(Log(), log);
+    }
+}
+
+TEST_F(MachineTest, DetectVXDatabaseFileLooksIntoTheDefaultServersData) {
+    const std::tuple<const char*, const char*, const char*, bool> cases[] = {
+        {"SQLDataRoot", "RepoDb", "", true}, {"SQLDataRoot", "RepoDb", "1", false}, // said once
+        {"SQLDataRoot", "", "0", true},                                             // \\Data\\.mdf
+        {"SQLDataRoot", "Other", "", false}, {"Other", "RepoDb", "", false},
+    };
+    for (const auto& [value, database, before, found] : cases) {
+        EXPECT_EQ(RunOn({{Text("SOFTWARE\\Microsoft\\MSSQLServer\\Setup", value, Here("MSSQL"))},
+                         {"MSSQL\\Data\\RepoDb.mdf", "MSSQL\\Data\\.mdf"},
+                         {{"DATABASEDB", database}, {"EXISTFILEDB", before}}},
+                        DetectVXDatabaseFile),
+                  found ? Properties({{"EXISTFILEDB", "1"}}) : Properties());
+        ASSERT_EQ(Log().size(), 2u);
+        EXPECT_TRUE(Contains(Log(), std::string(" Checking for Database '") + database + "'"));
+        EXPECT_TRUE(Contains(Log(), found ? " Existing database found, EXISTFILEDB set to true"
+                                          : " DetectVXDBFile returned false"));
+    }
+}
+
+TEST(RepositoryProbe, AnswersYesForATableAndClosesEverythingInOrder) {
+    FakeOdbc odbc;
+    odbc.table = std::string(300, 't');
+    const ProbeAnswer answer = ProbeRepositoryDatabase("HOST\\REPORTS", "RepoDb", "sa", "secret");
+    EXPECT_TRUE(answer.found);
+    EXPECT_EQ(answer.message,
+              "ProbeRepositoryDatabase: the database 'RepoDb' on 'HOST\\REPORTS' is in use: it "
+              "already holds the table '" +
+                  std::string(256, 't') + "'");
+    EXPECT_THAT(odbc.calls, ElementsAre("alloc 1", "200=3", "alloc 2", "103=15", "113=15",
+                                        "connect", "alloc 3", "0=15", "exec", "fetch", "data",
+                                        "free 3", "disconnect", "free 2", "free 1"));
+    EXPECT_EQ(CoInitialize(nullptr), S_OK) << "given back by the probe";
+    CoUninitialize();
+}
+
+TEST(RepositoryProbe, ConnectsWithWhatTheUserNamed) {
+    const struct {
+        const char *database, *user, *password, *connection;
+    } cases[] = {
+        {"b", "s=a", "w", "DATABASE=b;UID=s=a;PWD=w;"},
+        {" b", "", "ignored", "DATABASE={ b};Trusted_Connection=Yes;"},
+        // A value never becomes an attribute of its own.
+        {"b;Trusted_Connection=Yes", "{sa}", "x;UID=y}",
+         "DATABASE={b;Trusted_Connection=Yes};UID={{sa}}};PWD={x;UID=y}}};"},
+    };
+    for (const auto& row : cases) {
+        FakeOdbc odbc;
+        ProbeRepositoryDatabase("HOST\\R", row.database, row.user, row.password);
+        EXPECT_EQ(odbc.connection,
+                  std::string("DRIVER={SQL Server};SERVER=HOST\\R;") + row.connection);
+    }
+}
+
+TEST(RepositoryProbe, EveryFailureIsANo) {
+    const auto isFound = [](const char* table, const char* failing, const char* faulting) {
+        FakeOdbc odbc;
+        odbc.table = table;
+        odbc.failing = failing;
+        odbc.faulting = faulting;
+        return ProbeRepositoryDatabase("host", "db", "sa", "secret").found;
+    };
+    for (const char* call : {"connect", "alloc 3", "exec", "fetch"})
+        EXPECT_FALSE(isFound("T", call, "")) << call;
+    EXPECT_FALSE(isFound("T", "", "data"));
+    EXPECT_FALSE(isFound("", "", ""));
+    EXPECT_TRUE(isFound("T", "103=15", "")) << "a driver without that limit";
 }

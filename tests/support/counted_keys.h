@@ -18,13 +18,11 @@ public:
     // How many openings were tried so far.
     int Tried() const { return tried_; }
     // What the last opening asked for.
-    REGSAM LastAccess() const { return lastAccess_; }
     DWORD LastOptions() const { return lastOptions_; }
 
 private:
     static LONG WINAPI Open(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
         ++current_->tried_;
-        current_->lastAccess_ = access;
         current_->lastOptions_ = options;
         if (current_->denied_ == path)
             return ERROR_ACCESS_DENIED;
@@ -39,7 +37,6 @@ private:
 
     static inline CountedKeys* current_ = nullptr;
     std::string denied_;
-    REGSAM lastAccess_ = 0;
     DWORD lastOptions_ = 0;
     int tried_ = 0;
     int count_ = 0;

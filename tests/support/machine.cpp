@@ -41,11 +41,10 @@ void SetAll(MSIHANDLE session, const Properties& properties) {
 }
 
 void Plant(const RegistryValue& value) {
-    const RegistryKey key = PrivateRegistry::Key(value.root, value.key);
+    PrivateRegistry::Key(value.root, value.key);
     if (value.type != REG_NONE)
-        RegSetValueExA(key.Get(), value.name.c_str(), 0, value.type,
-                       reinterpret_cast<const BYTE*>(value.bytes.data()),
-                       static_cast<DWORD>(value.bytes.size()));
+        SHSetValueA(value.root, value.key.c_str(), value.name.c_str(), value.type,
+                    value.bytes.data(), static_cast<DWORD>(value.bytes.size()));
     EXPECT_TRUE(CInstallRegistry().TryOpenKey(value.root, value.key)) << value.key;
 }
 

@@ -4,20 +4,17 @@
 
 #include "frame/handles.h"
 
+#include <gtest/gtest.h>
 #include <shlwapi.h>
 
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 class PrivateRegistry {
 public:
     PrivateRegistry() {
         SHDeleteKeyA(HKEY_CURRENT_USER, path_.c_str());
-        for (const HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-            const char* name = root == HKEY_LOCAL_MACHINE ? "\\Machine" : "\\User";
-            RegOverridePredefKey(root, Key(HKEY_CURRENT_USER, path_ + name).Get());
-        }
+        RegOverridePredefKey(HKEY_LOCAL_MACHINE, Key(HKEY_CURRENT_USER, path_ + "\\Machine").Get());
+        RegOverridePredefKey(HKEY_CURRENT_USER, Key(HKEY_CURRENT_USER, path_ + "\\User").Get());
     }
     ~PrivateRegistry() {
         RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr);
@@ -31,19 +28,18 @@ public:
     static setupactions::RegistryKey Key(HKEY root, const std::string& path,
                                          REGSAM access = KEY_ALL_ACCESS) {
         setupactions::RegistryKey key;
-        if (RegCreateKeyExA(root, path.c_str(), 0, nullptr, 0, access, nullptr, key.Out(),
-                            nullptr) == ERROR_SUCCESS)
-            return key;
-        std::fprintf(stderr, "the key cannot be made: %s\n", path.c_str());
-        std::exit(1);
+        EXPECT_EQ(
+            RegCreateKeyExA(root, path.c_str(), 0, nullptr, 0, access, nullptr, key.Out(), nullptr),
+            ERROR_SUCCESS)
+            << path;
+        return key;
     }
 
     // Writes a text value; name null is the key's default value.
     static void Write(HKEY root, const std::string& path, const char* name,
                       const std::string& value) {
-        const setupactions::RegistryKey key = Key(root, path);
-        RegSetValueExA(key.Get(), name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                       static_cast<DWORD>(value.size() + 1));
+        SHSetValueA(root, path.c_str(), name, REG_SZ, value.c_str(),
+                    static_cast<DWORD>(value.size() + 1));
     }
 
 private:
