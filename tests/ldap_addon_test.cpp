@@ -55,14 +55,12 @@ protected:
 TEST_F(LdapAddOnTest, TheAddOnsFilesAndNoOthersGo) {
     EXPECT_EQ(UninstallJuniperLDAP(session), ERROR_SUCCESS);
     EXPECT_THAT(Log(), IsEmpty()) << "no older release";
-
-    const std::string readOnly = info + "secldap.pin";
-    SetFileAttributesA(readOnly.c_str(), FILE_ATTRIBUTE_READONLY);
+    SetFileAttributesA((info + "secldap.pin").c_str(), FILE_ATTRIBUTE_READONLY);
     {
         const ReplacedImport<decltype(RefuseDelete)> refuse("DeleteFileA", RefuseDelete);
         EXPECT_EQ(Run(info), Lines("DeleteFile failed on ", ": 5"));
     }
-    EXPECT_NE(GetFileAttributesA(readOnly.c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_NE(GetFileAttributesA((info + "secldap.pin").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
     EXPECT_EQ(Run(info), Lines("", " deleted"));
     for (const char* file : OtherFiles)
         EXPECT_TRUE(IsThere(info + file)) << file;
@@ -74,19 +72,10 @@ TEST_F(LdapAddOnTest, TheAddOnsFilesAndNoOthersGo) {
 }
 
 TEST_F(LdapAddOnTest, RubbishAndLinksAreLeftAlone) {
-    char current[MAX_PATH];
-    GetCurrentDirectoryA(sizeof current, current);
-    SetCurrentDirectoryA(info.c_str());
-    RunUnixShell(Scratch(), "ln -s info link && mkdir real && ln -s ../info real/link");
-    const std::string cases[] = {"",
-                                 "C:",
-                                 info.substr(2),
-                                 info + "sub\\..",
-                                 Scratch() + "link\\",
-                                 Scratch() + "real\\link\\sub",
-                                 "C:\\" + std::string(1000, 'x')};
-    for (const std::string& directory : cases)
+    RunUnixShell(Scratch(), "mkdir real && ln -s ../info real/link");
+    for (const std::string& directory :
+         {std::string(), std::string("C:"), info.substr(2), info + "sub\\..",
+          Scratch() + "real\\link\\sub", "C:\\" + std::string(1000, 'x')})
         EXPECT_THAT(Run(directory), ElementsAre("UninstallJuniperLDAP: " + directory +
                                                 " is no folder of its own, left alone"));
-    SetCurrentDirectoryA(current);
 }

@@ -1,17 +1,25 @@
+// Directories that follow what earlier installations left on the machine.
+#include "frame/feature_state.h"
 #include "tests/support/counted_keys.h"
-#include "tests/support/failing_installer_calls.h"
 #include "tests/support/private_registry.h"
+#include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
+#include "tests/support/test_text.h"
 
 #include <gmock/gmock.h>
+
+using setupactions::Format;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 
 const char Counter[] = "KESTRELREDIRECTIONNUMBER";
 const std::string Prefix = "KestrelRedirection: ";
-const std::string Unknown = "KestrelRedirection failed of unknown error\n";
 const char Queried[] = "Registry successfully queried.";
-const char SameNo[] = "Registry key and value same as last entry, no redirection.";
+const std::string Same = "Registry key and value same as last entry, ";
 
 // What is logged of a row. A redirected one has a target.
 std::string RowLines(const std::string& directory, const std::string& key, const std::string& value,
@@ -31,21 +39,17 @@ std::string RowLines(const std::string& directory, const std::string& key, const
 
 class RedirectionTest : public SessionTest {
 protected:
-    struct Row {
-        std::string directory, key, value;
-        int call = 1;
-    };
-    // The table, and one registry key with a folder in it.
-    void MakeTable(const std::vector<Row>& rows) const {
+    // The table of a directory, a key, a value and a call's number each, and one
+    // registry key with a folder in it.
+    void MakeTable(const std::vector<const char*>& rows) const {
         registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
         // The engine puts the primary key's columns first: the order of the three is kept.
         Sql("CREATE TABLE `KestrelRedirection` (`Directory_` CHAR(72) NOT NULL, `RegKey` LONGCHAR, "
             "`RegValue` LONGCHAR, `CallNumber` SHORT PRIMARY KEY `Directory_`)");
-        for (const Row& row : rows)
-            Sql("INSERT INTO `KestrelRedirection` (`Directory_`, `RegKey`, `RegValue`, "
-                "`CallNumber`) VALUES ('" +
-                row.directory + "', '" + row.key + "', '" + row.value + "', " +
-                std::to_string(row.call) + ")");
+        for (const char* row : rows)
+            Sql(Format("INSERT INTO `KestrelRedirection` (`Directory_`, `RegKey`, `RegValue`, "
+                       "`CallNumber`) VALUES (%s)",
+                       row));
     }
 
     // What a call logs, with line breaks.
@@ -59,91 +63,134 @@ protected:
             log += line + "\n";
         return log;
     }
-    std::string RunAsFirstCall(const std::string& denied = "") {
-        SetProperty(Counter, "");
-        return Run(denied);
-    }
 
     PrivateRegistry registry_;
     int keysTried_ = 0;
 };
 
 TEST_F(RedirectionTest, CallsAlternateWhateverTheTable) {
-    const struct {
-        const char *before, *after;
-    } cases[] = {{"", "1"},  {"1", "2"},  {"2", "1"},  {"7", "2"},
-                 {"0", "1"}, {"-3", "0"}, {" 5", "2"}, {"2x", "1"}};
-    for (const auto& row : cases) {
-        SetProperty(Counter, row.before);
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "1"}, {"1", "2"}, {"2", "1"}, {"-3", "0"}, {"2x", "1"}};
+    for (const auto& [before, after] : cases) {
+        SetProperty(Counter, before);
         EXPECT_EQ(Run(), Prefix + "KestrelRedirection table not present.\n");
-        EXPECT_EQ(Property(Counter), row.after) << row.before;
+        EXPECT_EQ(Property(Counter), after) << before;
     }
 }
 
 TEST_F(RedirectionTest, EachCallRedirectsItsOwnRows) {
-    const std::string longName(1200, 'v'), longFolder = "C:\\" + std::string(1500, 'f');
-    MakeTable({{"INSTALLDIR", "Suite", "Path", 1},
-               {"[PLACE]", "Suite\\[LANGUAGE]", "[LONG]", 2},
-               {"GONE", "Zuite", "Gone", 2}});
+    const std::string longFolder = "C:\\" + std::string(1500, 'f');
+    MakeTable({"'INSTALLDIR', 'Suite', 'Path', 1", "'[PLACE]', 'Suite\\[LANGUAGE]', '[VALUE]', 2",
+               "'GONE', 'Zuite', 'Gone', 2"});
     registry_.Write(HKEY_LOCAL_MACHINE, "Zuite", "Gone", "Q:\\gone");
+    registry_.Write(HKEY_LOCAL_MACHINE, "Suite\\en", "Value", longFolder);
     SetProperty("LANGUAGE", "en");
     SetProperty("PLACE", "SECONDDIR");
-    SetProperty("LONG", longName);
-    registry_.Write(HKEY_LOCAL_MACHINE, "Suite\\en", longName.c_str(), longFolder);
+    SetProperty("VALUE", "Value");
     Cost();
     EXPECT_EQ(Run(), RowLines("INSTALLDIR", "Suite", "Path", Queried, "C:\\suite\\"));
     EXPECT_EQ(Property("INSTALLDIR"), "C:\\suite\\");
-    EXPECT_EQ(Property("SECONDDIR"), "");
     const std::string log = Run();
-    EXPECT_THAT(log, testing::StartsWith(
-                         RowLines("SECONDDIR", "Suite\\en", longName, Queried, longFolder, "2")));
+    EXPECT_THAT(log,
+                StartsWith(RowLines("SECONDDIR", "Suite\\en", "Value", Queried, longFolder, "2")));
     EXPECT_EQ(Property("SECONDDIR"), longFolder);
-    EXPECT_THAT(
-        log, testing::EndsWith("\nStatus:         Redirection failed (could not set property).\n"));
-    EXPECT_EQ(Property("GONE"), "");
+    EXPECT_THAT(log, EndsWith("\nStatus:         Redirection failed (could not set property).\n"));
 }
 
 TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
-    MakeTable({{"A", "", "Path"},
-               {"B", "[NONE]", "[NONE]"},
-               {"C", "Gone", "Path"},
-               {"D", "Gone", "Path"},
-               {"E", "Suite", "Path"},
-               {"F", "Suite", "Path"},
-               {"G", "SUITE", "Path"},
-               {"H", "Suite", "None"},
-               {"K", "Zone", "Path"},
-               {"I", "Suite", ""}});
-    const std::string same = "Registry key and value same as last entry, redirect.";
-    const std::string empty = Prefix + "Could not get string while processing results.\n";
-    EXPECT_EQ(Run(), empty + RowLines("B", "", "", SameNo) +
+    MakeTable({"'A', '', 'Path', 1", "'B', '[NONE]', '[NONE]', 1", "'C', 'Gone', 'Path', 1",
+               "'D', 'Gone', 'Path', 1", "'E', 'Suite', 'Path', 1", "'F', 'Suite', 'Path', 1",
+               "'G', 'Suite', 'None', 1"});
+    EXPECT_EQ(Run(), Prefix + "Could not get string while processing results.\n" +
+                         RowLines("B", "", "", Same + "no redirection.") +
                          RowLines("C", "Gone", "Path", "Registry key failed") +
-                         RowLines("D", "Gone", "Path", SameNo) +
+                         RowLines("D", "Gone", "Path", Same + "no redirection.") +
                          RowLines("E", "Suite", "Path", Queried, "C:\\suite\\") +
-                         RowLines("F", "Suite", "Path", same, "C:\\suite\\") +
-                         RowLines("H", "Suite", "None", "Registry value failed") + empty +
-                         RowLines("G", "SUITE", "Path", Queried, "C:\\suite\\") +
-                         RowLines("K", "Zone", "Path", "Registry key failed"));
-    EXPECT_EQ(keysTried_, 5);
+                         RowLines("F", "Suite", "Path", Same + "redirect.", "C:\\suite\\") +
+                         RowLines("G", "Suite", "None", "Registry value failed"));
+    EXPECT_EQ(keysTried_, 3);
 }
 
-TEST_F(RedirectionTest, FailingCallsHaveTheirOwnLines) {
-    MakeTable({{"A", "Refused", "Path"}, {"B", "Suite", "Path"}});
-    const std::string good = RowLines("B", "Suite", "Path", Queried, "C:\\suite\\");
-    const std::string noKey = RowLines("A", "Refused", "Path", "Registry key failed");
-    {
-        const FailingFormat format({"Refused"});
-        EXPECT_EQ(RunAsFirstCall(),
-                  Prefix + "Could not format record while processing results.\n" + good);
+TEST_F(RedirectionTest, WhatCannotBeReadEndsTheCall) {
+    MakeTable({"'B', 'Suite', 'Path', 1"});
+    const std::string row = RowLines("B", "Suite", "Path", "");
+    EXPECT_EQ(Run("Suite"),
+              row.substr(0, row.find("Result:")) + "KestrelRedirection failed of unknown error\n");
+}
+
+class OdbcPathsTest : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        old = Scratch() + "old place\\";
+        for (const std::string& folder : {old, Scratch() + "other\\"})
+            WriteFileInFolders(folder + "Sample.mdb", "x");
+        AddFile("sample.file", "SAMPLE~1.MDB|sample.mdb");
+        EXPECT_THAT(Run(), IsEmpty()) << "no table";
+        Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL, `Description` "
+            "CHAR(255) NOT NULL PRIMARY KEY `DataSource`)");
+        Sql("CREATE TABLE `ODBCSourceAttribute` (`DataSource_` CHAR(72) NOT NULL, `Attribute` "
+            "CHAR(32) NOT NULL, `Value` CHAR(255) PRIMARY KEY `DataSource_`, `Attribute`)");
+        for (const char* row : {"'1', 'Sample'", "'2', 'Second'"})
+            Sql(Format("INSERT INTO `ODBCDataSource` (`DataSource`, `Description`) VALUES (%s)",
+                       row));
+        for (const char* row : {"'1', 'dbq', ''", "'2', 'DBQ', '[INSTALLDIR]sample.mdb'"})
+            Sql(Format("INSERT INTO `ODBCSourceAttribute` (`DataSource_`, `Attribute`, `Value`) "
+                       "VALUES (%s)",
+                       row));
+        Cost();
+        fresh = TargetPath();
     }
-    {
-        const FailingFetch fetch(1);
-        EXPECT_EQ(RunAsFirstCall(), noKey + Unknown);
+    void SetAttribute(const char* value) {
+        Sql(Format("UPDATE `ODBCSourceAttribute` SET `Value` = '%s' WHERE `DataSource_` = '1'",
+                   value));
     }
-    {
-        const FailingExecute execute;
-        EXPECT_EQ(RunAsFirstCall(), Prefix + "KestrelRedirection could not open a view.\n");
+    static void Register(HKEY root, const std::string& name, const std::string& path) {
+        PrivateRegistry::Write(root, "SOFTWARE\\ODBC\\ODBC.INI\\" + name, "DBQ", path);
     }
-    EXPECT_EQ(RunAsFirstCall("Suite"), noKey + good.substr(0, good.find("Result:")) + Unknown)
-        << "a key that refuses access ends the call";
+    std::vector<std::string> Run() { return sent.Of(SetODBCPath, session); }
+    std::string TargetPath() const {
+        std::string path;
+        setupactions::GetTargetPathString(session, "INSTALLDIR", path);
+        return path;
+    }
+
+    std::string old, fresh;
+    const PrivateRegistry registry;
+    SentLines sent;
+};
+
+TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
+    // Of two data sources of one directory the first decides, and of its two
+    // registrations the user's own.
+    Register(HKEY_LOCAL_MACHINE, "Second", Scratch() + "other\\sample.mdb");
+    Register(HKEY_LOCAL_MACHINE, "Sample", "C:\\elsewhere\\sample.mdb");
+    Register(HKEY_CURRENT_USER, "Sample", old + "Sample.mdb");
+    for (const char* value : {"[INSTALLDIR]SAMPLE.mdb", "[#sample.file]"}) {
+        SetAttribute(value);
+        EXPECT_THAT(Run(), ElementsAre("myMsiSetDirectory: Setting Directory INSTALLDIR = " + old));
+        EXPECT_EQ(TargetPath(), old);
+        EXPECT_THAT(Run(), IsEmpty()) << "already there";
+        EXPECT_EQ(MsiSetTargetPathA(session, "INSTALLDIR", fresh.c_str()), ERROR_SUCCESS);
+    }
+}
+
+TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
+    MakeFolders(old + "folder\\sample.mdb");
+    SetAttribute("[INSTALLDIR]sample.mdb");
+    for (const std::string& path : {std::string("sample.mdb"), old + "folder\\sample.mdb"}) {
+        Register(HKEY_LOCAL_MACHINE, "Sample", path);
+        EXPECT_THAT(
+            Run(),
+            ElementsAre("SetODBCPath: " + path +
+                        " of data source Sample is not an installed sample.mdb, left alone"));
+        EXPECT_EQ(TargetPath(), fresh) << path;
+    }
+    Register(HKEY_LOCAL_MACHINE, "Sample", old + "sample.mdb");
+    for (const char* attribute : {"sample.mdb", "[INSTALLDIR", "[INSTALLDIR]sub\\sample.mdb",
+                                  "[NOSUCHDIR]sample.mdb", "[#it`s]", "[#sample.file]x"}) {
+        SetAttribute(attribute);
+        EXPECT_THAT(Run(), IsEmpty()) << attribute;
+        EXPECT_EQ(TargetPath(), fresh) << attribute;
+    }
 }
