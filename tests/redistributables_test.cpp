@@ -20,20 +20,15 @@ const Redistributable Tool = {"TOOLCOMMAND", "setup.exe", "/q /d:\"[PLACE]\"", 2
 const char Checking[] = " - Checking to make sure we can get sourcedir property";
 const char NotesDriver[] = "LaunchLotusDriverInstaller.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 
-// The version of every file that is there.
-std::string version;
-UINT WINAPI FileVersion(const char* path, char* buffer, DWORD* size, char*, DWORD*) {
-    if (!IsThere(path))
-        return ERROR_FILE_NOT_FOUND;
+std::string version; // of every file
+UINT WINAPI FileVersion(const char*, char* buffer, DWORD* size, char*, DWORD*) {
     lstrcpynA(buffer, version.c_str(), static_cast<int>(*size));
     return ERROR_SUCCESS;
 }
 
-const char* language; // null: the system does not tell
 int WINAPI UserLanguage(LCID, LCTYPE type, char* name, int size) {
-    if (language == nullptr || type != LOCALE_SABBREVLANGNAME)
-        return 0;
-    lstrcpynA(name, language, size);
+    EXPECT_EQ(type, LCTYPE(LOCALE_SABBREVLANGNAME));
+    lstrcpynA(name, "DEU", size);
     return lstrlenA(name) + 1;
 }
 
@@ -47,7 +42,6 @@ class RedistributablesTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        language = nullptr;
         SetProperty("PLACE", "C:\\some place");
         SetProperty("SourceDir", Scratch());
         for (const std::string folder :
@@ -77,7 +71,6 @@ protected:
 } // namespace
 
 TEST_F(RedistributablesTest, LocalMediaAreSearchedByLanguage) {
-    language = "DEU";
     Put("redist\\FRA\\setup.exe");
     EXPECT_EQ(ProgramFrom(Scratch(), true), "");
     for (const std::string file : {"en\\setupen.exe", "en\\setup.exe", "DE\\setupDE.exe",
@@ -90,7 +83,6 @@ TEST_F(RedistributablesTest, LocalMediaAreSearchedByLanguage) {
 TEST_F(RedistributablesTest, TheLogTellsEveryTry) {
     const std::string first = "redist\\DEU\\setup.exe", second = "redist\\DEU\\setupDEU.exe";
     Put(second);
-    language = "DEU";
     ProgramFrom(Scratch());
     EXPECT_EQ(Property("NeedReboot"), "TRUE");
     const std::string in = "Format: Buffer in='[SourceDir]", path = "', Path='";
@@ -134,7 +126,6 @@ TEST_F(RedistributablesTest, AnEmptySourceIsResolvedOnce) {
 
 TEST_F(RedistributablesTest, AWebSourceIsDownloadedByLanguage) {
     WebServer server(WebServer::Files{{"/redist/en/setupen.exe", "program"}});
-    language = "DEU";
     const std::string path = ProgramFrom(server.Address() + "/");
     EXPECT_EQ(FileText(path), "program") << path;
     EXPECT_THAT(path, testing::HasSubstr("]")) << "the cache numbers its files in brackets";
@@ -226,10 +217,9 @@ TEST_F(RedistributablesTest, TheNotesDriverIsInstalledWithoutItsKey) {
 }
 
 TEST_F(RedistributablesTest, PreparedCommandLinesRunAndNothingElseDoes) {
-    const std::pair<UINT(WINAPI*)(MSIHANDLE), const char*> actions[] = {
-        {InstallRedist, "CustomActionData"}, {AddLumo, "ADD_LUMO_DOCS_COMMAND"}};
     RefusedProcesses processes;
-    for (const auto& [action, property] : actions) {
+    for (const auto& [action, property] :
+         {std::pair(InstallRedist, "CustomActionData"), {AddLumo, "ADD_LUMO_DOCS_COMMAND"}}) {
         EXPECT_THAT(sent.Of(action, session),
                     ElementsAre("Skipping action (CustomActionData is empty)"));
         SetProperty(property, "own.exe /q");

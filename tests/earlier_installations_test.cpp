@@ -1,10 +1,10 @@
-// Directories that follow what earlier installations left on the machine.
-#include "frame/feature_state.h"
+// What earlier installations left: directories that follow it, an add-on that goes.
 #include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
+#include "tests/support/unix_shell.h"
 
 #include <gmock/gmock.h>
 
@@ -33,6 +33,16 @@ std::string RowLines(const std::string& directory, const std::string& key, const
                ? lines
                : lines + "Target:         " + target + "\nmyMsiSetDirectory: Setting Directory " +
                      directory + " = " + target + "\nStatus:         Successful redirection.\n";
+}
+
+const char OptionsKey[] = "SOFTWARE\\Halcyon Software\\8.0\\Halcyon Info\\Options";
+const char* const Files[] = {"secldap.dll", "secldap.msi", "secldap.pin",
+                             "secldap.hlp", "secldap.cnt", "secldap.chm"};
+const char* const OtherFiles[] = {"other.dll", "secldap.txt", "sub\\secldap.dll"};
+
+BOOL WINAPI RefuseDelete(const char*) {
+    SetLastError(ERROR_ACCESS_DENIED);
+    return FALSE;
 }
 
 } // namespace
@@ -99,23 +109,17 @@ TEST_F(RedirectionTest, EachCallRedirectsItsOwnRows) {
 
 TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
     MakeTable({"'A', '', 'Path', 1", "'B', '[NONE]', '[NONE]', 1", "'C', 'Gone', 'Path', 1",
-               "'D', 'Gone', 'Path', 1", "'E', 'Suite', 'Path', 1", "'F', 'Suite', 'Path', 1",
-               "'G', 'Suite', 'None', 1"});
+               "'E', 'Suite', 'Path', 1", "'F', 'Suite', 'Path', 1", "'G', 'Suite', 'None', 1"});
     EXPECT_EQ(Run(), Prefix + "Could not get string while processing results.\n" +
                          RowLines("B", "", "", Same + "no redirection.") +
                          RowLines("C", "Gone", "Path", "Registry key failed") +
-                         RowLines("D", "Gone", "Path", Same + "no redirection.") +
                          RowLines("E", "Suite", "Path", Queried, "C:\\suite\\") +
                          RowLines("F", "Suite", "Path", Same + "redirect.", "C:\\suite\\") +
                          RowLines("G", "Suite", "None", "Registry value failed"));
     EXPECT_EQ(keysTried_, 3);
-}
-
-TEST_F(RedirectionTest, WhatCannotBeReadEndsTheCall) {
-    MakeTable({"'B', 'Suite', 'Path', 1"});
-    const std::string row = RowLines("B", "Suite", "Path", "");
-    EXPECT_EQ(Run("Suite"),
-              row.substr(0, row.find("Result:")) + "KestrelRedirection failed of unknown error\n");
+    SetProperty(Counter, "");
+    EXPECT_THAT(Run("Suite"), EndsWith("Value: Path\nKestrelRedirection failed of unknown error\n"))
+        << "a key that refuses access ends the call";
 }
 
 class OdbcPathsTest : public SessionTest {
@@ -139,7 +143,7 @@ protected:
                        "VALUES (%s)",
                        row));
         Cost();
-        fresh = TargetPath();
+        fresh = Property("INSTALLDIR");
     }
     void SetAttribute(const char* value) {
         Sql(Format("UPDATE `ODBCSourceAttribute` SET `Value` = '%s' WHERE `DataSource_` = '1'",
@@ -149,11 +153,6 @@ protected:
         PrivateRegistry::Write(root, "SOFTWARE\\ODBC\\ODBC.INI\\" + name, "DBQ", path);
     }
     std::vector<std::string> Run() { return sent.Of(SetODBCPath, session); }
-    std::string TargetPath() const {
-        std::string path;
-        setupactions::GetTargetPathString(session, "INSTALLDIR", path);
-        return path;
-    }
 
     std::string old, fresh;
     const PrivateRegistry registry;
@@ -169,7 +168,7 @@ TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
     for (const char* value : {"[INSTALLDIR]SAMPLE.mdb", "[#sample.file]"}) {
         SetAttribute(value);
         EXPECT_THAT(Run(), ElementsAre("myMsiSetDirectory: Setting Directory INSTALLDIR = " + old));
-        EXPECT_EQ(TargetPath(), old);
+        EXPECT_EQ(Property("INSTALLDIR"), old);
         EXPECT_THAT(Run(), IsEmpty()) << "already there";
         EXPECT_EQ(MsiSetTargetPathA(session, "INSTALLDIR", fresh.c_str()), ERROR_SUCCESS);
     }
@@ -184,13 +183,70 @@ TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {
             Run(),
             ElementsAre("SetODBCPath: " + path +
                         " of data source Sample is not an installed sample.mdb, left alone"));
-        EXPECT_EQ(TargetPath(), fresh) << path;
+        EXPECT_EQ(Property("INSTALLDIR"), fresh) << path;
     }
     Register(HKEY_LOCAL_MACHINE, "Sample", old + "sample.mdb");
     for (const char* attribute : {"sample.mdb", "[INSTALLDIR", "[INSTALLDIR]sub\\sample.mdb",
                                   "[NOSUCHDIR]sample.mdb", "[#it`s]", "[#sample.file]x"}) {
         SetAttribute(attribute);
         EXPECT_THAT(Run(), IsEmpty()) << attribute;
-        EXPECT_EQ(TargetPath(), fresh) << attribute;
+        EXPECT_EQ(Property("INSTALLDIR"), fresh) << attribute;
     }
+}
+
+class LdapAddOnTest : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        info = Scratch() + "info\\";
+        MakeFolders(info + "sub");
+        for (const char* file : Files)
+            WriteFileText(info + file, "x");
+        for (const char* file : OtherFiles)
+            WriteFileText(info + file, "x");
+    }
+    std::vector<std::string> Run(const std::string& directory) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", directory);
+        ClearMessages();
+        EXPECT_EQ(UninstallJuniperLDAP(session), ERROR_SUCCESS);
+        return Log();
+    }
+    // One line per file of the add-on.
+    std::vector<std::string> Lines(const std::string& before, const std::string& after) const {
+        std::vector<std::string> lines;
+        for (const std::string file : Files)
+            lines.push_back("UninstallJuniperLDAP: " + before + info + file + after);
+        return lines;
+    }
+
+    std::string info;
+    const PrivateRegistry registry;
+};
+
+TEST_F(LdapAddOnTest, TheAddOnsFilesAndNoOthersGo) {
+    EXPECT_EQ(UninstallJuniperLDAP(session), ERROR_SUCCESS);
+    EXPECT_THAT(Log(), IsEmpty()) << "no older release";
+    SetFileAttributesA((info + "secldap.pin").c_str(), FILE_ATTRIBUTE_READONLY);
+    {
+        const ReplacedImport<decltype(RefuseDelete)> refuse("DeleteFileA", RefuseDelete);
+        EXPECT_EQ(Run(info), Lines("DeleteFile failed on ", ": 5"));
+    }
+    EXPECT_NE(GetFileAttributesA((info + "secldap.pin").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
+    EXPECT_EQ(Run(info), Lines("", " deleted"));
+    for (const char* file : OtherFiles)
+        EXPECT_TRUE(IsThere(info + file)) << file;
+
+    MakeFolders(info + "secldap.dll");
+    EXPECT_THAT(
+        Run(info.substr(0, info.size() - 1)),
+        ElementsAre("UninstallJuniperLDAP: " + info + "secldap.dll is no file, left alone"));
+}
+
+TEST_F(LdapAddOnTest, RubbishAndLinksAreLeftAlone) {
+    RunUnixShell(Scratch(), "mkdir real && ln -s ../info real/link");
+    for (const std::string& directory :
+         {std::string(), std::string("C:"), info.substr(2), info + "sub\\..",
+          Scratch() + "real\\link\\sub", "C:\\" + std::string(1000, 'x')})
+        EXPECT_THAT(Run(directory), ElementsAre("UninstallJuniperLDAP: " + directory +
+                                                " is no folder of its own, left alone"));
 }
