@@ -232,14 +232,9 @@ TEST_F(LdapAddOnTest, TheAddOnsFilesAndNoOthersGo) {
         EXPECT_EQ(Run(info), Lines("DeleteFile failed on ", ": 5"));
     }
     EXPECT_NE(GetFileAttributesA((info + "secldap.pin").c_str()) & FILE_ATTRIBUTE_READONLY, 0u);
-    EXPECT_EQ(Run(info), Lines("", " deleted"));
+    EXPECT_EQ(Run(info.substr(0, info.size() - 1)), Lines("", " deleted"));
     for (const char* file : OtherFiles)
         EXPECT_TRUE(IsThere(info + file)) << file;
-
-    MakeFolders(info + "secldap.dll");
-    EXPECT_THAT(
-        Run(info.substr(0, info.size() - 1)),
-        ElementsAre("UninstallJuniperLDAP: " + info + "secldap.dll is no file, left alone"));
 }
 
 TEST_F(LdapAddOnTest, RubbishAndLinksAreLeftAlone) {

@@ -84,13 +84,13 @@ TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {
     const std::string expanding = start + "expand. ;Setting INSTALLLEVEL=3;Expanding multiple "
                                           "server install;-MetaData -Clients -WCAList ";
     const std::string noRest = "-EventServer -ReportAppServer ",
-                      rest = "+EventServer +ReportAppServer ",
                       mereStore = "-DataAccessAndOutputFormats ";
     const std::pair<std::set<std::string>, std::string> cases[] = {
         {{"APS"},
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
         {{"FILESERVER", "EVENT", "RAS"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + rest + mereStore},
+         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing +
+             "+EventServer +ReportAppServer " + mereStore},
         {{"APS", "WCS", "PROCESSING"},
          "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + processing + noRest},
     };

@@ -6,8 +6,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
-#include <gtest/gtest.h>
-
 #include <process.h>
 
 using namespace setupactions;

@@ -39,8 +39,7 @@ protected:
 
     static std::string PlugIn(const char* name) { return TestProgramFolder() + name + ".dll"; }
 
-    static void PlugInAnswers(const std::string& result,
-                              const std::string& group = "Kestrel Users") {
+    static void PlugInAnswers(const std::string& result, const std::string& group = "Users") {
         SetEnvironmentVariableA("PLUG_IN_RESULT", result.c_str());
         SetEnvironmentVariableA("PLUG_IN_GROUP", group.c_str());
     }
