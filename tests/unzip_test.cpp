@@ -40,7 +40,7 @@ TEST_F(UnzipTest, NothingIsWrittenOutsideTheFolder) {
     MakeFolders(Out());
     RunUnixShell(Out(), "ln -s .. link");
     const std::string name = "reports by month/sales.csv";
-    for (std::string evil : {"..\\escaped", "a/../../escaped", "a/.. /../escaped", "/escaped",
+    for (std::string evil : {"..\\escaped", "a/../../escaped", "a/.. /.. /escaped", "/escaped",
                              "C:escaped", "link/escaped"}) {
         evil.resize(name.size(), 'e');
         std::string bytes = archive;
