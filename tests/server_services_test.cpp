@@ -36,16 +36,13 @@ BOOL WINAPI TakeConfig(SC_HANDLE, DWORD type, DWORD start, DWORD error, const ch
 SC_HANDLE WINAPI Crash(const char*, const char*, DWORD) { throw std::runtime_error("crash"); }
 
 class ExtraServersTest : public ServicesTest {
-    // One service at a time. When it is to fail, it does so at the third, with
-    // nothing moved but services claimed; for want of room only in a small buffer.
+    // One service at a time.
     static BOOL WINAPI Enumerate(SC_HANDLE, DWORD type, DWORD state, ENUM_SERVICE_STATUSA* buffer,
                                  DWORD size, DWORD* needed, DWORD* count, DWORD* resume) {
         static std::string name; // what the buffer points to
         EXPECT_EQ(Format("0x%lX %lu", type, state), "0x13F 3");
+        EXPECT_LE(size, 1800u);
         *needed = *count = 1;
-        if (*resume == 2 && Fails("EnumServicesStatus") &&
-            (size < 4000 || GetLastError() != ERROR_INSUFFICIENT_BUFFER))
-            return FALSE;
         SetLastError(ERROR_MORE_DATA);
         name = std::next(current->services.begin(), static_cast<int>((*resume)++))->first;
         buffer[0].lpServiceName = &name[0];
@@ -66,8 +63,7 @@ class ExtraServersTest : public ServicesTest {
 
 TEST_F(ServerServicesTest, EachActionShowsChangesAndReportsItsService) {
     const std::string server = "1: Central Management Server 2:  ";
-    const std::string ignored = ", ignoring request...\n",
-                      ticks = "UseProgressTime: 3000000 ticks\n";
+    const std::string end = ", ignoring request...\nUseProgressTime: 3000000 ticks\n";
     const struct {
         UINT(__stdcall* action)(MSIHANDLE);
         DWORD state; // what it wants
@@ -75,11 +71,11 @@ TEST_F(ServerServicesTest, EachActionShowsChangesAndReportsItsService) {
         std::string shown, trace;
     } cases[] = {
         {StopAPSService, SERVICE_STOPPED, 0, server,
-         "Service TRNWCentralMS already stopped" + ignored},
+         "Service TRNWCentralMS already stopped, ignoring request...\n"},
         {StartAPSService, SERVICE_RUNNING, 1, server,
-         "Starting CMS\nService TRNWCentralMS already running" + ignored + ticks},
+         "Starting CMS\nService TRNWCentralMS already running" + end},
         {StartSQLService, SERVICE_RUNNING, 0,
-         "1: MSSQLServer 2:  ", "Service MSSQLServer already running" + ignored + ticks},
+         "1: MSSQLServer 2:  ", "Service MSSQLServer already running" + end},
     };
     for (const auto& row : cases) {
         services = {{"TRNWCentralMS", row.state}, {"MSSQLServer", row.state}};
@@ -105,7 +101,6 @@ TEST_F(ServerServicesTest, OnlyServicesThatStandAreRecorded) {
         {SERVICE_RUNNING, "", "", "[StopService]\r\n1=W3SVC\r\nLast=1\r\n", "true"},
         {SERVICE_STOPPED, "", two, "[StopService]\r\nLast=3\r\n3=W3SVC\r\n", "true"},
         {SERVICE_RUNNING, "ControlService", two, two, "false"},
-        {SERVICE_START_PENDING, "", "", "", "false"},
     };
     for (const auto& row : cases) {
         const ScratchFile file;
@@ -120,11 +115,10 @@ TEST_F(ServerServicesTest, OnlyServicesThatStandAreRecorded) {
 
 TEST_F(ServerServicesTest, WhatWasStoppedIsStartedAgainInThatOrder) {
     const ScratchFile file;
-    const std::string longName(700, 'n'), section = "[StopService]\r\nLast=4\r\n1=W3SVC\r\n2=Gone";
-    WriteFileText(file.Path(), section + "\r\n3=" + longName + "\r\n4=MSFTPSVC\r\n6=AfterAGap\r\n");
-    for (const std::string& service : {std::string("W3SVC"), longName, std::string("AfterAGap")})
-        services[service] = SERVICE_STOPPED;
-    services["MSFTPSVC"] = SERVICE_RUNNING;
+    WriteFileText(file.Path(), "[StopService]\r\nLast=4\r\n1=W3SVC\r\n2=Gone\r\n3=MSFTPSVC\r\n"
+                               "5=AfterAGap\r\n");
+    services = {
+        {"W3SVC", SERVICE_STOPPED}, {"MSFTPSVC", SERVICE_STOPPED}, {"AfterAGap", SERVICE_STOPPED}};
     StartWebServices(session, file.Path());
     std::vector<std::string> lines;
     for (const std::string& line : Log())
@@ -134,8 +128,7 @@ TEST_F(ServerServicesTest, WhatWasStoppedIsStartedAgainInThatOrder) {
                 ElementsAre(Format("StartWebServices( File=%s ).", file.Path()),
                             "<StartService W3SVC>", "StartService. Service: W3SVC Return Value: 1.",
                             "StartService. Service: Gone Return Value: 0.",
-                            "<StartService " + longName + ">",
-                            "StartService. Service: " + longName + " Return Value: 1.",
+                            "<StartService MSFTPSVC>",
                             "StartService. Service: MSFTPSVC Return Value: 1."));
 }
 
@@ -143,15 +136,10 @@ TEST_F(ServerServicesTest, TheOlderServerGetsItsSwitchOnce) {
     const ReplacedImport<decltype(GiveConfig)> query("QueryServiceConfigA", GiveConfig);
     const ReplacedImport<decltype(TakeConfig)> change("ChangeServiceConfigA", TakeConfig);
     services["KestrelAPS"] = SERVICE_STOPPED;
-    const struct {
-        const char *before, *after;
-    } cases[] = {{"s.exe", "s.exe -createnamedusers"},
-                 {"s.exe -createnamedusers -y", "s.exe -createnamedusers -y"},
-                 {"s.exe -CreateNamedUsers", "s.exe -CreateNamedUsers -createnamedusers"}};
-    for (const auto& row : cases) {
-        commandLine = row.before;
+    commandLine = "s.exe -CreateNamedUsers";
+    for (int round = 0; round < 2; ++round) {
         EXPECT_EQ(ChangeAPSToCreateNamedUser(session), ERROR_SUCCESS);
-        EXPECT_EQ(commandLine, row.after);
+        EXPECT_EQ(commandLine, "s.exe -CreateNamedUsers -createnamedusers");
     }
     EXPECT_EQ(Trace(), "");
     EXPECT_THAT(opened, testing::IsSupersetOf({"manager 0xC0000000", "KestrelAPS 0x3"}));
@@ -169,17 +157,14 @@ TEST_F(ServerServicesTest, TheOlderServerGetsItsSwitchOnce) {
 TEST_F(SessionTest, TheImmediateRunHandsTheInstalledNamesOver) {
     SetProperty("RemoveExtraServers", "of an earlier run");
     EXPECT_EQ(RemoveExtraServers(session), ERROR_SUCCESS) << "without a table";
+    EXPECT_EQ(Property("RemoveExtraServers"), "");
     Sql("CREATE TABLE `ServiceInstall` (`ServiceInstall` CHAR(72) NOT NULL, `Name` CHAR(255) NOT "
         "NULL LOCALIZABLE PRIMARY KEY `ServiceInstall`)");
-    EXPECT_EQ(Property("RemoveExtraServers"), "");
-
-    const std::string longName(250, 'n');
-    for (const std::string& row :
-         {std::string("'one', 'TRNWCentralMS'"), "'two', '" + longName + "'"})
-        Sql("INSERT INTO `ServiceInstall` (`ServiceInstall`, `Name`) VALUES (" + row + ")");
+    for (const char* row : {"'one', 'TRNWCentralMS'", "'two', 'Other'"})
+        Sql(std::string("INSERT INTO `ServiceInstall` (`ServiceInstall`, `Name`) VALUES (") + row +
+            ")");
     EXPECT_EQ(RemoveExtraServers(session), ERROR_SUCCESS);
-    EXPECT_EQ(Property("RemoveExtraServers"), "TRNWCentralMS|" + longName + "|");
-    EXPECT_EQ(RemoveExtraServers(0), ERROR_SUCCESS) << "without a database";
+    EXPECT_EQ(Property("RemoveExtraServers"), "TRNWCentralMS|Other|");
     EXPECT_EQ(Log().size(), 0u);
 }
 
@@ -187,29 +172,23 @@ TEST_F(ExtraServersTest, ClonesAreStoppedAndDeletedAndOthersLeftAlone) {
     const std::string heading = "Found the following servers for deletion on uninstall:\n";
     const std::string closed = "Invalid handle to service\n", stop = "<ControlService SERVER>\n";
     const std::string clone = stop + "<DeleteService SERVER>\nSERVER\n";
-    const std::string server =
-        "<ControlService Serv>\n<QueryServiceStatus refused>\n<DeleteService Serv>\nServ\n";
+    const std::string server = "<ControlService Serv>\n<DeleteService Serv>\nServ\n";
     const struct {
         const char *data, *failing;
-        DWORD error;
         std::string trace;
     } cases[] = {
-        {"||Serv||Absent|", "", 0, "Serv\nAbsent\n" + heading + clone + server},
-        {"|||", "", 0, heading},
-        {"S|", "OpenSCManager", ERROR_ACCESS_DENIED, "S\n" + heading},
-        {"serv|", "OpenService", ERROR_ACCESS_DENIED, "serv\n" + heading + closed + closed},
-        {"Serv|", "EnumServicesStatus", ERROR_ACCESS_DENIED, "Serv\n" + heading + clone},
-        {"Serv|", "EnumServicesStatus", ERROR_INSUFFICIENT_BUFFER,
-         "Serv\n" + heading + clone + server},
-        {"Serv|", "EnumServicesStatus", ERROR_MORE_DATA, "Serv\n" + heading + clone}, // for ever
-        {"Serv", "DeleteService", 0, "Serv\n" + heading + stop}, // a crash ends it silently
+        {"||Serv||Absent|", "", "Serv\nAbsent\n" + heading + clone + server},
+        {"|||", "", heading},
+        {"S|", "OpenSCManager", "S\n" + heading},
+        {"serv|", "OpenService", "serv\n" + heading + closed + closed},
+        {"Serv", "DeleteService", "Serv\n" + heading + stop}, // a crash ends it silently
     };
     for (const auto& row : cases) {
         services = {{"My Serv", SERVICE_RUNNING},
                     {"SERVER", SERVICE_RUNNING},
                     {"Ser", SERVICE_RUNNING},
                     {"Serv", SERVICE_STOPPED}};
-        failing = {{row.failing, row.error}};
+        failing = {{row.failing, ERROR_ACCESS_DENIED}};
         ClearMessages();
         MakeDeferred(row.data);
         EXPECT_EQ(RemoveExtraServers(session), ERROR_SUCCESS);
@@ -229,8 +208,8 @@ TEST_F(ExtraServersTest, TheLighterWaitEndsByItsOwnRules) {
         {{stopping, {0, 0, 0, 5}}, false, 1}, // the status cannot be read
         {{running, running}, false, 1},       // settled elsewhere
         {{running, stopping, {SERVICE_STOPPED}}, true, 2},
-        {std::deque<Status>(50, stopping), true, 4}, // given up after two hints
-        {{{SERVICE_RUNNING, 0, 500000}, {SERVICE_STOPPED}}, true, 1},
+        {std::deque<Status>(50, stopping), true, 4},                  // given up after two hints
+        {{{SERVICE_RUNNING, 0, 500000}, {SERVICE_STOPPED}}, true, 1}, // the longest sleep
     };
     services["S"] = SERVICE_RUNNING;
     const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, 0));

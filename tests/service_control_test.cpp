@@ -1,6 +1,5 @@
 #include "services/service_control.h"
 
-#include "services/status_poll.h"
 #include "tests/support/services_test.h"
 
 #include <gmock/gmock.h>
@@ -14,12 +13,6 @@ using ServiceControlTest = ServicesTest;
 std::string Look(DWORD checkPoint, const char* state, DWORD hint = 0) {
     return Format("QueryServiceStatus: Service: S: CheckPoint: %lu, State: %s, Hint: %lu\n",
                   checkPoint, state, hint);
-}
-
-std::string Stall(int count, DWORD old, DWORD now) {
-    return Format("ChangeService: Service: S: check point was not updated %d time(s). Old: %lu, "
-                  "New: %lu\n<Sleep 2000>\n<Sleep 1000>\n",
-                  count, old, now);
 }
 
 } // namespace
@@ -41,8 +34,7 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
     const Script stops = {{SERVICE_RUNNING}, {SERVICE_STOP_PENDING, 7, 20000}, {SERVICE_STOPPED}};
     const Script settles = {{SERVICE_STOPPED}, {8}, {SERVICE_PAUSED}, {SERVICE_PAUSED}};
     const Script lost = {{SERVICE_STOPPED}, noStatus}, blind = {noStatus, {SERVICE_RUNNING}};
-    const Script pauses = {{SERVICE_PAUSE_PENDING, 3, 400}},
-                 continues = {{SERVICE_CONTINUE_PENDING}};
+    const Script pauses = {{SERVICE_PAUSE_PENDING, 3, 400}};
     const std::string pending =
         "Service is in pending state, unable to control service, exiting...\n" + error + "\n";
     const struct {
@@ -70,7 +62,6 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
         {true, "", running, 1, "Service S already running, ignoring request...\n"},
         {false, "", stopped, 1, "Service S already stopped, ignoring request...\n"},
         {true, "", pauses, 0, Look(3, "SERVICE_PAUSE_PENDING", 400) + pending},
-        {false, "", continues, 0, Look(0, "SERVICE_CONTINUE_PENDING") + pending},
         {true, "OpenSCManager", {}, 0, error + "failed to open SCManager\n"},
         {false, "OpenService", {}, 0, "Failed to open service 'S'\n"},
         {true, "StartService", stopped, 0, start + error + "StartService function failed\n"},
@@ -91,34 +82,16 @@ TEST_F(ServiceControlTest, EveryStepOfAChangeIsLogged) {
 TEST_F(ServiceControlTest, TheSixthStallInARowEndsTheWait) {
     services["S"] = SERVICE_STOPPED;
     script = {{SERVICE_STOPPED}};
-    script.insert(script.end(), 6, {SERVICE_START_PENDING, 1}); // five stalls are forgiven
-    script.insert(script.end(), 50, {SERVICE_START_PENDING, 4});
+    script.insert(script.end(), 16, {SERVICE_START_PENDING, 1, 1000}); // five are forgiven
+    script.insert(script.end(), 50, {SERVICE_START_PENDING, 4, 1000});
     EXPECT_EQ(ChangeService("S", true, session), 0);
-    std::string end = Stall(4, 1, 1);
-    const std::string look = Look(4, "SERVICE_START_PENDING");
-    end += look + "<Sleep 1000>\n";
-    for (int stall = 0; stall < 5; ++stall)
-        end += look + Stall(stall, 4, 4);
-    const std::string last = Stall(5, 4, 4);
-    end += look + last.substr(0, last.find('<')) + "ControlService function exiting (0)\n";
-    EXPECT_THAT(Trace(), testing::EndsWith(end));
-}
-
-TEST(StatusPollTest, ACheckPointMayRestForSoManyHints) {
-    const struct {
-        DWORD hints, hint;
-        int looks; // after the first one, until one finds the stall
-    } cases[] = {{3, 0, 1}, {3, 334, 2}, {3, 2000, 6}, {2, 50000, 20}, {3, 0x55555556, 99}};
-    for (const auto& row : cases) {
-        StatusPoll poll(row.hints, 5000);
-        SERVICE_STATUS status = {};
-        status.dwCurrentState = SERVICE_STOP_PENDING;
-        status.dwWaitHint = row.hint; // the last one times 3 is 2 in 32 bits
-        EXPECT_EQ(poll.Judge(status), Progress::Waiting) << "the first look";
-        int looks = 0;
-        do {
-            poll.NextSleep(status);
-        } while (++looks < 99 && poll.Judge(status) == Progress::Waiting);
-        EXPECT_EQ(looks, row.looks) << row.hint;
-    }
+    const std::string look = Look(4, "SERVICE_START_PENDING", 1000), sleep = "<Sleep 1000>\n";
+    std::string end = look + sleep;
+    for (int stall = 0; stall < 6; ++stall) // each after three hints
+        end += look + sleep + look + sleep + look +
+               Format("ChangeService: Service: S: check point was not updated %d time(s). Old: 4, "
+                      "New: 4\n",
+                      stall) +
+               (stall < 5 ? "<Sleep 2000>\n" + sleep : "");
+    EXPECT_THAT(Trace(), testing::EndsWith(end + "ControlService function exiting (0)\n"));
 }

@@ -4,7 +4,7 @@
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
 //   wait              waits to be ended, at most a minute, then ends with 77
-//   exit N            ends with this code
+//   exit N            ends with this code after the last command
 #include <windows.h>
 
 #include <cstdio>
@@ -17,6 +17,7 @@ static void Write(std::FILE* stream, const std::string& text) {
 }
 
 int main(int count, char** arguments) {
+    int code = 0;
     for (int i = 1; i < count; ++i) {
         const std::string command = arguments[i];
         if (command == "folder") {
@@ -32,13 +33,13 @@ int main(int count, char** arguments) {
         } else {
             const int number = ++i < count ? std::atoi(arguments[i]) : 0;
             if (command == "exit")
-                return number;
-            if (command == "pause")
+                code = number;
+            else if (command == "pause")
                 Sleep(static_cast<DWORD>(number));
             else
                 Write(command == "print" ? stdout : stderr,
                       std::string(static_cast<size_t>(number), 'a'));
         }
     }
-    return 0;
+    return code;
 }

@@ -2,10 +2,9 @@
 
 #include "frame/handles.h"
 
-#include <wtypes.h>
+#include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <wtypes.h>
 
 using setupactions::InstallerHandle;
 
@@ -38,7 +37,6 @@ const char* const Statements[] = {
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductName', 'Scratch')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductVersion', '1.0.0')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductLanguage', '1033')",
-    "INSERT INTO `Property` (`Property`, `Value`) VALUES ('Manufacturer', 'Tests')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES "
     "('ProductCode', '{6F3C2C38-5A44-4B4E-9B27-3F6A2B1D0C11}')",
     "INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
@@ -56,33 +54,26 @@ const char* const Statements[] = {
     "INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (1, 1)",
 };
 
-void Expect(UINT result, const char* what) {
-    if (result == ERROR_SUCCESS)
-        return;
-    std::fprintf(stderr, "the scratch package cannot be made: %s answers %u\n", what, result);
-    std::exit(1);
-}
-
 std::string MakePackage() {
     char folder[MAX_PATH];
     GetTempPathA(MAX_PATH, folder);
     const std::string path =
         std::string(folder) + "scratch" + std::to_string(GetCurrentProcessId()) + ".msi";
     InstallerHandle database;
-    Expect(MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()), path.c_str());
+    EXPECT_EQ(MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()), 0u) << path;
     for (const char* statement : Statements)
-        Expect(RunSql(database.Get(), statement), statement);
+        EXPECT_EQ(RunSql(database.Get(), statement), 0u) << statement;
 
     const UINT templateId = 7, packageCodeId = 9, schemaId = 14, sourceId = 15;
     InstallerHandle summary;
-    Expect(MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()), "the summary");
+    EXPECT_EQ(MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()), 0u);
     MsiSummaryInfoSetPropertyA(summary.Get(), templateId, VT_LPSTR, 0, nullptr, ";1033");
     MsiSummaryInfoSetPropertyA(summary.Get(), packageCodeId, VT_LPSTR, 0, nullptr,
                                "{3D9E1B52-6C1E-4B7C-A4B4-2F7D3C9F4E02}");
     MsiSummaryInfoSetPropertyA(summary.Get(), schemaId, VT_I4, 200, nullptr, nullptr);
     MsiSummaryInfoSetPropertyA(summary.Get(), sourceId, VT_I4, 2, nullptr, nullptr);
-    Expect(MsiSummaryInfoPersist(summary.Get()), "writing the summary");
-    Expect(MsiDatabaseCommit(database.Get()), "the commit");
+    EXPECT_EQ(MsiSummaryInfoPersist(summary.Get()), 0u);
+    EXPECT_EQ(MsiDatabaseCommit(database.Get()), 0u);
     return path;
 }
 

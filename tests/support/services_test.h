@@ -39,8 +39,8 @@ public:
     // What was opened: "NAME 0xACCESS"; the manager's name is "manager".
     std::vector<std::string> opened;
 
-    // Log lines, requests "<StartService NAME>", calls "<… refused>" for want of
-    // the right and sleeps "<Sleep 1000>", in order, each with a line break.
+    // Log lines, requests "<StartService NAME>" and sleeps "<Sleep 1000>", in
+    // order, each with a line break.
     std::string Trace() const {
         std::string trace;
         for (const std::string& line : Log())
@@ -64,14 +64,13 @@ public:
 private:
     struct Handle {
         std::string name;
-        DWORD access;
         bool open = true;
     };
 
     // A handle's value is its position from 1.
     static SC_HANDLE Open(const std::string& name, DWORD access) {
         current->opened.push_back(setupactions::Format("%s 0x%lX", name.c_str(), access));
-        current->handles_.push_back({name, access});
+        current->handles_.push_back({name});
         return reinterpret_cast<SC_HANDLE>(current->handles_.size());
     }
     static Handle& Find(SC_HANDLE handle) {
@@ -79,32 +78,19 @@ private:
         EXPECT_TRUE(found.open) << "a handle that is not open is used: " << found.name;
         return found;
     }
-    // False, with the last error set, when a call fails or its handle lacks the right.
-    static bool May(const char* call, SC_HANDLE handle, DWORD right) {
-        const bool granted = (Find(handle).access & right) != 0;
-        if (!granted)
-            Note(std::string(call) + " refused");
-        SetLastError(ERROR_ACCESS_DENIED);
-        return granted && !Fails(call);
-    }
-
     static SC_HANDLE WINAPI OpenManager(const char*, const char*, DWORD access) {
         return Fails("OpenSCManager") ? nullptr : Open("manager", access);
     }
     static SC_HANDLE WINAPI OpenOne(SC_HANDLE manager, const char* name, DWORD access) {
         EXPECT_EQ(NameOf(manager), "manager");
-        if (Fails("OpenService"))
-            return nullptr;
-        SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
-        return current->services.count(name) == 0 ? nullptr : Open(name, access);
+        const bool fails = Fails("OpenService") || current->services.count(name) == 0;
+        return fails ? nullptr : Open(name, access);
     }
     static BOOL WINAPI Close(SC_HANDLE handle) {
         Find(handle).open = false;
         return TRUE;
     }
     static BOOL WINAPI Query(SC_HANDLE handle, SERVICE_STATUS* status) {
-        if (!May("QueryServiceStatus", handle, SERVICE_QUERY_STATUS))
-            return FALSE;
         Status answer = {current->services[NameOf(handle)]};
         if (!current->script.empty()) {
             answer = current->script.front();
@@ -120,7 +106,7 @@ private:
     }
     static BOOL WINAPI Start(SC_HANDLE handle, DWORD, const char**) {
         Note("StartService " + NameOf(handle));
-        if (!May("StartService", handle, SERVICE_START))
+        if (Fails("StartService"))
             return FALSE;
         current->services[NameOf(handle)] = SERVICE_RUNNING;
         return TRUE;
@@ -129,7 +115,7 @@ private:
         EXPECT_EQ(control, DWORD(SERVICE_CONTROL_STOP));
         Note("ControlService " + NameOf(handle));
         DWORD& state = current->services[NameOf(handle)];
-        if (!May("ControlService", handle, SERVICE_STOP) || state == SERVICE_STOPPED)
+        if (Fails("ControlService") || state == SERVICE_STOPPED)
             return FALSE;
         state = SERVICE_STOPPED;
         return TRUE;

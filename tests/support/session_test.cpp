@@ -27,11 +27,8 @@ int WINAPI OnMessage(void* context, UINT type, const char* text) {
 
 // Drops "date, time: " from a line of LogMessage.
 std::string WithoutPrefix(const std::string& line) {
-    static const std::regex prefix("[0-9/]+, [0-9:]*: ");
-    std::smatch match;
-    const bool prefixed =
-        std::regex_search(line, match, prefix, std::regex_constants::match_continuous);
-    return prefixed ? match.suffix().str() : line;
+    static const std::regex prefix("^[0-9/]+, [0-9:]*: ");
+    return std::regex_replace(line, prefix, "", std::regex_constants::format_first_only);
 }
 
 std::string TempFolder() {
