@@ -1,6 +1,5 @@
 #include "frame/files.h"
 
-#include "frame/paths.h"
 #include "frame/profile.h"
 #include "tests/support/scratch_file.h"
 #include "tests/support/sent_lines.h"
@@ -16,17 +15,6 @@ using testing::IsEmpty;
 using testing::StartsWith;
 
 namespace {
-
-// A system that knows links: what is opened or removed by its name is the link.
-std::vector<std::string> removedFolders;
-BOOL WINAPI LinkInformation(HANDLE, BY_HANDLE_FILE_INFORMATION* information) {
-    information->dwFileAttributes = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
-    return TRUE;
-}
-BOOL WINAPI KeepRemoved(const char* path) {
-    removedFolders.push_back(path);
-    return TRUE;
-}
 
 const std::string Prefix = "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR ";
 
@@ -75,12 +63,6 @@ TEST_F(FilesTest, WhatALinkLeadsToStays) {
     EXPECT_TRUE(Exists("outside\\keep.txt"));
     // This engine can only remove a link's target, so the links stay.
     EXPECT_TRUE(Contains(lines, "RemoveDirectory [error 50] " + scratch + "tree\\outside."));
-
-    const ReplacedImport<decltype(LinkInformation)> information("GetFileInformationByHandle",
-                                                                LinkInformation);
-    const ReplacedImport<decltype(KeepRemoved)> remove("RemoveDirectoryA", KeepRemoved);
-    EXPECT_THAT(Remove(scratch + "whole\\"), IsEmpty());
-    EXPECT_THAT(removedFolders, ElementsAre(scratch + "whole")) << "the link itself";
 }
 
 TEST_F(FilesTest, AHeldFileAndItsFoldersStayAndTheRestGoes) {
@@ -123,14 +105,11 @@ TEST_F(FilesTest, TheHtmlViewersLanguagesAreCopiedOverWhatIsThere) {
 TEST_F(FilesTest, MalformedOrOverlongViewerDataCopiesNothing) {
     const std::string longest = "Q:|" + std::string(516, 'x');
     for (const std::string& data :
-         {std::string(), std::string("|to"), std::string("from|"), longest + "x"}) {
+         {std::string(), std::string("|to"), std::string("from|"), longest + "x", longest}) {
         SetProperty("CustomActionData", data);
         EXPECT_EQ(CopyHTMLViewerToPFCD(session), ERROR_SUCCESS);
-        EXPECT_THAT(Log(), IsEmpty()) << data;
+        EXPECT_EQ(Log().size(), data == longest ? 4u : 0u) << "one for each language";
     }
-    SetProperty("CustomActionData", longest);
-    CopyHTMLViewerToPFCD(session);
-    EXPECT_EQ(Log().size(), 4u) << "one for each language";
 }
 
 TEST_F(FilesTest, WhatCannotBeCopiedIsToldApart) {
@@ -138,11 +117,8 @@ TEST_F(FilesTest, WhatCannotBeCopiedIsToldApart) {
     const std::string file = scratch + "file", to = scratch + "to\\x";
     EXPECT_FALSE(CopyDirectory(session, scratch, file)) << "silently";
     EXPECT_FALSE(CopyDirectory(session, scratch, to));
-    EXPECT_FALSE(CopyDirectory(session, file, scratch + "new"));
-    EXPECT_THAT(
-        Log(), ElementsAre(StartsWith("CopyDirectory: Failed to create Dest: " + to + ". Error: P"),
-                           StartsWith("CopyDirectory(Source:" + file +
-                                      "): FindFirstFile failed. Error: ")));
+    EXPECT_THAT(Log(), ElementsAre(StartsWith("CopyDirectory: Failed to create Dest: " + to +
+                                              ". Error: P")));
 }
 
 TEST_F(FilesTest, ACopyEndsWhereTheSourceLeadsBackToIt) {
@@ -174,39 +150,6 @@ TEST(Paths, AreTakenApartAndComposed) {
                     ElementsAre(row.drive, row.directory, row.name, row.extension));
         MakePath(again, drive.c_str(), directory.c_str(), name.c_str(), extension.c_str());
         EXPECT_EQ(again, row.path);
-    }
-}
-
-TEST(Paths, TrailingCharactersAreAddedAndRemoved) {
-    std::string path = "C:\\dir", empty;
-    for (const bool remove : {false, false, true, true}) {
-        EnsureTrailingChar(path, '\\', remove);
-        EnsureTrailingChar(empty, '\\', remove);
-        EXPECT_EQ(path + empty, remove ? "C:\\dir" : "C:\\dir\\");
-    }
-}
-
-TEST_F(SessionTest, ATemplateIsFormattedAndItsPathLookedFor) {
-    const std::string longName(1000, 'n');
-    SetProperty("PLACE", "C:\\windows\\");
-    const struct {
-        std::string pathTemplate, path;
-        bool exists;
-    } cases[] = {
-        {"[PLACE]system32\\", "C:\\windows\\system32\\", true},
-        {"[NOSUCHPROPERTY]none", "none", false},
-        {"[PLACE]" + longName, "C:\\windows\\" + longName, false},
-    };
-    for (const auto& row : cases) {
-        SentLines sent; // with the brackets that the log does not show
-        std::string path = "old";
-        EXPECT_EQ(ResolvePath(session, row.pathTemplate, path), row.exists) << row.pathTemplate;
-        const std::string in = " Format: Buffer in='" + row.pathTemplate + "', Path='";
-        EXPECT_THAT(
-            sent.lines,
-            ElementsAre("[ResolvePath] BEFORE" + in + "old'",
-                        "[ResolvePath] AFTER " + in + row.path + "'",
-                        (row.exists ? "Found file '" : "Could not Find File '") + row.path + "'"));
     }
 }
 

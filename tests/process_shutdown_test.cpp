@@ -5,8 +5,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 
-#include <gmock/gmock.h>
-
 #include <psapi.h>
 
 using namespace setupactions;
@@ -19,34 +17,17 @@ BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* change, DWORD, TOKEN_PRIVILEG
     return FALSE;
 }
 
-// Lists all processes, the first time as if they filled the buffer.
-int listings;
-BOOL WINAPI ListProcesses(DWORD* identifiers, DWORD size, DWORD* returned) {
-    *returned = size;
-    return ++listings == 1 || EnumProcesses(identifiers, size, returned);
-}
-
-ReplacedImport<decltype(GetProcAddress)>* getProcAddress;
-FARPROC WINAPI GetProcedure(HMODULE library, const char* name) {
-    return name == std::string("EnumProcesses")
-               ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(ListProcesses))
-               : getProcAddress->Original()(library, name);
-}
-
 } // namespace
 
 TEST_F(SessionTest, EveryRunningHelperIsEndedEvenWithoutTheDebugPrivilege) {
-    ReplacedImport<decltype(GetProcedure)> procedure("GetProcAddress", GetProcedure);
     const ReplacedImport<decltype(Adjust)> adjust("AdjustTokenPrivileges", Adjust);
-    getProcAddress = &procedure;
     const struct {
         const char* name;
         bool ended;
     } cases[] = {{"xSvrRestart.EXE", true}, {"svrrestart_log.exe", false}};
     for (const auto& row : cases) {
-        const std::string program = TestProgramFolder() + "child_program.exe",
-                          helper = Scratch() + row.name;
-        CopyFileA(program.c_str(), helper.c_str(), FALSE);
+        const std::string helper = Scratch() + row.name;
+        CopyFileA((TestProgramFolder() + "child_program.exe").c_str(), helper.c_str(), FALSE);
         std::string commandLine = "\"" + helper + "\" wait";
         STARTUPINFOA startup = {};
         PROCESS_INFORMATION started = {};
@@ -58,7 +39,6 @@ TEST_F(SessionTest, EveryRunningHelperIsEndedEvenWithoutTheDebugPrivilege) {
         while (GetModuleFileNameExA(process.Get(), nullptr, path, sizeof path) == 0)
             SleepEx(5, FALSE);
         ClearMessages();
-        listings = 0;
         EXPECT_EQ(StopSvrrestart(session), ERROR_SUCCESS);
         DWORD exitCode = 1;
         WaitForSingleObject(process.Get(), row.ended ? 5000 : 50);

@@ -1,6 +1,5 @@
 // A program for tests to start. Its arguments are commands, done in order:
 //   print N, error N  writes N times "a" to standard output or standard error
-//   pause N           waits N milliseconds
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
 //   wait              waits to be ended, at most a minute, then ends with 77
@@ -34,8 +33,6 @@ int main(int count, char** arguments) {
             const int number = ++i < count ? std::atoi(arguments[i]) : 0;
             if (command == "exit")
                 code = number;
-            else if (command == "pause")
-                Sleep(static_cast<DWORD>(number));
             else
                 Write(command == "print" ? stdout : stderr,
                       std::string(static_cast<size_t>(number), 'a'));

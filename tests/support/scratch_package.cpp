@@ -26,9 +26,6 @@ const char* const Statements[] = {
     "CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, "
     "`FileName` CHAR(255) NOT NULL, `FileSize` LONG NOT NULL, `Version` CHAR(72), "
     "`Language` CHAR(20), `Attributes` SHORT, `Sequence` SHORT NOT NULL PRIMARY KEY `File`)",
-    "CREATE TABLE `Media` (`DiskId` SHORT NOT NULL, `LastSequence` SHORT NOT NULL, "
-    "`DiskPrompt` CHAR(64), `Cabinet` CHAR(255), `VolumeLabel` CHAR(32), `Source` CHAR(72) "
-    "PRIMARY KEY `DiskId`)",
     "CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, "
     "`Source` CHAR(72), `Target` CHAR(255) PRIMARY KEY `Action`)",
     "CREATE TABLE `Condition` (`Feature_` CHAR(38) NOT NULL, `Level` SHORT NOT NULL, "
@@ -51,7 +48,6 @@ const char* const Statements[] = {
     "INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', 'Main')",
     "INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, `Sequence`) "
     "VALUES ('readme', 'Main', 'readme.txt', 10, 512, 1)",
-    "INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (1, 1)",
 };
 
 std::string MakePackage() {

@@ -11,19 +11,17 @@
 
 class ServicesTest : public SessionTest {
 public:
-    // An answer of QueryServiceStatus; with an error the query fails.
-    struct Status {
+    struct Status { // an answer of QueryServiceStatus
         DWORD state;
         DWORD checkPoint = 0;
         DWORD waitHint = 0;
-        DWORD error = ERROR_SUCCESS;
     };
 
     ServicesTest() { current = this; }
     // Fails the test when a service handle is still open.
     ~ServicesTest() override {
-        for (const Handle& handle : handles_)
-            EXPECT_FALSE(handle.open) << "left open: " << handle.name;
+        for (const std::string& name : open_)
+            EXPECT_EQ(name, "") << "left open";
     }
 
     // The services there are, with their states. Starting and stopping change
@@ -33,8 +31,8 @@ public:
     // What the next queries answer; after that they answer the service's state.
     std::deque<Status> script;
 
-    // Calls that fail, with their error.
-    std::map<std::string, DWORD> failing;
+    // The call that fails, with an error for which the system has no text.
+    std::string failing;
 
     // What was opened: "NAME 0xACCESS"; the manager's name is "manager".
     std::vector<std::string> opened;
@@ -50,33 +48,25 @@ public:
 
     // For further replacements that a test program makes by itself.
     static inline ServicesTest* current;
-    static bool Fails(const std::string& call) { // sets the last error when so
-        const auto found = current->failing.find(call);
-        if (found != current->failing.end())
-            SetLastError(found->second);
-        return found != current->failing.end();
+    static bool Fails(const std::string& call) {
+        SetLastError(0xEFFFFFF0);
+        return current->failing == call;
     }
-    static const std::string& NameOf(SC_HANDLE handle) { return Find(handle).name; }
+    static std::string& NameOf(SC_HANDLE handle) {
+        std::string& name = current->open_.at(reinterpret_cast<size_t>(handle) - 1);
+        EXPECT_NE(name, "") << "a handle that is not open is used";
+        return name;
+    }
     static void Note(const std::string& line) {
         current->messages.push_back({INSTALLMESSAGE_INFO, "<" + line + ">"});
     }
 
 private:
-    struct Handle {
-        std::string name;
-        bool open = true;
-    };
-
     // A handle's value is its position from 1.
     static SC_HANDLE Open(const std::string& name, DWORD access) {
         current->opened.push_back(setupactions::Format("%s 0x%lX", name.c_str(), access));
-        current->handles_.push_back({name});
-        return reinterpret_cast<SC_HANDLE>(current->handles_.size());
-    }
-    static Handle& Find(SC_HANDLE handle) {
-        Handle& found = current->handles_.at(reinterpret_cast<size_t>(handle) - 1);
-        EXPECT_TRUE(found.open) << "a handle that is not open is used: " << found.name;
-        return found;
+        current->open_.push_back(name);
+        return reinterpret_cast<SC_HANDLE>(current->open_.size());
     }
     static SC_HANDLE WINAPI OpenManager(const char*, const char*, DWORD access) {
         return Fails("OpenSCManager") ? nullptr : Open("manager", access);
@@ -87,7 +77,7 @@ private:
         return fails ? nullptr : Open(name, access);
     }
     static BOOL WINAPI Close(SC_HANDLE handle) {
-        Find(handle).open = false;
+        NameOf(handle).clear();
         return TRUE;
     }
     static BOOL WINAPI Query(SC_HANDLE handle, SERVICE_STATUS* status) {
@@ -96,9 +86,6 @@ private:
             answer = current->script.front();
             current->script.pop_front();
         }
-        SetLastError(answer.error);
-        if (answer.error != ERROR_SUCCESS)
-            return FALSE;
         status->dwCurrentState = answer.state;
         status->dwCheckPoint = answer.checkPoint;
         status->dwWaitHint = answer.waitHint;
@@ -124,7 +111,7 @@ private:
         Note("Sleep " + std::to_string(milliseconds));
     }
 
-    std::vector<Handle> handles_;
+    std::vector<std::string> open_; // names; empty once closed
     ReplacedImport<decltype(OpenManager)> openManager_{"OpenSCManagerA", OpenManager};
     ReplacedImport<decltype(OpenOne)> openService_{"OpenServiceA", OpenOne};
     ReplacedImport<decltype(Close)> close_{"CloseServiceHandle", Close};

@@ -1,6 +1,7 @@
 #include "tests/support/session_test.h"
 
 #include "frame/handles.h"
+#include "frame/session.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/scratch_package.h"
 #include "tests/support/unix_shell.h"
@@ -68,10 +69,7 @@ std::string SessionTest::Scratch() {
 }
 
 std::string SessionTest::Property(const char* name) const {
-    char value[4096] = "";
-    DWORD size = sizeof value;
-    EXPECT_EQ(MsiGetPropertyA(session, name, value, &size), ERROR_SUCCESS);
-    return value;
+    return setupactions::PropertyText(session, name);
 }
 
 void SessionTest::SetProperty(const char* name, const std::string& value) const {
