@@ -8,12 +8,8 @@
 #include <string>
 #include <vector>
 
-namespace {
-
 // The build folder is this machine's drive B:.
 const char DllPath[] = "B:\\setupactions.dll";
-
-} // namespace
 
 TEST(Dll, ExportsExactlyTheCatalogueUndecorated) {
     std::vector<std::string> expected = {

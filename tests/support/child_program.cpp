@@ -1,10 +1,9 @@
 // A program for tests to start. Its arguments are commands, done in order:
 //   print N, error N  writes N times "a" to standard output or standard error
-//   pause N           waits N milliseconds
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
 //   wait              waits to be ended, at most a minute, then ends with 77
-//   exit N            ends with this code
+//   exit N            ends with this code after the last command
 #include <windows.h>
 
 #include <cstdio>
@@ -17,6 +16,7 @@ static void Write(std::FILE* stream, const std::string& text) {
 }
 
 int main(int count, char** arguments) {
+    int code = 0;
     for (int i = 1; i < count; ++i) {
         const std::string command = arguments[i];
         if (command == "folder") {
@@ -32,13 +32,11 @@ int main(int count, char** arguments) {
         } else {
             const int number = ++i < count ? std::atoi(arguments[i]) : 0;
             if (command == "exit")
-                return number;
-            if (command == "pause")
-                Sleep(static_cast<DWORD>(number));
+                code = number;
             else
                 Write(command == "print" ? stdout : stderr,
                       std::string(static_cast<size_t>(number), 'a'));
         }
     }
-    return 0;
+    return code;
 }

@@ -2,10 +2,9 @@
 
 #include "frame/handles.h"
 
-#include <wtypes.h>
+#include <gtest/gtest.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <wtypes.h>
 
 using setupactions::InstallerHandle;
 
@@ -27,9 +26,6 @@ const char* const Statements[] = {
     "CREATE TABLE `File` (`File` CHAR(72) NOT NULL, `Component_` CHAR(72) NOT NULL, "
     "`FileName` CHAR(255) NOT NULL, `FileSize` LONG NOT NULL, `Version` CHAR(72), "
     "`Language` CHAR(20), `Attributes` SHORT, `Sequence` SHORT NOT NULL PRIMARY KEY `File`)",
-    "CREATE TABLE `Media` (`DiskId` SHORT NOT NULL, `LastSequence` SHORT NOT NULL, "
-    "`DiskPrompt` CHAR(64), `Cabinet` CHAR(255), `VolumeLabel` CHAR(32), `Source` CHAR(72) "
-    "PRIMARY KEY `DiskId`)",
     "CREATE TABLE `CustomAction` (`Action` CHAR(72) NOT NULL, `Type` SHORT NOT NULL, "
     "`Source` CHAR(72), `Target` CHAR(255) PRIMARY KEY `Action`)",
     "CREATE TABLE `Condition` (`Feature_` CHAR(38) NOT NULL, `Level` SHORT NOT NULL, "
@@ -38,7 +34,6 @@ const char* const Statements[] = {
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductName', 'Scratch')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductVersion', '1.0.0')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES ('ProductLanguage', '1033')",
-    "INSERT INTO `Property` (`Property`, `Value`) VALUES ('Manufacturer', 'Tests')",
     "INSERT INTO `Property` (`Property`, `Value`) VALUES "
     "('ProductCode', '{6F3C2C38-5A44-4B4E-9B27-3F6A2B1D0C11}')",
     "INSERT INTO `Directory` (`Directory`, `DefaultDir`) VALUES ('TARGETDIR', 'SourceDir')",
@@ -53,15 +48,7 @@ const char* const Statements[] = {
     "INSERT INTO `FeatureComponents` (`Feature_`, `Component_`) VALUES ('Complete', 'Main')",
     "INSERT INTO `File` (`File`, `Component_`, `FileName`, `FileSize`, `Attributes`, `Sequence`) "
     "VALUES ('readme', 'Main', 'readme.txt', 10, 512, 1)",
-    "INSERT INTO `Media` (`DiskId`, `LastSequence`) VALUES (1, 1)",
 };
-
-void Expect(UINT result, const char* what) {
-    if (result == ERROR_SUCCESS)
-        return;
-    std::fprintf(stderr, "the scratch package cannot be made: %s answers %u\n", what, result);
-    std::exit(1);
-}
 
 std::string MakePackage() {
     char folder[MAX_PATH];
@@ -69,20 +56,20 @@ std::string MakePackage() {
     const std::string path =
         std::string(folder) + "scratch" + std::to_string(GetCurrentProcessId()) + ".msi";
     InstallerHandle database;
-    Expect(MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()), path.c_str());
+    EXPECT_EQ(MsiOpenDatabaseA(path.c_str(), MSIDBOPEN_CREATE, database.Out()), 0u) << path;
     for (const char* statement : Statements)
-        Expect(RunSql(database.Get(), statement), statement);
+        EXPECT_EQ(RunSql(database.Get(), statement), 0u) << statement;
 
     const UINT templateId = 7, packageCodeId = 9, schemaId = 14, sourceId = 15;
     InstallerHandle summary;
-    Expect(MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()), "the summary");
+    EXPECT_EQ(MsiGetSummaryInformationA(database.Get(), nullptr, 4, summary.Out()), 0u);
     MsiSummaryInfoSetPropertyA(summary.Get(), templateId, VT_LPSTR, 0, nullptr, ";1033");
     MsiSummaryInfoSetPropertyA(summary.Get(), packageCodeId, VT_LPSTR, 0, nullptr,
                                "{3D9E1B52-6C1E-4B7C-A4B4-2F7D3C9F4E02}");
     MsiSummaryInfoSetPropertyA(summary.Get(), schemaId, VT_I4, 200, nullptr, nullptr);
     MsiSummaryInfoSetPropertyA(summary.Get(), sourceId, VT_I4, 2, nullptr, nullptr);
-    Expect(MsiSummaryInfoPersist(summary.Get()), "writing the summary");
-    Expect(MsiDatabaseCommit(database.Get()), "the commit");
+    EXPECT_EQ(MsiSummaryInfoPersist(summary.Get()), 0u);
+    EXPECT_EQ(MsiDatabaseCommit(database.Get()), 0u);
     return path;
 }
 

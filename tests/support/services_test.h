@@ -11,19 +11,17 @@
 
 class ServicesTest : public SessionTest {
 public:
-    // An answer of QueryServiceStatus; with an error the query fails.
-    struct Status {
+    struct Status { // an answer of QueryServiceStatus
         DWORD state;
         DWORD checkPoint = 0;
         DWORD waitHint = 0;
-        DWORD error = ERROR_SUCCESS;
     };
 
     ServicesTest() { current = this; }
     // Fails the test when a service handle is still open.
     ~ServicesTest() override {
-        for (const Handle& handle : handles_)
-            EXPECT_FALSE(handle.open) << "left open: " << handle.name;
+        for (const std::string& name : open_)
+            EXPECT_EQ(name, "") << "left open";
     }
 
     // The services there are, with their states. Starting and stopping change
@@ -33,14 +31,14 @@ public:
     // What the next queries answer; after that they answer the service's state.
     std::deque<Status> script;
 
-    // Calls that fail, with their error.
-    std::map<std::string, DWORD> failing;
+    // The call that fails, with an error for which the system has no text.
+    std::string failing;
 
     // What was opened: "NAME 0xACCESS"; the manager's name is "manager".
     std::vector<std::string> opened;
 
-    // Log lines, requests "<StartService NAME>", calls "<… refused>" for want of
-    // the right and sleeps "<Sleep 1000>", in order, each with a line break.
+    // Log lines, requests "<StartService NAME>" and sleeps "<Sleep 1000>", in
+    // order, each with a line break.
     std::string Trace() const {
         std::string trace;
         for (const std::string& line : Log())
@@ -50,69 +48,44 @@ public:
 
     // For further replacements that a test program makes by itself.
     static inline ServicesTest* current;
-    static bool Fails(const std::string& call) { // sets the last error when so
-        const auto found = current->failing.find(call);
-        if (found != current->failing.end())
-            SetLastError(found->second);
-        return found != current->failing.end();
+    static bool Fails(const std::string& call) {
+        SetLastError(0xEFFFFFF0);
+        return current->failing == call;
     }
-    static const std::string& NameOf(SC_HANDLE handle) { return Find(handle).name; }
+    static std::string& NameOf(SC_HANDLE handle) {
+        std::string& name = current->open_.at(reinterpret_cast<size_t>(handle) - 1);
+        EXPECT_NE(name, "") << "a handle that is not open is used";
+        return name;
+    }
     static void Note(const std::string& line) {
         current->messages.push_back({INSTALLMESSAGE_INFO, "<" + line + ">"});
     }
 
 private:
-    struct Handle {
-        std::string name;
-        DWORD access;
-        bool open = true;
-    };
-
     // A handle's value is its position from 1.
     static SC_HANDLE Open(const std::string& name, DWORD access) {
         current->opened.push_back(setupactions::Format("%s 0x%lX", name.c_str(), access));
-        current->handles_.push_back({name, access});
-        return reinterpret_cast<SC_HANDLE>(current->handles_.size());
+        current->open_.push_back(name);
+        return reinterpret_cast<SC_HANDLE>(current->open_.size());
     }
-    static Handle& Find(SC_HANDLE handle) {
-        Handle& found = current->handles_.at(reinterpret_cast<size_t>(handle) - 1);
-        EXPECT_TRUE(found.open) << "a handle that is not open is used: " << found.name;
-        return found;
-    }
-    // False, with the last error set, when a call fails or its handle lacks the right.
-    static bool May(const char* call, SC_HANDLE handle, DWORD right) {
-        const bool granted = (Find(handle).access & right) != 0;
-        if (!granted)
-            Note(std::string(call) + " refused");
-        SetLastError(ERROR_ACCESS_DENIED);
-        return granted && !Fails(call);
-    }
-
     static SC_HANDLE WINAPI OpenManager(const char*, const char*, DWORD access) {
         return Fails("OpenSCManager") ? nullptr : Open("manager", access);
     }
     static SC_HANDLE WINAPI OpenOne(SC_HANDLE manager, const char* name, DWORD access) {
         EXPECT_EQ(NameOf(manager), "manager");
-        if (Fails("OpenService"))
-            return nullptr;
-        SetLastError(ERROR_SERVICE_DOES_NOT_EXIST);
-        return current->services.count(name) == 0 ? nullptr : Open(name, access);
+        const bool fails = Fails("OpenService") || current->services.count(name) == 0;
+        return fails ? nullptr : Open(name, access);
     }
     static BOOL WINAPI Close(SC_HANDLE handle) {
-        Find(handle).open = false;
+        NameOf(handle).clear();
         return TRUE;
     }
     static BOOL WINAPI Query(SC_HANDLE handle, SERVICE_STATUS* status) {
-        if (!May("QueryServiceStatus", handle, SERVICE_QUERY_STATUS))
-            return FALSE;
         Status answer = {current->services[NameOf(handle)]};
         if (!current->script.empty()) {
             answer = current->script.front();
             current->script.pop_front();
         }
-        SetLastError(answer.error);
-        if (answer.error != ERROR_SUCCESS)
-            return FALSE;
         status->dwCurrentState = answer.state;
         status->dwCheckPoint = answer.checkPoint;
         status->dwWaitHint = answer.waitHint;
@@ -120,7 +93,7 @@ private:
     }
     static BOOL WINAPI Start(SC_HANDLE handle, DWORD, const char**) {
         Note("StartService " + NameOf(handle));
-        if (!May("StartService", handle, SERVICE_START))
+        if (Fails("StartService"))
             return FALSE;
         current->services[NameOf(handle)] = SERVICE_RUNNING;
         return TRUE;
@@ -129,7 +102,7 @@ private:
         EXPECT_EQ(control, DWORD(SERVICE_CONTROL_STOP));
         Note("ControlService " + NameOf(handle));
         DWORD& state = current->services[NameOf(handle)];
-        if (!May("ControlService", handle, SERVICE_STOP) || state == SERVICE_STOPPED)
+        if (Fails("ControlService") || state == SERVICE_STOPPED)
             return FALSE;
         state = SERVICE_STOPPED;
         return TRUE;
@@ -138,7 +111,7 @@ private:
         Note("Sleep " + std::to_string(milliseconds));
     }
 
-    std::vector<Handle> handles_;
+    std::vector<std::string> open_; // names; empty once closed
     ReplacedImport<decltype(OpenManager)> openManager_{"OpenSCManagerA", OpenManager};
     ReplacedImport<decltype(OpenOne)> openService_{"OpenServiceA", OpenOne};
     ReplacedImport<decltype(Close)> close_{"CloseServiceHandle", Close};

@@ -1,6 +1,7 @@
 #include "tests/support/session_test.h"
 
 #include "frame/handles.h"
+#include "frame/session.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/scratch_package.h"
 #include "tests/support/unix_shell.h"
@@ -27,11 +28,8 @@ int WINAPI OnMessage(void* context, UINT type, const char* text) {
 
 // Drops "date, time: " from a line of LogMessage.
 std::string WithoutPrefix(const std::string& line) {
-    static const std::regex prefix("[0-9/]+, [0-9:]*: ");
-    std::smatch match;
-    const bool prefixed =
-        std::regex_search(line, match, prefix, std::regex_constants::match_continuous);
-    return prefixed ? match.suffix().str() : line;
+    static const std::regex prefix("^[0-9/]+, [0-9:]*: ");
+    return std::regex_replace(line, prefix, "", std::regex_constants::format_first_only);
 }
 
 std::string TempFolder() {
@@ -71,10 +69,7 @@ std::string SessionTest::Scratch() {
 }
 
 std::string SessionTest::Property(const char* name) const {
-    char value[4096] = "";
-    DWORD size = sizeof value;
-    EXPECT_EQ(MsiGetPropertyA(session, name, value, &size), ERROR_SUCCESS);
-    return value;
+    return setupactions::PropertyText(session, name);
 }
 
 void SessionTest::SetProperty(const char* name, const std::string& value) const {

@@ -6,8 +6,8 @@
 
 #include <windows.h>
 
-#include <cstdio>
-#include <cstdlib>
+#include <gtest/gtest.h>
+
 #include <map>
 #include <string>
 #include <thread>
@@ -26,13 +26,11 @@ public:
         address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
         auto* const bound = reinterpret_cast<sockaddr*>(&address);
         int size = sizeof address;
-        if (WSAStartup(MAKEWORD(2, 2), &data) != 0 ||
-            (listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP)) == INVALID_SOCKET ||
-            bind(listener_, bound, size) != 0 || listen(listener_, SOMAXCONN) != 0 ||
-            getsockname(listener_, bound, &size) != 0) {
-            std::fprintf(stderr, "the web server does not start: error %d\n", WSAGetLastError());
-            std::exit(1);
-        }
+        EXPECT_EQ(WSAStartup(MAKEWORD(2, 2), &data), 0);
+        listener_ = socket(AF_INET, SOCK_STREAM, IPPROTO_TCP);
+        EXPECT_EQ(bind(listener_, bound, size), 0);
+        EXPECT_EQ(listen(listener_, SOMAXCONN), 0);
+        EXPECT_EQ(getsockname(listener_, bound, &size), 0);
         port_ = ntohs(address.sin_port);
         thread_ = std::thread([this] { Serve(); });
     }
@@ -60,12 +58,6 @@ public:
     }
 
 private:
-    static std::string NewFolder() {
-        static int count = 0;
-        return "/" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount()) +
-               "-" + std::to_string(++count);
-    }
-
     void Serve() {
         for (SOCKET client; (client = accept(listener_, nullptr, nullptr)) != INVALID_SOCKET;) {
             Answer(client);
@@ -94,7 +86,8 @@ private:
     }
 
     const Files files_;
-    const std::string folder_ = NewFolder();
+    const std::string folder_ =
+        "/" + std::to_string(GetCurrentProcessId()) + "-" + std::to_string(GetTickCount());
     SOCKET listener_ = INVALID_SOCKET;
     unsigned short port_ = 0;
     std::vector<std::string> requests_;
