@@ -209,6 +209,18 @@ TEST_F(SessionTest, AnEndedBodyIsLoggedAndTheGuardAroundItGoesOn) {
     EXPECT_THAT(Log(), ElementsAre("Stepping crashed at 7", "Throwing crashed."));
 }
 
+#pragma GCC diagnostic ignored "-Winfinite-recursion"
+static int OverflowStack(int depth) {
+    volatile char frame[4096];
+    frame[depth % 4096] = static_cast<char>(depth);
+    return OverflowStack(depth + 1) + frame[0];
+}
+
+TEST(Guard, AStackOverflowIsSurvivedMoreThanOnce) {
+    for (int i = 0; i < 3; ++i)
+        EXPECT_FALSE(RunGuarded([] { OverflowStack(1); }));
+}
+
 TEST(Guard, FatalAndDebuggingCodesAreLeftAlone) {
     // Illegal instruction, fail-fast, heap corruption; breakpoint, debugger output.
     for (const DWORD code : {0xC000001Du, 0xC0000409u, 0xC0000374u, 0x80000003u, 0x40010006u})
