@@ -143,6 +143,8 @@ TEST_F(ZipOperationsTest, ADamagedHandOffIsReported) {
         {"uninstall||", {Removing + ".", "[RemoveFolderStructure] FolderName is empty.", Removed}},
         {"uninstall|Q:|",
          {Removing + "Q:.", "[CDFilesDelete] Q: is no folder of its own, left alone.", Removed}},
+        {"uninstall|Q:x|", // in whatever folder is the drive's current one
+         {Removing + "Q:x.", "[CDFilesDelete] Q:x is no folder of its own, left alone.", Removed}},
         {"Install||install|",
          {unexpected("Install"), unexpected(""), "Couldn't get argument for file from ''"}},
     };
