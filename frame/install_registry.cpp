@@ -45,6 +45,14 @@ std::vector<std::string> SplitList(const std::string& bytes) {
     return texts;
 }
 
+// The one place that decides how a key is opened: for writing where that is
+// allowed, and else for what is in it.
+LONG OpenAsAllowed(HKEY root, const std::string& path, HKEY* key) {
+    const LONG result = RegOpenKeyExA(root, path.c_str(), 0, KEY_ALL_ACCESS, key);
+    return result == ERROR_ACCESS_DENIED ? RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, key)
+                                         : result;
+}
+
 // Hands on what a TryOpenKey answered, but for access denied.
 bool ThrowWhenDenied(bool opened) {
     if (!opened && GetLastError() == ERROR_ACCESS_DENIED)
@@ -98,8 +106,7 @@ bool CInstallRegistry::OpenKey(const std::string& fullText) {
 
 bool CInstallRegistry::TryOpenKey(HKEY root, const std::string& path) {
     Close();
-    const LONG result = RegOpenKeyExA(root, path.c_str(), 0, KEY_ALL_ACCESS, key_.Out());
-    if (!Succeeded(result))
+    if (!Succeeded(OpenAsAllowed(root, path, key_.Out())))
         return false;
     root_ = root;
     if (RootKeyName(root, path_))

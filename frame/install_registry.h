@@ -23,16 +23,16 @@ LONG EnumSubkey(HKEY key, DWORD index, std::string& name);
 // thread's last error.
 class CInstallRegistry {
 public:
-    // Closes what is open and opens the key for full access, also to read.
-    // False when it does not open; throws the int ERROR_ACCESS_DENIED (5) when
-    // it refuses access.
+    // Closes what is open and opens the key for full access or, where that is
+    // refused, for reading alone: writing to it then fails. False when it does
+    // not open; throws the int ERROR_ACCESS_DENIED (5) when reading is refused too.
     bool OpenKey(HKEY root, const std::string& path);
 
     // The same with root name, "\" and path in one text. A text without "\" or
     // with an unknown root fails with ERROR_INVALID_PARAMETER.
     bool OpenKey(const std::string& fullText);
 
-    // The same two for those who only look: a key that refuses access is one
+    // The same two without the exception: a key that refuses reading is one
     // that does not open.
     bool TryOpenKey(HKEY root, const std::string& path);
     bool TryOpenKey(const std::string& fullText);

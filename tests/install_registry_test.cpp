@@ -31,6 +31,20 @@ TEST(InstallRegistry, KeysAreOpenedByTheirFullTextsAndClosedAgain) {
     EXPECT_FALSE(registry.TryOpenKey("HKEY_LOCAL_MACHINE\\Closed"));
 }
 
+TEST(InstallRegistry, AKeyIsWrittenToWhereThatIsAllowedAndElseRead) {
+    const PrivateRegistry tree;
+    PrivateRegistry::Write(HKEY_CURRENT_USER, "One", "value", "text");
+    for (const REGSAM refused : {WriteRights, REGSAM(0)}) {
+        const CountedKeys counted("", refused);
+        CInstallRegistry registry;
+        std::string text;
+        EXPECT_TRUE(registry.OpenKey(HKEY_CURRENT_USER, "One") &&
+                    registry.GetString("value", text));
+        EXPECT_EQ(RegDeleteValueA(registry.Key(), "value"),
+                  refused == 0 ? ERROR_SUCCESS : ERROR_ACCESS_DENIED);
+    }
+}
+
 TEST(InstallRegistry, TextsAreReadWhole) {
     const PrivateRegistry tree;
     const std::string longText(5000, 'v');

@@ -1,5 +1,6 @@
 #include "setup/redist_source.h"
 
+#include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/refused_processes.h"
 #include "tests/support/sent_lines.h"
@@ -210,6 +211,7 @@ TEST_F(RedistributablesTest, TheNotesDriverIsInstalledWithoutItsKey) {
 
     SetProperty(NotesDriver, "");
     PrivateRegistry::Key(HKEY_LOCAL_MACHINE, "SOFTWARE\\Lotus\\Lotus NotesSQL driver\\3.02");
+    const CountedKeys counted("", WriteRights);
     EXPECT_THAT(sent.Of(CheckNotesSQL, session),
                 ElementsAre("Lotus NotesSQL driver 3.02 is already installed."));
     EXPECT_EQ(Property(NotesDriver), "");

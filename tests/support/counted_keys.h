@@ -1,5 +1,6 @@
 // Counts registry keys opened against keys closed for as long as the object
-// lives, and fails the test when they differ. One key can be made to refuse access.
+// lives, and fails the test when they differ. One key can be made to refuse
+// access, or every key to refuse some rights.
 #pragma once
 
 #include "tests/support/replaced_import.h"
@@ -10,9 +11,15 @@
 
 #include <string>
 
+// The rights to a key that reading it does not take.
+const REGSAM WriteRights = KEY_ALL_ACCESS & ~KEY_READ;
+
 class CountedKeys {
 public:
-    explicit CountedKeys(const std::string& denied = "") : denied_(denied) { current_ = this; }
+    explicit CountedKeys(const std::string& denied = "", REGSAM refusedRights = 0)
+        : denied_(denied), refusedRights_(refusedRights) {
+        current_ = this;
+    }
     ~CountedKeys() { EXPECT_EQ(count_, 0) << "registry keys left open"; }
 
     // How many openings were tried so far.
@@ -24,7 +31,7 @@ private:
     static LONG WINAPI Open(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
         ++current_->tried_;
         current_->lastOptions_ = options;
-        if (current_->denied_ == path)
+        if (current_->denied_ == path || (access & current_->refusedRights_) != 0)
             return ERROR_ACCESS_DENIED;
         const LONG result = current_->open_.Original()(root, path, options, access, key);
         current_->count_ += result == ERROR_SUCCESS ? 1 : 0;
@@ -37,6 +44,7 @@ private:
 
     static inline CountedKeys* current_ = nullptr;
     std::string denied_;
+    REGSAM refusedRights_;
     DWORD lastOptions_ = 0;
     int tried_ = 0;
     int count_ = 0;

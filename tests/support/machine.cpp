@@ -81,7 +81,7 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
         const PrivateRegistry registry;
         for (const RegistryValue& value : machine.registry)
             Plant(value);
-        const CountedKeys counted(machine.deniedKey);
+        const CountedKeys counted(machine.deniedKey, WriteRights);
         ClearMessages();
         EXPECT_EQ(action(session), expectedResult);
     }

@@ -37,10 +37,11 @@ protected:
     using Action = UINT(__stdcall*)(MSIHANDLE);
 
     // Plants the machine, which has nothing else in HKEY_LOCAL_MACHINE and
-    // HKEY_CURRENT_USER, runs the action and takes the machine away again.
-    // Result: the properties that the action changed, "" for one that it
-    // removed. The session's properties are then as they were before; Log() is
-    // what this action wrote. Fails the test when it leaves a registry key open.
+    // HKEY_CURRENT_USER, runs the action as a user who may only read both, and
+    // takes the machine away again. Result: the properties that the action
+    // changed, "" for one that it removed. The session's properties are then as
+    // they were before; Log() is what this action wrote. Fails the test when it
+    // leaves a registry key open.
     Properties RunOn(const Machine& machine, Action action, UINT expectedResult = ERROR_SUCCESS);
 
     // A path in this test's folder.
