@@ -10,15 +10,16 @@ namespace {
 
 const char ActionDataProperty[] = "CustomActionData";
 
-// Takes the next token: skips delimiters, then runs to the next one or the end
-// and past it. False, with nothing taken, when no character is left.
+// Takes the next token: skips delimiters, then runs to the next one and past
+// it. At the text's end the position becomes npos. False, with nothing taken,
+// when no character is left.
 bool NextToken(const std::string& text, char delimiter, size_t& position, std::string& token) {
     const size_t start = text.find_first_not_of(delimiter, position);
+    const size_t end = text.find(delimiter, start);
+    position = end == std::string::npos ? end : end + 1;
     if (start == std::string::npos)
         return false;
-    const size_t end = text.find(delimiter, start);
     token = text.substr(start, end == std::string::npos ? end : end - start);
-    position = end == std::string::npos ? text.size() : end + 1;
     return true;
 }
 
@@ -81,13 +82,14 @@ void CDeferredData::Parse() {
     size_t position = 0;
     std::string name;
     while (NextToken(data_, '=', position, name)) {
+        const bool isPair = position != std::string::npos;
         std::string value;
         // The value skips leading ";" too, so "A=;B=2" reads as A with "B=2".
         // Writers leave empty values out and never make such a text.
-        const bool hasValue = NextToken(data_, ';', position, value);
+        NextToken(data_, ';', position, value);
         values_[name] = value;
-        if (!hasValue)
-            throw InvalidArgument("action data ends in a name without a value");
+        if (!isPair)
+            throw InvalidArgument("action data ends in a name without \"=\"");
     }
 }
 

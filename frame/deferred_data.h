@@ -25,7 +25,7 @@ bool IsDeferred(MSIHANDLE session);
 class CDeferredData {
 public:
     // Picks up what earlier immediate actions stored for the same action.
-    // Throws InvalidArgument on a text whose last name has no value.
+    // Throws InvalidArgument on a text whose last name has no "=".
     CDeferredData(MSIHANDLE session, const std::string& actionName);
     virtual ~CDeferredData();
     CDeferredData(const CDeferredData&) = delete;

@@ -12,6 +12,8 @@ const UINT LevelColumn = 1;
 const UINT ConditionColumn = 2;
 const int LevelNever = 0;
 
+const size_t AttemptRecordFields = 3;
+
 // True when a condition of the package keeps the feature off the machine. A
 // query that fails forbids nothing.
 bool ConditionForbids(MSIHANDLE session, MSIHANDLE database, const std::string& feature) {
@@ -59,7 +61,7 @@ UINT SetFeatureStateChecked(MSIHANDLE session, const std::string& feature, INSTA
         wanted != INSTALLSTATE_ABSENT && ConditionForbids(session, database.Get(), feature);
     const INSTALLSTATE state = forbidden ? INSTALLSTATE_ABSENT : wanted;
     SendRecord(session, INSTALLMESSAGE_INFO, "Attempting to set Feature '[1]' to: '[2]'",
-               {feature, StateName(state)});
+               {feature, StateName(state)}, AttemptRecordFields);
     return MsiSetFeatureStateA(session, feature.c_str(), state);
 }
 

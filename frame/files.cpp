@@ -15,6 +15,8 @@ const char CloseFailed[] =
 const char RemoveFailed[] =
     "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR RemoveDirectory [error %d] %s.";
 
+const size_t CopyRecordFields = 4;
+
 // Patterns of MAX_PATH characters and more are refused, which bounds how deep
 // the walks below go.
 SearchHandle StartSearch(const std::string& pattern, WIN32_FIND_DATAA& entry) {
@@ -54,19 +56,22 @@ std::string FullPath(const std::string& path) {
     return result;
 }
 
+void LogCopy(MSIHANDLE session, const char* recordTemplate,
+             std::initializer_list<std::string> fields) {
+    SendRecord(session, INSTALLMESSAGE_INFO, recordTemplate, fields, CopyRecordFields);
+}
+
 bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& destination,
               const std::string& wholeDestination) {
     if (GetFileAttributesA(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        SendRecord(session, INSTALLMESSAGE_INFO,
-                   "CopyDirectory: Source: [1] does not exist, skipping", {source});
+        LogCopy(session, "CopyDirectory: Source: [1] does not exist, skipping", {source});
         return false;
     }
     const DWORD destinationAttributes = GetFileAttributesA(destination.c_str());
     if (destinationAttributes == INVALID_FILE_ATTRIBUTES) {
         if (!CreateDirectoryA(destination.c_str(), nullptr)) {
-            SendRecord(session, INSTALLMESSAGE_INFO,
-                       "CopyDirectory: Failed to create Dest: [1]. Error: [2]",
-                       {destination, ErrorText(GetLastError())});
+            LogCopy(session, "CopyDirectory: Failed to create Dest: [1]. Error: [2]",
+                    {destination, ErrorText(GetLastError())});
             return false;
         }
     } else if (!IsFolder(destinationAttributes)) {
@@ -76,9 +81,8 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
     WIN32_FIND_DATAA entry = {};
     const SearchHandle search = StartSearch(Join(source, "*.*"), entry);
     if (!search) {
-        SendRecord(session, INSTALLMESSAGE_INFO,
-                   "CopyDirectory(Source:[1]): FindFirstFile failed. Error: [2]",
-                   {source, ErrorText(GetLastError())});
+        LogCopy(session, "CopyDirectory(Source:[1]): FindFirstFile failed. Error: [2]",
+                {source, ErrorText(GetLastError())});
         return false;
     }
     do {
@@ -87,16 +91,14 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         const std::string from = Join(source, entry.cFileName);
         const std::string to = Join(destination, entry.cFileName);
         if (IsFolderLink(entry.dwFileAttributes)) {
-            SendRecord(session, INSTALLMESSAGE_INFO,
-                       "CopyDirectory: Source: [1] is a link, skipping", {from});
+            LogCopy(session, "CopyDirectory: Source: [1] is a link, skipping", {from});
         } else if (IsFolder(entry.dwFileAttributes)) {
             // A destination below the source would be copied into itself for ever.
             if (lstrcmpiA(FullPath(from).c_str(), wholeDestination.c_str()) != 0)
                 CopyTree(session, from, to, wholeDestination);
         } else if (!CopyFileA(from.c_str(), to.c_str(), FALSE)) {
-            SendRecord(session, INSTALLMESSAGE_INFO,
-                       "CopyDirectory(): CopyFile([1],[2]) failed. Error: [3]",
-                       {from, to, ErrorText(GetLastError())});
+            LogCopy(session, "CopyDirectory(): CopyFile([1],[2]) failed. Error: [3]",
+                    {from, to, ErrorText(GetLastError())});
         }
     } while (FindNextFileA(search.Get(), &entry));
     return true;

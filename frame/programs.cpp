@@ -14,6 +14,7 @@ const int TicksPerPoll = 10000;
 const DWORD OutputPieceSize = 1024;
 const DWORD FileVersionSize = 260;
 const int VersionFieldCount = 4;
+const size_t VersionRecordFields = 5;
 
 void FillProgress(const InstallerHandle& record, int kind, int amount) {
     MsiRecordSetInteger(record.Get(), 1, kind);
@@ -155,11 +156,11 @@ bool CheckFileVersion(MSIHANDLE session, const std::string& path,
     DWORD size = sizeof version;
     if (MsiGetFileVersionA(path.c_str(), version, &size, nullptr, nullptr) != ERROR_SUCCESS) {
         SendRecord(session, INSTALLMESSAGE_INFO, "Error getting file version info for file: [1]",
-                   {path});
+                   {path}, VersionRecordFields);
         return false;
     }
     SendRecord(session, INSTALLMESSAGE_INFO, "File: [1] Version: [2] found. Needed Version: [3]",
-               {path, version, neededVersion});
+               {path, version, neededVersion}, VersionRecordFields);
     return CompareVersions(version, neededVersion, VersionFieldCount) >= 0;
 }
 

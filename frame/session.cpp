@@ -2,6 +2,7 @@
 
 #include "frame/read_growing.h"
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +13,7 @@ namespace setupactions {
 namespace {
 
 const int FullUserInterface = 5;
+const size_t ProcedureRecordFields = 4;
 
 // A module's own path asks for no length beforehand: the buffer grows until
 // the path fits.
@@ -47,8 +49,9 @@ std::string Format(const char* format, ...) {
 }
 
 void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTemplate,
-                std::initializer_list<std::string> fields) {
-    const InstallerHandle record(MsiCreateRecord(static_cast<UINT>(fields.size())));
+                std::initializer_list<std::string> fields, size_t fieldCount) {
+    const InstallerHandle record(
+        MsiCreateRecord(static_cast<UINT>(std::max(fieldCount, fields.size()))));
     MsiRecordSetStringA(record.Get(), 0, recordTemplate);
     UINT field = 1;
     for (const std::string& text : fields)
@@ -132,7 +135,7 @@ FARPROC GetProcAddressLogged(MSIHANDLE session, HMODULE module, const char* proc
         const DWORD error = GetLastError();
         SendRecord(session, INSTALLMESSAGE_INFO,
                    "GetProcAddress(Library=[1],ProcName=[2]) failed. GetLastError: [3]",
-                   {ModulePath(module), procedure, ErrorText(error)});
+                   {ModulePath(module), procedure, ErrorText(error)}, ProcedureRecordFields);
     }
     return address;
 }

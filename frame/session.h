@@ -18,9 +18,10 @@ std::string Format(const char* format, ...) PRINTF_CHECKED(1, 2);
 void LogMessage(MSIHANDLE session, const std::string& text);
 
 // Sends a record to the installer: field 0 is the template, the fields follow
-// from 1. For lines without the date prefix and for action data.
+// from 1. For lines without the date prefix and for action data. A record of
+// more fields than are given ends in empty ones.
 void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTemplate,
-                std::initializer_list<std::string> fields);
+                std::initializer_list<std::string> fields, size_t fieldCount = 0);
 
 // Shows a text as what the running action works on (action data in field 1).
 void ShowActionData(MSIHANDLE session, const std::string& text);

@@ -25,9 +25,15 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
         return ERROR_SUCCESS;
     const std::string data = buffer;
     const size_t separator = FindCharacter(data, Separator);
-    // Without either folder the paths would be those of the current folder.
-    if (separator == std::string::npos || separator == 0 || separator + 1 == data.size())
+    if (separator == std::string::npos)
         return ERROR_SUCCESS;
+    // Without either folder the paths would be those of the current folder.
+    if (separator == 0 || separator + 1 == data.size()) {
+        LogMessage(session, Format("CopyHTMLViewerToPFCD: source or destination is empty in '%s', "
+                                   "nothing copied",
+                                   data.c_str()));
+        return ERROR_SUCCESS;
+    }
     const std::string source = InFolder(data.substr(0, separator), ViewerFolder);
     const std::string destination = InFolder(data.substr(separator + 1), ViewerFolder);
     CreateDirectoryA(destination.c_str(), nullptr);

@@ -14,7 +14,6 @@ namespace setupactions {
 
 namespace {
 
-const char Table[] = "HalcyonIPService";
 const char Query[] =
     "SELECT Component_, ServiceName, Port, Protocol, Alias, Comment FROM HalcyonIPService";
 
@@ -34,13 +33,11 @@ bool Applies(MSIHANDLE session, const std::string& component, Change change) {
                                  : action == INSTALLSTATE_ABSENT;
 }
 
-// The services of the components that change so. False when the table is there
-// and cannot be read.
+// The services of the components that change so. False when the table is not
+// there or cannot be read.
 bool ReadServices(MSIHANDLE session, Change change, std::vector<IPService>& services) {
     try {
         CMsiDatabase database(session);
-        if (!database.TableExists(Table))
-            return true;
         CMsiHelper& rows = database.CreateView(Query);
         if (!rows.Execute())
             return false;

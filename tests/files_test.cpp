@@ -104,12 +104,16 @@ TEST_F(FilesTest, TheHtmlViewersLanguagesAreCopiedOverWhatIsThere) {
 
 TEST_F(FilesTest, MalformedOrOverlongViewerDataCopiesNothing) {
     const std::string longest = "Q:|" + std::string(516, 'x');
-    for (const std::string& data :
-         {std::string(), std::string("|to"), std::string("from|"), longest + "x", longest}) {
+    const std::pair<std::string, size_t> cases[] = {{"", 0},      {"from", 0}, {longest + "x", 0},
+                                                    {longest, 4}, {"|to", 1},  {"from|", 1}};
+    for (const auto& [data, lines] : cases) {
         SetProperty("CustomActionData", data);
+        ClearMessages();
         EXPECT_EQ(CopyHTMLViewerToPFCD(session), ERROR_SUCCESS);
-        EXPECT_EQ(Log().size(), data == longest ? 4u : 0u) << "one for each language";
+        EXPECT_EQ(Log().size(), lines) << data;
     }
+    EXPECT_EQ(Log()[0], "CopyHTMLViewerToPFCD: source or destination is empty in 'from|', nothing "
+                        "copied");
 }
 
 TEST_F(FilesTest, WhatCannotBeCopiedIsToldApart) {

@@ -89,7 +89,9 @@ protected:
         SetEnvironmentVariableA("SCRATCH_ETC", Scratch().c_str());
         SetFolder("%SCRATCH_ETC%etc");
         WriteFileText(services, Original);
-        EXPECT_THAT(Run(), IsEmpty()) << "no table";
+        EXPECT_THAT(Run(), ElementsAre("Fail to execute: [SELECT Component_, ServiceName, Port, "
+                                       "Protocol, Alias, Comment FROM HalcyonIPService]"))
+            << "no table";
         Sql("CREATE TABLE `HalcyonIPService` (`Component_` CHAR(72) NOT NULL, `ServiceName` "
             "CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` CHAR(72), `Comment` CHAR(255) "
             "PRIMARY KEY `Component_`, `ServiceName`)");

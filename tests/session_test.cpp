@@ -2,8 +2,12 @@
 
 #include "frame/deferred_data.h"
 #include "frame/errors.h"
+#include "frame/feature_state.h"
+#include "frame/files.h"
 #include "frame/guard.h"
+#include "frame/programs.h"
 #include "tests/support/replaced_import.h"
+#include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
@@ -88,6 +92,15 @@ TEST_F(SessionTest, LinesGoOutWholeAndAsTheirType) {
     EXPECT_THAT(messages[2].text, testing::HasSubstr("1: Central Server"));
 }
 
+TEST_F(SessionTest, RecordsHaveTheirNumberOfFieldsHoweverFewAreFilled) {
+    SentLines sent;
+    GetProcAddressLogged(session, GetModuleHandleA("kernel32.dll"), "NoSuchProcedure");
+    CopyDirectory(session, "Q:\\none", "Q:\\copy");
+    SetFeatureStateChecked(session, "Complete", INSTALLSTATE_LOCAL);
+    CheckFileVersion(session, "Q:\\none", "1.0");
+    EXPECT_THAT(sent.fieldCounts, ElementsAre(4, 4, 3, 5));
+}
+
 TEST_F(SessionTest, OnlyTheFullUserInterfaceIsNotSilent) {
     const std::pair<const char*, bool> levels[] = {{"", true},        {"4", true},  {"-1", true},
                                                    {"rubbish", true}, {"5", false}, {"6", false}};
@@ -165,14 +178,14 @@ TEST_F(SessionTest, OddTextsAreReadByTheirRules) {
         const char *text, *name, *value;
     } cases[] = {
         {"A=1;A=2", "A", "2"}, {"A=;B=2", "A", "B=2"},     {"==A=1", "A", "1"},
-        {"A==1", "A", "=1"},   {" A = 1 ;", " A ", " 1 "},
+        {"A==1", "A", "=1"},   {" A = 1 ;", " A ", " 1 "}, {"A=1;B=", "B", ""},
+        {"A=;;", "A", ""},
     };
     for (const auto& row : cases) {
         MakeDeferred(row.text);
         EXPECT_EQ(ValueOf(CDeferredData(session, "Action"), row.name), row.value) << row.text;
     }
-    // A name at the end needs its value.
-    for (const char* text : {"A=1;B", "A", "A=", "A=;", "A=1;B=;;"}) {
+    for (const char* text : {"A=1;B", "A", "A=;B=2;C"}) {
         MakeDeferred(text);
         EXPECT_THROW(CDeferredData(session, "Action"), InvalidArgument) << text;
     }

@@ -24,6 +24,7 @@ public:
 
     // The first fields; of a record without fields its template.
     std::vector<std::string> lines;
+    std::vector<UINT> fieldCounts; // of the same records
     // The numbers of the Error table's messages that were to be shown.
     std::vector<int> shown;
 
@@ -32,8 +33,10 @@ private:
         const UINT field = MsiRecordGetFieldCount(record) == 0 ? 0 : 1;
         std::string line;
         setupactions::GetRecordString(record, field, line);
-        if (type == INSTALLMESSAGE_INFO)
+        if (type == INSTALLMESSAGE_INFO) {
             current->lines.push_back(line);
+            current->fieldCounts.push_back(MsiRecordGetFieldCount(record));
+        }
         if (type == INSTALLMESSAGE_USER && MsiRecordIsNull(record, 0))
             current->shown.push_back(MsiRecordGetInteger(record, 1));
         return current->import_.Original()(session, type, record);
