@@ -50,9 +50,13 @@ const struct {
     INSTALLMESSAGE kind;
     const char* name;
 } MessageNames[] = {
-    {INSTALLMESSAGE_INFO, "log"},          {INSTALLMESSAGE_ACTIONDATA, "action data"},
-    {INSTALLMESSAGE_ACTIONSTART, "start"}, {INSTALLMESSAGE_WARNING, "warning"},
-    {INSTALLMESSAGE_ERROR, "error"},       {INSTALLMESSAGE_USER, "message box"},
+    {INSTALLMESSAGE_INFO, "log"},
+    {INSTALLMESSAGE_ACTIONDATA, "action data"},
+    {INSTALLMESSAGE_ACTIONSTART, "start"},
+    {INSTALLMESSAGE_WARNING, "warning"},
+    {INSTALLMESSAGE_ERROR, "error"},
+    {INSTALLMESSAGE_USER, "message box"},
+    {INSTALLMESSAGE_FATALEXIT, "fatal exit"},
 };
 
 using Properties = std::map<std::string, std::string>;
