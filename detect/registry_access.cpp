@@ -43,8 +43,9 @@ EXPORTED_ACTION(FixRegistry) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled after the version's key was written. Reads nothing; gives it and
-// all below it the access list of the company's key, whatever theirs was.
+// Scheduled where the version's key is there, an earlier installation's or, after
+// InstallFinalize, this one's. Reads nothing; gives it and all below it the
+// access list of the company's key, whatever theirs was.
 EXPORTED_ACTION(InheritPermissions) {
     RepairGuarded(session, [&] {
         FixRegSecurity(session, HKEY_LOCAL_MACHINE, VersionKey, HKEY_LOCAL_MACHINE, CompanyKey,

@@ -8,9 +8,9 @@ namespace setupactions {
 
 enum class WebRowMode { Undo, Apply };
 
-// Both are called back for one row, with a WebRowMode as context, and do
-// nothing but log when the row's component calls for no change. What fails is
-// logged. Result: always 0.
+// Both are called back for one row, with a WebRowMode as context, and change
+// nothing when the row's component calls for no change: the first then logs
+// what it looked at, the second nothing. What fails is logged. Result: always 0.
 
 // Publishes a folder as a virtual directory, or takes it back, and tells
 // SharePoint, where it is installed, to leave that path to the web server.
