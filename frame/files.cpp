@@ -183,6 +183,22 @@ void RemoveFolderStructure(MSIHANDLE session, const std::string& directory) {
         RemoveFolder(session, directory);
 }
 
+FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {
+    FileHandle file(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
+                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return FileWrite::NotCreated;
+    const DWORD size = static_cast<DWORD>(bytes.size());
+    DWORD written = 0;
+    if (WriteFile(file.Get(), bytes.data(), size, &written, nullptr) && written == size)
+        return FileWrite::Whole;
+    file.Reset();
+    const DWORD error = GetLastError();
+    DeleteFileA(path.c_str());
+    SetLastError(error);
+    return FileWrite::NotWritten;
+}
+
 void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
               const char* extension) {
     const auto isGiven = [](const char* part) { return part != nullptr && *part != '\0'; };

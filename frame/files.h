@@ -1,5 +1,5 @@
-// Folders with all that is below them: copying and removing; composing paths
-// and taking them apart.
+// Folders with all that is below them: copying and removing; writing a file;
+// composing paths and taking them apart.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -20,6 +20,13 @@ bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::stri
 // be removed is logged and stays, also paths longer than the system allows. An
 // empty text does nothing.
 void RemoveFolderStructure(MSIHANDLE session, const std::string& directory);
+
+// What came of writing a file.
+enum class FileWrite { NotCreated, NotWritten, Whole };
+
+// Creates the file, emptying one that exists, and writes the bytes. A file that
+// was not written whole is deleted. The last error tells why it was not.
+FileWrite WriteNewFile(const std::string& path, const std::string& bytes);
 
 // Composes drive ("C:"), directory, file name and extension; a part that is
 // null or empty is left out. Adds the colon, the separator after the directory

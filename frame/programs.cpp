@@ -1,5 +1,6 @@
 #include "frame/programs.h"
 
+#include "frame/ansi_text.h"
 #include "frame/versions.h"
 
 namespace setupactions {
@@ -76,16 +77,22 @@ StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char
     return program;
 }
 
-// Sends what waits in the pipe to the log, piece by piece. Never blocks.
-void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerHandle& record) {
+// Sends what waits in the pipe to the log, piece by piece. Never blocks. The
+// first half of a character whose second is still to come is carried over.
+void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerHandle& record,
+                 std::string& carried) {
     DWORD waiting = 0;
     while (PeekNamedPipe(output.Get(), nullptr, 0, nullptr, &waiting, nullptr) && waiting > 0) {
-        char piece[OutputPieceSize + 1] = "";
+        char buffer[OutputPieceSize] = "";
         DWORD size = 0;
-        if (!ReadFile(output.Get(), piece, OutputPieceSize, &size, nullptr))
+        const DWORD room = OutputPieceSize - static_cast<DWORD>(carried.size());
+        if (!ReadFile(output.Get(), buffer, room, &size, nullptr))
             return;
-        piece[size] = '\0';
-        MsiRecordSetStringA(record.Get(), 0, piece);
+        std::string piece = carried.append(buffer, size);
+        carried = TakeHalfOemCharacter(piece);
+        if (piece.empty())
+            continue;
+        MsiRecordSetStringA(record.Get(), 0, OemToAnsi(piece).c_str());
         MsiProcessMessage(session, INSTALLMESSAGE_INFO, record.Get());
     }
 }
@@ -98,10 +105,11 @@ void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerH
 DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
                    const InstallerHandle& progress, int budget, int& sent) {
     const InstallerHandle output(MsiCreateRecord(2));
+    std::string carried;
     DWORD exitCode = STILL_ACTIVE;
     bool ended = false;
     do {
-        DrainOutput(session, program.output, output);
+        DrainOutput(session, program.output, output, carried);
         // A program may itself end with the code that means "still active".
         ended = WaitForSingleObject(program.process.Get(), 0) == WAIT_OBJECT_0;
         GetExitCodeProcess(program.process.Get(), &exitCode);

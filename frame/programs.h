@@ -6,12 +6,16 @@
 
 namespace setupactions {
 
+// At these characters the command processor drops the quotes around a command.
+const char CommandProcessorCharacters[] = "&<>()@^|";
+
 // One unit in which actions budget the progress bar.
 const int ProgressUnitTicks = 100000;
 
 // Runs a program and returns when it has ended; there is no time-out. What it
-// prints goes to the log in pieces of at most 1024 bytes, each a record
-// template of its own, so the installer resolves square brackets in it.
+// prints, in the OEM code page, goes to the log in pieces of at most 1024 bytes,
+// each a record template of its own, so the installer resolves square brackets
+// in it.
 //
 // commandLine    path of the program and its arguments
 // progressUnits  how far the bar moves in all: while the program runs by

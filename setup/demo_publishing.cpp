@@ -1,14 +1,14 @@
 // Publishing the sample content: what the publishing utility is told, and the
 // batch file that starts it.
 #include "frame/action.h"
+#include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/programs.h"
 #include "frame/session.h"
 #include "setup/path_texts.h"
-
-#include <fstream>
 
 namespace setupactions {
 
@@ -62,14 +62,6 @@ const PropertyLine PropertyLines[] = {
     {"SI_HAS_PROMPT", Source::Fixed, "0"},
 };
 
-// Character by character: the second byte of one may look like a backslash.
-std::string WithSlashes(std::string path) {
-    for (char* at = &path[0]; *at != '\0'; at = CharNextA(at))
-        if (*at == '\\')
-            *at = '/';
-    return path;
-}
-
 std::string PropertiesText(const CDeferredData& data) {
     std::string text;
     for (const PropertyLine& line : PropertyLines) {
@@ -78,7 +70,7 @@ std::string PropertiesText(const CDeferredData& data) {
             data.Lookup(line.text, value);
         if (line.source == Source::Path)
             value = WithSlashes(value);
-        text += Format("%s=%s\n", line.key, value.c_str());
+        text += Format("%s=%s\r\n", line.key, value.c_str());
     }
     return text;
 }
@@ -103,18 +95,24 @@ std::string JavaPrefix() {
 
 std::string BatchText(const std::string& folder, const std::string& propertiesFile) {
     const std::string java = JavaPrefix();
-    return Format("cd /d \"%s\"\n%sjava%s -classpath %s com.tarnwick.util.PublishUtil \"%s\"\n",
+    return Format("cd /d \"%s\"\r\n"
+                  "%sjava%s -classpath %s com.tarnwick.util.PublishUtil \"%s\"\r\n",
                   folder.c_str(), java.c_str(), java.empty() ? "" : "\"", ClassPath,
                   propertiesFile.c_str());
 }
 
+// The command line that runs the batch file. Where the command processor drops
+// the quotes around it, these have quotes around them to be dropped.
+std::string BatchCommand(const std::string& batchFile) {
+    const std::string quoted = "\"" + batchFile + "\" ";
+    if (FindCharacter(batchFile, CommandProcessorCharacters) == std::string::npos)
+        return "cmd /c " + quoted;
+    return "cmd /c \"" + quoted + "\"";
+}
+
 bool WriteTextFile(const std::string& path, const std::string& text) {
     // A bare name would land in whatever folder is the current one.
-    if (!IsFullPath(path))
-        return false;
-    std::ofstream file(path); // text mode: lines end the Windows way
-    file << text;
-    return file.is_open();
+    return IsFullPath(path) && WriteNewFile(path, text) == FileWrite::Whole;
 }
 
 void WritePublishingFiles(MSIHANDLE session) {
@@ -126,7 +124,7 @@ void WritePublishingFiles(MSIHANDLE session) {
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
     const std::string folder = drive + directory;
     const std::string batchFile = folder + BatchFile;
-    if (!WriteTextFile(batchFile, BatchText(folder, propertiesFile)))
+    if (!WriteTextFile(batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
         LogMessage(session, "failed to open file" + batchFile);
 }
 
@@ -150,7 +148,7 @@ EXPORTED_ACTION(PublishDemoHelper) {
 
         std::string batchFile;
         data.Lookup(Batch, batchFile);
-        MsiSetPropertyA(session, CommandProperty, ("cmd /c \"" + batchFile + "\" ").c_str());
+        MsiSetPropertyA(session, CommandProperty, BatchCommand(batchFile).c_str());
     });
     if (!gathered)
         LogMessage(session, "PublishDemoHelper: the data handed over so far is damaged");
@@ -161,7 +159,7 @@ EXPORTED_ACTION(PublishDemoHelper) {
 // ADD_LUMO_DOCS_COMMAND. Reads CustomActionData; writes the publishing
 // utility's properties file and batch file. Partner: PublishDemoHelper.
 EXPORTED_ACTION(PublishDemo) {
-    // Damaged data writes nothing and stops nothing.
-    RunGuarded([&] { WritePublishingFiles(session); });
+    Guarded(session, "PublishDemo: the action data is damaged, nothing is written",
+            [&] { WritePublishingFiles(session); });
     return ERROR_SUCCESS;
 }

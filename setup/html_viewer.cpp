@@ -1,5 +1,6 @@
 // The HTML viewer's files, which several products share.
 #include "frame/action.h"
+#include "frame/ansi_text.h"
 #include "frame/files.h"
 #include "frame/session.h"
 #include "setup/path_texts.h"
@@ -9,7 +10,7 @@ using namespace setupactions;
 namespace {
 
 const DWORD ActionDataSize = 520;
-const char Separator = '|';
+const char Separator[] = "|";
 const char ViewerFolder[] = "htmlviewer";
 const char* const Languages[] = {"en", "de", "fr", "ja"};
 

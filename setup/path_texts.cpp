@@ -18,12 +18,4 @@ std::string InFolder(const std::string& folder, const std::string& name,
     return path;
 }
 
-size_t FindCharacter(const std::string& text, char character) {
-    const char* const start = text.c_str();
-    for (const char* at = start; *at != '\0'; at = CharNextA(at))
-        if (*at == character)
-            return static_cast<size_t>(at - start);
-    return std::string::npos;
-}
-
 } // namespace setupactions

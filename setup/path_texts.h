@@ -1,4 +1,4 @@
-// Paths as texts: composing, judging and searching them without a look at the
+// Paths as texts: composing and judging them without a look at the
 // disk.
 #pragma once
 
@@ -14,9 +14,5 @@ bool IsFullPath(const std::string& path);
 // The path of something in a folder, with one separator between the two.
 std::string InFolder(const std::string& folder, const std::string& name,
                      const std::string& extension = "");
-
-// Where the character stands first in the text; npos when nowhere. A byte that
-// is the second of another character, as "|" may be, does not count.
-size_t FindCharacter(const std::string& text, char character);
 
 } // namespace setupactions

@@ -1,6 +1,7 @@
 #include "setup/zip_operations.h"
 
 #include "frame/action.h"
+#include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/feature_state.h"
 #include "frame/files.h"
@@ -25,7 +26,7 @@ const int DestinationColumn = 2;
 
 const char InstallOperation[] = "install";
 const char UninstallOperation[] = "uninstall";
-const char FieldEnd = '|';
+const char FieldEnd[] = "|";
 
 const char UnzipTool[] = "unzip.exe";
 const int UnzipUnits = 50;

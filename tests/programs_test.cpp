@@ -128,6 +128,25 @@ TEST_F(ProgramsTest, OutputArgumentsAndWorkingFolderArriveWhole) {
     EXPECT_THAT(Output(), StartsWith("<a b><><%TEMP%><there,  is nothing>RunRedist"));
 }
 
+namespace {
+
+BOOL WINAPI BeginsTwoBytes(UINT, BYTE byte) { return byte == 'a'; }
+
+} // namespace
+
+TEST_F(ProgramsTest, OutputIsReadInTheConsolesCodePageCharacterByCharacter) {
+    {
+        const Watched watched;
+        Run(Child("exit 259 arguments \x84"));
+        EXPECT_EQ(Log().front(), "<\xE4>");
+    }
+    const ReplacedImport<decltype(BeginsTwoBytes)> lead("IsDBCSLeadByteEx", BeginsTwoBytes);
+    const Watched watched;
+    Run(Child("exit 259 arguments " + std::string(1500, 'a')));
+    EXPECT_EQ(Log().front(), "<" + std::string(1022, 'a')) << "half a character more";
+    EXPECT_THAT(Output(), StartsWith("<" + std::string(1500, 'a') + ">RunRedist"));
+}
+
 TEST_F(ProgramsTest, AProgramStartsHiddenOrNotAndEndsWithItsCode) {
     Run(Child("exit 0")); // what the engine opens once is open now
     for (const bool hide : {true, false}) {

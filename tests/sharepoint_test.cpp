@@ -69,6 +69,13 @@ TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteLoggedAndHandedOn) {
     }
 }
 
+TEST_F(SharePointTest, ABatchFileIsWrittenAsTheCommandProcessorReadsIt) {
+    SetProperty("SPSBINDIR", "C:\\B\xFCros\\");
+    EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
+    EXPECT_EQ(FileText(UninstallFile).substr(0, 9), "\"C:\\B\x81ros");
+    EXPECT_EQ(Log().back().substr(0, 9), "\"C:\\B\xFCros");
+}
+
 namespace {
 
 BOOL WINAPI DiskFull(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
@@ -97,14 +104,26 @@ TEST_F(SharePointTest, ABatchFileThatIsNotWhollyWrittenIsNotLeftToRun) {
 }
 
 TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
-    const ReplacedImport<decltype(StartHidden)> create("CreateProcessA", StartHidden);
     const std::string longest = "C:\\x.bat " + std::string(1030, 'a');
-    for (const bool fits : {true, false}) { // half of it could be another command
-        SetProperty("SilentCmdline", longest + (fits ? "" : "a"));
+    const std::string plain = Scratch() + "x.bat", special = Scratch() + "x&(y).bat";
+    for (const std::string& file : {plain, special, InstallFile})
+        WriteFileText(file, "");
+    const ReplacedImport<decltype(StartHidden)> create("CreateProcessA", StartHidden);
+    const std::pair<std::string, std::string> cases[] = {
+        {longest, longest},
+        {longest + "a", ""}, // half of it could be another command
+        {plain, plain},
+        {special, "\"" + special + "\""},
+        {InstallFile, "\"" + InstallFile + "\""},
+        {"\"" + InstallFile + "\"", "\"" + InstallFile + "\""},
+        {plain + " /q", plain + " /q"},
+        {Folder, Folder}, // no file
+    };
+    for (const auto& [commandLine, run] : cases) {
+        SetProperty("SilentCmdline", commandLine);
         ClearMessages();
         EXPECT_EQ(MsiRunCmdlineSilent(session), ERROR_SUCCESS);
-        EXPECT_THAT(Log(),
-                    ElementsAre("RunRedistProgram(" + (fits ? longest : "") + "). failed: 2"));
+        EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(" + run + "). failed: 2"));
         EXPECT_EQ(messages.back().text, "1: 2 2: 3000000 3: 0 ");
     }
 }

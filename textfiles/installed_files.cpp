@@ -1,11 +1,10 @@
 // Installed files after they are in place: the sample reports' shortcuts, and
 // the removal of one file or folder.
 #include "frame/action.h"
+#include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
-
-#include <algorithm>
 
 using namespace setupactions;
 
@@ -53,8 +52,7 @@ EXPORTED_ACTION(UpdateSampleReportsURLs) {
         GetPropertyString(session, "INSTALLDIR", installFolder) != ERROR_SUCCESS)
         return ERROR_SUCCESS;
 
-    std::string base = "file:///" + installFolder;
-    std::replace(base.begin(), base.end(), '\\', '/');
+    const std::string base = "file:///" + WithSlashes(installFolder);
     const std::string index = folder + "SampleReportsURL.ini";
     if (!Exists(index))
         return ERROR_SUCCESS;

@@ -1,6 +1,8 @@
 // SharePoint web parts by way of batch files for its administration tool, and
 // the administration pages in the browser.
 #include "frame/action.h"
+#include "frame/ansi_text.h"
+#include "frame/files.h"
 #include "frame/programs.h"
 #include "textfiles/action_log.h"
 
@@ -71,35 +73,36 @@ std::string UninstallLine(MSIHANDLE session, const std::string& folder) {
                   tool.c_str(), server.c_str(), log.c_str());
 }
 
-bool WriteBatchFile(HANDLE file, const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines)
-        text += line + "\r\n";
-    DWORD written = 0;
-    return WriteFile(file, text.data(), static_cast<DWORD>(text.size()), &written, nullptr) &&
-           written == text.size();
-}
-
 // Writes the batch file anew and makes it the command line that
 // MsiRunCmdlineSilent runs. One that was not written whole is never run.
 void HandOnBatchFile(MSIHANDLE session, const std::string& path,
                      const std::vector<std::string>& lines) {
-    FileHandle file(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
-    const bool created = static_cast<bool>(file);
-    if (created)
+    std::string text;
+    for (const std::string& line : lines)
+        text += line + "\r\n";
+    const FileWrite result = WriteNewFile(path, AnsiToOem(text));
+    const int error = static_cast<int>(GetLastError());
+    if (result != FileWrite::NotCreated)
         LogMessage(session, Format("Writing to %s:\r\n", path.c_str()));
-    if (!created || !WriteBatchFile(file.Get(), lines)) {
-        LogMessage(session, Format("CreateFile returned %d", static_cast<int>(GetLastError())));
-        file.Reset();
-        if (created)
-            DeleteFileA(path.c_str());
+    if (result != FileWrite::Whole) {
+        LogMessage(session, Format("CreateFile returned %d", error));
         return;
     }
     for (const std::string& line : lines)
         LogMessage(session, line);
-    file.Reset();
     MsiSetPropertyA(session, "SilentCmdline", path.c_str());
+}
+
+// The command line as it can be run: the path of a file needs quotes where it
+// would be taken for several words or commands.
+std::string QuotedIfPath(const std::string& commandLine) {
+    const DWORD attributes = GetFileAttributesA(commandLine.c_str());
+    const bool isFile =
+        attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0;
+    const std::string breaking = std::string(" ") + CommandProcessorCharacters;
+    return isFile && FindCharacter(commandLine, breaking.c_str()) != std::string::npos
+               ? "\"" + commandLine + "\""
+               : commandLine;
 }
 
 bool ReadAdminUrl(const char* valueName, std::string& url) {
@@ -154,7 +157,7 @@ EXPORTED_ACTION(MsiRunCmdlineSilent) {
     // empty one, whose failing the runner logs.
     if (MsiGetPropertyA(session, "SilentCmdline", commandLine, &size) != ERROR_SUCCESS)
         commandLine[0] = '\0';
-    RunRedistProgram(session, commandLine, SilentRunUnits, true);
+    RunRedistProgram(session, QuotedIfPath(commandLine), SilentRunUnits, true);
     return ERROR_SUCCESS;
 }
 
