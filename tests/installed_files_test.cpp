@@ -94,7 +94,24 @@ Texts Read(const char* key) {
     return texts;
 }
 
+// A file whose component is not installed, which the engine gives a path.
+UINT WINAPI FormatAbsent(MSIHANDLE, MSIHANDLE, char* text, DWORD* size) {
+    const std::string quotes = "\"\"";
+    lstrcpynA(text, quotes.c_str(), static_cast<int>(*size));
+    const bool fits = *size > quotes.size();
+    *size = static_cast<DWORD>(quotes.size());
+    return fits ? ERROR_SUCCESS : ERROR_MORE_DATA;
+}
+
 } // namespace
+
+TEST_F(SessionTest, TheAddInIsNotRegisteredWithoutItsFile) {
+    const PrivateRegistry registry;
+    PrivateRegistry::Key(HKEY_CURRENT_USER, Excel11);
+    const ReplacedImport<decltype(FormatAbsent)> format("MsiFormatRecordA", FormatAbsent);
+    EXPECT_EQ(SetExcelAddinInstallRegName(session), ERROR_SUCCESS);
+    EXPECT_EQ(Read(Excel11), Texts(4));
+}
 
 TEST_F(SessionTest, TheAddInTakesTheFirstFreeNameAndLeavesUpToTheFirstGap) {
     AddFile("vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E", "vdptxls.xla");

@@ -8,6 +8,7 @@ using namespace setupactions;
 
 namespace {
 
+const char* const NoPath = "\"\"";
 const char* const QuotedAddInPath = "\"[#vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E]\"";
 
 // Excel 11.0 keeps its entry on uninstall: it is left out there on purpose.
@@ -22,7 +23,8 @@ const ExcelOptions Versions[] = {
     {"Software\\Microsoft\\Office\\11.0\\Excel\\Options", false},
 };
 
-// The text under which Excel finds the add-in. False when it cannot be made.
+// The text under which Excel finds the add-in: empty quotes when it is not
+// installed. False when it cannot be made.
 bool FormatAddInPath(MSIHANDLE session, std::string& path) {
     const InstallerHandle record(MsiCreateRecord(1));
     MsiRecordSetStringA(record.Get(), 0, QuotedAddInPath);
@@ -46,7 +48,7 @@ std::string NextFreeName(CInstallRegistry& options) {
 // that the user has. SetExcelAddinUninstallRegName takes it out.
 EXPORTED_ACTION(SetExcelAddinInstallRegName) {
     std::string path;
-    if (!FormatAddInPath(session, path))
+    if (!FormatAddInPath(session, path) || path == NoPath)
         return ERROR_SUCCESS;
     for (const ExcelOptions& version : Versions) {
         CInstallRegistry options;
