@@ -15,20 +15,20 @@ namespace {
 bool Merge(const std::string& file, const std::string& block) {
     const LineSearch point = FindLine(file, "[Merge][Point]");
     return point.result == LineResult::Found &&
-           InsertBlock(file, block, point.number, BlockPosition::After);
+           InsertBlock(file, block, point.number, BlockPosition::After).done;
 }
 
 bool UnMerge(const std::string& file, const std::string& block) {
     const int lines = FindLine(block, "~#$%^&").number;
     const LineSearch first = FindLine(file, ReadLine(block, 1).text);
     const LineSearch last = FindLine(file, ReadLine(block, lines).text);
-    return last.result == LineResult::Found && DeleteLines(file, first.number, last.number);
+    return last.result == LineResult::Found && DeleteLines(file, first.number, last.number).done;
 }
 
 bool Instantiate(const std::string& file, const std::string& names) {
     for (int i = 1; i <= std::atoi(names.c_str()); ++i) {
         const std::string number = std::to_string(i);
-        if (!ReplaceInFile(file, "%NAME" + number + "%", "value " + number))
+        if (!ReplaceInFile(file, "%NAME" + number + "%", "value " + number).done)
             return false;
     }
     return true;

@@ -4,6 +4,8 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
+#include <gmock/gmock.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <random>
@@ -92,13 +94,14 @@ TEST_F(LineFileTest, LinesAreReadAsByAPlainTextStreamWhereverReadsEnd) {
 namespace {
 
 const char* const OldText = "old %A% 1\r\nold 2\r\n";
+const char* const BlockText = "block\r\n\x1Amore\r\n"; // up to the mark
 
 using Text = const std::string&;
 
 struct NamedEdit {
     const char* name;
     bool clearsReadOnly;
-    bool (*run)(Text path, Text block);
+    Rewrite (*run)(Text path, Text block);
     const char* newText;
 };
 const NamedEdit Edits[] = {
@@ -119,14 +122,24 @@ const NamedEdit Edits[] = {
      "old v 1\r\nold 2\r\n"},
 };
 
-// The engine, run by root, copies over read-only files; the system does not.
-BOOL WINAPI RefuseReadOnly(const char* from, const char* to, BOOL) {
+// The engine copies over such files, and leaves them their attributes.
+const DWORD Refused = FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+BOOL WINAPI CopyAsTheSystemDoes(const char* from, const char* to, BOOL) {
     EXPECT_EQ(FileText(to), OldText) << "touched before the new text is whole";
-    if ((GetFileAttributesA(to) & FILE_ATTRIBUTE_READONLY) != 0)
+    SetLastError(ERROR_ACCESS_DENIED);
+    if ((GetFileAttributesA(to) & Refused) != 0)
         return FALSE;
     WriteFileText(to, FileText(from));
-    return TRUE;
+    return SetFileAttributesA(to, GetFileAttributesA(from));
 }
+
+BOOL WINAPI CopyHalf(const char* from, const char* to, BOOL) {
+    WriteFileText(to, FileText(from).substr(0, 3));
+    SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+
+BOOL WINAPI DeleteNothing(const char*) { return FALSE; }
 
 BOOL WINAPI WriteHalf(HANDLE, const void*, DWORD size, DWORD* written, OVERLAPPED*) {
     *written = size / 2;
@@ -136,31 +149,67 @@ BOOL WINAPI WriteHalf(HANDLE, const void*, DWORD size, DWORD* written, OVERLAPPE
 } // namespace
 
 TEST_F(LineFileTest, AnEditChangesAWritableFileOrMakesItSoOrLeavesTheNewTextBeside) {
-    const ReplacedImport<decltype(RefuseReadOnly)> copy("CopyFileA", RefuseReadOnly);
-    const std::string block = Make("block", "block\r\n");
+    const ReplacedImport<decltype(CopyAsTheSystemDoes)> copy("CopyFileA", CopyAsTheSystemDoes);
+    const std::string block = Make("block", BlockText);
+    const DWORD hidden = FILE_ATTRIBUTE_HIDDEN, system = FILE_ATTRIBUTE_SYSTEM;
     for (const NamedEdit& edit : Edits)
-        for (const bool isReadOnly : {false, true}) {
-            const std::string path = Make("f", OldText);
-            if (isReadOnly)
-                SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY);
-            const bool changes = edit.clearsReadOnly || !isReadOnly;
-            EXPECT_EQ(edit.run(path, block), changes) << edit.name;
-            EXPECT_EQ(FileText(path), changes ? edit.newText : OldText) << edit.name;
-            EXPECT_EQ(TakeLeftovers(), changes ? Lines() : Lines{edit.newText});
-            SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-        }
+        for (const DWORD others : {DWORD{0}, hidden, system, hidden | system})
+            for (const DWORD readOnly : {DWORD{0}, DWORD{FILE_ATTRIBUTE_READONLY}}) {
+                const std::string path = Make("f", OldText);
+                SetFileAttributesA(path.c_str(), others | readOnly);
+                const bool changes = edit.clearsReadOnly || readOnly == 0;
+                const Rewrite rewrite = edit.run(path, block);
+                EXPECT_EQ(rewrite.done, changes) << edit.name;
+                EXPECT_EQ(rewrite.error, changes ? ERROR_SUCCESS : ERROR_ACCESS_DENIED);
+                EXPECT_EQ(FileText(path), changes ? edit.newText : OldText) << edit.name;
+                EXPECT_EQ(FileText(rewrite.temporary), changes ? "" : edit.newText);
+                EXPECT_EQ(TakeLeftovers().empty(), changes);
+                EXPECT_EQ(GetFileAttributesA(path.c_str()) & Refused,
+                          changes ? others : others | readOnly);
+                SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
+            }
+}
+
+TEST_F(LineFileTest, ActionsTellWhereTheNewTextIsWhenItCannotBeCopied) {
+    const std::string text = "</configuration>\r\n%A%\r\n", path = Make("f", text);
+    for (const char* name : {"MsiMergeFile1", "MsiMergeFile2", "MsiFileToInstantiate"})
+        SetProperty(name, path);
+    SetProperty("MsiVarsToInstantiate", "A;");
+    const ReplacedImport<decltype(CopyHalf)> copy("CopyFileA", CopyHalf);
+    for (const auto action :
+         {MsiMergeFiles, MsiUnMergeFiles, MsiInstantiateFile, MsiPrepWebConfigFile}) {
+        WriteFileText(path, text);
+        EXPECT_EQ(action(session), ERROR_SUCCESS);
+        EXPECT_THAT(Log().back(),
+                    testing::MatchesRegex("Could not copy .*~qx.*.tmp over .*f .error 112.; it "
+                                          "holds the whole new text"));
+        EXPECT_EQ(TakeLeftovers().size(), 1u);
+    }
+}
+
+TEST_F(LineFileTest, ATemporaryFileThatStaysIsNoFailure) {
+    const std::string path = Make("f", "</configuration>\r\n");
+    const std::string newText = "<appSettings>\r\n</appSettings>\r\n</configuration>\r\n";
+    SetProperty("MsiMergeFile1", path);
+    {
+        const ReplacedImport<decltype(DeleteNothing)> keep("DeleteFileA", DeleteNothing);
+        EXPECT_EQ(MsiPrepWebConfigFile(session), ERROR_SUCCESS);
+        EXPECT_TRUE(ReplaceInFile(path, "%A%", "").done);
+    }
+    EXPECT_EQ(FileText(path), newText);
+    EXPECT_EQ(TakeLeftovers(), (Lines{newText, newText}));
 }
 
 TEST_F(LineFileTest, AFileInUseOrWithoutRoomForItsNewTextStaysAsItIs) {
     const std::string path = Make("f", OldText);
-    const std::string block = Make("block", "block\r\n");
+    const std::string block = Make("block", BlockText);
     for (const NamedEdit& edit : Edits) {
         const FileHandle held(CreateFileA(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, nullptr,
                                           OPEN_EXISTING, 0, nullptr));
-        EXPECT_FALSE(edit.run(path, block)) << edit.name;
+        EXPECT_FALSE(edit.run(path, block).done) << edit.name;
     }
     const ReplacedImport<decltype(WriteHalf)> full("WriteFile", WriteHalf);
     for (const NamedEdit& edit : Edits)
-        EXPECT_FALSE(edit.run(path, block)) << edit.name;
+        EXPECT_FALSE(edit.run(path, block).done) << edit.name;
     EXPECT_EQ(FileText(path), OldText);
 }

@@ -51,6 +51,11 @@ TEST_F(MergeTest, TheBlockGoesNextToTheMergePointAndOutAgain) {
         {"b\r\n", "1\r\n", "][", "0", "1\r\nb\r\n", "b\r\n"}, // every line matches
         // Not all fragments: only A to Z have another case.
         {"a \xE4\r\n", "1\r\n", "[a][\xC4]", "0", "a \xE4\r\n", "a \xE4\r\n"},
+        // A block ends at an end-of-file mark; another one's text goes on after it.
+        {"a\x1A\r\nb\x1A\r\n",
+         "1\r\n2\r\n\x1A"
+         "3\r\n",
+         "b", "0", "a\x1A\r\n1\r\n2\r\nb\x1A\r\n", "a\x1A\r\nb\x1A\r\n"},
         // Last lines get no break of their own: what runs together goes together.
         {"a\r\nb", "1\r\n2", "a", "1", "a\r\n1\r\n2b", "a\r\n"},
         // The first of two copies goes.

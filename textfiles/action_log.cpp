@@ -1,7 +1,5 @@
 #include "textfiles/action_log.h"
 
-#include "textfiles/line_file.h"
-
 namespace setupactions {
 
 std::string LoggedProperty(MSIHANDLE session, const char* name) {
@@ -24,6 +22,14 @@ void LogFoundLine(MSIHANDLE session, const std::string& path, const std::string&
                   int number) {
     LogMessage(session,
                Format("Found line \"%s\" in %s at line %d", pattern.c_str(), path.c_str(), number));
+}
+
+void LogUncopied(MSIHANDLE session, const std::string& path, const Rewrite& rewrite) {
+    if (!rewrite.temporary.empty())
+        LogMessage(session,
+                   Format("Could not copy %s over %s (error %d); it holds the whole new text",
+                          rewrite.temporary.c_str(), path.c_str(),
+                          static_cast<int>(rewrite.error)));
 }
 
 } // namespace setupactions

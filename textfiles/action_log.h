@@ -2,6 +2,7 @@
 #pragma once
 
 #include "frame/session.h"
+#include "textfiles/line_file.h"
 
 #include <string>
 
@@ -17,5 +18,8 @@ int FindLineLogged(MSIHANDLE session, const std::string& path, const std::string
 // Logs where a line was found.
 void LogFoundLine(MSIHANDLE session, const std::string& path, const std::string& pattern,
                   int number);
+
+// Logs where the new text of a file is that could not be copied over it.
+void LogUncopied(MSIHANDLE session, const std::string& path, const Rewrite& rewrite);
 
 } // namespace setupactions

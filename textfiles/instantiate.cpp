@@ -1,7 +1,6 @@
 // Fitting installed text files to where they were installed.
 #include "frame/action.h"
 #include "textfiles/action_log.h"
-#include "textfiles/line_file.h"
 
 #include <algorithm>
 
@@ -10,7 +9,7 @@ using namespace setupactions;
 namespace {
 
 const char* const SettingsStart = "<appSettings>";
-const char* const SettingsEnd = "</appSettings>";
+const char* const EmptySettings = "<appSettings>\n</appSettings>";
 const char* const ConfigurationEnd = "</configuration>";
 
 const DWORD VersionSize = 260;
@@ -28,7 +27,7 @@ EXPORTED_ACTION(MsiInstantiateFile) {
         const std::string name = names.substr(0, end);
         const std::string value = PropertyText(session, name.c_str());
         LogMessage(session, Format("Property Value: %s = %s\n.", name.c_str(), value.c_str()));
-        ReplaceInFile(file, "%" + name + "%", value);
+        LogUncopied(session, file, ReplaceInFile(file, "%" + name + "%", value));
         names.erase(0, end + 1);
     }
     return ERROR_SUCCESS;
@@ -46,8 +45,7 @@ EXPORTED_ACTION(MsiPrepWebConfigFile) {
     if (end.result != LineResult::Found)
         return ERROR_SUCCESS;
     LogFoundLine(session, file, ConfigurationEnd, end.number);
-    if (InsertLine(file, SettingsEnd, end.number, LineEdit::Before))
-        InsertLine(file, SettingsStart, end.number, LineEdit::Before);
+    LogUncopied(session, file, InsertLine(file, EmptySettings, end.number, LineEdit::Before));
     return ERROR_SUCCESS;
 }
 

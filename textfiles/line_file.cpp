@@ -1,5 +1,7 @@
 #include "textfiles/line_file.h"
 
+#include "frame/ansi_text.h"
+
 #include <algorithm>
 #include <functional>
 
@@ -13,21 +15,20 @@ const size_t FindReadSize = 2048;
 const size_t RewriteReadSize = 512;
 const size_t LongestValue = 512;
 
-// Lets A to Z differ in nothing from a to z, whatever the process's locale.
-char Lower(char character) {
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character + ('a' - 'A'))
-                                                : character;
-}
-
+// Lets A to Z differ in nothing from a to z, whatever the process's locale,
+// where they are characters and not the second halves of some.
 void AssignLowered(std::string& lowered, std::string_view text) {
-    lowered.resize(text.size());
-    std::transform(text.begin(), text.end(), lowered.begin(), Lower);
+    lowered = text;
+    const char* const end = lowered.c_str() + lowered.size();
+    for (char* at = &lowered[0]; at < end; at = NextCharacter(at))
+        if (*at >= 'A' && *at <= 'Z')
+            *at = static_cast<char>(*at + ('a' - 'A'));
 }
 
 // Goes through the file until accept(line, number) says true.
 template <typename Accept>
-LineSearch SearchLines(const std::string& path, Accept accept) {
-    LineReader reader(path, FindReadSize);
+LineSearch SearchLines(const std::string& path, EndMark endMark, Accept accept) {
+    LineReader reader(path, FindReadSize, endMark);
     if (!reader.IsOpen())
         return {LineResult::NotOpened, 0, ""};
     int count = 0;
@@ -49,39 +50,53 @@ std::string NewTemporaryFile() {
     return name;
 }
 
-void ClearReadOnly(const std::string& path) {
-    const DWORD attributes = GetFileAttributesA(path.c_str());
-    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
-        SetFileAttributesA(path.c_str(), attributes & ~DWORD{FILE_ATTRIBUTE_READONLY});
-}
-
 // Writes the new text; false when it cannot be written whole.
 using Edit = std::function<bool(LineReader& lines, TextWriter& copy)>;
 
 enum class ReadOnlyFile { Fails, MadeWritable };
 
-bool RewriteFile(const std::string& path, ReadOnlyFile readOnlyFile, const Edit& edit) {
+// CopyFileA refuses to copy over a hidden or read-only file, and gives the copy
+// the attributes of its source: they are put back afterwards.
+Rewrite CopyOver(const std::string& temporary, const std::string& path, ReadOnlyFile readOnlyFile) {
+    DWORD attributes = GetFileAttributesA(path.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES)
+        return {false, temporary, GetLastError()};
+    if (readOnlyFile == ReadOnlyFile::MadeWritable)
+        attributes &= ~DWORD{FILE_ATTRIBUTE_READONLY};
+    const DWORD refused = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
+    SetFileAttributesA(path.c_str(), attributes & ~refused);
+    if (!CopyFileA(temporary.c_str(), path.c_str(), FALSE)) {
+        const DWORD error = GetLastError();
+        SetFileAttributesA(path.c_str(), attributes);
+        return {false, temporary, error};
+    }
+    SetFileAttributesA(path.c_str(), attributes | FILE_ATTRIBUTE_ARCHIVE);
+    return {true};
+}
+
+Rewrite RewriteFile(const std::string& path, ReadOnlyFile readOnlyFile, const Edit& edit) {
     std::string temporary;
     bool complete = false;
     {
         LineReader lines(path, RewriteReadSize);
         if (!lines.IsOpen())
-            return false;
+            return {};
         temporary = NewTemporaryFile();
         if (temporary.empty())
-            return false;
+            return {};
         TextWriter copy(temporary);
         complete = edit(lines, copy) && !lines.Failed() && copy.Flush();
     }
     if (!complete) {
         DeleteFileA(temporary.c_str());
-        return false;
+        return {};
     }
-    if (readOnlyFile == ReadOnlyFile::MadeWritable)
-        ClearReadOnly(path);
     // From here on the temporary file is the only whole text until the copy is
     // done: it goes last, and stays when the copy fails.
-    return CopyFileA(temporary.c_str(), path.c_str(), FALSE) && DeleteFileA(temporary.c_str());
+    Rewrite rewrite = CopyOver(temporary, path, readOnlyFile);
+    if (rewrite.done)
+        DeleteFileA(temporary.c_str());
+    return rewrite;
 }
 
 // Calls each(line, number) on the lines of this file.
@@ -99,13 +114,11 @@ void CopyLines(LineReader& lines, TextWriter& copy) {
 
 } // namespace
 
-LinePattern::LinePattern(std::string_view pattern) {
-    const char* separators = "[]";
-    size_t start = pattern.find_first_not_of(separators);
-    while (start != std::string_view::npos) {
-        const size_t end = std::min(pattern.find_first_of(separators, start), pattern.size());
-        AssignLowered(fragments_.emplace_back(), pattern.substr(start, end - start));
-        start = pattern.find_first_not_of(separators, end);
+LinePattern::LinePattern(const std::string& pattern) {
+    for (size_t start = 0, end = 0; start < pattern.size(); start = end + 1) {
+        end = std::min(FindCharacter(pattern, "[]", start), pattern.size());
+        if (end != start)
+            AssignLowered(fragments_.emplace_back(), pattern.substr(start, end - start));
     }
 }
 
@@ -116,19 +129,20 @@ bool LinePattern::Matches(std::string_view line) {
     });
 }
 
-LineSearch FindLine(const std::string& path, std::string_view pattern) {
+LineSearch FindLine(const std::string& path, const std::string& pattern, EndMark endMark) {
     LinePattern wanted(pattern);
-    return SearchLines(path, [&](std::string_view line, int) { return wanted.Matches(line); });
+    return SearchLines(path, endMark,
+                       [&](std::string_view line, int) { return wanted.Matches(line); });
 }
 
-LineSearch ReadLine(const std::string& path, int number) {
-    return SearchLines(path, [&](std::string_view, int count) { return count == number; });
+LineSearch ReadLine(const std::string& path, int number, EndMark endMark) {
+    return SearchLines(path, endMark, [&](std::string_view, int count) { return count == number; });
 }
 
-bool InsertBlock(const std::string& path, const std::string& blockPath, int number,
-                 BlockPosition position) {
+Rewrite InsertBlock(const std::string& path, const std::string& blockPath, int number,
+                    BlockPosition position) {
     return RewriteFile(path, ReadOnlyFile::Fails, [&](LineReader& lines, TextWriter& copy) {
-        LineReader block(blockPath, RewriteReadSize);
+        LineReader block(blockPath, RewriteReadSize, EndMark::Ends);
         if (!block.IsOpen())
             return false;
         ForEachLine(lines, [&](std::string_view line, int count) {
@@ -146,7 +160,7 @@ bool InsertBlock(const std::string& path, const std::string& blockPath, int numb
     });
 }
 
-bool DeleteLines(const std::string& path, int first, int last) {
+Rewrite DeleteLines(const std::string& path, int first, int last) {
     return RewriteFile(path, ReadOnlyFile::MadeWritable, [&](LineReader& lines, TextWriter& copy) {
         ForEachLine(lines, [&](std::string_view line, int count) {
             if (count < first || count > last)
@@ -156,7 +170,7 @@ bool DeleteLines(const std::string& path, int first, int last) {
     });
 }
 
-bool InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit) {
+Rewrite InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit) {
     return RewriteFile(path, ReadOnlyFile::Fails, [&](LineReader& lines, TextWriter& copy) {
         const std::string newLine = text + "\n";
         ForEachLine(lines, [&](std::string_view line, int count) {
@@ -174,8 +188,8 @@ bool InsertLine(const std::string& path, const std::string& text, int number, Li
     });
 }
 
-bool ReplaceInFile(const std::string& path, const std::string& placeholder,
-                   const std::string& value) {
+Rewrite ReplaceInFile(const std::string& path, const std::string& placeholder,
+                      const std::string& value) {
     const std::string replacement = value.substr(0, LongestValue);
     return RewriteFile(path, ReadOnlyFile::MadeWritable, [&](LineReader& lines, TextWriter& copy) {
         ForEachLine(lines, [&](std::string_view line, int) {

@@ -6,12 +6,12 @@
 
 namespace setupactions {
 
-// A text cut at every square bracket. A line matches when each of the
-// fragments stands somewhere in it, in any order and any letter case (of the
-// letters A to Z). A pattern without fragments matches every line.
+// A text cut at every square bracket, unless that is half of a character. A line matches when each
+// of the fragments stands somewhere in it, in any order and any letter case (of the letters A to
+// Z). A pattern without fragments matches every line.
 class LinePattern {
 public:
-    explicit LinePattern(std::string_view pattern);
+    explicit LinePattern(const std::string& pattern);
     bool Matches(std::string_view line);
 
 private:
@@ -29,41 +29,50 @@ struct LineSearch {
 
 // The first line that matches the pattern. A file that cannot be read to the
 // line counts as one that cannot be opened.
-LineSearch FindLine(const std::string& path, std::string_view pattern);
+LineSearch FindLine(const std::string& path, const std::string& pattern,
+                    EndMark endMark = EndMark::Text);
 
 // The line of this number.
-LineSearch ReadLine(const std::string& path, int number);
+LineSearch ReadLine(const std::string& path, int number, EndMark endMark = EndMark::Text);
+
+// What came of rewriting a file.
+struct Rewrite {
+    bool done = false;
+    // When the copy failed: the temporary file, and the system's error.
+    std::string temporary = {};
+    DWORD error = ERROR_SUCCESS;
+};
 
 // Every function below writes the file's new text to a temporary file, copies
 // that over the file and deletes it. When the new text cannot be completed the
 // file is not touched; when the copy fails the temporary file stays, in the
-// folder for such files, as "~qx*.tmp". Result: true when the file was
-// rewritten and the temporary file is gone.
+// folder for such files, as "~qx*.tmp". A hidden or system file stays one.
 //
 // The lines that are counted here are shorter than those that FindLine counts:
 // the numbers agree while no line is longer than 510 characters.
 
 enum class BlockPosition { Before, After };
 
-// Writes all lines of the block file before or after the line; number 0 puts
-// them at the file's end, after a line break. Fails on a read-only file.
-bool InsertBlock(const std::string& path, const std::string& blockPath, int number,
-                 BlockPosition position);
+// Writes all lines of the block file, up to an end-of-file mark, before or
+// after the line; number 0 puts them at the file's end, after a line break.
+// Fails on a read-only file.
+Rewrite InsertBlock(const std::string& path, const std::string& blockPath, int number,
+                    BlockPosition position);
 
 // Drops the lines from first through last. Makes a read-only file writable.
-bool DeleteLines(const std::string& path, int first, int last);
+Rewrite DeleteLines(const std::string& path, int first, int last);
 
 // What becomes of the line of the number given: a new line stands before it,
 // after it, in its place, or it goes and nothing comes.
 enum class LineEdit { Before = 0, After = 1, Replace = 4, Drop };
 
-// Edits one line of the file; number 0 appends the text between two line
-// breaks. Fails on a read-only file.
-bool InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit);
+// Edits one line of the file; a text of several lines has "\n" between them.
+// Number 0 appends the text between two line breaks. Fails on a read-only file.
+Rewrite InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit);
 
 // Replaces the first occurrence of the placeholder in every line by the first
 // 512 characters of the value. Makes a read-only file writable.
-bool ReplaceInFile(const std::string& path, const std::string& placeholder,
-                   const std::string& value);
+Rewrite ReplaceInFile(const std::string& path, const std::string& placeholder,
+                      const std::string& value);
 
 } // namespace setupactions

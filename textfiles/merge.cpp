@@ -2,7 +2,6 @@
 // taking it out again.
 #include "frame/action.h"
 #include "textfiles/action_log.h"
-#include "textfiles/line_file.h"
 
 using namespace setupactions;
 
@@ -18,10 +17,10 @@ struct Signature {
 };
 
 bool ReadSignature(const std::string& block, Signature& signature) {
-    const LineSearch counted = FindLine(block, NoSuchLine);
+    const LineSearch counted = FindLine(block, NoSuchLine, EndMark::Ends);
     if (counted.result != LineResult::NotFound)
         return false;
-    signature = {ReadLine(block, 1), ReadLine(block, counted.number)};
+    signature = {ReadLine(block, 1, EndMark::Ends), ReadLine(block, counted.number, EndMark::Ends)};
     return signature.first.result == LineResult::Found &&
            signature.last.result == LineResult::Found;
 }
@@ -39,8 +38,9 @@ EXPORTED_ACTION(MsiMergeFiles) {
 
     const int number = FindLineLogged(session, target, point);
     if (number != 0)
-        InsertBlock(target, block, number,
-                    position == "0" ? BlockPosition::Before : BlockPosition::After);
+        LogUncopied(session, target,
+                    InsertBlock(target, block, number,
+                                position == "0" ? BlockPosition::Before : BlockPosition::After));
     return ERROR_SUCCESS;
 }
 
@@ -74,6 +74,6 @@ EXPORTED_ACTION(MsiUnMergeFiles) {
     }
     LogMessage(session, Format("Deleting line %d through line %d in \"%s\"", first.number,
                                last.number, target.c_str()));
-    DeleteLines(target, first.number, last.number);
+    LogUncopied(session, target, DeleteLines(target, first.number, last.number));
     return ERROR_SUCCESS;
 }

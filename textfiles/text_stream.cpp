@@ -8,13 +8,14 @@ namespace setupactions {
 namespace {
 
 const size_t BufferSize = 0x10000;
+const char EndOfFile = '\x1A';
 
 } // namespace
 
-LineReader::LineReader(const std::string& path, size_t readSize)
+LineReader::LineReader(const std::string& path, size_t readSize, EndMark endMark)
     : file_(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
                         FILE_ATTRIBUTE_NORMAL, nullptr)),
-      limit_(readSize - 1), buffer_(BufferSize) {}
+      limit_(readSize - 1), endMark_(endMark), buffer_(BufferSize) {}
 
 bool LineReader::Next(std::string_view& line) {
     // The longest line takes one byte more in the file when it ends in "\r\n".
@@ -48,7 +49,11 @@ void LineReader::Fill() {
         DWORD count = 0;
         failed_ = !ReadFile(file_.Get(), &buffer_[end_], static_cast<DWORD>(buffer_.size() - end_),
                             &count, nullptr);
-        atEnd_ = failed_ || count == 0;
+        const void* const mark =
+            endMark_ == EndMark::Ends ? std::memchr(&buffer_[end_], EndOfFile, count) : nullptr;
+        if (mark != nullptr)
+            count = static_cast<DWORD>(static_cast<const char*>(mark) - &buffer_[end_]);
+        atEnd_ = failed_ || count == 0 || mark != nullptr;
         end_ += count;
     }
 }

@@ -1,5 +1,5 @@
 // Text files as text streams: "\r\n" is read as "\n" and "\n" written as
-// "\r\n". All other bytes are kept, zeros and end-of-file marks (0x1A) too.
+// "\r\n". All other bytes are kept, zeros too.
 #pragma once
 
 #include "frame/handles.h"
@@ -10,13 +10,17 @@
 
 namespace setupactions {
 
+// What an end-of-file mark (0x1A) is: part of a text that is copied whole, or
+// the end of what is read.
+enum class EndMark { Text, Ends };
+
 // Reads a file line by line. Nobody else may write to it while it is open.
 class LineReader {
 public:
     // readSize is that of the buffer which one read would fill, terminator
     // included: a line of more than readSize - 1 characters, its line break
     // counted as one, comes in pieces that count as lines of their own.
-    LineReader(const std::string& path, size_t readSize);
+    LineReader(const std::string& path, size_t readSize, EndMark endMark = EndMark::Text);
 
     bool IsOpen() const { return static_cast<bool>(file_); }
 
@@ -32,6 +36,7 @@ private:
 
     FileHandle file_;
     size_t limit_; // characters of the longest line
+    EndMark endMark_;
     std::vector<char> buffer_;
     size_t start_ = 0; // what lies in the buffer and was not handed out yet
     size_t end_ = 0;
