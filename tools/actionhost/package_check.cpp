@@ -2,6 +2,7 @@
 
 #include "frame/session.h"
 #include "tools/actionhost/catalogue.h"
+#include "tools/actionhost/order_check.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,11 +16,9 @@ namespace {
 
 const char KitBinary[] = "setupactions";
 
-// A custom action's type: what it is in the low bits, how it runs in the others.
+// Of a custom action's type.
 const int BasicType = 0x3F;
-const int DllInBinary = 1;
 const int SetProperty = 51;
-const int InScript = 0x400;
 const int NoImpersonate = 0x800;
 
 // Letters; what is farther away is another name. The installer's own actions
@@ -56,9 +55,6 @@ const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
     return nearest;
 }
 
-bool IsDllRow(const CustomActionRow& row) { return (row.type & BasicType) == DllInBinary; }
-bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
-
 std::set<std::string> LibraryBinaries(const PackageRows& package) {
     std::set<std::string> binaries = {KitBinary};
     for (const CustomActionRow& row : package.customActions)
@@ -70,7 +66,7 @@ std::set<std::string> LibraryBinaries(const PackageRows& package) {
 // The row's place in the execute sequence; 0 when it is not scheduled there.
 int SequenceOf(const PackageRows& package, const std::string& id) {
     const auto found = package.executeSequence.find(id);
-    return found == package.executeSequence.end() ? 0 : found->second;
+    return found == package.executeSequence.end() ? 0 : found->second.number;
 }
 
 // The Id that a line of the action data list asks for.
@@ -186,8 +182,8 @@ std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
 
 // Rows of a sequence that mean an action of the library, but no CustomAction row:
 // the installer passes over them without a word.
-void CheckSequence(const PackageRows& package, const char* table,
-                   const std::map<std::string, int>& sequence, std::vector<std::string>& findings) {
+void CheckSequence(const PackageRows& package, const char* table, const Sequence& sequence,
+                   std::vector<std::string>& findings) {
     std::set<std::string> ids;
     for (const CustomActionRow& row : package.customActions)
         ids.insert(row.id);
@@ -298,6 +294,8 @@ CheckResult CheckPackage(const PackageRows& package) {
     }
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
+    CheckOrder(package, library, result.findings);
+    result.remark = RightsRemark(package, library);
     CheckTables(package, result.findings);
     CheckComponents(package, result.findings);
     CheckVirtualDirs(package, result.findings);
