@@ -2,6 +2,7 @@
 
 #include "frame/session.h"
 #include "tools/actionhost/catalogue.h"
+#include "tools/actionhost/package_check.h"
 
 #include <algorithm>
 #include <cctype>
@@ -160,12 +161,6 @@ std::vector<Step> StepsOf(const PackageRows& package, const std::set<std::string
             steps.push_back(step);
     }
     return steps;
-}
-
-std::string Lower(std::string text) {
-    for (char& letter : text)
-        letter = static_cast<char>(std::tolower(static_cast<unsigned char>(letter)));
-    return text;
 }
 
 // Blanks make no difference, but for those around a word.

@@ -16,10 +16,7 @@ namespace {
 
 const char KitBinary[] = "setupactions";
 
-// Of a custom action's type.
-const int BasicType = 0x3F;
-const int SetProperty = 51;
-const int NoImpersonate = 0x800;
+const int NoImpersonate = 0x800; // of a custom action's type
 
 // Letters; what is farther away is another name. The installer's own actions
 // have names like the library's (StartServices), so that a sequence's rows are
@@ -33,13 +30,6 @@ const CatalogueRow* FindAction(const std::string& name) {
     const auto* found = std::find_if(std::begin(Catalogue), std::end(Catalogue),
                                      [&](const CatalogueRow& row) { return name == row.name; });
     return found == std::end(Catalogue) ? nullptr : found;
-}
-
-std::string Lower(std::string text) {
-    for (char& letter : text)
-        if (letter >= 'A' && letter <= 'Z')
-            letter = static_cast<char>(letter - 'A' + 'a');
-    return text;
 }
 
 const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
@@ -91,7 +81,7 @@ bool RunsBefore(const PackageRows& package, int sequence, const Matches& matches
 // What keeps a scheduled deferred action from getting its data; empty: nothing.
 std::string DataFault(const PackageRows& package, const CustomActionRow& row) {
     const auto setsOwnProperty = [&](const CustomActionRow& other) {
-        return (other.type & BasicType) == SetProperty && other.source == row.id;
+        return IsPropertyRow(other) && other.source == row.id;
     };
     const int sequence = SequenceOf(package, row.id);
     if (package.properties.count(row.id) > 0 || RunsBefore(package, sequence, setsOwnProperty))
@@ -245,6 +235,13 @@ void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& find
 }
 
 } // namespace
+
+std::string Lower(std::string text) {
+    for (char& letter : text)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    return text;
+}
 
 size_t EditDistance(const std::string& one, const std::string& other) {
     std::vector<size_t> row(other.size() + 1);

@@ -25,4 +25,7 @@ CheckResult CheckPackage(const PackageRows& package);
 // the other.
 size_t EditDistance(const std::string& one, const std::string& other);
 
+// The text with small letters for A to Z.
+std::string Lower(std::string text);
+
 } // namespace actionhost

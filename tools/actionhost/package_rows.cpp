@@ -14,6 +14,7 @@ namespace {
 // A custom action's type: what it is in the low bits, how it runs in the others.
 const int BasicType = 0x3F;
 const int DllInBinary = 1;
+const int SetProperty = 51;
 const int InScript = 0x400;
 const int OnRollback = 0x100;
 
@@ -63,6 +64,7 @@ bool HasColumn(const PackageRows& package, const char* table, const char* column
 }
 
 bool IsDllRow(const CustomActionRow& row) { return (row.type & BasicType) == DllInBinary; }
+bool IsPropertyRow(const CustomActionRow& row) { return (row.type & BasicType) == SetProperty; }
 bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
 bool IsRollbackRow(const CustomActionRow& row) {
     return IsDeferredRow(row) && (row.type & OnRollback) != 0;

@@ -24,6 +24,7 @@ struct CustomActionRow {
 
 // What a custom action's type says.
 bool IsDllRow(const CustomActionRow& row);
+bool IsPropertyRow(const CustomActionRow& row); // sets a property
 bool IsDeferredRow(const CustomActionRow& row);
 bool IsRollbackRow(const CustomActionRow& row);
 
