@@ -75,7 +75,7 @@ const OrderRule OrderRules[] = {
     {"MsiCreateWebPartInstallBatchFile", Place::Before, "MsiRunCmdlineSilent",
      "the batch file would not run"},
     {"MsiCreateWebPartUnInstallBatchFile", Place::Before, "MsiRunCmdlineSilent",
-     "the batch file would not run, and the web part would stay"},
+     "that one must run on removal, too, or the web part stays"},
     {"MsiCheckStsadmLogFile", Place::After, "MsiRunCmdlineSilent", "it reads that one's log"},
     {"AddIPService", Place::After, "InstallFinalize", "no rollback takes its lines back"},
     {"CommitWindowsSettings", Place::After, "InstallFinalize",
