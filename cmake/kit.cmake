@@ -1,6 +1,7 @@
 # Makes the authoring kit: cmake -D SOURCES=FOLDER -D KIT=FOLDER -P kit.cmake
 # Copies package/kit of the sources into KIT and writes setupactions.wxi there
-# from the catalogue, the list of action data and the usual schedule.
+# from the catalogue, the list of action data and the usual schedule, and
+# secure-properties.txt from the list of properties.
 cmake_minimum_required(VERSION 3.21)
 
 # An immediate row, or with a third word (deferred, rollback) an elevated one of
@@ -48,15 +49,17 @@ endforeach()
 # The usual schedule: what a task needs, when the package wants the task.
 file(STRINGS ${SOURCES}/exports/schedule.txt schedule REGEX "^[^#]")
 set(sequence "")
+set(uiSequence "")
 set(lastTask "")
 foreach(line IN LISTS schedule)
-    if(NOT line MATCHES "^([A-Za-z]+) +([A-Za-z0-9_.]+) +([0-9]+) *(.*)$")
+    if(NOT line MATCHES "^([A-Za-z]+) +([A-Za-z0-9_.]+) +([0-9]+),?([0-9]*) *(.*)$")
         message(FATAL_ERROR "exports/schedule.txt: not a row: ${line}")
     endif()
     set(task ${CMAKE_MATCH_1})
     set(id ${CMAKE_MATCH_2})
-    set(custom "<Custom Action=\"${id}\" Sequence=\"${CMAKE_MATCH_3}\"")
-    set(condition "${CMAKE_MATCH_4}")
+    set(number ${CMAKE_MATCH_3})
+    set(uiNumber "${CMAKE_MATCH_4}")
+    set(condition "${CMAKE_MATCH_5}")
     if(id MATCHES "^Set(.+)Rollback$")
         string(APPEND rows "  <CustomAction Id=\"${id}\" Property=\"${CMAKE_MATCH_1}Rollback\" Value=\"[${CMAKE_MATCH_1}]\" />\n")
     elseif(id MATCHES "^(.+)Rollback$")
@@ -64,11 +67,18 @@ foreach(line IN LISTS schedule)
         row(${id} ${CMAKE_MATCH_1} rollback)
     endif()
     if(condition STREQUAL "")
-        string(APPEND custom " />")
+        set(end " />")
     else()
         string(REPLACE "<" "&lt;" condition "${condition}")
         string(REPLACE ">" "&gt;" condition "${condition}")
-        string(APPEND custom ">${condition}</Custom>")
+        string(REPLACE "$C" "$(var.Dollar)$(var.Schedule${task})" condition "${condition}")
+        string(REPLACE "?C" "?$(var.Schedule${task})" condition "${condition}")
+        set(end ">${condition}</Custom>")
+    endif()
+    if(NOT uiNumber STREQUAL "")
+        string(APPEND uiSequence "  <?ifdef var.Schedule${task}?>
+    <Custom Action=\"${id}\" Sequence=\"${uiNumber}\"${end}
+  <?endif?>\n")
     endif()
     if(NOT task STREQUAL lastTask)
         if(NOT lastTask STREQUAL "")
@@ -77,7 +87,7 @@ foreach(line IN LISTS schedule)
         string(APPEND sequence "  <?ifdef var.Schedule${task}?>\n")
         set(lastTask ${task})
     endif()
-    string(APPEND sequence "    ${custom}\n")
+    string(APPEND sequence "    <Custom Action=\"${id}\" Sequence=\"${number}\"${end}\n")
 endforeach()
 string(APPEND sequence "  <?endif?>\n")
 
@@ -89,17 +99,27 @@ foreach(line IN LISTS actionData)
     endif()
 endforeach()
 
+# What import-tables adds to SecureCustomProperties, which WiX lets nobody write.
+file(STRINGS ${SOURCES}/exports/properties.inc secure REGEX "^SECURE_PROPERTY\\(")
+list(TRANSFORM secure REPLACE "^SECURE_PROPERTY\\(\"([^\"]+)\".*" "\\1\n")
+string(JOIN "" secure ${secure})
+
 file(COPY ${SOURCES}/package/kit/ DESTINATION ${KIT})
+file(WRITE ${KIT}/secure-properties.txt "${secure}")
 file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
 <!-- Made from the library's lists: the DLL, a row for each action, and the usual
      schedule of the tasks that the package names before it includes this. -->
 <Include xmlns=\"http://schemas.microsoft.com/wix/2006/wi\">
+  <!-- A dollar sign before a variable: wixl and WiX escape it differently. -->
+  <?define Dollar = \"$\" ?>
   <Binary Id=\"setupactions\" SourceFile=\"setupactions.dll\" />
 
 ${rows}
   <?ifdef var.ScheduleWebTables?>
 ${properties}  <?endif?>
 
+  <InstallUISequence>
+${uiSequence}  </InstallUISequence>
   <InstallExecuteSequence>
 ${sequence}  </InstallExecuteSequence>
 </Include>

@@ -6,7 +6,8 @@ SAMPLE_INSTALLED='Program Files/Setupactions Sample'
 # plant_sample_machine MACHINE: what other programs had there before.
 plant_sample_machine() {
     local drive=$1/drive_c
-    mkdir -p "$drive"/{host,olddata,older/info,aspnet}
+    mkdir -p "$drive"/{host,olddata,older/info,aspnet,portal/bin}
+    cp "$REPO/build/x86/stand_in.exe" "$drive/portal/bin/stsadm.exe"
     echo "entered earlier" >"$drive/olddata/sample.mdb"
     echo "of the older release" >"$drive/older/info/about.txt"
     cp "$SAMPLE_SOURCES/textfiles/host.conf" "$drive/host/"

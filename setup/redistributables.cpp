@@ -118,9 +118,14 @@ EXPORTED_ACTION(InstallRedist) {
     return RunPrepared(session, commandLine);
 }
 
-// Scheduled where properties can be read, after the documents are installed.
-// Runs the command line in ADD_LUMO_DOCS_COMMAND; without one, as in every
-// deferred run, it does nothing.
+// Scheduled after the documents are installed: immediate it runs the command line
+// in ADD_LUMO_DOCS_COMMAND, deferred under that name the one of its action data;
+// without one it does nothing. Partner: PublishDemoHelper, which sets the property.
 EXPORTED_ACTION(AddLumo) {
-    return RunPrepared(session, PropertyText(session, WebDocumentsCommand));
+    std::string commandLine;
+    if (IsDeferred(session))
+        GetDeferredData(session, commandLine);
+    else
+        commandLine = PropertyText(session, WebDocumentsCommand);
+    return RunPrepared(session, commandLine);
 }

@@ -34,9 +34,37 @@ check "no two rows of the kit share an Id" \
     [ -z "$(sed -nE 's/.*<CustomAction Id="([^"]+)".*/\1/p' "$kit/setupactions.wxi" | sort | uniq -d)" ]
 ids() { sed -nE 's/.*<CustomAction Id="([^"]+)" .*/\1/p' "$kit/setupactions.wxi" | sort; }
 schedule() { grep -v '^#' "$REPO/exports/schedule.txt" | awk -v column="$1" '{ print $column }' | sort; }
-check "the kit schedules each of its rows once, but one" \
-    same <(schedule 2) <(ids | grep -vx CommitWindowsSettingsImmediate)
+check "the kit schedules each of its rows once, but those for other times" \
+    same <(schedule 2) <(ids | grep -vx -e AddLumoImmediate -e BrowseForVXInstaller -e CommitWindowsSettings)
 check "no two actions have the same number" [ -z "$(schedule 3 | uniq -d)" ]
+told_components() { sed -nE 's/^\| `Schedule(\w+)` \|.*\| the component .*/\1/p' "$kit/README.md" | sort; }
+check "the tasks that want a component say so" same <(told_components) <(grep -v '^#' "$REPO/exports/schedule.txt" | grep '[$]C' | awk '{ print $1 }' | sort -u)
+
+# Every public name in a source that reads properties is in the list of those that
+# the actions read, or is none that they read: a feature, a value, one only set.
+unread='APS|CCM|CMS|COMSDK|MSDE|QRPE|EXPAND|TRUE|URL|SI_HAS_PROMPT|INSTALLSTATE_\w+|\w+SVC|D091AB6861C27274A831EF6925253B94'
+unread+='|ALLUSERS|ASPDOTNET_\w+|CURRENT_SQL_SERVICE|DATABASEDSN_EXISTS|FOUNDUPGRADE|FRONTPAGEPATH\..*|HASWEBSERVER|IEVERSION'
+unread+='|INPUT_MSDE_PASSWORD|JAVA_HOME|MSOLAPVERSION|MSSQL\..*|NSPLUGINPATH|NT_(USER|PASSWORD)|SQL_AUTHENTICATION_INSTALLED'
+unread+='|SQL_(CONTINUE|VALIDATED|VX8_NONEXIST)|VALIDCOMPUTERNAME|VX_MSDE_CONFLICT'
+read_properties() {
+    grep -rlE '(PropertyText|GetPropertyString|LoggedProperty|MsiGetPropertyA|AddProperty|MsiEvaluateConditionA)\(' \
+        --include='*.cpp' "$REPO"/{frame,services,web,detect,textfiles,setup} | xargs cat | sed 's://.*::' |
+        grep -oE '"[A-Z][A-Z0-9_]+(\.[0-9A-F_]{36})?"' | tr -d '"' | sort -u | grep -vxE "$unread"
+}
+properties=$REPO/exports/properties.inc
+check "the properties that actions read are listed" same <(read_properties) \
+    <(sed -nE 's/^(SECURE|SERVER)_PROPERTY\("([^"]+)".*/\2/p' "$properties" | sort)
+# told_by_readers NAME ACTION ...: each action's description names the property.
+told_by_readers() {
+    local name=$1 action
+    shift
+    for action; do
+        sed -n "/^## $action$/,/^## /p" "$REPO"/docs/actions/*.md | grep -qE "\b${name%%.*}\b" || return 1
+    done
+}
+sed -nE 's/^SECURE_PROPERTY\("([^"]+)", "([^"]+)"\)/\1 \2/p' "$properties" >"$work/readers"
+told() { local line; while read -r line; do told_by_readers $line || { echo "not told: $line"; return 1; }; done <"$1"; }
+check "and told where their readers are described" told "$work/readers"
 tasks() { awk '!/^#/ { sub(/\..*/, ".…", $2); print $1, $2 }' "$REPO/exports/schedule.txt" | sort; }
 told_tasks() {
     sed -nE 's/^\| `Schedule(\w+)` \| ([^|]*) \|.*/\1 \2/p' "$kit/README.md" | tr -d '`,' |

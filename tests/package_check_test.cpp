@@ -6,6 +6,7 @@ using namespace actionhost;
 using testing::AllOf;
 using testing::Contains;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
 
@@ -20,16 +21,17 @@ const char InstallMdac[] = "InstallMDAC.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 struct Scheduled {
     CustomActionRow row;
     int sequence; // 0: not scheduled
+    const char* condition = "";
 };
 
 PackageRows PackageWith(const std::vector<Scheduled>& actions) {
     PackageRows package;
     package.binaries = {"setupactions", "other"};
-    package.executeSequence = {{"InstallInitialize", 500}, {"InstallFinalize", 6600}};
+    package.executeSequence = {{"InstallInitialize", {500, ""}}, {"InstallFinalize", {6600, ""}}};
     for (const Scheduled& action : actions) {
         package.customActions.push_back(action.row);
         if (action.sequence != 0)
-            package.executeSequence[action.row.id] = action.sequence;
+            package.executeSequence[action.row.id] = {action.sequence, action.condition};
     }
     return package;
 }
@@ -63,8 +65,9 @@ TEST(PackageCheck, JudgesRowsOneByOne) {
         {{"X", Deferred, "setupactions", "StopAPSService"}, ""},
         {{"X", Deferred + 0x100, "setupactions", "StopAPSService"}, ""}, // as a rollback
         {{"X", 1 + 0x400, "setupactions", "StopAPSService"}, "add 2048 to Type"},
-        {{"X", Immediate, "setupactions", "CommitWindowsSettings"}, ""},
-        {{"X", Deferred, "setupactions", "CommitWindowsSettings"}, ""},
+        {{"X", Immediate, "setupactions", "AddLumo"}, ""},
+        {{"X", Deferred, "setupactions", "CommitWindowsSettings"},
+         "must come after InstallFinalize"},
         {{"X", Immediate, "other", "GetPdi"}, ""},                       // another library's entry
         {{"X", 2, "setupactions", "GetPdi"}, ""},                        // a program, no DLL
         {{"X", 17, "setupactions", "GetPdi"}, ""},                       // a DLL of the File table
@@ -143,13 +146,69 @@ TEST(PackageCheck, FollowsActionDataToItsSource) {
     EXPECT_THAT(CheckPackage(package).findings, IsEmpty()) << "a row of the Property table";
 }
 
+// The faults that a package made of the kit can have are put into one by the kit's
+// test; here is what its schedule does not show.
+TEST(PackageCheck, WeighsPlaceAndCondition) {
+    const auto calls = [](const char* entry, int sequence, const char* condition = "",
+                          const char* id = nullptr, int type = Immediate) {
+        return Scheduled{
+            {id == nullptr ? entry : id, type, "setupactions", entry}, sequence, condition};
+    };
+    const int rollback = Deferred + 0x100;
+    const struct {
+        const char* title;
+        std::vector<Scheduled> actions;
+        const char* finding;
+    } cases[] = {
+        {"the partner is not scheduled",
+         {calls("MsiPrepWebConfigFile", 6640, "$Pages=3"), calls("MsiMergeFiles", 0)},
+         ""},
+        {"one of two partners comes after it",
+         {calls("MsiPrepWebConfigFile", 6635, "$Pages=3"), calls("MsiMergeFiles", 6630, "$Pages=3"),
+          calls("MsiMergeFiles", 6640, "$Pages=3", "Second")},
+         ""},
+        {"a rollback row is no partner",
+         {calls("StartAPSService", 1000, "", "StartRollback", rollback),
+          calls("StopAPSService", 1100, "", nullptr, Deferred),
+          calls("StartAPSService", 1050, "", nullptr, Deferred)},
+         "StopAPSService must come before StartAPSService (1050)"},
+        {"a removal of its own",
+         {calls("MsiCreateWebPartUnInstallBatchFile", 6640, "REMOVE=\"ALL\""),
+          calls("MsiRunCmdlineSilent", 6642, "NOT Installed"),
+          calls("MsiRunCmdlineSilent", 6641, "REMOVE=\"ALL\"", "Removal")},
+         ""},
+        {"other blanks and letters", {calls("SetODBCPath", 1260, "not  INSTALLED")}, ""},
+        {"an alternative", {calls("RemoveIPService", 6659, "REMOVE = \"ALL\" OR $Pages=2")}, ""},
+        {"none", {calls("RemoveIPService", 6659, "REMOVE = \"ALL\"")}, "take REMOVE=\"ALL\" out"},
+        {"in quotes", {calls("GetPid", 1000, "A=\"$b\" AND ?Pages=3")}, ""},
+        {"no component", {calls("GetPid", 1000, "?pages=3")}, "names pages, which is no component"},
+    };
+    for (const auto& row : cases) {
+        PackageRows package = PackageWith(row.actions);
+        package.components = {"Pages"};
+        package.properties["SecureCustomProperties"] = "SPSBINDIR;SPSNAME";
+        const auto findings = CheckPackage(package).findings;
+        if (*row.finding == '\0')
+            EXPECT_THAT(findings, IsEmpty()) << row.title;
+        else
+            EXPECT_THAT(findings, ElementsAre(HasSubstr(row.finding))) << row.title;
+    }
+
+    PackageRows package = PackageWith({calls("AddIPService", 6660), calls("GetPid", 6661),
+                                       calls("AddLumo", 6662, "", "Documents")});
+    package.properties["SecureCustomProperties"] = "OWN;ADD_LUMO_DOCS_COMMAND";
+    const CheckResult result = CheckPackage(package);
+    EXPECT_THAT(result.findings, ElementsAre(HasSubstr("take ADD_LUMO_DOCS_COMMAND out")));
+    EXPECT_THAT(result.remark, EndsWith("started elevated: AddIPService, Documents"));
+}
+
 TEST(PackageCheck, MissesTheRowThatASequenceNames) {
     PackageRows package = PackageWith({{{"GetPid", Immediate, "setupactions", "GetPid"}, 1000},
                                        {{"GetPdi", Immediate, "other", "Own"}, 1001}});
-    package.executeSequence["GetPi"] = 1002;
-    package.executeSequence["StopAPSService"] = 1003;
-    package.executeSequence["StopServices"] = 1900; // the installer's own
-    package.uiSequence["getpid"] = 100;
+    package.executeSequence["GetPi"] = {1002, ""};
+    package.executeSequence["StopAPSService"] = {1003, ""};
+    package.executeSequence["StopServices"] = {1900, ""}; // the installer's own
+    package.uiSequence["getpid"] = {100, ""};
     EXPECT_THAT(CheckPackage(package).findings,
                 ElementsAre(AllOf(HasSubstr("InstallExecuteSequence GetPi: "),
                                   HasSubstr("did you mean GetPid?")),

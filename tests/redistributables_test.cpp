@@ -230,4 +230,8 @@ TEST_F(RedistributablesTest, PreparedCommandLinesRunAndNothingElseDoes) {
         EXPECT_EQ(messages.back().text, "1: 2 2: 4500000 3: 0 ");
         processes.started.clear();
     }
+    // Deferred, where that property cannot be read.
+    MakeDeferred("documents.exe");
+    EXPECT_THAT(sent.Of(AddLumo, session),
+                ElementsAre("RunRedistProgram(documents.exe). failed: 2"));
 }

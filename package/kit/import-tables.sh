@@ -3,8 +3,9 @@
 # A TABLE is added without rows, unless the package has it. A FILE.idt (a copy of
 # one in tables/ with rows added) is added with its rows and replaces the table
 # that the package has. Without names: every table in tables/, without rows.
-# The library's rows whose Ids end in Rollback, which wixl writes as immediate
-# ones, are made rollback actions. Needs msibuild and msiinfo (msitools).
+# The properties of secure-properties.txt are added to SecureCustomProperties. The
+# library's rows whose Ids end in Rollback, which wixl writes as immediate ones,
+# are made rollback actions. Needs msibuild and msiinfo (msitools).
 set -euo pipefail
 
 refuse() { echo "import-tables: $*" >&2; exit 1; }
@@ -23,7 +24,8 @@ check_rows() {
 [ $# -ge 1 ] || { echo "usage: import-tables.sh PACKAGE.msi [TABLE | FILE.idt ...]" >&2; exit 2; }
 package=$1
 shift
-folder=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)/tables
+kit=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+folder=$kit/tables
 [ -f "$package" ] || refuse "no package $package"
 if [ $# = 0 ]; then
     for file in "$folder"/*.idt; do set -- "$@" "$(basename "$file" .idt)"; done
@@ -51,6 +53,13 @@ for name in "$@"; do
         ;;
     esac
 done
+secure=$(msiinfo export "$package" Property | tr -d '\r' | awk -F '\t' '$1 == "SecureCustomProperties" { print $2 }')
+all=$(printf '%s\n' ${secure//;/ } "$(cat "$kit/secure-properties.txt")" | awk '!seen[$0]++' | paste -sd ';')
+if [ "$all" != "$secure" ]; then
+    msibuild "$package" -q "DELETE FROM \`Property\` WHERE \`Property\` = 'SecureCustomProperties'"
+    msibuild "$package" -q "INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('SecureCustomProperties', '$all')"
+    echo "SecureCustomProperties: names what the actions read"
+fi
 msiinfo export "$package" CustomAction 2>/dev/null | tr -d '\r' |
     awk -F '\t' '$1 ~ /Rollback$/ && $2 == 2049 && $3 == "setupactions" { print $1 }' |
     while read -r action; do

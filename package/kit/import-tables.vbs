@@ -3,10 +3,11 @@
 ' A TABLE is added without rows, unless the package has it. A FILE.idt (a copy of
 ' one in tables\ with rows added) is added with its rows and replaces the table
 ' that the package has. Without names: every table in tables\, without rows.
+' The properties of secure-properties.txt are added to SecureCustomProperties.
 Option Explicit
 Const OpenTransacted = 1
 
-Dim files, arguments, folder, names, installer, database, number, file
+Dim files, arguments, kit, folder, names, installer, database, number, file
 Set files = CreateObject("Scripting.FileSystemObject")
 Set arguments = WScript.Arguments
 If arguments.Count = 0 Then
@@ -14,7 +15,8 @@ If arguments.Count = 0 Then
     WScript.Quit 2
 End If
 If Not files.FileExists(arguments(0)) Then Refuse "no package " & arguments(0)
-folder = files.BuildPath(files.GetParentFolderName(WScript.ScriptFullName), "tables")
+kit = files.GetParentFolderName(WScript.ScriptFullName)
+folder = files.BuildPath(kit, "tables")
 
 ReDim names(0)
 For number = 1 To arguments.Count - 1
@@ -47,7 +49,35 @@ For number = 1 To UBound(names)
         WScript.Echo names(number) & ": added"
     End If
 Next
+SecureProperties
 database.Commit
+
+Sub SecureProperties
+    Dim view, row, secure, before, name
+    Set view = database.OpenView("SELECT `Value` FROM `Property` WHERE `Property` = 'SecureCustomProperties'")
+    view.Execute
+    Set row = view.Fetch
+    If Not row Is Nothing Then secure = row.StringData(1)
+    view.Close
+    before = secure
+    For Each name In Split(Replace(files.OpenTextFile(files.BuildPath(kit, "secure-properties.txt")).ReadAll, vbCr, ""), vbLf)
+        If Len(name) > 0 And InStr(";" & secure & ";", ";" & name & ";") = 0 Then
+            If Len(secure) > 0 Then secure = secure & ";"
+            secure = secure & name
+        End If
+    Next
+    If secure = before Then Exit Sub
+    Change "DELETE FROM `Property` WHERE `Property` = 'SecureCustomProperties'"
+    Change "INSERT INTO `Property` (`Property`, `Value`) VALUES ('SecureCustomProperties', '" & secure & "')"
+    WScript.Echo "SecureCustomProperties: names what the actions read"
+End Sub
+
+Sub Change(query)
+    Dim view
+    Set view = database.OpenView(query)
+    view.Execute
+    view.Close
+End Sub
 
 Function IsFile(name)
     IsFile = LCase(Right(name, 4)) = ".idt"

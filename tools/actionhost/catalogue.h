@@ -1,4 +1,5 @@
-// The catalogue of all actions as data, and which of them work from action data.
+// The catalogue of all actions as data, which of them work from action data, and the
+// public properties that they read.
 #pragma once
 
 namespace actionhost {
@@ -23,6 +24,30 @@ inline const ActionDataRow ActionData[] = {
 #define ACTION_DATA(Action, Id, Source) {#Action, Id, #Source},
 #include "exports/action_data.inc"
 #undef ACTION_DATA
+};
+
+struct SecurePropertyRow {
+    const char* name;
+    const char* actions; // that read it, between blanks
+};
+inline const SecurePropertyRow SecurePropertyRows[] = {
+#define SECURE_PROPERTY(Name, Actions) {Name, Actions},
+#define SERVER_PROPERTY(Name, Why)
+#include "exports/properties.inc"
+#undef SECURE_PROPERTY
+#undef SERVER_PROPERTY
+};
+
+struct ServerPropertyRow {
+    const char* name;
+    const char* why; // no client may set it
+};
+inline const ServerPropertyRow ServerPropertyRows[] = {
+#define SECURE_PROPERTY(Name, Actions)
+#define SERVER_PROPERTY(Name, Why) {Name, Why},
+#include "exports/properties.inc"
+#undef SECURE_PROPERTY
+#undef SERVER_PROPERTY
 };
 
 } // namespace actionhost

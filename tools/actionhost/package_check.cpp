@@ -2,6 +2,7 @@
 
 #include "frame/session.h"
 #include "tools/actionhost/catalogue.h"
+#include "tools/actionhost/order_check.h"
 
 #include <algorithm>
 #include <cstring>
@@ -15,12 +16,7 @@ namespace {
 
 const char KitBinary[] = "setupactions";
 
-// A custom action's type: what it is in the low bits, how it runs in the others.
-const int BasicType = 0x3F;
-const int DllInBinary = 1;
-const int SetProperty = 51;
-const int InScript = 0x400;
-const int NoImpersonate = 0x800;
+const int NoImpersonate = 0x800; // of a custom action's type
 
 // Letters; what is farther away is another name. The installer's own actions
 // have names like the library's (StartServices), so that a sequence's rows are
@@ -36,13 +32,6 @@ const CatalogueRow* FindAction(const std::string& name) {
     return found == std::end(Catalogue) ? nullptr : found;
 }
 
-std::string Lower(std::string text) {
-    for (char& letter : text)
-        if (letter >= 'A' && letter <= 'Z')
-            letter = static_cast<char>(letter - 'A' + 'a');
-    return text;
-}
-
 const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
     const CatalogueRow* nearest = nullptr;
     size_t least = farthest + 1;
@@ -56,9 +45,6 @@ const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
     return nearest;
 }
 
-bool IsDllRow(const CustomActionRow& row) { return (row.type & BasicType) == DllInBinary; }
-bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
-
 std::set<std::string> LibraryBinaries(const PackageRows& package) {
     std::set<std::string> binaries = {KitBinary};
     for (const CustomActionRow& row : package.customActions)
@@ -70,7 +56,7 @@ std::set<std::string> LibraryBinaries(const PackageRows& package) {
 // The row's place in the execute sequence; 0 when it is not scheduled there.
 int SequenceOf(const PackageRows& package, const std::string& id) {
     const auto found = package.executeSequence.find(id);
-    return found == package.executeSequence.end() ? 0 : found->second;
+    return found == package.executeSequence.end() ? 0 : found->second.number;
 }
 
 // The Id that a line of the action data list asks for.
@@ -95,7 +81,7 @@ bool RunsBefore(const PackageRows& package, int sequence, const Matches& matches
 // What keeps a scheduled deferred action from getting its data; empty: nothing.
 std::string DataFault(const PackageRows& package, const CustomActionRow& row) {
     const auto setsOwnProperty = [&](const CustomActionRow& other) {
-        return (other.type & BasicType) == SetProperty && other.source == row.id;
+        return IsPropertyRow(other) && other.source == row.id;
     };
     const int sequence = SequenceOf(package, row.id);
     if (package.properties.count(row.id) > 0 || RunsBefore(package, sequence, setsOwnProperty))
@@ -186,8 +172,8 @@ std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
 
 // Rows of a sequence that mean an action of the library, but no CustomAction row:
 // the installer passes over them without a word.
-void CheckSequence(const PackageRows& package, const char* table,
-                   const std::map<std::string, int>& sequence, std::vector<std::string>& findings) {
+void CheckSequence(const PackageRows& package, const char* table, const Sequence& sequence,
+                   std::vector<std::string>& findings) {
     std::set<std::string> ids;
     for (const CustomActionRow& row : package.customActions)
         ids.insert(row.id);
@@ -250,6 +236,13 @@ void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& find
 
 } // namespace
 
+std::string Lower(std::string text) {
+    for (char& letter : text)
+        if (letter >= 'A' && letter <= 'Z')
+            letter = static_cast<char>(letter - 'A' + 'a');
+    return text;
+}
+
 size_t EditDistance(const std::string& one, const std::string& other) {
     std::vector<size_t> row(other.size() + 1);
     for (size_t j = 0; j < row.size(); ++j)
@@ -298,6 +291,8 @@ CheckResult CheckPackage(const PackageRows& package) {
     }
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
+    CheckOrder(package, library, result.findings);
+    result.remark = RightsRemark(package, library);
     CheckTables(package, result.findings);
     CheckComponents(package, result.findings);
     CheckVirtualDirs(package, result.findings);

@@ -14,6 +14,7 @@ struct CheckResult {
     int scheduled = 0;                 // of those, in the execute sequence
     std::vector<std::string> calls;    // a line for each of these, in their order
     std::vector<std::string> findings; // one line each, with what to do
+    std::string remark;                // on what is no fault; may be empty
 };
 
 // The findings on a package. The library is the Binary row named setupactions
@@ -23,5 +24,8 @@ CheckResult CheckPackage(const PackageRows& package);
 // How many letters must be put in, taken out or replaced to turn one text into
 // the other.
 size_t EditDistance(const std::string& one, const std::string& other);
+
+// The text with small letters for A to Z.
+std::string Lower(std::string text);
 
 } // namespace actionhost

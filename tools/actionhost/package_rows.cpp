@@ -11,6 +11,13 @@ namespace actionhost {
 
 namespace {
 
+// A custom action's type: what it is in the low bits, how it runs in the others.
+const int BasicType = 0x3F;
+const int DllInBinary = 1;
+const int SetProperty = 51;
+const int InScript = 0x400;
+const int OnRollback = 0x100;
+
 InstallerHandle OpenDatabase(const std::string& package) {
     InstallerHandle database;
     const UINT opened = MsiOpenDatabaseA(package.c_str(), MSIDBOPEN_READONLY, database.Out());
@@ -56,6 +63,13 @@ bool HasColumn(const PackageRows& package, const char* table, const char* column
     return found != package.columns.end() && found->second.count(column) > 0;
 }
 
+bool IsDllRow(const CustomActionRow& row) { return (row.type & BasicType) == DllInBinary; }
+bool IsPropertyRow(const CustomActionRow& row) { return (row.type & BasicType) == SetProperty; }
+bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
+bool IsRollbackRow(const CustomActionRow& row) {
+    return IsDeferredRow(row) && (row.type & OnRollback) != 0;
+}
+
 PackageRows ReadPackageRows(const std::string& path) {
     const InstallerHandle database = OpenDatabase(path);
     const MSIHANDLE handle = database.Get();
@@ -74,10 +88,12 @@ PackageRows ReadPackageRows(const std::string& path) {
                });
     ForEachRow(handle, package, "Binary", "`Name`",
                [&](const CMsiHelper& row) { package.binaries.insert(row.GetField(1)); });
-    const auto readSequence = [&](const char* table, std::map<std::string, int>& sequence) {
-        ForEachRow(handle, package, table, "`Action`, `Sequence`", [&](const CMsiHelper& row) {
-            sequence[row.GetField(1)] = std::atoi(row.GetField(2).c_str());
-        });
+    const auto readSequence = [&](const char* table, Sequence& sequence) {
+        ForEachRow(
+            handle, package, table, "`Action`, `Sequence`, `Condition`",
+            [&](const CMsiHelper& row) {
+                sequence[row.GetField(1)] = {std::atoi(row.GetField(2).c_str()), row.GetField(3)};
+            });
     };
     readSequence("InstallExecuteSequence", package.executeSequence);
     readSequence("InstallUISequence", package.uiSequence);

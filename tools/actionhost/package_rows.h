@@ -22,6 +22,19 @@ struct CustomActionRow {
     std::string target; // for a DLL its entry
 };
 
+// What a custom action's type says.
+bool IsDllRow(const CustomActionRow& row);
+bool IsPropertyRow(const CustomActionRow& row); // sets a property
+bool IsDeferredRow(const CustomActionRow& row);
+bool IsRollbackRow(const CustomActionRow& row);
+
+// A row of a sequence.
+struct SequenceRow {
+    int number;
+    std::string condition;
+};
+using Sequence = std::map<std::string, SequenceRow>; // by action
+
 // A row of HalcyonWebVirtualDir, the columns whose form the check knows.
 struct VirtualDirRow {
     std::string virtualDir;
@@ -32,8 +45,8 @@ struct VirtualDirRow {
 struct PackageRows {
     std::vector<CustomActionRow> customActions;
     std::set<std::string> binaries;
-    std::map<std::string, int> executeSequence; // Sequence by action
-    std::map<std::string, int> uiSequence;
+    Sequence executeSequence;
+    Sequence uiSequence;
     std::map<std::string, std::string> properties;
     std::map<std::string, std::set<std::string>> columns; // by table
     std::set<std::string> components;
