@@ -23,4 +23,6 @@ else()
         -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base
     )
+    add_library(tick_count OBJECT ${PROJECT_SOURCE_DIR}/frame/tick_count.cpp)
+    target_sources(build_options INTERFACE $<TARGET_OBJECTS:tick_count>)
 endif()
