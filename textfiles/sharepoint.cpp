@@ -1,6 +1,7 @@
 // SharePoint web parts by way of batch files for its administration tool, and
 // the administration pages in the browser.
 #include "frame/action.h"
+#include "frame/com_apartment.h"
 #include "frame/programs.h"
 #include "textfiles/action_log.h"
 
@@ -117,8 +118,10 @@ bool ReadAdminUrl(const char* valueName, std::string& url) {
 
 void LaunchAdminPortal(const char* valueName) {
     std::string url;
-    if (ReadAdminUrl(valueName, url))
-        ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
+    if (!ReadAdminUrl(valueName, url))
+        return;
+    const ComApartment apartment; // what opens a page may be a shell extension
+    ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
 }
 
 } // namespace
