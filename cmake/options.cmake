@@ -7,7 +7,10 @@ target_compile_definitions(build_options INTERFACE
 )
 
 if(MSVC)
-    target_compile_options(build_options INTERFACE /W4 /WX /EHsc /sdl /guard:cf)
+    # No thread-safe local statics: they take thread-local storage, which Windows
+    # XP does not give to a library that is loaded later.
+    target_compile_options(build_options INTERFACE
+        /utf-8 /W4 /WX /EHsc /sdl /guard:cf /Zc:threadSafeInit-)
     target_link_options(build_options INTERFACE /DYNAMICBASE /NXCOMPAT /GUARD:CF)
 else()
     target_compile_options(build_options INTERFACE
