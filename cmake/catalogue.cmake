@@ -1,5 +1,5 @@
-# Reads exports/catalogue.inc, the one list of all actions, and writes the
-# module-definition file from it.
+# Reads exports/catalogue.inc, the one list of all actions, and writes
+# module-definition files.
 
 # read_catalogue(OUT): the names of all actions, in the catalogue's order.
 function(read_catalogue out)
@@ -10,17 +10,26 @@ function(read_catalogue out)
     set(${out} ${lines} PARENT_SCOPE)
 endfunction()
 
-# write_definition_file(FILE): exports every action under its undecorated name.
-function(write_definition_file file)
-    read_catalogue(actions)
-    set(text "LIBRARY setupactions\nEXPORTS\n")
-    foreach(action IN LISTS actions)
-        # Microsoft's linker finds the decorated name by itself, GNU's is told.
-        if(MSVC)
-            string(APPEND text "    ${action}\n")
-        else()
-            string(APPEND text "    ${action}=${action}@4\n")
-        endif()
+# export_functions(TARGET NAME@BYTES ...): exports stdcall functions, whose
+# parameters take so many bytes, under their bare names. The linkers decorate
+# differently, and find only decorated names in a library: each gets a file.
+# PRIVATE: the functions are looked up at run time, nothing links to them.
+function(export_functions target)
+    foreach(linker gnu msvc)
+        set(text "EXPORTS\n")
+        foreach(function IN LISTS ARGN)
+            string(REGEX REPLACE "@.*" "" name ${function})
+            if(linker STREQUAL "msvc")
+                string(PREPEND function "_")
+            endif()
+            string(APPEND text "    ${name}=${function} PRIVATE\n")
+        endforeach()
+        file(CONFIGURE OUTPUT ${PROJECT_BINARY_DIR}/definitions/${linker}/${target}.def CONTENT "${text}" @ONLY)
     endforeach()
-    file(CONFIGURE OUTPUT ${file} CONTENT "${text}" @ONLY)
+    if(MSVC)
+        set(linker msvc)
+    else()
+        set(linker gnu)
+    endif()
+    target_sources(${target} PRIVATE ${PROJECT_BINARY_DIR}/definitions/${linker}/${target}.def)
 endfunction()

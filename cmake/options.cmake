@@ -7,7 +7,10 @@ target_compile_definitions(build_options INTERFACE
 )
 
 if(MSVC)
-    target_compile_options(build_options INTERFACE /W4 /WX /EHsc /sdl /guard:cf)
+    # No thread-safe local statics: they take thread-local storage, which Windows
+    # XP does not give to a library that is loaded later.
+    target_compile_options(build_options INTERFACE
+        /utf-8 /W4 /WX /EHsc /sdl /guard:cf /Zc:threadSafeInit-)
     target_link_options(build_options INTERFACE /DYNAMICBASE /NXCOMPAT /GUARD:CF)
 else()
     target_compile_options(build_options INTERFACE
@@ -23,4 +26,6 @@ else()
         -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base
     )
+    add_library(tick_count OBJECT ${PROJECT_SOURCE_DIR}/frame/tick_count.cpp)
+    target_sources(build_options INTERFACE $<TARGET_OBJECTS:tick_count>)
 endif()

@@ -1,6 +1,6 @@
 // The dialog in which the user picks the folder of the server's installer.
-#include "detect/com_apartment.h"
 #include "frame/action.h"
+#include "frame/com_apartment.h"
 #include "frame/directories.h"
 #include "frame/session.h"
 

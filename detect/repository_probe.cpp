@@ -1,7 +1,7 @@
 #include "detect/repository_probe.h"
 
-#include "detect/com_apartment.h"
 #include "detect/odbc.h"
+#include "frame/com_apartment.h"
 #include "frame/guard.h"
 
 namespace setupactions {

@@ -9,6 +9,7 @@
 #include "frame/files.h"
 #include "frame/paths.h"
 #include "frame/session.h"
+#include "frame/system_version.h"
 #include "frame/web_server.h"
 
 using namespace setupactions;
@@ -37,9 +38,8 @@ void SetBrowserProperties(MSIHANDLE session) {
 // Assemblies side by side came with NT 5. Packages for systems beside NT bring
 // what it takes themselves and count on the flag: only NT 4 goes without.
 bool SupportsSideBySide() {
-    OSVERSIONINFOEXA version = {};
-    version.dwOSVersionInfoSize = sizeof version;
-    return GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version)) &&
+    OSVERSIONINFOEXA version;
+    return GetSystemVersion(version) &&
            (version.dwPlatformId != VER_PLATFORM_WIN32_NT || version.dwMajorVersion >= 5);
 }
 

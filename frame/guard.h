@@ -2,25 +2,12 @@
 // the body, not the installation.
 #pragma once
 
+#include "frame/faults.h"
 #include "frame/session.h"
 
 namespace setupactions {
 
-// True for structured exceptions that a guard ends the body for. False for
-// those that must end the process (illegal instruction, fail-fast and stack
-// smashing, heap corruption) and for a debugger's own traffic.
-bool IsCatchableFault(DWORD code);
-
-// Lets a C++ exception that no guard catches leave the library as a structured
-// exception, for the installer to deal with, instead of ending the process.
-void RaiseUncaughtExceptions();
-
-// Calls body(context); see RunGuarded.
-bool CallGuarded(void (*body)(void* context), void* context);
-
-// Runs the body. False when a C++ exception or a catchable fault ended it,
-// also one raised in foreign code that the body called. After a fault the
-// destructors between fault and guard have not run.
+// Runs the body. False when something ended it; see CallGuarded.
 template <typename Body>
 bool RunGuarded(Body body) {
     return CallGuarded([](void* context) { (*static_cast<Body*>(context))(); }, &body);

@@ -9,7 +9,7 @@ PACKAGES=(
     cmake ninja-build g++-mingw-w64-i686-posix libz-mingw-w64-dev   # building
     wixl msitools zip                                              # packages
     libc6-i386 lib32gcc-s1 libz-mingw-w64                          # the engine runs on these
-    googletest clang-format clang-tidy cppcheck                    # tests
+    googletest clang clang-format clang-tidy cppcheck              # tests
 )
 # The engine itself. No font library on purpose: none is needed without a
 # display, and with one the engine does not start.

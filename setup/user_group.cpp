@@ -11,6 +11,7 @@
 #include "setup/path_texts.h"
 
 #include <cstring>
+#include <malloc.h>
 
 namespace setupactions {
 
@@ -35,18 +36,17 @@ const int MappingUnits = 45;
 using GroupAction = UINT __stdcall(MSIHANDLE session);
 using GroupNameReader = UINT __stdcall(char* name, DWORD size);
 
-// Runs a call into the plug-in. False when a fault in it ended the call.
+// Calls the plug-in. False when a fault in it ended the call.
 //
 // A plug-in built with the other calling convention leaves the stack pointer
-// displaced. The function that makes the call therefore finds back by a frame
-// of its own, as ACTION_STACK gives it one, and must not be inlined.
-template <typename Call>
-ACTION_STACK void MakeCall(void* call) {
-    (*static_cast<Call*>(call))();
-}
-template <typename Call>
-bool CallPlugIn(Call call) {
-    return CallGuarded(MakeCall<Call>, &call);
+// displaced. The function that makes the call must then find back by its frame,
+// which every compiler sees to where memory is taken from the stack.
+template <typename... Parameters>
+bool CallPlugIn(UINT& error, UINT(__stdcall* function)(Parameters...), Parameters... arguments) {
+    return RunGuarded([&] {
+        [[maybe_unused]] void* volatile taken = _alloca(1);
+        error = function(arguments...);
+    });
 }
 
 // None on failure, with the reason as the last error.
@@ -76,7 +76,7 @@ void CreateGroup(MSIHANDLE session) {
     auto* create = FindProcedure<GroupAction>(session, plugIn, "CreateNTUserGroup");
     UINT error = ERROR_SUCCESS;
     if (create != nullptr) {
-        if (!CallPlugIn([&] { error = create(session); }))
+        if (!CallPlugIn(error, create, session))
             LogMessage(session, CreateCrashed);
         else if (error != ERROR_SUCCESS)
             LogMessage(session,
@@ -172,7 +172,7 @@ DWORD GetKestrelNTGroupName(MSIHANDLE session, const std::string& path, std::str
     }
     char buffer[GroupNameSize + 1] = ""; // ends in a zero whatever the plug-in writes
     UINT error = ERROR_SUCCESS;
-    if (!CallPlugIn([&] { error = find(buffer, GroupNameSize); }))
+    if (!CallPlugIn(error, find, buffer, GroupNameSize))
         error = ERROR_NOACCESS;
     if (error != ERROR_SUCCESS) {
         LogMessage(session, "pFindKestrelNTUserGroup function failed");
@@ -288,7 +288,7 @@ EXPORTED_ACTION(DeleteNTUserGroup) {
     if (remove == nullptr)
         return ERROR_SUCCESS;
     UINT error = ERROR_SUCCESS;
-    if (!CallPlugIn([&] { error = remove(session); }))
+    if (!CallPlugIn(error, remove, session))
         LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup crashed");
     else if (error != ERROR_SUCCESS)
         LogMessage(session, Format("(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",

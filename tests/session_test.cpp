@@ -234,9 +234,24 @@ TEST(Guard, AStackOverflowIsSurvivedMoreThanOnce) {
         EXPECT_FALSE(RunGuarded([] { OverflowStack(1); }));
 }
 
-TEST(Guard, FatalAndDebuggingCodesAreLeftAlone) {
-    // Illegal instruction, fail-fast, heap corruption; breakpoint, debugger output.
-    for (const DWORD code : {0xC000001Du, 0xC0000409u, 0xC0000374u, 0x80000003u, 0x40010006u})
-        EXPECT_FALSE(IsCatchableFault(code)) << std::hex << code;
-    EXPECT_TRUE(IsCatchableFault(0xE06D7363)) << "a C++ exception of another compiler";
+static LONG WINAPI GoOn(EXCEPTION_POINTERS* exception) {
+    if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_BREAKPOINT)
+        ++exception->ContextRecord->Eip; // the system points it at the instruction itself
+    return EXCEPTION_CONTINUE_EXECUTION;
+}
+
+TEST(Guard, NoticesAndFatalCodesAreLeftAlone) {
+    const LPTOP_LEVEL_EXCEPTION_FILTER outer = SetUnhandledExceptionFilter(GoOn);
+    const auto endsBody = [](DWORD code) {
+        return !RunGuarded([=] { RaiseException(code, 0, 0, nullptr); });
+    };
+    // A debugger's control-C and output, a thread's name, guard page, breakpoint,
+    // single step; illegal instruction, heap corruption, fail-fast.
+    for (const DWORD code : {0x40010005u, 0x40010006u, 0x406D1388u, 0x80000001u, 0x80000003u,
+                             0x80000004u, 0xC000001Du, 0xC0000374u, 0xC0000409u})
+        EXPECT_FALSE(endsBody(code)) << std::hex << code;
+    // A remote call's, another language's, a misaligned access; its own C++ exception.
+    for (const DWORD code : {0x6BAu, 0x0EEDFADEu, 0x80000002u, 0xE06D7363u})
+        EXPECT_TRUE(endsBody(code)) << std::hex << code;
+    SetUnhandledExceptionFilter(outer);
 }

@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 
+#include <objbase.h>
 #include <shellapi.h>
 
 #include <filesystem>
@@ -147,6 +148,8 @@ std::vector<std::string> launched;
 HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
                               const char* parameters, const char* folder, int show) {
     EXPECT_TRUE(window == nullptr && parameters == nullptr && folder == nullptr);
+    EXPECT_EQ(CoInitialize(nullptr), S_FALSE) << "what opens a page counts on COM";
+    CoUninitialize();
     launched.push_back(std::string(verb) + " " + file + " " + std::to_string(show));
     return nullptr;
 }

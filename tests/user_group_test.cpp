@@ -68,6 +68,9 @@ TEST_F(UserGroupTest, ThePlugInCreatesTheGroup) {
         {PlugIn("plug_in"), "0", "Success(CreateNTUserGroup): create the Kestrel NT User Group"},
         {PlugIn("plug_in_cdecl"), "argument", notCreated + std::to_string(session)},
         {PlugIn("plug_in"), "fault", "CreateNTUserGroup crashed"},
+        {PlugIn("plug_in"), "raise 6BA", "CreateNTUserGroup crashed"},
+        {PlugIn("plug_in"), "raise EEDFADE", "CreateNTUserGroup crashed"},
+        {PlugIn("plug_in_cdecl"), "raise 80000002", "CreateNTUserGroup crashed"},
         {NoPlugIn, "0", NoPlugIn}, // the lookup's line, by its first field
     };
     for (const auto& [plugIn, answer, line] : cases) {

@@ -1,6 +1,7 @@
 #include "web/web_handoff.h"
 
 #include "frame/session.h"
+#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
@@ -15,6 +16,11 @@ namespace {
 UINT Collect(MSIHANDLE, const CIniHandOffRow& row, void* context) {
     static_cast<std::vector<std::string>*>(context)->push_back(row.Get("VirtualDir"));
     return static_cast<UINT>(row.GetNumber("Attribute"));
+}
+
+MSIHANDLE WINAPI FaultingDatabase(MSIHANDLE) {
+    RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
+    return 0;
 }
 
 } // namespace
@@ -85,6 +91,15 @@ HalcyonWebVirtualDir=2
     EXPECT_EQ(deferred.ForEachRow(VirtualDirTable, Collect, &dirs), 5u) << "the last failure";
     EXPECT_THAT(dirs, ElementsAre("weba=b]c [", longName.substr(0, 259)));
     DeleteFileA(file.c_str());
+}
+
+TEST_F(SessionTest, AFaultEndsTheSavingOfATableAlone) {
+    CIniHandOff handOff(session, "HANDOFF");
+    ClearMessages();
+    const ReplacedImport<decltype(FaultingDatabase)> open("MsiGetActiveDatabase", FaultingDatabase);
+    EXPECT_EQ(handOff.SaveTableToIniFile("Property", true), -1);
+    EXPECT_THAT(Log(), ElementsAre("SaveTable failed of unknown error"));
+    DeleteFileA(handOff.Path().c_str());
 }
 
 TEST_F(SessionTest, ThePathComesFromThePropertyOrTheActionDataAndHasItsLimit) {

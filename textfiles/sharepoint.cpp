@@ -2,6 +2,7 @@
 // the administration pages in the browser.
 #include "frame/action.h"
 #include "frame/ansi_text.h"
+#include "frame/com_apartment.h"
 #include "frame/files.h"
 #include "frame/programs.h"
 #include "textfiles/action_log.h"
@@ -120,8 +121,10 @@ bool ReadAdminUrl(const char* valueName, std::string& url) {
 
 void LaunchAdminPortal(const char* valueName) {
     std::string url;
-    if (ReadAdminUrl(valueName, url))
-        ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
+    if (!ReadAdminUrl(valueName, url))
+        return;
+    const ComApartment apartment; // what opens a page may be a shell extension
+    ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
 }
 
 } // namespace

@@ -2,6 +2,7 @@
 // Every call retries a busy store for up to half a minute where it says so.
 #pragma once
 
+#include "frame/com_apartment.h"
 #include "frame/handles.h"
 #include "web/metabase_lists.h"
 
@@ -13,22 +14,8 @@ namespace setupactions {
 // The text in the store's characters, from the ANSI code page.
 std::wstring Widen(const std::string& text);
 
-// COM on this thread for as long as the object lives.
-class CAutoCoInitialize {
-public:
-    CAutoCoInitialize() : result_(CoInitialize(nullptr)) {}
-    ~CAutoCoInitialize() {
-        if (SUCCEEDED(result_))
-            CoUninitialize();
-    }
-    CAutoCoInitialize(const CAutoCoInitialize&) = delete;
-    CAutoCoInitialize& operator=(const CAutoCoInitialize&) = delete;
-
-    bool Initialized() const { return SUCCEEDED(result_); }
-
-private:
-    HRESULT result_;
-};
+// As the log names it.
+using CAutoCoInitialize = ComApartment;
 
 // How a value stands in the store.
 struct MetabaseValue {

@@ -2,6 +2,7 @@
 
 #include "frame/action.h"
 #include "frame/deferred_data.h"
+#include "frame/guard.h"
 #include "frame/msi_database.h"
 #include "frame/session.h"
 
@@ -12,6 +13,7 @@ namespace {
 const size_t PathLimit = 260;   // characters
 const DWORD RowValueSize = 260; // characters, the end mark included
 const char TemporaryFilePrefix[] = "qx";
+const int SaveFailed = -1; // in place of a number of rows
 
 // Sections of the file; each row of a table has one more, "table-index".
 const char ReferenceSection[] = "Reference";
@@ -116,51 +118,50 @@ std::string CIniHandOff::ValueToSave(const std::string& table, const std::string
     return FormatText(value);
 }
 
-int CIniHandOff::SaveTableToIniFile(const std::string& table, bool format) {
-    const int failed = -1;
-    try {
-        CMsiDatabase database(session_);
-        if (!database.TableExists(table)) {
-            LogMessage(session_,
-                       Format("SaveTableToIniFile: Table %s doesn't exist", table.c_str()));
-            return 0;
-        }
-        const std::string query = Format("SELECT * FROM %s", table.c_str());
-        CMsiHelper& rows = database.CreateView(query);
-        const auto executes = [&] {
-            try {
-                return rows.Execute();
-            } catch (int) {
-                return false;
-            }
-        };
-        if (!executes()) {
-            LogMessage(session_,
-                       Format("SaveTableToIniFile: Couldn't execute view %s", query.c_str()));
-            return failed;
-        }
-        int count = 0;
-        for (; rows.Fetch(); ++count) {
-            if (count == 0)
-                LogMessage(session_, Format("Found %i columns in table %s", rows.FieldCount(),
-                                            table.c_str()));
-            const std::string section = RowSection(table, count);
-            for (int position = 1; position <= rows.FieldCount(); ++position) {
-                const std::string& column = rows.GetFieldName(position);
-                const std::string& stored = rows.GetField(position);
-                if (stored.empty())
-                    continue;
-                const std::string value = format ? ValueToSave(table, column, stored) : stored;
-                Write(section, column, value);
-                LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
-            }
-        }
-        WriteTableCount(table, count);
-        return count;
-    } catch (...) {
-        LogMessage(session_, "SaveTable failed of unknown error");
-        return failed;
+int CIniHandOff::SaveRows(const std::string& table, bool format) {
+    CMsiDatabase database(session_);
+    if (!database.TableExists(table)) {
+        LogMessage(session_, Format("SaveTableToIniFile: Table %s doesn't exist", table.c_str()));
+        return 0;
     }
+    const std::string query = Format("SELECT * FROM %s", table.c_str());
+    CMsiHelper& rows = database.CreateView(query);
+    const auto executes = [&] {
+        try {
+            return rows.Execute();
+        } catch (int) {
+            return false;
+        }
+    };
+    if (!executes()) {
+        LogMessage(session_, Format("SaveTableToIniFile: Couldn't execute view %s", query.c_str()));
+        return SaveFailed;
+    }
+    int count = 0;
+    for (; rows.Fetch(); ++count) {
+        if (count == 0)
+            LogMessage(session_,
+                       Format("Found %i columns in table %s", rows.FieldCount(), table.c_str()));
+        const std::string section = RowSection(table, count);
+        for (int position = 1; position <= rows.FieldCount(); ++position) {
+            const std::string& column = rows.GetFieldName(position);
+            const std::string& stored = rows.GetField(position);
+            if (stored.empty())
+                continue;
+            const std::string value = format ? ValueToSave(table, column, stored) : stored;
+            Write(section, column, value);
+            LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
+        }
+    }
+    WriteTableCount(table, count);
+    return count;
+}
+
+int CIniHandOff::SaveTableToIniFile(const std::string& table, bool format) {
+    int count = SaveFailed;
+    Guarded(session_, "SaveTable failed of unknown error",
+            [&] { count = SaveRows(table, format); });
+    return count;
 }
 
 void CIniHandOff::WriteFileKey(const std::string& key) {

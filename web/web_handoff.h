@@ -83,6 +83,7 @@ public:
 private:
     std::string CreatePath() const;
     std::string ReadPath(const std::string& actionNameValue) const;
+    int SaveRows(const std::string& table, bool format);
     void Write(const std::string& section, const std::string& key, const std::string& value) const;
     int ReadNumber(const char* section, const char* key, int defaultValue) const;
     std::string FormatText(const std::string& text) const;

@@ -1,6 +1,7 @@
 #include "web/web_server_store.h"
 
 #include "frame/session.h"
+#include "frame/system_version.h"
 #include "web/metabase.h"
 
 #include <algorithm>
@@ -284,9 +285,8 @@ bool IIS4RemoveWebSvcExtension(MSIHANDLE session, const std::string&, const std:
 
 void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, bool add) {
     LogMessage(session, Format("ConfigureWebSvcExtension: called with '%s'", isapiPath.c_str()));
-    OSVERSIONINFOEXA version = {};
-    version.dwOSVersionInfoSize = sizeof version;
-    if (!GetVersionExA(reinterpret_cast<OSVERSIONINFOA*>(&version))) {
+    OSVERSIONINFOEXA version;
+    if (!GetSystemVersion(version)) {
         LogMessage(session, "[ConfigureWebSvcExtension]: Cannot GetVersionEx");
         return;
     }

@@ -1,6 +1,7 @@
 // A security plug-in for tests. What it answers stands in the environment:
 //   PLUG_IN_RESULT  the result of every export: a number, "argument" for the
-//                   one that it was given, "fault" to write to address 0 instead
+//                   one that it was given, "fault" to write to address 0 instead,
+//                   "raise CODE" for a structured exception of that hexadecimal code
 //   PLUG_IN_GROUP   the group's name, in as many characters as it has
 #include <windows.h>
 
@@ -19,6 +20,8 @@ static unsigned Answer(unsigned long argument) {
         volatile int* volatile nowhere = nullptr;
         *nowhere = 1; // cppcheck-suppress nullPointer
     }
+    if (result.rfind("raise ", 0) == 0)
+        RaiseException(std::strtoul(result.c_str() + 6, nullptr, 16), 0, 0, nullptr);
     return result == "argument" ? argument : static_cast<unsigned>(std::atoi(result.c_str()));
 }
 

@@ -63,10 +63,8 @@ LONG WriteValue(const char* path, const char* name, const std::string& value) {
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*);
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, void*) {
-    if (reason == DLL_PROCESS_ATTACH) {
+    if (reason == DLL_PROCESS_ATTACH)
         library = instance;
-        DisableThreadLibraryCalls(instance);
-    }
     return TRUE;
 }
 

@@ -14,7 +14,7 @@ const char GroupKey[] = "SOFTWARE\\Setupactions Sample Groups\\Kestrel NT Users"
 
 } // namespace
 
-#define PLUG_IN_EXPORT extern "C" __declspec(dllexport) UINT __stdcall
+#define PLUG_IN_EXPORT extern "C" UINT __stdcall
 
 PLUG_IN_EXPORT CreateNTUserGroup(DWORD session);
 PLUG_IN_EXPORT DeleteNTUserGroup(DWORD session);

@@ -1,12 +1,13 @@
-#include "frame/guard.h"
+#include "frame/faults.h"
 
-#include <algorithm>
-#include <exception>
-#include <iterator>
+#include "frame/compiler.h"
+
 #include <malloc.h>
 
 #if defined(__GNUC__)
 #include <csetjmp>
+#include <cstdlib>
+#include <exception>
 #include <intrin.h>
 #endif
 
@@ -14,11 +15,34 @@ namespace setupactions {
 
 namespace {
 
-const DWORD IllegalInstruction = 0xC000001D;
-const DWORD FailFast = 0xC0000409; // also what a smashed stack is reported as
-const DWORD HeapCorruption = 0xC0000374;
+struct CodeRange {
+    DWORD first;
+    DWORD last;
+};
+
+// Every other code is caught: what raises it (a remote call, a driver, another
+// language's runtime) chooses its number freely.
+const CodeRange NeverCaught[] = {
+    // Notices, for a debugger or the system to answer.
+    {0x40010000, 0x4001FFFF}, // a debugger's own traffic, its output included
+    {0x406D1388, 0x406D1388}, // a runtime tells the name of a thread
+    {0x80000001, 0x80000001}, // guard page
+    {0x80000003, 0x80000003}, // breakpoint
+    {0x80000004, 0x80000004}, // single step
+    // After these nothing in the process can be trusted: it must end.
+    {0xC000001D, 0xC000001D}, // illegal instruction
+    {0xC0000374, 0xC0000374}, // heap corruption
+    {0xC0000409, 0xC0000409}, // fail-fast; also what a smashed stack is reported as
+};
+
 const DWORD StackOverflow = 0xC00000FD;
-const DWORD FirstError = 0xC0000000; // the codes below are notices and a debugger's
+
+bool IsCatchable(DWORD code) {
+    for (const CodeRange& range : NeverCaught)
+        if (range.first <= code && code <= range.last)
+            return false;
+    return true;
+}
 
 bool CatchesCppException(void (*body)(void*), void* context) {
     try {
@@ -30,12 +54,6 @@ bool CatchesCppException(void (*body)(void*), void* context) {
 }
 
 } // namespace
-
-bool IsCatchableFault(DWORD code) {
-    static const DWORD fatal[] = {IllegalInstruction, FailFast, HeapCorruption};
-    return code >= FirstError &&
-           std::find(std::begin(fatal), std::end(fatal), code) == std::end(fatal);
-}
 
 #if defined(__GNUC__)
 
@@ -55,7 +73,7 @@ struct GuardRecord {
 ACTION_STACK EXCEPTION_DISPOSITION __cdecl OnFault(EXCEPTION_RECORD* fault, void* frame, CONTEXT*,
                                                    void*) {
     const DWORD unwinding = 0x6; // EXCEPTION_UNWINDING | EXCEPTION_EXIT_UNWIND
-    if ((fault->ExceptionFlags & unwinding) != 0 || !IsCatchableFault(fault->ExceptionCode))
+    if ((fault->ExceptionFlags & unwinding) != 0 || !IsCatchable(fault->ExceptionCode))
         return ExceptionContinueSearch;
     GuardRecord* record = static_cast<GuardRecord*>(frame);
     record->code = fault->ExceptionCode;
@@ -84,7 +102,9 @@ __attribute__((noinline)) bool CallGuarded(void (*body)(void*), void* context) {
     // setjmp must come first: longjmp unwinds up to the chain as it is now.
     if (setjmp(record.resume) == 0) {
         record.link.Next = reinterpret_cast<EXCEPTION_REGISTRATION_RECORD*>(outerLink);
-        record.link.Handler = reinterpret_cast<PEXCEPTION_ROUTINE>(OnFault);
+        // Called as a C function, whatever the type in the header says.
+        record.link.Handler =
+            reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(OnFault));
         __writefsdword(ChainOffset, reinterpret_cast<DWORD>(&record.link));
         completed = !CatchesCppException(body, context);
     }
@@ -105,8 +125,8 @@ bool CallGuarded(void (*body)(void*), void* context) {
     DWORD code = 0;
     __try {
         completed = !CatchesCppException(body, context);
-    } __except (IsCatchableFault(code = GetExceptionCode()) ? EXCEPTION_EXECUTE_HANDLER
-                                                            : EXCEPTION_CONTINUE_SEARCH) {
+    } __except (IsCatchable(code = GetExceptionCode()) ? EXCEPTION_EXECUTE_HANDLER
+                                                       : EXCEPTION_CONTINUE_SEARCH) {
         if (code == StackOverflow)
             _resetstkoflw();
     }

@@ -19,6 +19,9 @@ public:
     ComApartment(const ComApartment&) = delete;
     ComApartment& operator=(const ComApartment&) = delete;
 
+    // False when the thread has it in another way, or COM is out of order.
+    bool Initialized() const { return SUCCEEDED(result_); }
+
 private:
     HRESULT result_;
 };
