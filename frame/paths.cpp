@@ -4,6 +4,13 @@
 
 namespace setupactions {
 
+bool IsFullPath(const std::string& path) {
+    const auto isSeparator = [&](size_t at) { return path[at] == '\\' || path[at] == '/'; };
+    if (path.size() < 3)
+        return false;
+    return (path[1] == ':' && isSeparator(2)) || (isSeparator(0) && isSeparator(1));
+}
+
 bool ResolvePath(MSIHANDLE session, const std::string& pathTemplate, std::string& path) {
     LogMessage(session, Format("[ResolvePath] BEFORE Format: Buffer in='%s', Path='%s'",
                                pathTemplate.c_str(), path.c_str()));
