@@ -27,15 +27,17 @@ const int StartTicks = 30 * ProgressUnitTicks;
 const char RecordSection[] = "StopService";
 const char RecordCount[] = "Last";
 
-void WriteRecord(const std::string& file, const std::string& key, const std::string& value) {
-    WritePrivateProfileStringA(RecordSection, key.c_str(), value.c_str(), file.c_str());
-}
+// More than a record ever holds: the file is the user's to write, and each read
+// of a value costs a look through the file.
+const unsigned LongestRecord = 1000;
 
-void RecordStoppedService(const std::string& service, const std::string& file) {
-    const UINT last = GetPrivateProfileIntA(RecordSection, RecordCount, 0, file.c_str());
+// False, with the last error set, on failure. The count then stays: the next
+// service takes the place, and no gap hides it.
+bool RecordStoppedService(const std::string& service, const std::string& file) {
+    const auto last = static_cast<unsigned>(GetProfileNumber(RecordSection, RecordCount, 0, file));
     const std::string next = Format("%u", last + 1);
-    WriteRecord(file, next, service);
-    WriteRecord(file, RecordCount, next);
+    return WriteProfileValue(RecordSection, next.c_str(), service, file) &&
+           WriteProfileValue(RecordSection, RecordCount, next, file);
 }
 
 // Reads how a service is started. False, with the last error set, on failure.
@@ -54,23 +56,28 @@ bool ReadCommandLine(SC_HANDLE service, std::string& commandLine) {
 
 void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file) {
     const bool stopped = ChangeService(service, false, session) == 1;
-    if (stopped && !file.empty())
-        RecordStoppedService(service, file);
+    if (stopped && !file.empty() && !RecordStoppedService(service, file))
+        LogMessage(session, Format("StopService: Service: %s could not be recorded (error %lu), "
+                                   "it will not be started again.",
+                                   service.c_str(), GetLastError()));
     LogMessage(session, Format("StopService: Service: %s Return value %s.", service.c_str(),
                                stopped ? "true" : "false"));
 }
 
 void StartWebServices(MSIHANDLE session, const std::string& file) {
     LogMessage(session, Format("StartWebServices( File=%s ).", file.c_str()));
-    for (unsigned position = 1;; ++position) {
+    for (unsigned position = 1; position <= LongestRecord; ++position) {
         std::string service;
-        GetProfileString(RecordSection, Format("%u", position).c_str(), "", service, file.c_str());
+        GetProfileString(RecordSection, Format("%u", position).c_str(), "", service, file);
         if (service.empty())
             return;
         const int result = ChangeService(service, true, session);
         LogMessage(session,
                    Format("StartService. Service: %s Return Value: %d.", service.c_str(), result));
     }
+    LogMessage(session, Format("StartWebServices: %u services were asked to start, no more of the "
+                               "record are read.",
+                               LongestRecord));
 }
 
 } // namespace setupactions

@@ -14,6 +14,14 @@ namespace {
 const char ServerKey[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
 const char ContentKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallRoot";
 
+// The field "SubVirutalDirectory" cannot be read so many times.
+int unreadable = 0;
+decltype(&MsiRecordGetStringA) readOriginal;
+UINT WINAPI ReadButOnce(MSIHANDLE record, UINT field, char* text, DWORD* size) {
+    return field == 3 && unreadable-- > 0 ? UINT(ERROR_INVALID_HANDLE)
+                                          : readOriginal(record, field, text, size);
+}
+
 } // namespace
 
 class LaunchpadTest : public SessionTest {
@@ -136,6 +144,23 @@ TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
     EXPECT_EQ(FileText(FileOf("A")), other + "http://a\r\n");
     EXPECT_EQ(FileText(FileOf("B")), "[InternetShortcut]\r\nURL=" + longAddress + "\r\n");
     EXPECT_FALSE(IsThere(FileOf("D")));
+}
+
+TEST_F(InetShortcutsTest, WhatCannotBeReadOrDoesNotFitIsSkipped) {
+    MakeTable({"http://a", "http://b[LINES]", "http://c"});
+    SetProperty("LINES", "\r\nIconFile=x");
+    unreadable = 1; // A
+    const ReplacedImport<decltype(ReadButOnce)> read("MsiRecordGetStringA", ReadButOnce);
+    readOriginal = read.Original();
+    EXPECT_EQ(CreateInetShortcuts(session), ERROR_SUCCESS);
+    EXPECT_THAT(Log(),
+                ElementsAre("CreateInetShortcuts: Unable to read a row, skipping this entry.",
+                            "CreateInetShortcuts: 'http://b\r\nIconFile=x' does not go into "
+                            "file '" +
+                                FileOf("B") + "', skipping this entry.",
+                            Wrote("C", "http://c"),
+                            "CreateInetShortcuts: Complete, no more items."));
+    EXPECT_FALSE(IsThere(FileOf("A")) || IsThere(FileOf("B")));
 }
 
 using LaunchConditionsTest = SessionTest;

@@ -37,6 +37,13 @@ BOOL WINAPI TakeConfig(SC_HANDLE, DWORD type, DWORD start, DWORD error, const ch
     return !ServicesTest::Fails("ChangeServiceConfig");
 }
 
+// Refuses one service's name, as a full disk does.
+decltype(&WritePrivateProfileStringA) writeOriginal;
+BOOL WINAPI RefuseValue(const char* section, const char* key, const char* value, const char* file) {
+    SetLastError(ERROR_DISK_FULL);
+    return value != std::string("W3SVC") && writeOriginal(section, key, value, file);
+}
+
 SC_HANDLE WINAPI Crash(const char*, const char*, DWORD) { throw std::runtime_error("crash"); }
 
 class ExtraServersTest : public ServicesTest {
@@ -184,6 +191,31 @@ TEST_F(ServicesTest, ARecordIsReadToItsFirstGap) {
     const ScratchFile file;
     WriteFileText(file.Path(), "[StopService]\r\n1=Gone\r\n2=W3SVC\r\n4=AfterAGap\r\n");
     services = {{"W3SVC", SERVICE_RUNNING}, {"AfterAGap", SERVICE_RUNNING}};
+TEST_F(ServicesTest, AServiceThatCannotBeRecordedHidesNoOther) {
+    const ScratchFile file;
+    services = {{"W3SVC", SERVICE_STOPPED}, {"SMTPSVC", SERVICE_STOPPED}};
+    const ReplacedImport<decltype(RefuseValue)> write("WritePrivateProfileStringA", RefuseValue);
+    writeOriginal = write.Original();
+    for (const char* service : {"W3SVC", "SMTPSVC"})
+        StopServiceRecorded(session, service, file.Path());
+    EXPECT_TRUE(Contains(Log(), "StopService: Service: W3SVC could not be recorded (error 112), it "
+                                "will not be started again."));
+    EXPECT_EQ(FileText(file.Path()), "[StopService]\r\n1=SMTPSVC\r\nLast=1\r\n");
+}
+
+TEST_F(ServicesTest, ARecordIsNotReadForEver) {
+    const ScratchFile file;
+    std::string record = "[StopService]\r\n";
+    for (int position = 1; position <= 1100; ++position)
+        record += Format("%d=S\r\n", position);
+    WriteFileText(file.Path(), record);
+    services["S"] = SERVICE_RUNNING;
+    StartWebServices(session, file.Path());
+    EXPECT_EQ(opened.size(), 2000u);
+    EXPECT_EQ(Log().back(), "StartWebServices: 1000 services were asked to start, no more of the "
+                            "record are read.");
+}
+
     StartWebServices(session, file.Path());
     EXPECT_THAT(Log(), ElementsAre(Format("StartWebServices( File=%s ).", file.Path()),
                                    "Failed to open service 'Gone'",

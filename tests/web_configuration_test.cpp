@@ -228,6 +228,24 @@ TEST_F(WebConfigurationTest, TheHandOffIsDeletedOrTheCrashLogged) {
     EXPECT_EQ(Run(ClearWebIniFile).back(), "ClearWebIniFile crashed");
 }
 
+TEST_F(WebConfigurationTest, AFileWithoutAFullPathIsNeitherReadNorDeleted) {
+    char windows[MAX_PATH];
+    GetWindowsDirectoryA(windows, sizeof windows);
+    const std::string planted = windows + std::string("\\planted.ini"), bare = "planted.ini";
+    WriteFileText(planted, "[StopService]\r\n1=W3SVC\r\n");
+    WriteFileText(bare, "kept");
+    for (const char* name : {"planted.ini", "C:planted.ini"}) {
+        MakeDeferred(name);
+        EXPECT_EQ(Run(ClearWebIniFile).back(), "[ClearWebIniFile]: Not a full path, left alone");
+        EXPECT_EQ(Run(RestartWebServices).back(),
+                  "[RestartWebServices]: Not a full path, left alone");
+        EXPECT_THAT(opened, IsEmpty());
+        EXPECT_TRUE(IsThere(bare));
+    }
+    DeleteFileA(bare.c_str());
+    DeleteFileA(planted.c_str());
+}
+
 TEST_F(WebConfigurationTest, DirectoriesOfEarlierVersionsAreRemoved) {
     for (const char* version : {"10.0", "8.5", "9.0"})
         PrivateRegistry::Write(

@@ -102,11 +102,53 @@ TEST_F(SessionTest, AFaultEndsTheSavingOfATableAlone) {
     DeleteFileA(handOff.Path().c_str());
 }
 
+TEST_F(SessionTest, AValueWritesNoSectionsOfItsOwnIntoTheHandOff) {
+    Sql("CREATE TABLE `HalcyonWebVirtualDir` (`VirtualDir` CHAR(99) NOT NULL PRIMARY KEY "
+        "`VirtualDir`)");
+    for (const char* row : {"'[LINES]'", "'[LONG]'", "'kept'"})
+        Sql(Format("INSERT INTO `HalcyonWebVirtualDir` (`VirtualDir`) VALUES (%s)", row));
+    SetProperty("LINES", "x\r\n[StopService]\r\n1=Spooler");
+    SetProperty("LONG", std::string(32767, 'x'));
+    SetProperty("ConfigureWebServicesActionName", "Configure");
+    EXPECT_EQ(GetWebInfo(session), ERROR_SUCCESS);
+    const std::string leftOut = "SaveTableToIniFile: The value of VirtualDir holds a line break or "
+                                "is too long, it is left out";
+    EXPECT_THAT(Log(), testing::Contains(leftOut).Times(2));
+    const std::string file = Property("Configure");
+    EXPECT_THAT(FileText(file), testing::Not(testing::HasSubstr("[StopService]")));
+
+    // The rows after those without any value are found, those that are only counted are not.
+    WritePrivateProfileStringA("Table", VirtualDirTable, "2147483647", file.c_str());
+    MakeDeferred(file);
+    std::vector<std::string> dirs;
+    CIniHandOff(session, "").ForEachRow(VirtualDirTable, Collect, &dirs);
+    EXPECT_THAT(dirs, ElementsAre("", "", "kept"));
+    DeleteFileA(file.c_str());
+}
+
+TEST_F(SessionTest, WithoutATemporaryFolderNothingIsHandedOver) {
+    char folder[MAX_PATH];
+    GetEnvironmentVariableA("TMP", folder, sizeof folder);
+    SetEnvironmentVariableA("TMP", "C:\\no such folder");
+    SetProperty("ConfigureWebServicesActionName", "Configure");
+    SetProperty("Configure", "of an earlier run");
+    EXPECT_EQ(GetWebInfo(session), ERROR_SUCCESS);
+    SetEnvironmentVariableA("TMP", folder);
+    EXPECT_THAT(Log(), ElementsAre(testing::MatchesRegex("GetWebInfo: No file in the temporary "
+                                                         "folder .error \\d+., nothing is "
+                                                         "handed over"),
+                                   ""));
+    EXPECT_EQ(Property("Configure"), "");
+}
+
 TEST_F(SessionTest, ThePathComesFromThePropertyOrTheActionDataAndHasItsLimit) {
     const std::string longest(260, 'x');
     MakeDeferred(longest + "x");
     EXPECT_EQ(CIniHandOff(session, "").Path(), "");
-    EXPECT_THAT(Log(), ElementsAre(longest + "x")) << "the path is logged as it came";
+    EXPECT_THAT(Log(), ElementsAre(longest + "x",
+                                   "CIniHandOff: Not a full path of less than 260 characters, "
+                                   "nothing is read"))
+        << "the path is logged as it came";
     SetProperty("HANDOFF", longest);
     EXPECT_EQ(CIniHandOff(session, "HANDOFF").Path(), longest);
 }

@@ -1,5 +1,6 @@
 // Internet shortcuts: the addresses in the .url files that the package installs.
 #include "frame/action.h"
+#include "frame/profile.h"
 #include "frame/session.h"
 
 using namespace setupactions;
@@ -41,31 +42,39 @@ bool IsInstalling(MSIHANDLE session, const std::string& component) {
 }
 
 void WriteShortcut(MSIHANDLE session, MSIHANDLE row) {
-    const auto field = [&](ShortcutColumn column) {
-        std::string value;
-        GetRecordString(row, column, value);
-        return value;
-    };
-    const std::string component = field(Component);
+    std::string component;
+    std::string rawAddress;
+    std::string keyPath;
+    if (GetRecordString(row, Component, component) != ERROR_SUCCESS ||
+        GetRecordString(row, Address, rawAddress) != ERROR_SUCCESS ||
+        GetRecordString(row, KeyPath, keyPath) != ERROR_SUCCESS) {
+        LogMessage(session, "CreateInetShortcuts: Unable to read a row, skipping this entry.");
+        return;
+    }
     if (!IsInstalling(session, component)) {
         LogMessage(session,
                    Format("CreateInetShortcuts: Component '%s' not installing, no keypath created.",
                           component.c_str()));
         return;
     }
-    const std::string fileReference = Format("[#%s]", field(KeyPath).c_str());
+    const std::string fileReference = Format("[#%s]", keyPath.c_str());
     std::string file;
     if (!Expand(session, fileReference, file)) {
         LogMessage(session, Format(NoFileName, fileReference.c_str()));
         return;
     }
-    const std::string rawAddress = field(Address);
     std::string address;
     if (!Expand(session, rawAddress, address)) {
         LogMessage(session, Format(NoAddress, rawAddress.c_str()));
         return;
     }
-    WritePrivateProfileStringA(ShortcutSection, AddressKey, address.c_str(), file.c_str());
+    if (!IsProfileFile(file) || !IsProfileValue(address)) {
+        LogMessage(session, Format("CreateInetShortcuts: '%s' does not go into file '%s', skipping "
+                                   "this entry.",
+                                   address.c_str(), file.c_str()));
+        return;
+    }
+    WriteProfileValue(ShortcutSection, AddressKey, address, file);
     LogMessage(session, Format("CreateInetShortcuts: Wrote '%s' to file '%s'", address.c_str(),
                                file.c_str()));
 }

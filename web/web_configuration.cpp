@@ -4,6 +4,7 @@
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
 #include "frame/web_server.h"
@@ -101,7 +102,11 @@ void DeleteHandOff(MSIHANDLE session, const char* action) {
     std::string file;
     GetDeferredData(session, file);
     LogMessage(session, Format("[%s]: Delete file %s", action, file.c_str()));
-    DeleteFileA(file.c_str());
+    // A bare name would be looked for in the current folder.
+    if (!file.empty() && !IsFullPath(file))
+        LogMessage(session, Format("[%s]: Not a full path, left alone", action));
+    else
+        DeleteFileA(file.c_str());
 }
 
 } // namespace

@@ -4,14 +4,15 @@
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
 #include "frame/msi_database.h"
+#include "frame/profile.h"
 #include "frame/session.h"
 
 namespace setupactions {
 
 namespace {
 
-const size_t PathLimit = 260;   // characters
-const DWORD RowValueSize = 260; // characters, the end mark included
+const size_t PathLimit = 260;     // characters
+const size_t RowValueLimit = 259; // characters
 const char TemporaryFilePrefix[] = "qx";
 const int SaveFailed = -1; // in place of a number of rows
 
@@ -44,15 +45,13 @@ bool HasFlag(const std::string& flags, char flag) { return flags.find(flag) != s
 } // namespace
 
 std::string CIniHandOffRow::Get(const char* column) const {
-    char value[RowValueSize] = "";
-    GetPrivateProfileStringA(section_.c_str(), column, "", value, RowValueSize,
-                             handOff_.Path().c_str());
-    return value;
+    std::string value;
+    GetProfileString(section_.c_str(), column, "", value, handOff_.Path());
+    return value.substr(0, RowValueLimit);
 }
 
 int CIniHandOffRow::GetNumber(const char* column) const {
-    return static_cast<int>(
-        GetPrivateProfileIntA(section_.c_str(), column, 0, handOff_.Path().c_str()));
+    return GetProfileNumber(section_.c_str(), column, 0, handOff_.Path());
 }
 
 CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
@@ -60,12 +59,15 @@ CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
     if (IsDeferred(session)) {
         path_ = ReadPath(actionNameValue);
         LogMessage(session, path_);
+        if (!path_.empty() && !IsProfileFile(path_))
+            LogMessage(session, "CIniHandOff: Not a full path of less than 260 characters, "
+                                "nothing is read");
         if (path_.size() > PathLimit)
             path_.clear();
         return;
     }
     path_ = CreatePath();
-    MsiSetPropertyA(session, actionNameValue.c_str(), path_.c_str());
+    HandTo(actionNameValue);
     Write(ReferenceSection, ReferenceCount, "1");
     LogMessage(session, path_);
 }
@@ -80,32 +82,53 @@ std::string CIniHandOff::ReadPath(const std::string& actionNameValue) const {
 std::string CIniHandOff::CreatePath() const {
     char folder[MAX_PATH + 1] = "";
     char path[MAX_PATH] = "";
-    GetTempPathA(sizeof folder, folder);
-    GetTempFileNameA(folder, TemporaryFilePrefix, 0, path);
+    const DWORD length = GetTempPathA(sizeof folder, folder);
+    if (length == 0 || length >= sizeof folder ||
+        GetTempFileNameA(folder, TemporaryFilePrefix, 0, path) == 0) {
+        LogMessage(session_, Format("GetWebInfo: No file in the temporary folder (error %lu), "
+                                    "nothing is handed over",
+                                    GetLastError()));
+        return "";
+    }
     DeleteFileA(path); // only its name is wanted
     return path;
 }
 
-void CIniHandOff::Write(const std::string& section, const std::string& key,
-                        const std::string& value) const {
-    WritePrivateProfileStringA(section.c_str(), key.c_str(), value.c_str(), path_.c_str());
+void CIniHandOff::HandTo(const std::string& actionNameValue) const {
+    const UINT result = MsiSetPropertyA(session_, actionNameValue.c_str(), path_.c_str());
+    if (result != ERROR_SUCCESS && !actionNameValue.empty())
+        LogMessage(session_, Format("GetWebInfo: The file could not be handed to %s (error %u)",
+                                    actionNameValue.c_str(), result));
 }
 
-int CIniHandOff::ReadNumber(const char* section, const char* key, int defaultValue) const {
-    return static_cast<int>(GetPrivateProfileIntA(section, key, defaultValue, path_.c_str()));
+bool CIniHandOff::Write(const std::string& section, const std::string& key,
+                        const std::string& value) const {
+    if (!IsProfileValue(value)) {
+        LogMessage(session_, Format("SaveTableToIniFile: The value of %s holds a line break or is "
+                                    "too long, it is left out",
+                                    key.c_str()));
+        // Its row keeps a section: the reader stops at the first row without.
+        WriteProfileValue(section.c_str(), key.c_str(), "", path_);
+        return false;
+    }
+    WriteProfileValue(section.c_str(), key.c_str(), value, path_);
+    return true;
 }
 
 void CIniHandOff::AddReference(const std::string& actionNameValue) {
-    MsiSetPropertyA(session_, actionNameValue.c_str(), path_.c_str());
-    const int count = ReadNumber(ReferenceSection, ReferenceCount, 1);
+    HandTo(actionNameValue);
+    const int count = GetProfileNumber(ReferenceSection, ReferenceCount, 1, path_);
     Write(ReferenceSection, ReferenceCount, Format("%d", count + 1));
 }
 
 std::string CIniHandOff::FormatText(const std::string& text) const {
     const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, text.c_str());
     std::string formatted;
-    FormatRecordString(session_, record.Get(), formatted);
+    if (MsiRecordSetStringA(record.Get(), 0, text.c_str()) != ERROR_SUCCESS ||
+        FormatRecordString(session_, record.Get(), formatted) != ERROR_SUCCESS)
+        LogMessage(session_, Format("SaveTableToIniFile: '%s' could not be formatted, it is left "
+                                    "empty",
+                                    text.c_str()));
     return formatted;
 }
 
@@ -149,8 +172,8 @@ int CIniHandOff::SaveRows(const std::string& table, bool format) {
             if (stored.empty())
                 continue;
             const std::string value = format ? ValueToSave(table, column, stored) : stored;
-            Write(section, column, value);
-            LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
+            if (Write(section, column, value))
+                LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
         }
     }
     WriteTableCount(table, count);
@@ -185,8 +208,11 @@ UINT CIniHandOff::WriteComponentState(const std::string& component) {
 
 void CIniHandOff::GetComponentState(const std::string& component, INSTALLSTATE& installed,
                                     INSTALLSTATE& action) const {
-    installed = static_cast<INSTALLSTATE>(ReadNumber(ComponentStateSection, component.c_str(), 0));
-    action = static_cast<INSTALLSTATE>(ReadNumber(ComponentActionSection, component.c_str(), 0));
+    const auto read = [&](const char* section) {
+        return static_cast<INSTALLSTATE>(GetProfileNumber(section, component.c_str(), 0, path_));
+    };
+    installed = read(ComponentStateSection);
+    action = read(ComponentActionSection);
 }
 
 void CIniHandOff::WriteTableCount(const std::string& table, int count) {
@@ -195,9 +221,12 @@ void CIniHandOff::WriteTableCount(const std::string& table, int count) {
 
 UINT CIniHandOff::ForEachRow(const char* table, HandOffRowCallback callback, void* context) const {
     UINT failure = ERROR_SUCCESS;
-    const int count = ReadNumber(TableSection, table, 0);
+    const int count = GetProfileNumber(TableSection, table, 0, path_);
     for (int index = 0; index < count; ++index) {
-        const CIniHandOffRow row(*this, RowSection(table, index));
+        const std::string section = RowSection(table, index);
+        if (!HasProfileSection(section.c_str(), path_))
+            break; // the file is the user's to write: it may count rows that are not there
+        const CIniHandOffRow row(*this, section);
         const UINT result = callback(session_, row, context);
         if (result != ERROR_SUCCESS)
             failure = result;
@@ -253,6 +282,8 @@ EXPORTED_ACTION(GetWebInfo) {
     CIniHandOff handOff(session, PropertyText(session, ConfigureNameProperty));
     for (const char* property : FurtherNameProperties)
         handOff.AddReference(PropertyText(session, property));
+    if (handOff.Path().empty())
+        return ERROR_SUCCESS;
 
     handOff.SaveTableToIniFile(VirtualDirTable, true);
     handOff.SaveTableToIniFile(MimeTypeTable, true);

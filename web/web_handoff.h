@@ -43,14 +43,14 @@ using HandOffRowCallback = UINT (*)(MSIHANDLE session, const CIniHandOffRow& row
 
 // The hand-off file as one action sees it. The file is written and read with
 // the profile calls alone, whose failures go unnoticed: what cannot be read is 0
-// or empty.
+// or empty. A value that such a file cannot hold is logged and left out.
 class CIniHandOff {
 public:
     // In a deferred action: takes the file's path from the property, or from
     // the action data when that is empty; a path longer than 260 characters is
-    // none. In an immediate one: chooses a new path in the temporary folder,
-    // stores it in the property, the data of the deferred action of that name,
-    // and starts the file. Logs the path.
+    // none. In an immediate one: chooses a new path in the temporary folder (an
+    // empty one where it cannot), stores it in the property, the data of the
+    // deferred action of that name, and starts the file. Logs the path.
     CIniHandOff(MSIHANDLE session, const std::string& actionNameValue);
 
     // Hands the file to one more deferred action.
@@ -74,8 +74,8 @@ public:
 
     void WriteTableCount(const std::string& table, int count);
 
-    // Calls back for each row saved from the table. Result: the last one that
-    // was not 0, or 0.
+    // Calls back for each row saved from the table, up to the first one that is
+    // not there. Result: the last one that was not 0, or 0.
     UINT ForEachRow(const char* table, HandOffRowCallback callback, void* context) const;
 
     const std::string& Path() const { return path_; }
@@ -84,8 +84,8 @@ private:
     std::string CreatePath() const;
     std::string ReadPath(const std::string& actionNameValue) const;
     int SaveRows(const std::string& table, bool format);
-    void Write(const std::string& section, const std::string& key, const std::string& value) const;
-    int ReadNumber(const char* section, const char* key, int defaultValue) const;
+    void HandTo(const std::string& actionNameValue) const;
+    bool Write(const std::string& section, const std::string& key, const std::string& value) const;
     std::string FormatText(const std::string& text) const;
     std::string ValueToSave(const std::string& table, const std::string& column,
                             const std::string& value);
