@@ -57,7 +57,9 @@ void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name
     SERVICE_STATUS status = {};
     if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
         WaitForServiceState(service.Get(), SERVICE_STOPPED);
-    DeleteService(service.Get());
+    if (!DeleteService(service.Get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE)
+        LogMessage(session, Format("RemoveExtraServers: %s could not be deleted (error %lu)",
+                                   name.c_str(), GetLastError()));
     LogMessage(session, name);
 }
 
@@ -76,7 +78,12 @@ void RemoveServers(MSIHANDLE session) {
     if (!manager)
         return;
     // The list is complete before the first deletion shifts it.
-    for (const std::string& service : ListServices(manager.Get()))
+    std::vector<std::string> services;
+    if (!ListServices(manager.Get(), services))
+        LogMessage(session, Format("RemoveExtraServers: Not all services could be listed "
+                                   "(error %lu)",
+                                   GetLastError()));
+    for (const std::string& service : services)
         if (IsServerOrClone(service, names))
             RemoveService(session, manager.Get(), service);
 }
@@ -100,8 +107,7 @@ bool IsServerOrClone(const std::string& service, const std::vector<std::string>&
     });
 }
 
-std::vector<std::string> ListServices(SC_HANDLE manager) {
-    std::vector<std::string> names;
+bool ListServices(SC_HANDLE manager, std::vector<std::string>& names) {
     std::vector<ENUM_SERVICE_STATUSA> services(EnumerationSize / sizeof(ENUM_SERVICE_STATUSA));
     DWORD resume = 0;
     for (;;) {
@@ -114,7 +120,7 @@ std::vector<std::string> ListServices(SC_HANDLE manager) {
         // Both errors may stand for a buffer that is too small.
         if (!done && GetLastError() != ERROR_MORE_DATA &&
             GetLastError() != ERROR_INSUFFICIENT_BUFFER)
-            return names;
+            return false;
         // A piece that did not move the resume handle holds nothing, whatever
         // its count says: the buffer was too small for any service.
         if (done || resume != resumedAt)
@@ -123,9 +129,9 @@ std::vector<std::string> ListServices(SC_HANDLE manager) {
         else if (size * 2 <= LargestEnumeration)
             services.resize(services.size() * 2);
         else
-            return names;
+            return false;
         if (done)
-            return names;
+            return true;
     }
 }
 

@@ -16,9 +16,9 @@ std::vector<std::string> SplitServiceNames(const std::string& actionData);
 // package's own services match too.
 bool IsServerOrClone(const std::string& service, const std::vector<std::string>& names);
 
-// The names of all services and drivers of the machine. An enumeration that
-// fails ends with what was found before.
-std::vector<std::string> ListServices(SC_HANDLE manager);
+// Appends the names of all services and drivers of the machine. False, with the
+// last error set, when the enumeration ended before the last one.
+bool ListServices(SC_HANDLE manager, std::vector<std::string>& names);
 
 // Polls a service until it is in the wanted state. True also when the service
 // stands still at one check point for twice its wait hint: the wait is then
