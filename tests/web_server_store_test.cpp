@@ -12,6 +12,7 @@
 
 using namespace setupactions;
 using testing::ElementsAre;
+using testing::IsEmpty;
 
 namespace {
 
@@ -25,6 +26,15 @@ BOOL WINAPI TellVersion(OSVERSIONINFOA* version) {
     EXPECT_EQ(version->dwOSVersionInfoSize, 156u);
     std::copy(system_.begin(), system_.end(), &version->dwMajorVersion);
     return TRUE;
+}
+
+// Converts every text but "bad".
+decltype(&MultiByteToWideChar) convertOriginal;
+int WINAPI ConvertAllBut(UINT page, DWORD flags, const char* text, int length, wchar_t* wide,
+                         int room) {
+    return std::string(text, static_cast<size_t>(length)) == "bad"
+               ? 0
+               : convertOriginal(page, flags, text, length, wide, room);
 }
 
 } // namespace
@@ -67,7 +77,7 @@ AnonymousPasswordSync (6022, file, inherited below) = 0x0
 TEST_F(WebStoreTest, ApplicationPathsMayHave260Characters) {
     const std::string longest = "/" + std::string(259, 'a');
     EXPECT_TRUE(IIS4AddVirtualDir(session, "viewer", "C:\\x", 1, longest));
-    EXPECT_EQ(Saved().count(Root + Widen(longest)), 1u);
+    EXPECT_EQ(Saved().count(Root + std::wstring(longest.begin(), longest.end())), 1u);
     const std::string tooLong = longest + "b";
     calls.clear();
     for (const bool adds : {true, false}) {
@@ -153,6 +163,68 @@ TEST_F(WebStoreTest, TheExtensionListGrowsWithEveryAdd) {
                     remove + "CMSAdminBase.CommitKeyChanges failed", remove + "is done"));
 }
 
+TEST_F(WebStoreTest, AListThatCannotBeReadIsNotOverwritten) {
+    metabase::Keys keys = metabase::NewServer();
+    keys[Viewer];
+    keys[Root][MD_SCRIPT_MAPS].texts = {L".asp,c"};
+    keys[L"/LM/W3SVC"][ExtensionList].texts = {L"0,*.dll"};
+    keys[L"/LM/W3SVC"][ExtensionList].userType = IIS_MD_UT_SERVER;
+    const std::string entry = "1,C:\\x.dll,1,,x";
+    const struct {
+        std::function<bool()> change;
+        std::string failed;
+    } cases[] = {
+        {[&] { return IIS4AddScriptMap(session, "viewer", "rpt", "t", MD_SCRIPT_MAPS); },
+         "IIS4AddScriptMap: CMSAdminBase.SetScriptMap failed"},
+        {[&] { return IIS4RemoveScriptMap(session, "viewer", "asp", MD_SCRIPT_MAPS); },
+         "IIS4RemoveScriptMap: CMSAdminBase.SetScriptMap failed"},
+        {[&] { return IIS4AddWebSvcExtension(session, entry, "x.dll"); },
+         "[IIS4AddWebSvcExtension] SetMetabaseMultiSzValueServer fails [-2147467259]"},
+    };
+    const HRESULT grown = HRESULT_FROM_WIN32(ERROR_INSUFFICIENT_BUFFER);
+    for (const auto& row : cases) {
+        SCOPED_TRACE(row.failed);
+        Store(keys);
+        for (const size_t good : {0u, 1u}) { // the look for the size, and the read
+            answers["GetData"].assign(good, S_OK);
+            answers["GetData"].push_back(E_FAIL);
+            calls.clear();
+            SentLines sent;
+            EXPECT_FALSE(row.change());
+            EXPECT_TRUE(Contains(sent.lines, row.failed));
+            EXPECT_FALSE(Contains(calls, "SetData"));
+        }
+        answers["GetData"] = {grown}; // after the size was told
+        EXPECT_TRUE(row.change());
+    }
+    EXPECT_THAT(Texts(L"/LM/W3SVC", ExtensionList), ElementsAre(L"1,C:\\x.dll,1,,x", L"0,*.dll"));
+}
+
+TEST_F(WebStoreTest, NoNameMeansTheSitesRoot) {
+    for (const std::string name : {"", "/", "//", "\\"}) {
+        EXPECT_FALSE(IIS4AddVirtualDir(session, name, "C:\\x", 1, ""));
+        EXPECT_EQ(Log().back(), "IIS4AddVirtualDir: No szOrigVirtualDir given");
+        EXPECT_FALSE(IIS4RemoveVirtualDir(session, name, ""));
+    }
+    IIS4RemoveVirtualDir(session, "-", "/;//");
+    EXPECT_EQ(Log().back(), "IIS4AddVirtualDir: Failed to create application directory //");
+    EXPECT_THAT(calls, IsEmpty());
+}
+
+TEST_F(WebStoreTest, ANameThatCannotBeConvertedChangesNothing) {
+    const ReplacedImport<decltype(ConvertAllBut)> convert("MultiByteToWideChar", ConvertAllBut);
+    convertOriginal = convert.Original();
+    EXPECT_FALSE(IIS4AddVirtualDir(session, "bad", "C:\\x", 1, ""));
+    EXPECT_TRUE(IIS4AddVirtualDir(session, "good", "C:\\x", 1, "bad"));
+    EXPECT_FALSE(IIS4RemoveVirtualDir(session, "bad", ""));
+    EXPECT_FALSE(IIS4AddScriptMap(session, "bad", "r", "t", MD_MIME_MAP));
+    EXPECT_FALSE(IIS4AddScriptMap(session, "", "r", "bad", MD_MIME_MAP));
+    EXPECT_FALSE(IIS4AddWebSvcExtension(session, "1", "bad"));
+    EXPECT_FALSE(Contains(calls, "DeleteKey"));
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "SetData "), 0)
+        << "nothing at the site's root";
+}
+
 TEST_F(WebStoreTest, OnlyNewerServersKeepAnExtensionList) {
     const ReplacedImport<decltype(TellVersion)> getVersion("GetVersionExA", TellVersion);
     const std::string prefix = "[ConfigureWebSvcExtension]: ";
@@ -213,10 +285,6 @@ TEST_F(WebStoreTest, EveryFailingStepHasItsLineAndNothingStaysOpen) {
         EXPECT_EQ(Log().empty() ? "" : Log().back(), row.last) << row.failing;
         EXPECT_TRUE(Saved().empty()) << row.last << ": nothing was saved";
     }
-    ClearMessages();
-    EXPECT_FALSE(IIS4AddVirtualDir(session, "", "C:\\x", 1, ""));
-    EXPECT_FALSE(IIS4RemoveVirtualDir(session, "", ""));
-    EXPECT_THAT(Log(), ElementsAre("IIS4AddVirtualDir: No szOrigVirtualDir given"));
     EXPECT_FALSE(IIS4AddVirtualDir(session, "none/below", "C:\\x", 1, ""));
     EXPECT_EQ(Log().back(), "IIS4AddVirtualDir:  CMSAdminBase.CreateVirtualDir failed");
 }

@@ -3,6 +3,8 @@
 #include "frame/install_registry.h"
 #include "frame/session.h"
 
+#include <mdmsg.h>
+
 #include <exception>
 #include <vector>
 
@@ -21,6 +23,8 @@ const DWORD OpenTimeOut = 1000; // milliseconds, within one try
 const int Tries = 10;
 const DWORD TryInterval = 3000; // milliseconds
 
+const HRESULT DataNotFound = static_cast<HRESULT>(MD_ERROR_DATA_NOT_FOUND);
+const HRESULT NotConverted = HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION);
 const HRESULT KeyExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
 const MetabaseValue KeyType = {MD_KEY_TYPE, METADATA_INHERIT, IIS_MD_UT_SERVER};
@@ -61,13 +65,16 @@ HRESULT RetryWhileBusy(Call call) {
 
 } // namespace
 
-std::wstring Widen(const std::string& text) {
+bool Widen(const std::string& text, std::wstring& wide) {
     const int length = static_cast<int>(text.size());
-    std::wstring wide(
-        static_cast<size_t>(MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, nullptr, 0)),
-        L'\0');
-    MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, &wide[0], static_cast<int>(wide.size()));
-    return wide;
+    const int needed = MultiByteToWideChar(CP_ACP, 0, text.c_str(), length, nullptr, 0);
+    wide.assign(static_cast<size_t>(needed), L'\0');
+    return text.empty() || (needed > 0 && MultiByteToWideChar(CP_ACP, 0, text.c_str(), length,
+                                                              &wide[0], needed) == needed);
+}
+
+bool NamesKey(const std::string& path) {
+    return path.find_first_not_of("/\\") != std::string::npos;
 }
 
 bool CMSAdminBase::Init() {
@@ -82,12 +89,12 @@ bool CMSAdminBase::Init() {
 
 bool CMSAdminBase::OpenMetabaseKey(const std::string& path) {
     CloseKey();
-    const std::wstring widePath = Widen(path);
-    return SUCCEEDED(RetryWhileBusy([&] {
-        return store_.Get()->OpenKey(METADATA_MASTER_ROOT_HANDLE, widePath.c_str(),
-                                     METADATA_PERMISSION_READ | METADATA_PERMISSION_WRITE,
-                                     OpenTimeOut, &key_);
-    }));
+    std::wstring widePath;
+    return Widen(path, widePath) && SUCCEEDED(RetryWhileBusy([&] {
+               return store_.Get()->OpenKey(METADATA_MASTER_ROOT_HANDLE, widePath.c_str(),
+                                            METADATA_PERMISSION_READ | METADATA_PERMISSION_WRITE,
+                                            OpenTimeOut, &key_);
+           }));
 }
 
 bool CMSAdminBase::CommitKeyChanges() {
@@ -124,20 +131,27 @@ HRESULT CMSAdminBase::SetNumber(const std::wstring& path, const MetabaseValue& v
 
 HRESULT CMSAdminBase::SetText(const std::wstring& path, const MetabaseValue& value,
                               const std::string& text) {
-    const std::wstring wide = Widen(text);
+    std::wstring wide;
+    if (!Widen(text, wide))
+        return NotConverted;
     return SetData(path, value, STRING_METADATA, wide.c_str(), (wide.size() + 1) * sizeof(wchar_t));
 }
 
 HRESULT CMSAdminBase::SetList(const std::string& path, const MetabaseValue& value,
                               const TextList& list) {
+    std::wstring widePath;
+    if (!Widen(path, widePath))
+        return NotConverted;
     const std::wstring characters = FormatMultiSz(list);
-    return SetData(Widen(path), value, MULTISZ_METADATA, characters.data(),
+    return SetData(widePath, value, MULTISZ_METADATA, characters.data(),
                    characters.size() * sizeof(wchar_t));
 }
 
 bool CMSAdminBase::CreateVirtualDir(const std::string& name, const std::string& physicalPath,
                                     DWORD accessPermissions) {
-    const std::wstring path = Widen(name);
+    std::wstring path;
+    if (!Widen(name, path))
+        return false;
     const HRESULT added = store_.Get()->AddKey(key_, path.c_str());
     if (added == KeyExists)
         return true; // what an administrator has set there is kept
@@ -155,7 +169,9 @@ bool CMSAdminBase::CreateVirtualDir(const std::string& name, const std::string& 
 }
 
 bool CMSAdminBase::CreateApplicationDir(const std::string& applicationPath) {
-    const std::wstring path = Widen(applicationPath);
+    std::wstring path;
+    if (!Widen(applicationPath, path))
+        return false;
     const HRESULT added = store_.Get()->AddKey(key_, path.c_str());
     if (added != S_OK && added != KeyExists)
         return false;
@@ -175,7 +191,9 @@ bool CMSAdminBase::CreateApplicationDir(const std::string& applicationPath) {
 }
 
 bool CMSAdminBase::DeleteMetabaseKey(const std::string& path) {
-    return SUCCEEDED(store_.Get()->DeleteKey(key_, Widen(path).c_str()));
+    std::wstring widePath;
+    return NamesKey(path) && Widen(path, widePath) &&
+           SUCCEEDED(store_.Get()->DeleteKey(key_, widePath.c_str()));
 }
 
 bool CMSAdminBase::RemoveVirtualDir(const std::string& name) {
@@ -189,27 +207,36 @@ bool CMSAdminBase::RemoveVirtualDir(const std::string& name) {
     return true;
 }
 
-bool CMSAdminBase::GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
-                                           DWORD userType) {
+HRESULT CMSAdminBase::GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
+                                              DWORD userType) {
+    list.clear();
+    std::wstring widePath;
+    if (!Widen(path, widePath))
+        return NotConverted;
     METADATA_RECORD record = {};
     record.dwMDIdentifier = id;
     record.dwMDAttributes = METADATA_INHERIT;
     record.dwMDUserType = userType;
     record.dwMDDataType = MULTISZ_METADATA;
-    const std::wstring widePath = Widen(path);
+    std::vector<wchar_t> characters;
     DWORD needed = 0;
-    const HRESULT asked = store_.Get()->GetData(key_, widePath.c_str(), &record, &needed);
-    if (HRESULT_CODE(asked) != ERROR_INSUFFICIENT_BUFFER)
-        return false;
-
-    // The size is in bytes: as many characters are room for twice of it.
-    std::vector<wchar_t> characters(needed);
-    record.dwMDDataLen = needed;
-    record.pbMDData = reinterpret_cast<unsigned char*>(characters.data());
-    if (FAILED(store_.Get()->GetData(key_, widePath.c_str(), &record, &needed)))
-        return false;
-    list = ParseMultiSz(characters.data(), characters.size());
-    return true;
+    const auto read = [&] {
+        return store_.Get()->GetData(key_, widePath.c_str(), &record, &needed);
+    };
+    HRESULT result = read();
+    // Without a buffer at first, and once more whenever the list grew in between.
+    while (HRESULT_CODE(result) == ERROR_INSUFFICIENT_BUFFER && needed > characters.size()) {
+        // The size is in bytes: as many characters are room for twice of it.
+        characters.assign(needed, L'\0');
+        record.dwMDDataLen = needed;
+        record.pbMDData = reinterpret_cast<unsigned char*>(characters.data());
+        result = read();
+    }
+    if (result == DataNotFound)
+        return S_OK;
+    if (SUCCEEDED(result))
+        list = ParseMultiSz(characters.data(), characters.size());
+    return result;
 }
 
 HRESULT CMSAdminBase::SetMetabaseMultiSzValue(const std::string& path, DWORD id,
@@ -226,12 +253,14 @@ bool CMSAdminBase::SetScriptMap(const std::string& virtualDir, const std::string
                                 const std::string* value, DWORD id) {
     try {
         TextList list;
-        const bool found = GetMetabaseMultiSzValue(virtualDir, id, list);
-        if (!found && value == nullptr)
+        std::wstring wideKey, wideValue;
+        if (FAILED(GetMetabaseMultiSzValue(virtualDir, id, list)) || !Widen(key, wideKey) ||
+            (value != nullptr && !Widen(*value, wideValue)))
+            return false;
+        if (list.empty() && value == nullptr)
             return true;
-        list = value == nullptr
-                   ? WithoutMapping(list, Widen(key))
-                   : WithMapping(list, Widen(key), Widen(*value), id == MD_SCRIPT_MAPS);
+        list = value == nullptr ? WithoutMapping(list, wideKey)
+                                : WithMapping(list, wideKey, wideValue, id == MD_SCRIPT_MAPS);
         return SUCCEEDED(SetMetabaseMultiSzValue(virtualDir, id, list));
     } catch (const std::exception&) { // no memory holds the list
         return false;

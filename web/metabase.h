@@ -11,8 +11,13 @@
 
 namespace setupactions {
 
-// The text in the store's characters, from the ANSI code page.
-std::wstring Widen(const std::string& text);
+// Turns the text, in the ANSI code page, into the store's characters. False when
+// it cannot be converted.
+bool Widen(const std::string& text, std::wstring& wide);
+
+// False for a path that means the open key itself: an empty one, or nothing but
+// separators.
+bool NamesKey(const std::string& path);
 
 // As the log names it.
 using CAutoCoInitialize = ComApartment;
@@ -26,7 +31,8 @@ struct MetabaseValue {
 
 // The store and one open key of it. Both are given back at the end, on every
 // path. Paths and names are relative to the open key, or to the store's root
-// while none is open. Texts cross into the store from the ANSI code page.
+// while none is open. Texts cross into the store from the ANSI code page; a call
+// with one that cannot be converted fails before the store is asked.
 class CMSAdminBase {
 public:
     CMSAdminBase() = default;
@@ -54,16 +60,18 @@ public:
     // when it cannot be created or one of its values cannot be written.
     bool CreateApplicationDir(const std::string& applicationPath);
 
+    // Deletes a key with all below it; never the open key itself.
     bool DeleteMetabaseKey(const std::string& path);
 
     // Deletes a virtual directory here and in the registry, where older
     // servers keep it.
     bool RemoveVirtualDir(const std::string& name);
 
-    // A list, inherited ones included; false when there is none. Values are
-    // only found under their own user type.
-    bool GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
-                                 DWORD userType = IIS_MD_UT_FILE);
+    // A list, inherited ones included; empty when there is none. Values are only
+    // found under their own user type. On failure the list must not be written
+    // back: what it held is not known.
+    HRESULT GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
+                                    DWORD userType = IIS_MD_UT_FILE);
 
     // Writes a list that is inherited below the key.
     HRESULT SetMetabaseMultiSzValue(const std::string& path, DWORD id, const TextList& list);
@@ -73,7 +81,7 @@ public:
 
     // Maps the key (an extension with its dot) to the value in a virtual
     // directory's list, MD_SCRIPT_MAPS or MD_MIME_MAP; a null value removes it.
-    // False when the list cannot be written or memory runs out.
+    // False when the list cannot be read or written, or memory runs out.
     bool SetScriptMap(const std::string& virtualDir, const std::string& key,
                       const std::string* value, DWORD id);
 

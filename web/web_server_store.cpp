@@ -151,23 +151,30 @@ bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::st
     }
     log("Open key /LM/W3svc");
 
-    TextList list;
-    store.GetMetabaseMultiSzValue("", MD_WEB_SVC_EXT_RESTRICTION_LIST, list, IIS_MD_UT_SERVER);
-    if (list.empty()) {
-        log("WebSvcExtRestrictionList is empty!!!!");
-    } else {
-        log("WebSvcExtRestrictionList is found");
-        log("Finding xazisapi.dll.");
-        const size_t before = list.size();
-        list = WithoutExtension(list, Widen(dllName));
-        for (size_t found = list.size(); found < before; ++found)
-            log("Found entry of xazisapi.dll.");
-    }
-    if (addedEntry != nullptr)
-        list.insert(list.begin(), Widen(*addedEntry));
-
-    const HRESULT written =
-        store.SetMetabaseMultiSzValueServer("", MD_WEB_SVC_EXT_RESTRICTION_LIST, list);
+    const auto rewrite = [&]() -> HRESULT {
+        TextList list;
+        const HRESULT read = store.GetMetabaseMultiSzValue("", MD_WEB_SVC_EXT_RESTRICTION_LIST,
+                                                           list, IIS_MD_UT_SERVER);
+        std::wstring name, entry;
+        if (FAILED(read))
+            return read; // what the list holds is not known: it is not written
+        if (!Widen(dllName, name) || (addedEntry != nullptr && !Widen(*addedEntry, entry)))
+            return E_INVALIDARG;
+        if (list.empty()) {
+            log("WebSvcExtRestrictionList is empty!!!!");
+        } else {
+            log("WebSvcExtRestrictionList is found");
+            log("Finding xazisapi.dll.");
+            const size_t before = list.size();
+            list = WithoutExtension(list, name);
+            for (size_t found = list.size(); found < before; ++found)
+                log("Found entry of xazisapi.dll.");
+        }
+        if (addedEntry != nullptr)
+            list.insert(list.begin(), entry);
+        return store.SetMetabaseMultiSzValueServer("", MD_WEB_SVC_EXT_RESTRICTION_LIST, list);
+    };
+    const HRESULT written = rewrite();
     log(SUCCEEDED(written)
             ? "SetMetabaseMultiSzValueServer success"
             : Format("SetMetabaseMultiSzValueServer fails [%d]", static_cast<int>(written)));
@@ -195,7 +202,7 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
         LogMessage(session, "IIS4AddVirtualDir: Couldn't call CAutoCoInitialize.Initialize()");
         return false;
     }
-    if (virtualDir.empty()) {
+    if (!NamesKey(virtualDir)) {
         LogMessage(session, "IIS4AddVirtualDir: No szOrigVirtualDir given");
         return false;
     }
@@ -244,7 +251,7 @@ bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
                                    virtualDir.c_str()));
         return false;
     }
-    if (virtualDir.empty())
+    if (!NamesKey(virtualDir))
         return false;
     CMSAdminBase store;
     if (!store.Init()) {
