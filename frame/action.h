@@ -1,10 +1,25 @@
-// The boundary of every exported action: linkage, calling convention and stack.
+// The boundary of every exported action: linkage, calling convention and stack,
+// and that no C++ exception leaves it.
 #pragma once
 
 #include "exports/actions.h"
+
+namespace setupactions {
+
+// Calls the body and answers its result. A C++ exception that leaves the body
+// ends here, in the line "NAME: out of memory" or "NAME: failed (NUMBER)", and
+// the result is ERROR_INSTALL_FAILURE. The number is the one thrown, E_INVALIDARG
+// for an impossible text operation, or 0. Machine faults are not taken.
+UINT RunAction(MSIHANDLE session, const char* name, UINT (*body)(MSIHANDLE session));
+
+} // namespace setupactions
 
 // Begins the body of an exported action. The action must stand in
 // exports/catalogue.inc, which declares and exports it. Inside the body,
 // `session` is the handle of the running installation; it is never closed.
 #define EXPORTED_ACTION(Name)                                                                      \
-    extern "C" ACTION_STACK UINT __stdcall Name([[maybe_unused]] MSIHANDLE session)
+    static UINT Name##Body(MSIHANDLE session);                                                     \
+    extern "C" ACTION_STACK UINT __stdcall Name(MSIHANDLE session) {                               \
+        return setupactions::RunAction(session, #Name, Name##Body);                                \
+    }                                                                                              \
+    static UINT Name##Body([[maybe_unused]] MSIHANDLE session)

@@ -59,10 +59,10 @@ void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTempla
     MsiProcessMessage(session, type, record.Get());
 }
 
-void LogMessage(MSIHANDLE session, const std::string& text) {
+void LogMessage(MSIHANDLE session, const char* text) {
     const InstallerHandle record(MsiCreateRecord(2));
     MsiRecordSetStringA(record.Get(), 0, "[Date], [Time]: [1]");
-    MsiRecordSetStringA(record.Get(), 1, text.c_str());
+    MsiRecordSetStringA(record.Get(), 1, text);
     MsiProcessMessage(session, INSTALLMESSAGE_INFO, record.Get());
 }
 

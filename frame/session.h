@@ -15,7 +15,10 @@ std::string Format(const char* format, ...) PRINTF_CHECKED(1, 2);
 
 // Writes one information line "[Date], [Time]: text" to the installer log. The
 // installer resolves square brackets in the text like those of any record.
-void LogMessage(MSIHANDLE session, const std::string& text);
+void LogMessage(MSIHANDLE session, const char* text);
+inline void LogMessage(MSIHANDLE session, const std::string& text) {
+    LogMessage(session, text.c_str());
+}
 
 // Sends a record to the installer: field 0 is the template, the fields follow
 // from 1. For lines without the date prefix and for action data. A record of

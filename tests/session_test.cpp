@@ -1,5 +1,6 @@
 #include "frame/session.h"
 
+#include "frame/action.h"
 #include "frame/deferred_data.h"
 #include "frame/errors.h"
 #include "frame/feature_state.h"
@@ -54,6 +55,25 @@ void FaultInForeignCode() {
     char text[16];
     WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<const wchar_t*>(16), 4, text, 16, nullptr,
                         nullptr);
+}
+
+// Memory that is exhausted after the first block, until one is freed.
+int blocks;
+const ReplacedImport<void* __cdecl(size_t)>* allocation;
+const ReplacedImport<void __cdecl(void*)>* release;
+void* __cdecl OneBlock(size_t size) {
+    return blocks-- > 0 ? allocation->Original()(size) : nullptr;
+}
+void __cdecl FreeBlock(void* block) {
+    if (block != nullptr)
+        blocks = 1000;
+    release->Original()(block);
+}
+char keptLine[64];
+int WINAPI KeepLine(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE record) {
+    DWORD size = sizeof keptLine;
+    MsiRecordGetStringA(record, 1, keptLine, &size);
+    return IDOK;
 }
 
 DWORD HandlerChainHead() {
@@ -189,6 +209,47 @@ TEST_F(SessionTest, OddTextsAreReadByTheirRules) {
         MakeDeferred(text);
         EXPECT_THROW(CDeferredData(session, "Action"), InvalidArgument) << text;
     }
+}
+
+TEST_F(SessionTest, WhatIsThrownEndsAtTheBoundaryOfAnAction) {
+    const struct {
+        UINT (*body)(MSIHANDLE);
+        UINT result;
+        const char* line;
+    } cases[] = {
+        {[](MSIHANDLE) -> UINT { return 6; }, 6, ""},
+        {[](MSIHANDLE) -> UINT { throw std::bad_alloc(); }, 1603, "Name: out of memory"},
+        {[](MSIHANDLE) -> UINT { throw 5; }, 1603, "Name: failed (5)"},
+        {[](MSIHANDLE handle) -> UINT { return std::string().at(handle); }, 1603,
+         "Name: failed (-2147024809)"},
+        {[](MSIHANDLE) -> UINT { throw std::runtime_error(""); }, 1603, "Name: failed (0)"},
+    };
+    for (const auto& row : cases) {
+        ClearMessages();
+        EXPECT_EQ(RunAction(session, "Name", row.body), row.result);
+        EXPECT_EQ(Log().empty() ? "" : Log().front(), row.line);
+    }
+    const auto body = [](MSIHANDLE) -> UINT {
+        ReadNull();
+        return ERROR_SUCCESS;
+    };
+    EXPECT_FALSE(RunGuarded([&] { RunAction(session, "Name", body); })) << "a fault goes on";
+    EXPECT_EQ(RunAction(session, "Name", cases[0].body), 6u) << "and the next action is whole";
+}
+
+TEST_F(SessionTest, AnActionWithoutMemorySaysSoAndFails) {
+    const ReplacedImport<decltype(KeepLine)> keep("MsiProcessMessage", KeepLine);
+    UINT result;
+    {
+        const ReplacedImport<decltype(OneBlock)> malloc("malloc", OneBlock);
+        const ReplacedImport<decltype(FreeBlock)> free("free", FreeBlock);
+        allocation = &malloc;
+        release = &free;
+        blocks = 1;
+        result = StopAPSService(session);
+    }
+    EXPECT_EQ(result, UINT(ERROR_INSTALL_FAILURE));
+    EXPECT_STREQ(keptLine, "StopAPSService: out of memory");
 }
 
 TEST(Guard, EveryFaultEndsTheBodyAThousandTimesInARow) {
