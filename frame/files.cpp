@@ -1,5 +1,8 @@
 #include "frame/files.h"
 
+#include "frame/ansi_text.h"
+#include "frame/held_folder.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 namespace setupactions {
@@ -14,6 +17,10 @@ const char CloseFailed[] =
     "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR Couldn't close search handle.";
 const char RemoveFailed[] =
     "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR RemoveDirectory [error %d] %s.";
+const char FolderReplaced[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR %s was replaced, left alone.";
+const char NameNotPlain[] =
+    "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR %s is no plain name, left alone.";
 
 const size_t CopyRecordFields = 4;
 
@@ -32,9 +39,12 @@ bool IsFolder(DWORD attributes) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// A junction or symbolic link to a folder.
-bool IsFolderLink(DWORD attributes) {
-    return IsFolder(attributes) && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+// False for a name that a path would not lead to: in the ANSI code page a letter
+// may have become a separator, and "..\outside" then names another folder.
+// Blanks and dots at a path's end are not read at all.
+bool IsPlainName(const std::string& name) {
+    return FindCharacter(name, "\\/:*?\"<>|") == std::string::npos &&
+           name.find_first_not_of(". ") != std::string::npos;
 }
 
 // The text's last character: the first byte of one that has two.
@@ -45,15 +55,6 @@ char LastCharacter(const std::string& text) {
 std::string Join(std::string folder, const char* name) {
     EnsureTrailingChar(folder, '\\');
     return folder + name;
-}
-
-// The same text for every way to write a folder's path.
-std::string FullPath(const std::string& path) {
-    char full[MAX_PATH] = "";
-    const DWORD length = GetFullPathNameA(path.c_str(), sizeof full, full, nullptr);
-    std::string result = length < sizeof full ? full : path;
-    EnsureTrailingChar(result, '\\', true);
-    return result;
 }
 
 void LogCopy(MSIHANDLE session, const char* recordTemplate,
@@ -77,6 +78,11 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
     } else if (!IsFolder(destinationAttributes)) {
         return false;
     }
+    const HeldFolder held(destination);
+    if (!held.IsInPlace()) {
+        LogCopy(session, "CopyDirectory: Dest: [1] is a link or in use, skipping", {destination});
+        return false;
+    }
 
     WIN32_FIND_DATAA entry = {};
     const SearchHandle search = StartSearch(Join(source, "*.*"), entry);
@@ -90,7 +96,9 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
             continue;
         const std::string from = Join(source, entry.cFileName);
         const std::string to = Join(destination, entry.cFileName);
-        if (IsFolderLink(entry.dwFileAttributes)) {
+        if (!IsPlainName(entry.cFileName)) {
+            LogCopy(session, "CopyDirectory: Source: [1] is no plain name, skipping", {from});
+        } else if (IsFolderLink(entry.dwFileAttributes)) {
             LogCopy(session, "CopyDirectory: Source: [1] is a link, skipping", {from});
         } else if (IsFolder(entry.dwFileAttributes)) {
             // A destination below the source would be copied into itself for ever.
@@ -101,19 +109,12 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
                     {from, to, ErrorText(GetLastError())});
         }
     } while (FindNextFileA(search.Get(), &entry));
-    return true;
-}
-
-// True when the system tells the link from the folder that it leads to. Where
-// it does not, removing the "link" would remove that folder.
-bool OpensAsLink(const std::string& link) {
-    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const FileHandle file(CreateFileA(link.c_str(), 0, shareAll, nullptr, OPEN_EXISTING,
-                                      FILE_FLAG_BACKUP_SEMANTICS | FILE_FLAG_OPEN_REPARSE_POINT,
-                                      nullptr));
-    BY_HANDLE_FILE_INFORMATION information = {};
-    return file && GetFileInformationByHandle(file.Get(), &information) &&
-           IsFolderLink(information.dwFileAttributes);
+    const DWORD error = GetLastError();
+    if (error == ERROR_NO_MORE_FILES)
+        return true;
+    LogCopy(session, "CopyDirectory(Source:[1]): FindNextFile failed. Error: [2]",
+            {source, ErrorText(error)});
+    return false;
 }
 
 void LogUnremoved(MSIHANDLE session, const std::string& folder) {
@@ -141,11 +142,12 @@ void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
         LogMessage(session, Format(DeleteFailed, static_cast<int>(GetLastError()), file.c_str()));
 }
 
-// Removes what is in a folder. False when it cannot be searched.
-bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
+// Removes what is in a folder. False when it cannot be held or searched, or
+// when something else took its place.
+bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder& held) {
     const std::string pattern = folder + "\\*.*";
     WIN32_FIND_DATAA entry = {};
-    SearchHandle search = StartSearch(pattern, entry);
+    SearchHandle search = held ? StartSearch(pattern, entry) : SearchHandle();
     if (!search) {
         LogMessage(session, Format(SearchFailed, pattern.c_str()));
         return false;
@@ -154,7 +156,15 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder) {
     do {
         if (IsDotEntry(entry))
             continue;
+        if (!held.IsInPlace()) {
+            LogMessage(session, Format(FolderReplaced, folder.c_str()));
+            return false;
+        }
         const std::string path = folder + "\\" + entry.cFileName;
+        if (!IsPlainName(entry.cFileName)) {
+            LogMessage(session, Format(NameNotPlain, path.c_str()));
+            continue;
+        }
         const DWORD attributes = GetFileAttributesA(path.c_str());
         if (IsFolder(attributes))
             RemoveFolderStructure(session, path);
@@ -175,11 +185,10 @@ bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::stri
 void RemoveFolderStructure(MSIHANDLE session, const std::string& directory) {
     if (directory.empty())
         return;
-    // A trailing backslash would show the folder that a link leads to.
-    const std::string fullPath = FullPath(directory);
+    const std::string fullPath = FullPath(directory); // a backslash at its end hides a link
     if (IsFolderLink(GetFileAttributesA(fullPath.c_str())))
         RemoveLink(session, fullPath);
-    else if (EmptyFolder(session, directory))
+    else if (EmptyFolder(session, directory, HeldFolder(directory))) // held no longer
         RemoveFolder(session, directory);
 }
 

@@ -2,6 +2,7 @@
 #include "frame/action.h"
 #include "frame/ansi_text.h"
 #include "frame/files.h"
+#include "frame/held_folder.h"
 #include "frame/session.h"
 #include "setup/path_texts.h"
 
@@ -16,9 +17,9 @@ const char* const Languages[] = {"en", "de", "fr", "ja"};
 
 } // namespace
 
-// Scheduled deferred. Action data: "source folder|destination folder", at most
-// 519 characters; longer or incomplete data copies nothing. Copies the
-// viewer's language folders into "htmlviewer" of the destination.
+// Scheduled deferred. Action data: "source folder|destination folder", full
+// paths, at most 519 characters; other data copies nothing. Copies the viewer's
+// language folders into "htmlviewer" of the destination.
 EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
     char buffer[ActionDataSize] = "";
     DWORD size = ActionDataSize;
@@ -28,16 +29,21 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
     const size_t separator = FindCharacter(data, Separator);
     if (separator == std::string::npos)
         return ERROR_SUCCESS;
-    // Without either folder the paths would be those of the current folder.
-    if (separator == 0 || separator + 1 == data.size()) {
-        LogMessage(session, Format("CopyHTMLViewerToPFCD: source or destination is empty in '%s', "
-                                   "nothing copied",
+    const std::string source = InFolder(data.substr(0, separator), ViewerFolder);
+    const std::string destination = InFolder(data.substr(separator + 1), ViewerFolder);
+    if (!IsOwnPath(source) || !IsOwnPath(destination)) {
+        LogMessage(session, Format("CopyHTMLViewerToPFCD: source or destination is no full path in "
+                                   "'%s', nothing copied",
                                    data.c_str()));
         return ERROR_SUCCESS;
     }
-    const std::string source = InFolder(data.substr(0, separator), ViewerFolder);
-    const std::string destination = InFolder(data.substr(separator + 1), ViewerFolder);
     CreateDirectoryA(destination.c_str(), nullptr);
+    const HeldFolder held(destination);
+    if (held && !held.IsInPlace()) {
+        LogMessage(session, Format("CopyHTMLViewerToPFCD: %s is a link, nothing copied",
+                                   destination.c_str()));
+        return ERROR_SUCCESS;
+    }
     for (const char* language : Languages)
         CopyDirectory(session, InFolder(source, language), InFolder(destination, language));
     return ERROR_SUCCESS;

@@ -24,15 +24,11 @@ const char* const AddOnFiles[] = {
 // with a drive, without "." and "..", nothing doubled. Empty for any other
 // text, for a whole drive and for a path longer than the system allows.
 std::string PlainFolder(const std::string& text) {
-    char full[MAX_PATH] = "";
-    const DWORD length = GetFullPathNameA(text.c_str(), sizeof full, full, nullptr);
-    if (!IsFullPath(text) || text[1] != ':' || length >= sizeof full ||
-        _stricmp(full, text.c_str()) != 0)
-        return "";
     std::string folder = text;
     EnsureTrailingChar(folder, '\\', true);
-    const bool isWholeDrive = folder.size() <= 2;
-    return isWholeDrive ? "" : folder;
+    const bool isPlain = IsOwnPath(folder) && folder[1] == ':' &&
+                         _stricmp(FullPath(folder).c_str(), folder.c_str()) == 0;
+    return isPlain ? folder : "";
 }
 
 // True when the folder is there and no part of its path is a link.

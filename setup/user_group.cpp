@@ -4,6 +4,7 @@
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
+#include "frame/held_folder.h"
 #include "frame/install_registry.h"
 #include "frame/libraries.h"
 #include "frame/programs.h"
@@ -209,33 +210,16 @@ PlugInFolders FindPlugInFolders() {
 
 // An empty or partial directory of the registry would lead to the current folder.
 bool AreFullPaths(MSIHANDLE session, const char* action, const PlugInFolders& folders) {
-    if (IsFullPath(folders.original) && IsFullPath(folders.copy))
+    if (IsFullPath(folders.original) && IsOwnPath(folders.copy))
         return true;
     LogMessage(session, Format("%s: %s or %s is no full path, nothing done", action,
                                folders.original.c_str(), folders.copy.c_str()));
     return false;
 }
 
-bool Identify(const std::string& folder, BY_HANDLE_FILE_INFORMATION& information) {
-    const DWORD shareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
-    const FileHandle handle(CreateFileA(folder.c_str(), 0, shareAll, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-    return handle && GetFileInformationByHandle(handle.Get(), &information);
-}
-
-// True also for one folder written in two ways (short names, links, slashes):
-// what is taken for a copy gets deleted.
-bool IsSameFolder(const std::string& a, const std::string& b) {
-    if (_stricmp(a.c_str(), b.c_str()) == 0)
-        return true;
-    BY_HANDLE_FILE_INFORMATION ofA = {}, ofB = {};
-    return Identify(a, ofA) && Identify(b, ofB) &&
-           ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
-           ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
-}
-
 // True when there is no second tree to copy into: an installation root that is
 // the information directory has none, and one above it holds the original itself.
+// What is taken for a copy gets deleted.
 bool IsOneTree(const PlugInFolders& folders) {
     return IsSameFolder(folders.information, folders.root) ||
            IsSameFolder(folders.original, folders.copy);

@@ -159,11 +159,9 @@ void HandOverOperations(MSIHANDLE session) {
 void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
     Guarded(session, "RemoveFolderStructure failed", [&] {
         LogMessage(session, Format("[CDFilesDelete] Remove directory %s.", folder.c_str()));
-        // Neither the current folder, which a partial path would lead to, nor a
-        // whole drive ("C:") is ever an archive's own.
         if (folder.empty())
             LogMessage(session, "[RemoveFolderStructure] FolderName is empty.");
-        else if (!IsFullPath(folder))
+        else if (!IsOwnPath(folder))
             LogMessage(session, Format("[CDFilesDelete] %s is no folder of its own, left alone.",
                                        folder.c_str()));
         else

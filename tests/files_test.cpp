@@ -1,5 +1,6 @@
 #include "frame/files.h"
 
+#include "frame/paths.h"
 #include "frame/profile.h"
 #include "tests/support/scratch_file.h"
 #include "tests/support/sent_lines.h"
@@ -17,6 +18,34 @@ using testing::StartsWith;
 namespace {
 
 const std::string Prefix = "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR ";
+
+// Steps of a removal of "tree": when one of them comes, something puts a link in
+// the place of "tree\sub".
+std::string root;
+int stepsToSwap;
+void Step() {
+    if (--stepsToSwap == 0)
+        RunUnixShell(root, "mv tree/sub gone; ln -s ../outside tree/sub");
+}
+const ReplacedImport<HANDLE WINAPI(const char*, WIN32_FIND_DATAA*)>* search;
+HANDLE WINAPI InterruptedSearch(const char* pattern, WIN32_FIND_DATAA* entry) {
+    if (pattern == root + "tree\\sub\\*.*") {
+        EXPECT_FALSE(MoveFileA((root + "tree\\sub").c_str(), (root + "moved").c_str())) << "held";
+        Step();
+    }
+    return search->Original()(pattern, entry);
+}
+const ReplacedImport<BOOL WINAPI(const char*)>* deletion;
+BOOL WINAPI InterruptedDelete(const char* path) {
+    const BOOL deleted = deletion->Original()(path);
+    Step();
+    return deleted;
+}
+
+BOOL WINAPI BrokenNext(HANDLE, WIN32_FIND_DATAA*) {
+    SetLastError(ERROR_DEV_NOT_EXIST);
+    return FALSE;
+}
 
 } // namespace
 
@@ -65,6 +94,39 @@ TEST_F(FilesTest, WhatALinkLeadsToStays) {
     EXPECT_TRUE(Contains(lines, "RemoveDirectory [error 50] " + scratch + "tree\\outside."));
 }
 
+TEST_F(FilesTest, WhatTakesAFoldersPlaceMeanwhileStays) {
+    const ReplacedImport<decltype(InterruptedSearch)> first("FindFirstFileA", InterruptedSearch);
+    const ReplacedImport<decltype(InterruptedDelete)> each("DeleteFileA", InterruptedDelete);
+    search = &first;
+    deletion = &each;
+    root = scratch;
+    for (const int steps : {1, 2}) { // at the search, and after the first file
+        Shell("rm -rf tree gone; mkdir -p tree/sub outside; "
+              "touch tree/sub/a tree/sub/b outside/a outside/b");
+        stepsToSwap = steps;
+        EXPECT_THAT(Remove(scratch + "tree"),
+                    ElementsAre(Prefix + scratch + "tree\\sub was replaced, left alone.",
+                                Prefix + "RemoveDirectory [error 145] " + scratch + "tree."));
+        EXPECT_TRUE(Exists("outside\\a") && Exists("outside\\b")) << steps;
+    }
+}
+
+// In the ANSI code page the names become "..\outside" and "..:x".
+TEST_F(FilesTest, NamesThatLeadOutAreLeftAlone) {
+    File("outside\\keep.txt");
+    File("beside");
+    Shell("mkdir -p deep tree/$(printf '\\357\\274\\216\\357\\274\\216\\357\\274\\274outside')");
+    EXPECT_TRUE(CopyDirectory(session, scratch + "tree", scratch + "deep\\to"));
+    EXPECT_FALSE(Exists("deep\\outside"));
+    const std::string odd = scratch + "tree\\..\\outside";
+    EXPECT_THAT(Log(),
+                ElementsAre("CopyDirectory: Source: " + odd + " is no plain name, skipping"));
+    EXPECT_THAT(Remove(scratch + "tree"),
+                ElementsAre(Prefix + odd + " is no plain name, left alone.",
+                            Prefix + "RemoveDirectory [error 145] " + scratch + "tree."));
+    EXPECT_TRUE(Exists("outside\\keep.txt"));
+}
+
 TEST_F(FilesTest, AHeldFileAndItsFoldersStayAndTheRestGoes) {
     File("tree\\sub\\held.txt");
     File("tree\\z\\last.txt");
@@ -103,17 +165,18 @@ TEST_F(FilesTest, TheHtmlViewersLanguagesAreCopiedOverWhatIsThere) {
 }
 
 TEST_F(FilesTest, MalformedOrOverlongViewerDataCopiesNothing) {
-    const std::string longest = "Q:|" + std::string(516, 'x');
-    const std::pair<std::string, size_t> cases[] = {{"", 0},      {"from", 0}, {longest + "x", 0},
-                                                    {longest, 4}, {"|to", 1},  {"from|", 1}};
+    const std::string longest = "Q:|Q:\\" + std::string(513, 'x');
+    const std::pair<std::string, size_t> cases[] = {
+        {"", 0},      {"from", 0},    {longest + "x", 0}, {"Q:|Q:\\x", 4},
+        {longest, 1}, {"from|Q:", 1}, {"|Q:", 1},         {"Q:|", 1}};
     for (const auto& [data, lines] : cases) {
         SetProperty("CustomActionData", data);
         ClearMessages();
         EXPECT_EQ(CopyHTMLViewerToPFCD(session), ERROR_SUCCESS);
         EXPECT_EQ(Log().size(), lines) << data;
     }
-    EXPECT_EQ(Log()[0], "CopyHTMLViewerToPFCD: source or destination is empty in 'from|', nothing "
-                        "copied");
+    EXPECT_EQ(Log()[0], "CopyHTMLViewerToPFCD: source or destination is no full path in 'Q:|', "
+                        "nothing copied");
 }
 
 TEST_F(FilesTest, WhatCannotBeCopiedIsToldApart) {
@@ -137,6 +200,72 @@ TEST_F(FilesTest, ACopyEndsWhereTheSourceLeadsBackToIt) {
     EXPECT_FALSE(Exists("to\\back"));
     EXPECT_THAT(Log(), ElementsAre("CopyDirectory: Source: " + scratch +
                                    "whole\\sub\\back is a link, skipping"));
+}
+
+TEST_F(FilesTest, ACopyDoesNotGoThroughLinksOfItsDestination) {
+    File("from\\htmlviewer\\en\\sub\\a");
+    Shell("mkdir -p outside to/en to/htmlviewer; ln -s ../../outside to/en/sub; "
+          "ln -s ../../outside to/htmlviewer/en; mkdir other; ln -s ../outside other/htmlviewer");
+    const auto isLink = [&](const std::string& path) {
+        return "CopyDirectory: Dest: " + scratch + path + " is a link or in use, skipping";
+    };
+    EXPECT_TRUE(CopyDirectory(session, scratch + "from\\htmlviewer\\en", scratch + "to\\en"));
+    EXPECT_THAT(Log(), ElementsAre(isLink("to\\en\\sub")));
+    ClearMessages();
+    for (const std::string to : {"to", "other"}) {
+        SetProperty("CustomActionData", scratch + "from|" + scratch + to);
+        EXPECT_EQ(CopyHTMLViewerToPFCD(session), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(Log().front(), isLink("to\\htmlviewer\\en"));
+    EXPECT_EQ(Log().back(),
+              "CopyHTMLViewerToPFCD: " + scratch + "other\\htmlviewer is a link, nothing copied");
+    EXPECT_TRUE(RemoveDirectoryA((scratch + "outside").c_str())) << "still empty";
+}
+
+TEST_F(FilesTest, ACopyWhoseSearchBreaksIsNoSuccess) {
+    File("from\\a");
+    const ReplacedImport<decltype(BrokenNext)> next("FindNextFileA", BrokenNext);
+    EXPECT_FALSE(CopyDirectory(session, scratch + "from", scratch + "to"));
+    EXPECT_THAT(
+        Log(), ElementsAre("CopyDirectory(Source:" + scratch +
+                           "from): FindNextFile failed. Error: " + ErrorText(ERROR_DEV_NOT_EXIST)));
+}
+
+TEST(Paths, OfOnesOwnAreFullAndNeitherDrivesNorShares) {
+    const std::pair<const char*, bool> cases[] = {
+        {"C:\\sub", true},
+        {"C:/sub/", true},
+        {"C:\\windows\\..\\sub", true},
+        {"\\\\?\\C:\\sub", true},
+        {"\\\\server\\share\\sub", true},
+        {"", false},
+        {".", false},
+        {"sub", false},
+        {"..\\x", false},
+        {"\\sub", false},
+        {"C:", false},
+        {"C:sub", false},
+        {"C:\\", false},
+        {"C:/", false},
+        {"C:\\.", false},
+        {"C:\\. .", false},
+        {"C:\\windows\\..", false},
+        {"C:\\windows\\..\\..\\", false},
+        {"C:\\NUL", false},
+        {"\\\\?\\C:\\", false},
+        {"\\\\?\\C:\\windows\\..", false},
+        {"//?/C:/", false},
+        {"//?/C:/windows/..", false},
+        {"\\\\.\\C:\\sub", false},
+        {"\\\\?\\UNC\\server\\share\\sub", false},
+        {"\\\\server", false},
+        {"\\\\server\\share", false},
+        {"\\\\server\\share\\", false},
+        {"\\\\server\\share\\sub\\..", false},
+    };
+    for (const auto& [path, isOwn] : cases)
+        EXPECT_EQ(IsOwnPath(path), isOwn) << path;
+    EXPECT_FALSE(IsOwnPath("C:\\" + std::string(300, 'x') + "\\.."));
 }
 
 TEST(Paths, AreTakenApartAndComposed) {

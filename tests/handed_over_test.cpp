@@ -135,8 +135,9 @@ TEST_F(ZipOperationsTest, ADamagedHandOffIsReported) {
         {"install|a|unzip|x", {"RunRedistProgram(unzip). failed: 2", unexpected("x")}},
         {"uninstall|Q:\\x", {unexpected("Q:\\x")}}, // cut off: not removed
         {"uninstall||", {Removing + ".", "[RemoveFolderStructure] FolderName is empty.", Removed}},
-        {"uninstall|Q:|",
-         {Removing + "Q:.", "[CDFilesDelete] Q: is no folder of its own, left alone.", Removed}},
+        {"uninstall|Q:\\x\\..|",
+         {Removing + "Q:\\x\\...", "[CDFilesDelete] Q:\\x\\.. is no folder of its own, left alone.",
+          Removed}},
         {"uninstall|Q:x|", // in whatever folder is the drive's current one
          {Removing + "Q:x.", "[CDFilesDelete] Q:x is no folder of its own, left alone.", Removed}},
         {"Install||install|",

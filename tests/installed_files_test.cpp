@@ -68,6 +68,17 @@ TEST_F(MachineTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
     EXPECT_EQ(Log().front(), "Deleting Folder '" + Here("tree") + "'");
     EXPECT_FALSE(IsThere(Here("tree\\below")));
     EXPECT_TRUE(IsThere(Here("outside\\kept")));
+
+    SetCurrentDirectoryA(Here("outside").c_str()); // where an unset property leads
+    SentLines sent;
+    for (const char* path : {".", "kept"}) {
+        MakeDeferred(path);
+        EXPECT_THAT(sent.Of(DeferredRemoveFile, session),
+                    ElementsAre(std::string("Cannot Delete File '") + path +
+                                "': It is no full path of a file or folder of its own"));
+    }
+    SetCurrentDirectoryA("C:\\");
+    EXPECT_TRUE(IsThere(Here("outside\\kept")));
 }
 
 // The add-in of Excel.

@@ -5,6 +5,7 @@
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
+#include "frame/paths.h"
 
 using namespace setupactions;
 
@@ -28,6 +29,11 @@ void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
         LogMessage(session, Format("Cannot Delete File '%s': File does not exist", path.c_str()));
     } else if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
         LogMessage(session, Format("Cannot Delete File '%s': File is read-only", path.c_str()));
+    } else if (!IsOwnPath(path)) {
+        LogMessage(session,
+                   Format("Cannot Delete File '%s': It is no full path of a file or folder "
+                          "of its own",
+                          path.c_str()));
     } else if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         LogMessage(session, Format("Deleting Folder '%s'", path.c_str()));
         RemoveFolderStructure(session, path);

@@ -1,0 +1,59 @@
+#include "frame/held_folder.h"
+
+#include "frame/paths.h"
+
+namespace setupactions {
+
+namespace {
+
+const DWORD ShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
+
+// Flags: FILE_FLAG_OPEN_REPARSE_POINT for a link itself.
+FileHandle OpenFolder(const std::string& path, DWORD access, DWORD share, DWORD flags) {
+    return FileHandle(CreateFileA(path.c_str(), access, share, nullptr, OPEN_EXISTING,
+                                  FILE_FLAG_BACKUP_SEMANTICS | flags, nullptr));
+}
+FileHandle OpenToIdentify(const std::string& path, DWORD flags) {
+    return OpenFolder(path, 0, ShareAll, flags);
+}
+
+bool IsSame(const FileHandle& a, const FileHandle& b) {
+    BY_HANDLE_FILE_INFORMATION ofA = {}, ofB = {};
+    return a && b && GetFileInformationByHandle(a.Get(), &ofA) &&
+           GetFileInformationByHandle(b.Get(), &ofB) &&
+           ofA.dwVolumeSerialNumber == ofB.dwVolumeSerialNumber &&
+           ofA.nFileIndexHigh == ofB.nFileIndexHigh && ofA.nFileIndexLow == ofB.nFileIndexLow;
+}
+
+} // namespace
+
+// The right to list makes the refusal to share count: one who asks for
+// attributes alone is not considered.
+HeldFolder::HeldFolder(const std::string& path)
+    : path_(FullPath(path)),
+      handle_(OpenFolder(path_, FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE,
+                         FILE_FLAG_OPEN_REPARSE_POINT)) {}
+
+bool HeldFolder::IsInPlace() const {
+    return !IsFolderLink(GetFileAttributesA(path_.c_str())) &&
+           IsSame(handle_, OpenToIdentify(path_, FILE_FLAG_OPEN_REPARSE_POINT));
+}
+
+bool IsSameFolder(const std::string& a, const std::string& b) {
+    return _stricmp(a.c_str(), b.c_str()) == 0 ||
+           IsSame(OpenToIdentify(a, 0), OpenToIdentify(b, 0));
+}
+
+bool OpensAsLink(const std::string& link) {
+    const FileHandle file = OpenToIdentify(link, FILE_FLAG_OPEN_REPARSE_POINT);
+    BY_HANDLE_FILE_INFORMATION information = {};
+    return file && GetFileInformationByHandle(file.Get(), &information) &&
+           IsFolderLink(information.dwFileAttributes);
+}
+
+bool IsFolderLink(DWORD attributes) {
+    const DWORD folderLink = FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT;
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & folderLink) == folderLink;
+}
+
+} // namespace setupactions
