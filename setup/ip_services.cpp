@@ -112,40 +112,44 @@ bool IsReplaceable(const std::string& path) {
         CreateFileA(path.c_str(), DELETE, shareAll, nullptr, OPEN_EXISTING, 0, nullptr)));
 }
 
-bool PutInPlace(const std::string& path, const std::string& replacement) {
+enum class Replacement { Done, NotDone, OldFileLost };
+
+Replacement PutInPlace(const std::string& path, const std::string& replacement) {
     if (ReplaceFileA(path.c_str(), replacement.c_str(), nullptr, 0, nullptr, nullptr))
-        return true;
-    // With this error the old file is gone and the new one not yet renamed.
-    return GetLastError() == ERROR_UNABLE_TO_MOVE_REPLACEMENT &&
-           MoveFileA(replacement.c_str(), path.c_str());
-}
-
-bool Exists(const std::string& path) {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-// Replaces the file by way of a complete new one beside it, so that the old
-// text or the new one is whole at any moment. False, with the last error set
-// and the old text in place, on failure.
-bool ReplaceText(const std::string& folder, const std::string& path, DWORD attributes,
-                 const std::string& text) {
-    char replacement[MAX_PATH] = "";
-    if (!IsReplaceable(path) || GetTempFileNameA(folder.c_str(), "svc", 0, replacement) == 0)
-        return false;
-    const bool replaced = WriteWhole(replacement, text) &&
-                          SetFileAttributesA(replacement, attributes) &&
-                          PutInPlace(path, replacement);
+        return Replacement::Done;
+    // With these errors the old file is gone and the new one not yet renamed.
     const DWORD error = GetLastError();
-    // Should the old file be lost, the new one beside it is all there is.
-    if (!replaced && Exists(path))
-        DeleteFileA(replacement);
-    SetLastError(error);
-    return replaced;
+    if (error != ERROR_UNABLE_TO_MOVE_REPLACEMENT && error != ERROR_UNABLE_TO_MOVE_REPLACEMENT_2)
+        return Replacement::NotDone;
+    return MoveFileA(replacement.c_str(), path.c_str()) ? Replacement::Done
+                                                        : Replacement::OldFileLost;
 }
 
 void LogFileFailure(MSIHANDLE session, const char* call, const std::string& file) {
     LogMessage(session, Format("Failure(ConfServiceFile): %s failed [%s, %d]", call, file.c_str(),
                                static_cast<int>(GetLastError())));
+}
+
+// Replaces the file by way of a complete new one beside it, so that the old
+// text or the new one is whole at any moment, and logs what came of it.
+void ReplaceText(MSIHANDLE session, const std::string& folder, const std::string& path,
+                 DWORD attributes, const std::string& text) {
+    char replacement[MAX_PATH] = "";
+    if (!IsReplaceable(path) || GetTempFileNameA(folder.c_str(), "svc", 0, replacement) == 0)
+        return LogFileFailure(session, "ReplaceFile", path);
+    auto outcome = Replacement::NotDone;
+    if (WriteWhole(replacement, text) && SetFileAttributesA(replacement, attributes))
+        outcome = PutInPlace(path, replacement);
+    if (outcome == Replacement::Done) {
+        LogMessage(session, Format("ConfServiceFile: %s written", path.c_str()));
+        return;
+    }
+    LogFileFailure(session, "ReplaceFile", path);
+    if (outcome == Replacement::OldFileLost)
+        LogMessage(session, Format("Failure(ConfServiceFile): %s is lost, its new text is in %s",
+                                   path.c_str(), replacement));
+    else if (!DeleteFileA(replacement))
+        LogFileFailure(session, "DeleteFile", replacement);
 }
 
 std::string Edited(MSIHANDLE session, std::string text, const std::vector<IPService>& services,
@@ -192,9 +196,7 @@ void ConfServiceFile(MSIHANDLE session, const std::vector<IPService>& services, 
         LogMessage(session, Format("Failure(ConfServiceFile): %s is read-only", path.c_str()));
         return;
     }
-    if (!ReplaceText(folder, path, attributes, edited))
-        return LogFileFailure(session, "ReplaceFile", path);
-    LogMessage(session, Format("ConfServiceFile: %s written", path.c_str()));
+    ReplaceText(session, folder, path, attributes, edited);
 }
 
 void ChangeServices(MSIHANDLE session, Change change) {

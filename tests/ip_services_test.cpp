@@ -22,8 +22,26 @@ const std::string Line = "halcyon\t6400/tcp\thal # name server";
 const std::string First = Line + "\r\n";
 const std::string Second = "halrep\t6401/udp\t # \r\n";
 
+// A write is refused, and from then on a look at any file.
+bool isRefused;
 BOOL WINAPI RefuseWrite(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
+    isRefused = true;
     SetLastError(ERROR_DISK_FULL);
+    return FALSE;
+}
+const ReplacedImport<DWORD WINAPI(const char*)>* attributesOf;
+DWORD WINAPI RefuseLook(const char* path) {
+    return isRefused ? INVALID_FILE_ATTRIBUTES : attributesOf->Original()(path);
+}
+
+// The old file goes, the new one cannot come.
+BOOL WINAPI HalfReplace(const char* path, const char*, const char*, DWORD, void*, void*) {
+    DeleteFileA(path);
+    SetLastError(ERROR_UNABLE_TO_MOVE_REPLACEMENT_2);
+    return FALSE;
+}
+BOOL WINAPI RefuseMove(const char*, const char*) {
+    SetLastError(ERROR_ACCESS_DENIED);
     return FALSE;
 }
 
@@ -145,6 +163,23 @@ TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
     EXPECT_EQ(FileText(services), Original + First + Second);
 }
 
+TEST_F(IPServicesTest, OfALostFileTheNewTextIsNamed) {
+    const ReplacedImport<decltype(HalfReplace)> replace("ReplaceFileA", HalfReplace);
+    {
+        const ReplacedImport<decltype(RefuseMove)> move("MoveFileA", RefuseMove);
+        const std::vector<std::string> lines = Run();
+        const std::string lost = Failure + services + " is lost, its new text is in ";
+        ASSERT_THAT(lines, ElementsAre(Failure + "ReplaceFile failed [" + services + ", 5]",
+                                       StartsWith(lost)));
+        const std::string replacement = lines[1].substr(lost.size());
+        EXPECT_EQ(FileText(replacement), Original + First + Second);
+        DeleteFileA(replacement.c_str());
+    }
+    WriteFileText(services, Original);
+    EXPECT_THAT(Run(), ElementsAre(written));
+    EXPECT_EQ(FileText(services), Original + First + Second);
+}
+
 TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {
     const auto expectFailure = [&](const std::string& line) {
         EXPECT_THAT(Run(), ElementsAre(StartsWith(Failure + line)));
@@ -159,6 +194,8 @@ TEST_F(IPServicesTest, AFileThatCannotBeChangedKeepsItsText) {
     expectFailure(services + " is read-only");
     SetFileAttributesA(services.c_str(), FILE_ATTRIBUTE_NORMAL);
     const ReplacedImport<decltype(RefuseWrite)> write("WriteFile", RefuseWrite);
+    const ReplacedImport<decltype(RefuseLook)> look("GetFileAttributesA", RefuseLook);
+    attributesOf = &look;
     expectFailure("ReplaceFile failed [" + services + ", 112]");
     DeleteFileA(services.c_str());
     EXPECT_TRUE(RemoveDirectoryA(folder.c_str())) << "nothing else is left there";
