@@ -79,13 +79,16 @@ PackageFile ParseDatabaseFile(CMsiDatabase& database, const std::string& text) {
     return {key, name};
 }
 
-// The database file that the machine's data source of this name works with;
-// the user's own data source goes before that of all users, as for ODBC itself.
-std::string RegisteredFile(const std::string& sourceName) {
+// The database file that the data source of this name works with. The user's own
+// goes before that of all users, as for ODBC itself, where the installation is
+// the user's own too: whoever runs it must not direct files of all users.
+std::string RegisteredFile(MSIHANDLE session, const std::string& sourceName) {
+    const bool isUsersOwn = PropertyText(session, "ALLUSERS").empty();
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
         CInstallRegistry registry;
         std::string path;
-        if (registry.TryOpenKey(root, RegisteredSources + sourceName) &&
+        if ((isUsersOwn || root == HKEY_LOCAL_MACHINE) &&
+            registry.TryOpenKey(root, RegisteredSources + sourceName) &&
             registry.GetString(DatabaseFile, path))
             return path;
     }
@@ -109,7 +112,7 @@ void PointToInstalledFile(MSIHANDLE session, const PackageFile& file, const std:
                           std::set<std::string>& done) {
     std::string current;
     GetTargetPathString(session, file.directory, current);
-    const std::string registered = RegisteredFile(source);
+    const std::string registered = RegisteredFile(session, source);
     if (current.empty() || registered.empty())
         return;
     const std::string folder = FolderOfInstalled(registered, file.name);
@@ -148,7 +151,7 @@ void PointToInstalledFiles(MSIHANDLE session) {
 using namespace setupactions;
 
 // Scheduled immediate, after CostFinalize of a first installation. Reads
-// ODBCDataSource and ODBCSourceAttribute, and the machine's data sources; sets
+// ODBCDataSource, ODBCSourceAttribute, ALLUSERS and the data sources there; sets
 // the directory of each database file to that of the file already installed.
 EXPORTED_ACTION(SetODBCPath) {
     try {

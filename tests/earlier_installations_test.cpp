@@ -164,7 +164,7 @@ protected:
 
 TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
     // Of two data sources of one directory the first decides, and of its two
-    // registrations the user's own.
+    // registrations the user's own, but not for all users.
     Register(HKEY_LOCAL_MACHINE, "Second", Scratch() + "other\\sample.mdb");
     Register(HKEY_LOCAL_MACHINE, "Sample", "C:\\elsewhere\\sample.mdb");
     Register(HKEY_CURRENT_USER, "Sample", old + "Sample.mdb");
@@ -175,6 +175,12 @@ TEST_F(OdbcPathsTest, TheDirectoryFollowsTheInstalledFile) {
         EXPECT_THAT(Run(), IsEmpty()) << "already there";
         EXPECT_EQ(MsiSetTargetPathA(session, "INSTALLDIR", fresh.c_str()), ERROR_SUCCESS);
     }
+    SetProperty("ALLUSERS", "1");
+    EXPECT_THAT(
+        Run(),
+        ElementsAre("SetODBCPath: C:\\elsewhere\\sample.mdb of data source Sample is "
+                    "not an installed sample.mdb, left alone",
+                    "myMsiSetDirectory: Setting Directory INSTALLDIR = " + Scratch() + "other\\"));
 }
 
 TEST_F(OdbcPathsTest, WhatDoesNotFitIsLeftAlone) {

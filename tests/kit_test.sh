@@ -41,8 +41,9 @@ told_components() { sed -nE 's/^\| `Schedule(\w+)` \|.*\| the component .*/\1/p'
 check "the tasks that want a component say so" same <(told_components) <(grep -v '^#' "$REPO/exports/schedule.txt" | grep '[$]C' | awk '{ print $1 }' | sort -u)
 
 # Every public name in a source that reads properties is in the list of those that
-# the actions read, or is none that they read: a feature, a value, one only set.
-unread='APS|CCM|CMS|COMSDK|MSDE|QRPE|EXPAND|TRUE|URL|SI_HAS_PROMPT|INSTALLSTATE_\w+|\w+SVC|D091AB6861C27274A831EF6925253B94'
+# the actions read, or is none that they read: a feature, a value, one only set; or
+# the installer passes it by itself (ALLUSERS).
+unread='APS|CCM|CMS|COMSDK|DBQ|MSDE|QRPE|EXPAND|TRUE|URL|SI_HAS_PROMPT|INSTALLSTATE_\w+|\w+SVC|D091AB6861C27274A831EF6925253B94'
 unread+='|ALLUSERS|ASPDOTNET_\w+|CURRENT_SQL_SERVICE|DATABASEDSN_EXISTS|FOUNDUPGRADE|FRONTPAGEPATH\..*|HASWEBSERVER|IEVERSION'
 unread+='|INPUT_MSDE_PASSWORD|JAVA_HOME|MSOLAPVERSION|MSSQL\..*|NSPLUGINPATH|NT_(USER|PASSWORD)|SQL_AUTHENTICATION_INSTALLED'
 unread+='|SQL_(CONTINUE|VALIDATED|VX8_NONEXIST)|VALIDCOMPUTERNAME|VX_MSDE_CONFLICT'
