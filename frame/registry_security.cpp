@@ -47,6 +47,13 @@ bool IsDACLNull(MSIHANDLE session, HKEY key, SECURITY_INFORMATION information) {
     return isNull;
 }
 
+// The key itself, should it be a link: whoever may write beside it could have
+// planted one to any other key.
+bool OpenAsItself(HKEY parent, const std::string& path, RegistryKey& key) {
+    return RegOpenKeyExA(parent, path.c_str(), REG_OPTION_OPEN_LINK, FixAccess, key.Out()) ==
+           ERROR_SUCCESS;
+}
+
 // Subkeys are opened from their parent: a whole path may be too long to open.
 void ApplyDacl(MSIHANDLE session, HKEY key, PSECURITY_DESCRIPTOR descriptor, bool force,
                int level = 0) {
@@ -57,9 +64,7 @@ void ApplyDacl(MSIHANDLE session, HKEY key, PSECURITY_DESCRIPTOR descriptor, boo
     std::string name;
     for (DWORD i = 0; EnumSubkey(key, i, name) == ERROR_SUCCESS; ++i) {
         RegistryKey subkey;
-        // Whoever may write here could have planted a link to any other key.
-        if (RegOpenKeyExA(key, name.c_str(), REG_OPTION_OPEN_LINK, FixAccess, subkey.Out()) ==
-            ERROR_SUCCESS)
+        if (OpenAsItself(key, name, subkey))
             ApplyDacl(session, subkey.Get(), descriptor, force, level + 1);
     }
 }
@@ -90,8 +95,7 @@ void FixRegSecurity(MSIHANDLE session, HKEY targetRoot, const std::string& targe
     PACL dacl = nullptr;
     RegistryKey target;
     // A descriptor without any list would open the keys to everyone.
-    if (FindDacl(descriptor, information, dacl) &&
-        RegOpenKeyExA(targetRoot, targetPath.c_str(), 0, FixAccess, target.Out()) == ERROR_SUCCESS)
+    if (FindDacl(descriptor, information, dacl) && OpenAsItself(targetRoot, targetPath, target))
         ApplyDacl(session, target.Get(), descriptor.Get(), force);
     ReleaseLogged(session, descriptor, FixReleaseFailed);
 }

@@ -20,8 +20,8 @@ bool IsDACLNull(MSIHANDLE session, HKEY root, const std::string& path,
 
 // Applies the access list of the source key to the target key and every key
 // below it: to all of them when forced, else only to those whose list is null.
-// Keys that do not open are passed over. A symbolic link below the target is
-// changed itself, never the key that it leads to.
+// Keys that do not open are passed over. A symbolic link, the target or one
+// below it, is changed itself, never the key that it leads to.
 void FixRegSecurity(MSIHANDLE session, HKEY targetRoot, const std::string& targetPath,
                     HKEY sourceRoot, const std::string& sourcePath,
                     SECURITY_INFORMATION information, bool force);

@@ -90,7 +90,7 @@ TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReachedButNotWithoutAList)
     const auto force = [&](const char* source, SECURITY_INFORMATION information) {
         const CountedKeys counted;
         FixRegSecurity(session, Machine, "Suite", Machine, source, information, true);
-        return counted.LastOptions();
+        return counted.ListOptions();
     };
     force("Missing", Dacl);
     force("Source", OWNER_SECURITY_INFORMATION);

@@ -24,13 +24,14 @@ public:
 
     // How many openings were tried so far.
     int Tried() const { return tried_; }
-    // What the last opening asked for.
-    DWORD LastOptions() const { return lastOptions_; }
+    // What all openings for changing an access list asked for.
+    DWORD ListOptions() const { return listOptions_; }
 
 private:
     static LONG WINAPI Open(HKEY root, const char* path, DWORD options, REGSAM access, HKEY* key) {
         ++current_->tried_;
-        current_->lastOptions_ = options;
+        if ((access & WRITE_DAC) != 0)
+            current_->listOptions_ &= options;
         if (current_->denied_ == path || (access & current_->refusedRights_) != 0)
             return ERROR_ACCESS_DENIED;
         const LONG result = current_->open_.Original()(root, path, options, access, key);
@@ -45,7 +46,7 @@ private:
     static inline CountedKeys* current_ = nullptr;
     std::string denied_;
     REGSAM refusedRights_;
-    DWORD lastOptions_ = 0;
+    DWORD listOptions_ = ~0u;
     int tried_ = 0;
     int count_ = 0;
     ReplacedImport<LONG WINAPI(HKEY, const char*, DWORD, REGSAM, HKEY*)> open_{"RegOpenKeyExA",
