@@ -13,13 +13,7 @@ namespace {
 struct ItemListTraits {
     using Value = LPITEMIDLIST;
     static Value None() { return nullptr; }
-    static void Close(Value value) {
-        IMalloc* shellAllocator = nullptr;
-        if (FAILED(SHGetMalloc(&shellAllocator)))
-            return;
-        shellAllocator->Free(value);
-        shellAllocator->Release();
-    }
+    static void Close(Value value) { CoTaskMemFree(value); }
 };
 using ItemList = Owner<ItemListTraits>;
 

@@ -5,6 +5,8 @@
 #include <odbcinst.h>
 #include <shlwapi.h>
 
+#include <algorithm>
+
 namespace setupactions {
 
 namespace {
@@ -36,7 +38,7 @@ std::string ReadDriverPath(const std::string& dataSource) {
             path.resize(static_cast<size_t>(length));
             return path;
         }
-        size = length * 2;
+        size = std::min(length, MaxDriverPathSize) * 2; // a driver may answer any length
     }
     return "";
 }

@@ -1,5 +1,6 @@
 // What CheckSQLInstalled makes of whole machines; the repository: the earlier
 // release's, its database's file, and what the database answers.
+#include "detect/odbc.h"
 #include "detect/repository_probe.h"
 #include "detect/sql_validation.h"
 #include "tests/support/fake_odbc.h"
@@ -7,6 +8,8 @@
 #include "tests/support/private_registry.h"
 
 #include <gmock/gmock.h>
+
+#include <climits>
 
 #include <objbase.h>
 
@@ -188,6 +191,26 @@ TEST_F(SqlDetectionTest, TheServersDatabaseOrTheDesktopEngineDecides) {
         ValidateSQLRequirement(session);
     }
     EXPECT_EQ(Property("DATABASEDSN_EXISTS"), "Repository");
+}
+
+namespace {
+
+int WINAPI LongestAnswer(const char*, const char*, const char*, char*, int, const char*) {
+    return INT_MAX;
+}
+const ReplacedImport<FARPROC WINAPI(HMODULE, const char*)>* procedures;
+FARPROC WINAPI FindLongestAnswer(HMODULE module, const char* name) {
+    return std::strcmp(name, "SQLGetPrivateProfileString") == 0
+               ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(LongestAnswer))
+               : procedures->Original()(module, name);
+}
+
+} // namespace
+
+TEST(Odbc, ADriverOfImpossibleLengthIsNone) {
+    const ReplacedImport<decltype(FindLongestAnswer)> find("GetProcAddress", FindLongestAnswer);
+    procedures = &find;
+    EXPECT_FALSE(setupactions::DsnDriverExists("Repository"));
 }
 
 // The repository.
