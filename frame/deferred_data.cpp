@@ -96,6 +96,10 @@ void CDeferredData::Parse() {
 void CDeferredData::Append(const std::string& name, const std::string& value) {
     if (value.empty())
         return;
+    if (value.find_first_of(";\r\n") != std::string::npos) {
+        LogMessage(session_, name + " is not handed over: it holds \";\" or a line break");
+        return;
+    }
     if (!data_.empty())
         data_ += ";";
     data_ += name + "=" + value;

@@ -21,7 +21,9 @@ bool IsDeferred(MSIHANDLE session);
 // in the property which the installer hands to that action. The deferred
 // action constructs it with the same name and looks the names up.
 //
-// Nothing is escaped: a name holds no "=" or ";", a value no ";".
+// Nothing is escaped: a name holds no "=" or ";". A value with a ";" or a line
+// break, which could bring pairs of its own or lines of the file that they are
+// written to, is left out with a line.
 class CDeferredData {
 public:
     // Picks up what earlier immediate actions stored for the same action.

@@ -135,10 +135,15 @@ void RemoveLink(MSIHANDLE session, const std::string& link) {
     LogUnremoved(session, link);
 }
 
-void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
-    if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
+// Deletes a file of these attributes, a read-only one too.
+bool DeleteAnyFile(const std::string& file, DWORD attributes) {
+    if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
         SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
-    if (!DeleteFileA(file.c_str()))
+    return DeleteFileA(file.c_str()) != FALSE;
+}
+
+void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
+    if (!DeleteAnyFile(file, attributes))
         LogMessage(session, Format(DeleteFailed, static_cast<int>(GetLastError()), file.c_str()));
 }
 
@@ -193,8 +198,15 @@ void RemoveFolderStructure(MSIHANDLE session, const std::string& directory) {
 }
 
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {
-    FileHandle file(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr,
-                                CREATE_ALWAYS, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!IsFullPath(path)) { // would lie in whatever folder is the current one
+        SetLastError(ERROR_BAD_PATHNAME);
+        return FileWrite::NotCreated;
+    }
+    if (!DeleteAnyFile(path, GetFileAttributesA(path.c_str())) &&
+        GetLastError() != ERROR_FILE_NOT_FOUND)
+        return FileWrite::NotCreated;
+    FileHandle file(CreateFileA(path.c_str(), GENERIC_READ | GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                                FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return FileWrite::NotCreated;
     const DWORD size = static_cast<DWORD>(bytes.size());

@@ -24,8 +24,10 @@ void RemoveFolderStructure(MSIHANDLE session, const std::string& directory);
 // What came of writing a file.
 enum class FileWrite { NotCreated, NotWritten, Whole };
 
-// Creates the file, emptying one that exists, and writes the bytes. A file that
-// was not written whole is deleted. The last error tells why it was not.
+// Writes the bytes to a new file. What bears its name is deleted first, also when
+// it is read-only or hidden: it may be a link to another file, or another user's,
+// and is never written into. A file that was not written whole is deleted. A
+// path that is not full is refused. The last error tells the first failure.
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes);
 
 // Composes drive ("C:"), directory, file name and extension; a part that is

@@ -30,6 +30,15 @@ const ErrorMessage ErrorMessages[] = {
     {200, "Failed to execute SQL statemnt"}, // spelt so in every log since the first release
 };
 
+// Throws where the installer does not tell the count.
+UINT CountFields(const InstallerHandle& record) {
+    const UINT unknown = static_cast<UINT>(-1);
+    const UINT count = MsiRecordGetFieldCount(record.Get());
+    if (count == unknown)
+        throw static_cast<int>(MsiErrorRecordString);
+    return count;
+}
+
 // The element at a 1-based position.
 const std::string& At(const std::vector<std::string>& fields, int position) {
     if (position < 1 || static_cast<size_t>(position) > fields.size())
@@ -66,7 +75,7 @@ void CMsiHelper::ReadColumnNames() {
         throw static_cast<int>(MsiErrorColumnInfo);
     names_.clear();
     positions_.clear();
-    const UINT count = MsiRecordGetFieldCount(columnInfo_.Get());
+    const UINT count = CountFields(columnInfo_);
     for (UINT field = 1; field <= count; ++field) {
         char name[ColumnNameSize] = "";
         DWORD size = ColumnNameSize;
@@ -88,7 +97,7 @@ bool CMsiHelper::Fetch() {
     values_.clear();
     if (!haveColumnInfo_)
         ReadColumnNames();
-    const UINT count = MsiRecordGetFieldCount(record_.Get());
+    const UINT count = CountFields(record_);
     for (UINT field = 1; field <= count; ++field) {
         std::string value;
         if (GetRecordString(record_.Get(), field, value) != ERROR_SUCCESS)

@@ -13,6 +13,7 @@ const int ProgressReport = 2;            // moves the bar
 const DWORD PollMilliseconds = 100;
 const int TicksPerPoll = 10000;
 const DWORD OutputPieceSize = 1024;
+const int PiecesPerLook = 256; // enough for what a pipe holds, at every poll
 const DWORD FileVersionSize = 260;
 const int VersionFieldCount = 4;
 const size_t VersionRecordFields = 5;
@@ -25,6 +26,12 @@ void FillProgress(const InstallerHandle& record, int kind, int amount) {
 
 void SendProgress(MSIHANDLE session, const InstallerHandle& record) {
     MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
+}
+
+// False where the program's place is empty.
+bool NamesProgram(const std::string& commandLine) {
+    const size_t start = commandLine.compare(0, 1, "\"") == 0 ? 1 : 0;
+    return start < commandLine.size() && commandLine.find_first_of(" \t\"", start) != start;
 }
 
 struct StartedProgram {
@@ -45,6 +52,10 @@ KernelHandle InheritableCopy(const KernelHandle& handle) {
 // a pipe it starts all the same.
 StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char* workingFolder) {
     StartedProgram program;
+    if (!NamesProgram(commandLine)) {
+        program.error = ERROR_FILE_NOT_FOUND;
+        return program;
+    }
     STARTUPINFOA startup = {};
     startup.cb = sizeof startup;
     if (hideWindow) {
@@ -77,12 +88,16 @@ StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char
     return program;
 }
 
-// Sends what waits in the pipe to the log, piece by piece. Never blocks. The
+// Sends what waits in the pipe to the log, piece by piece. Never blocks, and
+// leaves the rest to the next look where the pipe is filled all the time. The
 // first half of a character whose second is still to come is carried over.
 void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerHandle& record,
                  std::string& carried) {
     DWORD waiting = 0;
-    while (PeekNamedPipe(output.Get(), nullptr, 0, nullptr, &waiting, nullptr) && waiting > 0) {
+    for (int pieces = 0;
+         pieces < PiecesPerLook &&
+         PeekNamedPipe(output.Get(), nullptr, 0, nullptr, &waiting, nullptr) && waiting > 0;
+         ++pieces) {
         char buffer[OutputPieceSize] = "";
         DWORD size = 0;
         const DWORD room = OutputPieceSize - static_cast<DWORD>(carried.size());
@@ -98,28 +113,33 @@ void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerH
 }
 
 // Waits for the program's end, its output going to the log and the bar moving
-// within the budget. Result: the exit code; `sent` grows by the ticks used.
+// within the budget; `sent` grows by the ticks used. Result: 0 and the exit code,
+// or why this cannot be read.
 //
 // What the program prints after the last look into the pipe stays unread:
 // helpers that it left running may go on printing, and are not followed.
 DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
-                   const InstallerHandle& progress, int budget, int& sent) {
+                   const InstallerHandle& progress, int budget, int& sent, DWORD& exitCode) {
     const InstallerHandle output(MsiCreateRecord(2));
     std::string carried;
-    DWORD exitCode = STILL_ACTIVE;
+    exitCode = STILL_ACTIVE;
+    DWORD error = ERROR_SUCCESS;
     bool ended = false;
     do {
         DrainOutput(session, program.output, output, carried);
         // A program may itself end with the code that means "still active".
-        ended = WaitForSingleObject(program.process.Get(), 0) == WAIT_OBJECT_0;
-        GetExitCodeProcess(program.process.Get(), &exitCode);
+        const DWORD wait = WaitForSingleObject(program.process.Get(), 0);
+        error =
+            GetExitCodeProcess(program.process.Get(), &exitCode) ? ERROR_SUCCESS : GetLastError();
+        // Where neither can be read nothing would ever tell the end.
+        ended = wait == WAIT_OBJECT_0 || (wait == WAIT_FAILED && error != ERROR_SUCCESS);
         Sleep(PollMilliseconds);
         if (sent < budget) {
             SendProgress(session, progress);
             sent += TicksPerPoll;
         }
     } while (exitCode == STILL_ACTIVE && !ended);
-    return exitCode;
+    return error;
 }
 
 } // namespace
@@ -135,9 +155,13 @@ UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int pro
     int sent = 0;
     const StartedProgram program = StartProgram(commandLine, hideWindow, workingFolder);
     if (program.process) {
-        const DWORD exitCode = AwaitProgram(session, program, progress, budget, sent);
-        LogMessage(session, Format("RunRedistProgram(%s). Return value %d", commandLine.c_str(),
-                                   static_cast<int>(exitCode)));
+        DWORD exitCode = 0;
+        const DWORD error = AwaitProgram(session, program, progress, budget, sent, exitCode);
+        LogMessage(session, error == ERROR_SUCCESS
+                                ? Format("RunRedistProgram(%s). Return value %d",
+                                         commandLine.c_str(), static_cast<int>(exitCode))
+                                : Format("RunRedistProgram(%s). Return value unknown: %d",
+                                         commandLine.c_str(), static_cast<int>(error)));
     } else {
         LogMessage(session, Format("RunRedistProgram(%s). failed: %d", commandLine.c_str(),
                                    static_cast<int>(program.error)));

@@ -15,7 +15,9 @@ const int ProgressUnitTicks = 100000;
 // Runs a program and returns when it has ended; there is no time-out. What it
 // prints, in the OEM code page, goes to the log in pieces of at most 1024 bytes,
 // each a record template of its own, so the installer resolves square brackets
-// in it.
+// in it. A command line without a program (an empty one, or one that begins with
+// a blank or with empty quotes) is not started: the system would take its first
+// argument for the program.
 //
 // commandLine    path of the program and its arguments
 // progressUnits  how far the bar moves in all: while the program runs by
@@ -23,7 +25,8 @@ const int ProgressUnitTicks = 100000;
 // hideWindow     asks the program to show no window
 // workingFolder  null for the caller's own
 //
-// Result: always 0. The program's exit code, or why it did not start, is logged.
+// Result: always 0. The program's exit code, or why it did not start or cannot be
+// waited for, is logged.
 UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int progressUnits,
                       bool hideWindow, const char* workingFolder = nullptr);
 

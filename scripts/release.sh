@@ -45,7 +45,7 @@ objcopy() { i686-w64-mingw32-objcopy -p "$@"; }
     objcopy --strip-all "$build/actionhost.exe" actionhost.exe
 )
 cp -r "$build/kit" "$content/kit"
-cp -r docs/log-lines.md docs/actions "$content/docs"
+cp -r docs/log-lines.md docs/security.md docs/actions "$content/docs"
 sed "1a\\\nOf setupactions.dll, version $version." docs/actions.md >"$content/docs/actions.md"
 sums() { find . -type f ! -name SHA256SUMS | sed 's|^\./||' | LC_ALL=C sort | tr '\n' '\0' | xargs -0 sha256sum; }
 (cd "$content" && sums >SHA256SUMS)

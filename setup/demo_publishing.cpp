@@ -8,7 +8,6 @@
 #include "frame/install_registry.h"
 #include "frame/programs.h"
 #include "frame/session.h"
-#include "setup/path_texts.h"
 
 namespace setupactions {
 
@@ -110,21 +109,16 @@ std::string BatchCommand(const std::string& batchFile) {
     return "cmd /c \"" + quoted + "\"";
 }
 
-bool WriteTextFile(const std::string& path, const std::string& text) {
-    // A bare name would land in whatever folder is the current one.
-    return IsFullPath(path) && WriteNewFile(path, text) == FileWrite::Whole;
-}
-
 void WritePublishingFiles(MSIHANDLE session) {
     const CDeferredData data(session, PublishAction);
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
-    WriteTextFile(propertiesFile, PropertiesText(data)); // without it the utility says so itself
+    WriteNewFile(propertiesFile, PropertiesText(data)); // without it the utility says so itself
 
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
     const std::string folder = drive + directory;
     const std::string batchFile = folder + BatchFile;
-    if (!WriteTextFile(batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
+    if (WriteNewFile(batchFile, AnsiToOem(BatchText(folder, propertiesFile))) != FileWrite::Whole)
         LogMessage(session, "failed to open file" + batchFile);
 }
 

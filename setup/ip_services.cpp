@@ -27,8 +27,13 @@ enum class Change { Add, Remove };
 // True when the installation does to the component what the change goes with.
 bool Applies(MSIHANDLE session, const std::string& component, Change change) {
     INSTALLSTATE installed = INSTALLSTATE_UNKNOWN, action = INSTALLSTATE_UNKNOWN;
-    if (MsiGetComponentStateA(session, component.c_str(), &installed, &action) != ERROR_SUCCESS)
+    const UINT result = MsiGetComponentStateA(session, component.c_str(), &installed, &action);
+    if (result != ERROR_SUCCESS) {
+        LogMessage(session, Format("Failure(ConfServiceFile): state of component %s unknown, its "
+                                   "services skipped [%u]",
+                                   component.c_str(), result));
         return false;
+    }
     return change == Change::Add ? action == INSTALLSTATE_LOCAL || action == INSTALLSTATE_SOURCE
                                  : action == INSTALLSTATE_ABSENT;
 }

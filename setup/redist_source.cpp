@@ -120,10 +120,15 @@ UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
         return ERROR_INSTALL_FAILURE;
     }
 
+    // Without its arguments the installer would not be silent.
     const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, redistributable.arguments);
     std::string arguments;
-    FormatRecordString(session, record.Get(), arguments);
+    if (MsiRecordSetStringA(record.Get(), 0, redistributable.arguments) != ERROR_SUCCESS ||
+        FormatRecordString(session, record.Get(), arguments) != ERROR_SUCCESS) {
+        LogMessage(session, Format("[CheckRedist] - Failed: Couldn't format '%s', not prepared: %s",
+                                   redistributable.arguments, path.c_str()));
+        return ERROR_SUCCESS;
+    }
     MsiSetPropertyA(session, redistributable.property,
                     Format("\"%s\" %s", path.c_str(), arguments.c_str()).c_str());
     if (redistributable.needsRestart) {

@@ -61,11 +61,13 @@ ComponentAction ActionOfFile(MSIHANDLE session, const CMsiDatabase& database,
     return ComponentAction::None;
 }
 
+// Empty when the installer does not tell it.
 std::string InstalledPath(MSIHANDLE session, const std::string& file) {
     const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, Format("[#%s]", file.c_str()).c_str());
     std::string path;
-    FormatRecordString(session, record.Get(), path);
+    if (MsiRecordSetStringA(record.Get(), 0, Format("[#%s]", file.c_str()).c_str()) ==
+        ERROR_SUCCESS)
+        FormatRecordString(session, record.Get(), path);
     return path;
 }
 
@@ -125,6 +127,13 @@ void ExpectProgress(MSIHANDLE session, int ticks) {
     MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
 }
 
+// False for no path at all, and for one that would end its field, or its quotes
+// in the command line, before its own end: in the ANSI code page a letter of a
+// folder's name may have become such a mark.
+bool MayHandOver(const std::string& path) {
+    return !path.empty() && FindCharacter(path, "|\"") == std::string::npos;
+}
+
 // The immediate run: hands what is to be unpacked and removed to the deferred one.
 void HandOverOperations(MSIHANDLE session) {
     LogMessage(session, "[UncompressZipFile] UncompressZipFile calling, first line!");
@@ -140,17 +149,28 @@ void HandOverOperations(MSIHANDLE session) {
         const std::string& directory = rows.GetField(DestinationColumn);
         const std::string archive = InstalledPath(session, file);
         const ComponentAction action = ActionOfFile(session, database, file);
+        if (action == ComponentAction::None)
+            continue;
+        const std::string folder = DestinationFolder(session, directory);
+        if (!MayHandOver(folder) ||
+            (action == ComponentAction::Installing && !MayHandOver(archive))) {
+            LogMessage(session,
+                       Format("[UncompressZipFile] %s to %s: no paths to hand over, left "
+                              "alone. ('%s', '%s')",
+                              file.c_str(), directory.c_str(), archive.c_str(), folder.c_str()));
+            continue;
+        }
         if (action == ComponentAction::Installing) {
             append(InstallOperation);
             append(archive);
             std::string command;
             if (!SetUnZipCmd(session, command))
                 LogMessage(session, "[SetUnzipCmd] Failed to find unzip.exe");
-            append(command + UnzipArguments(archive, DestinationFolder(session, directory)));
+            append(command + UnzipArguments(archive, folder));
             ExpectProgress(session, UnzipUnits * ProgressUnitTicks);
-        } else if (action == ComponentAction::Removing) {
+        } else {
             append(UninstallOperation);
-            append(DestinationFolder(session, directory));
+            append(folder);
         }
     }
     MsiSetPropertyA(session, DeferredAction, handOff.c_str());

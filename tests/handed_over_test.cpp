@@ -92,6 +92,30 @@ TEST_F(ZipOperationsTest, OperationsFollowTheComponentsFolderByFolder) {
     EXPECT_FALSE(IsThere(samples));
 }
 
+TEST_F(ZipOperationsTest, ARowIsHandedOverOnlyWithPathsThatEndWhereTheyAreMeantTo) {
+    const auto expectNothing = [&](const std::string& what) {
+        EXPECT_THAT(sent.Of(UncompressZipFile, session).back(), HasSubstr("no paths to hand over"));
+        EXPECT_EQ(Property(HandOff), "") << what;
+    };
+    const std::pair<const char*, INSTALLSTATE> cases[] = {
+        {"ProgramFilesFolder", INSTALLSTATE_ABSENT}, // the folder
+        {"ProgramFilesFolder", INSTALLSTATE_LOCAL},
+        {"INSTALLDIR", INSTALLSTATE_LOCAL}, // the archive's
+    };
+    for (const std::string name : {"x|uninstall|C:\\other", "x\" -d \"C:\\other"})
+        for (const auto& [directory, state] : cases) {
+            const std::string before = Property(directory);
+            MsiSetComponentStateA(session, "Cnew", state);
+            MsiSetTargetPathA(session, directory, (Scratch() + name + "\\").c_str());
+            expectNothing(name + " in " + directory);
+            MsiSetTargetPathA(session, directory, before.c_str());
+        }
+    Sql("DELETE FROM `KestrelUnzipOperations` WHERE `Zip` = 'new'");
+    Sql("INSERT INTO `KestrelUnzipOperations` (`Zip`, `DestinationDirectory`) VALUES ('new', "
+        "'No')");
+    expectNothing("a directory that the package does not know");
+}
+
 TEST_F(ZipOperationsTest, APackageOrRowThatCannotBeReadStopsNothing) {
     SetProperty(HandOff, "stale");
     Sql("DROP TABLE `File`");
@@ -219,6 +243,19 @@ TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
                   "CorporateDashboardPublishedFolder=Performance Management\r\n"
                   "SI_HAS_PROMPT=0\r\n");
     EXPECT_EQ(FileText(batch), Batch("java"));
+}
+
+TEST_F(PublishingTest, AValueBringsNeitherPairsNorLinesOfItsOwn) {
+    for (const std::string& evil : {"cms;" + named, std::string("cms\r\nOverwrite=n")}) {
+        SetProperty("NAMESERVER", evil);
+        SetProperty("win32_x86", "C:\\bin\\");
+        SetProperty(("AddLumoSamples" + Suffix).c_str(), "");
+        ClearMessages();
+        EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
+        EXPECT_THAT(Log(), ElementsAre("NAMESERVER is not handed over: it holds \";\" or a line "
+                                       "break"));
+        EXPECT_EQ(Property(("AddLumoSamples" + Suffix).c_str()), "win32_x86=C:\\bin\\");
+    }
 }
 
 TEST_F(PublishingTest, JavaIsTheRegisteredRuntimeOrElseTheKit) {

@@ -124,6 +124,31 @@ TEST_F(SessionTest, TheAddInIsNotRegisteredWithoutItsFile) {
     EXPECT_EQ(Read(Excel11), Texts(4));
 }
 
+namespace {
+
+LONG WINAPI DenyRead(HKEY, const char*, DWORD*, DWORD*, BYTE*, DWORD*) {
+    return ERROR_ACCESS_DENIED;
+}
+
+} // namespace
+
+TEST_F(SessionTest, AnotherAddInThatCannotBeReadIsNotOverwritten) {
+    AddFile("vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E", "vdptxls.xla");
+    Cost();
+    ClearMessages();
+    const PrivateRegistry registry;
+    PrivateRegistry::Write(HKEY_CURRENT_USER, AllVersions[1], Names[0], "another's");
+    {
+        const ReplacedImport<decltype(DenyRead)> query("RegQueryValueExA", DenyRead);
+        EXPECT_EQ(SetExcelAddinInstallRegName(session), ERROR_SUCCESS);
+        EXPECT_EQ(SetExcelAddinUninstallRegName(session), ERROR_SUCCESS);
+    }
+    EXPECT_EQ(Read(AllVersions[1]), (Texts{"another's", "", "", ""}));
+    const std::string key = std::string(" HKEY_CURRENT_USER\\") + AllVersions[1] + " (error 5)";
+    EXPECT_THAT(Log(), ElementsAre("The add-in was not added to" + key,
+                                   "The add-in may still be in" + key));
+}
+
 TEST_F(SessionTest, TheAddInTakesTheFirstFreeNameAndLeavesUpToTheFirstGap) {
     AddFile("vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E", "vdptxls.xla");
     SetProperty("INSTALLDIR", "C:\\Suite\\");

@@ -159,7 +159,11 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
     AddRow("'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
-    EXPECT_THAT(Run(), ElementsAre(StartsWith(Failure + "service evil is no line"), written));
+    AddRow("'Unheard', 'unheard', '6402', 'tcp', '', ''");
+    EXPECT_THAT(
+        Run(),
+        ElementsAre(Failure + "state of component Unheard unknown, its services skipped [1607]",
+                    StartsWith(Failure + "service evil is no line"), written));
     EXPECT_EQ(FileText(services), Original + First + Second);
 }
 

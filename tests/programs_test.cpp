@@ -1,6 +1,7 @@
 #include "frame/programs.h"
 
 #include "frame/versions.h"
+#include "tests/support/refused_processes.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
@@ -169,6 +170,58 @@ TEST_F(ProgramsTest, AProgramThatDoesNotStartUsesItsWholeBudgetAtOnce) {
     ExpectProgress(0, 500000);
     Run(Child("exit 0"), 5, true, "C:\\no such folder");
     EXPECT_TRUE(Contains(Log(), "failed: 267"));
+}
+
+TEST_F(ProgramsTest, ACommandWithoutAProgramStartsNoOther) {
+    const RefusedProcesses processes;
+    for (const std::string command : {"", " -qqo \"a.zip\"", "\t/q", "\"", "\"\" /q", "\" \" /q"}) {
+        Run(command);
+        EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(" + command + "). failed: 2"));
+    }
+    EXPECT_TRUE(processes.started.empty());
+}
+
+namespace {
+
+int looks;
+const int TooManyLooks = 2000;
+
+BOOL WINAPI AlwaysMore(HANDLE, void*, DWORD, DWORD*, DWORD* waiting, DWORD*) {
+    *waiting = 1024;
+    return ++looks < TooManyLooks;
+}
+BOOL WINAPI ReadBlanks(HANDLE, void* buffer, DWORD size, DWORD* read, OVERLAPPED*) {
+    FillMemory(buffer, size, ' ');
+    *read = size;
+    return TRUE;
+}
+DWORD WINAPI WaitFails(HANDLE, DWORD) { return WAIT_FAILED; }
+BOOL WINAPI ExitCodeFails(HANDLE, DWORD* code) {
+    *code = STILL_ACTIVE + (++looks < TooManyLooks ? 0 : 1);
+    SetLastError(ERROR_ACCESS_DENIED);
+    return looks >= TooManyLooks;
+}
+void WINAPI NoSleep(DWORD) {}
+
+} // namespace
+
+TEST_F(ProgramsTest, NeitherAFloodedPipeNorFailingCallsHoldTheAction) {
+    const std::string line = "RunRedistProgram(" + Child("exit 5") + "). Return value ";
+    {
+        looks = 0;
+        const ReplacedImport<decltype(AlwaysMore)> peek("PeekNamedPipe", AlwaysMore);
+        const ReplacedImport<decltype(ReadBlanks)> read("ReadFile", ReadBlanks);
+        const Watched watched(1);
+        Run(Child("exit 5"));
+        EXPECT_LT(looks, TooManyLooks);
+        EXPECT_EQ(Log().back(), line + "5");
+    }
+    looks = 0;
+    const ReplacedImport<decltype(WaitFails)> wait("WaitForSingleObject", WaitFails);
+    const ReplacedImport<decltype(ExitCodeFails)> code("GetExitCodeProcess", ExitCodeFails);
+    const ReplacedImport<decltype(NoSleep)> sleep("Sleep", NoSleep);
+    Run(Child("exit 5"));
+    EXPECT_EQ(Log().back(), line + "unknown: 5");
 }
 
 TEST_F(ProgramsTest, FileVersionsAreComparedByTheirNumbers) {

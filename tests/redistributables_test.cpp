@@ -111,6 +111,29 @@ TEST_F(RedistributablesTest, TheLogTellsEveryTry) {
     EXPECT_EQ(Property(Tool.property), "own") << "a command line that is there is left alone";
 }
 
+namespace {
+
+decltype(MsiFormatRecordA)* formatRecord;
+UINT WINAPI FormatPathsAlone(MSIHANDLE session, MSIHANDLE record, char* text, DWORD* size) {
+    std::string recordTemplate;
+    GetRecordString(record, 0, recordTemplate);
+    return recordTemplate == Tool.arguments ? ERROR_FUNCTION_FAILED
+                                            : formatRecord(session, record, text, size);
+}
+
+} // namespace
+
+TEST_F(RedistributablesTest, AnInstallerWithoutItsSwitchesIsNotPrepared) {
+    Put("redist\\en\\setup.exe");
+    const ReplacedImport<decltype(FormatPathsAlone)> format("MsiFormatRecordA", FormatPathsAlone);
+    formatRecord = format.Original();
+    EXPECT_EQ(ProgramFrom(Scratch()), "");
+    EXPECT_EQ(Property("NeedReboot"), "");
+    EXPECT_EQ(sent.lines.back(), "[CheckRedist] - Failed: Couldn't format '/q /d:\"[PLACE]\"', not "
+                                 "prepared: " +
+                                     Scratch() + "redist\\en\\setup.exe");
+}
+
 TEST_F(RedistributablesTest, AnEmptySourceIsResolvedOnce) {
     const ReplacedImport<decltype(Resolve)> resolve("MsiDoActionA", Resolve);
     EXPECT_EQ(ProgramFrom(""), "") << "a source that stays empty stops nothing";

@@ -9,6 +9,7 @@
 #include <shellapi.h>
 
 #include <filesystem>
+#include <functional>
 
 using testing::ElementsAre;
 
@@ -102,6 +103,38 @@ TEST_F(SharePointTest, ABatchFileThatIsNotWhollyWrittenIsNotLeftToRun) {
                                    "CreateFile returned 3"));
     EXPECT_EQ(Property("SilentCmdline"), "as before");
     EXPECT_FALSE(IsThere(InstallFile));
+}
+
+TEST_F(SharePointTest, ABatchFileIsNeverWrittenIntoWhatStandsInItsPlace) {
+    const std::string other = Folder + "other.txt", expected = "\"C:\\SPS Bin\\stsadm.exe\"";
+    WriteFileText(other, "kept");
+    const std::function<void()> plants[] = {
+        [&] { CreateHardLinkA(UninstallFile.c_str(), other.c_str(), nullptr); },
+        [&] {
+            WriteFileText(UninstallFile, "planted");
+            SetFileAttributesA(UninstallFile.c_str(),
+                               FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
+        },
+    };
+    for (const auto& plant : plants) {
+        DeleteFileA(UninstallFile.c_str());
+        plant();
+        EXPECT_TRUE(IsThere(UninstallFile));
+        EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
+        EXPECT_EQ(FileText(UninstallFile).substr(0, expected.size()), expected);
+        EXPECT_EQ(FileText(other), "kept");
+    }
+    ClearMessages();
+    const HANDLE held = CreateFileA(UninstallFile.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                    OPEN_EXISTING, 0, nullptr);
+    EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
+    CloseHandle(held);
+    SetCurrentDirectoryA(Scratch().c_str());
+    SetProperty("VXSPDIR", "");
+    EXPECT_EQ(MsiCreateWebPartInstallBatchFile(session), ERROR_SUCCESS);
+    SetCurrentDirectoryA("C:\\");
+    EXPECT_FALSE(IsThere(Scratch() + "InstallSharePointWebPart.bat"));
+    EXPECT_THAT(Log(), ElementsAre("CreateFile returned 32", "CreateFile returned 161"));
 }
 
 TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {

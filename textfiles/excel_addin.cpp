@@ -27,18 +27,47 @@ const ExcelOptions Versions[] = {
 // installed. False when it cannot be made.
 bool FormatAddInPath(MSIHANDLE session, std::string& path) {
     const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, QuotedAddInPath);
-    return FormatRecordString(session, record.Get(), path) == ERROR_SUCCESS;
+    return MsiRecordSetStringA(record.Get(), 0, QuotedAddInPath) == ERROR_SUCCESS &&
+           FormatRecordString(session, record.Get(), path) == ERROR_SUCCESS;
 }
 
 std::string ValueName(int number) { return number == 0 ? "OPEN" : Format("OPEN%i", number); }
 
-std::string NextFreeName(CInstallRegistry& options) {
+// Writes the add-in under the first free name. A name that cannot be read may be
+// another add-in's. Result: the registry's.
+LONG Register(CInstallRegistry& options, const std::string& path) {
     std::string value;
     int number = 0;
     while (options.GetString(ValueName(number), value))
         ++number;
-    return ValueName(number);
+    const LONG error = static_cast<LONG>(GetLastError());
+    if (error != ERROR_FILE_NOT_FOUND)
+        return error;
+    return RegSetValueExA(options.Key(), ValueName(number).c_str(), 0, REG_SZ,
+                          reinterpret_cast<const BYTE*>(path.c_str()),
+                          static_cast<DWORD>(path.size()) + 1);
+}
+
+// Removes the add-in from every name up to the first that is free. Result: the
+// registry's, of what failed last.
+LONG Unregister(CInstallRegistry& options, const std::string& path) {
+    LONG result = ERROR_SUCCESS;
+    std::string value;
+    int number = 0;
+    for (; options.GetString(ValueName(number), value); ++number)
+        if (_stricmp(value.c_str(), path.c_str()) == 0) {
+            const LONG deleted = RegDeleteValueA(options.Key(), ValueName(number).c_str());
+            if (deleted != ERROR_SUCCESS)
+                result = deleted;
+        }
+    const LONG error = static_cast<LONG>(GetLastError());
+    return error == ERROR_FILE_NOT_FOUND ? result : error;
+}
+
+void LogOutcome(MSIHANDLE session, const char* what, const char* key, LONG result) {
+    if (result != ERROR_SUCCESS)
+        LogMessage(session, Format("%s HKEY_CURRENT_USER\\%s (error %d)", what, key,
+                                   static_cast<int>(result)));
 }
 
 } // namespace
@@ -53,9 +82,8 @@ EXPORTED_ACTION(SetExcelAddinInstallRegName) {
     for (const ExcelOptions& version : Versions) {
         CInstallRegistry options;
         if (options.TryOpenKey(HKEY_CURRENT_USER, version.key))
-            RegSetValueExA(options.Key(), NextFreeName(options).c_str(), 0, REG_SZ,
-                           reinterpret_cast<const BYTE*>(path.c_str()),
-                           static_cast<DWORD>(path.size()) + 1);
+            LogOutcome(session, "The add-in was not added to", version.key,
+                       Register(options, path));
     }
     return ERROR_SUCCESS;
 }
@@ -69,12 +97,9 @@ EXPORTED_ACTION(SetExcelAddinUninstallRegName) {
         return ERROR_SUCCESS;
     for (const ExcelOptions& version : Versions) {
         CInstallRegistry options;
-        if (!version.uninstalled || !options.TryOpenKey(HKEY_CURRENT_USER, version.key))
-            continue;
-        std::string value;
-        for (int number = 0; options.GetString(ValueName(number), value); ++number)
-            if (_stricmp(value.c_str(), path.c_str()) == 0)
-                RegDeleteValueA(options.Key(), ValueName(number).c_str());
+        if (version.uninstalled && options.TryOpenKey(HKEY_CURRENT_USER, version.key))
+            LogOutcome(session, "The add-in may still be in", version.key,
+                       Unregister(options, path));
     }
     return ERROR_SUCCESS;
 }
