@@ -3,6 +3,7 @@
 #include "frame/action.h"
 #include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
@@ -110,21 +111,26 @@ std::string BatchCommand(const std::string& batchFile) {
     return "cmd /c \"" + quoted + "\"";
 }
 
-bool WriteTextFile(const std::string& path, const std::string& text) {
+bool WriteTextFile(UndoRecord& record, const std::string& path, const std::string& text) {
     // A bare name would land in whatever folder is the current one.
-    return IsFullPath(path) && WriteNewFile(path, text) == FileWrite::Whole;
+    if (!IsFullPath(path))
+        return false;
+    RecordFile(record, path);
+    return WriteNewFile(path, text) == FileWrite::Whole;
 }
 
 void WritePublishingFiles(MSIHANDLE session) {
     const CDeferredData data(session, PublishAction);
+    UndoRecord record(session, "PublishDemo");
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
-    WriteTextFile(propertiesFile, PropertiesText(data)); // without it the utility says so itself
+    WriteTextFile(record, propertiesFile,
+                  PropertiesText(data)); // without it the utility says so itself
 
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
     const std::string folder = drive + directory;
     const std::string batchFile = folder + BatchFile;
-    if (!WriteTextFile(batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
+    if (!WriteTextFile(record, batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
         LogMessage(session, "failed to open file" + batchFile);
 }
 
@@ -159,6 +165,8 @@ EXPORTED_ACTION(PublishDemoHelper) {
 // ADD_LUMO_DOCS_COMMAND. Reads CustomActionData; writes the publishing
 // utility's properties file and batch file. Partner: PublishDemoHelper.
 EXPORTED_ACTION(PublishDemo) {
+    if (TakesBack(session, "PublishDemo", UndoFileChanges))
+        return ERROR_SUCCESS;
     Guarded(session, "PublishDemo: the action data is damaged, nothing is written",
             [&] { WritePublishingFiles(session); });
     return ERROR_SUCCESS;
