@@ -4,8 +4,8 @@
 # secure-properties.txt from the list of properties.
 cmake_minimum_required(VERSION 3.21)
 
-# An immediate row, or with a third word (deferred, rollback) an elevated one of
-# the installer's script.
+# An immediate row, or with a third word (deferred, rollback, commit) an elevated one
+# of the installer's script.
 function(row id entry)
     set(execute "")
     if(ARGC GREATER 2)
@@ -16,6 +16,8 @@ function(row id entry)
 endfunction()
 
 file(STRINGS ${SOURCES}/exports/catalogue.inc catalogue REGEX "^SETUP_ACTION\\(")
+file(STRINGS ${SOURCES}/exports/rollback.inc takenBack REGEX "^TAKEN_BACK\\(")
+list(TRANSFORM takenBack REPLACE "^TAKEN_BACK\\(([A-Za-z]+),.*" "\\1")
 file(STRINGS ${SOURCES}/exports/action_data.inc actionData REGEX "^ACTION_DATA\\(")
 
 set(rows "")
@@ -40,11 +42,20 @@ foreach(line IN LISTS catalogue)
     endif()
     foreach(id IN LISTS ids)
         row(${id} ${name} deferred)
+        if(name IN_LIST takenBack)
+            row(${id}Rollback ${name} rollback)
+            list(APPEND undoneIds ${id})
+        endif()
     endforeach()
     if(when STREQUAL "Both")
         row(${name}Immediate ${name})
     endif()
 endforeach()
+
+# Any action with records deletes them all; its commit run is told the product.
+string(APPEND rows "  <!-- Deletes the records of changes once the installation has succeeded -->
+  <CustomAction Id=\"SetUndoRecordsCommit\" Property=\"UndoRecordsCommit\" Value=\"[ProductCode]\" />\n")
+row(UndoRecordsCommit StopAPSService commit)
 
 # The usual schedule: what a task needs, when the package wants the task.
 file(STRINGS ${SOURCES}/exports/schedule.txt schedule REGEX "^[^#]")
@@ -87,9 +98,20 @@ foreach(line IN LISTS schedule)
         string(APPEND sequence "  <?ifdef var.Schedule${task}?>\n")
         set(lastTask ${task})
     endif()
+    if(id IN_LIST undoneIds)
+        math(EXPR before "${number} - 1")
+        string(APPEND sequence "    <?ifndef var.NoRollback?>
+    <?define UndoRecords = yes ?>
+    <Custom Action=\"${id}Rollback\" Sequence=\"${before}\"${end}
+    <?endif?>\n")
+    endif()
     string(APPEND sequence "    <Custom Action=\"${id}\" Sequence=\"${number}\"${end}\n")
 endforeach()
-string(APPEND sequence "  <?endif?>\n")
+string(APPEND sequence "  <?endif?>
+  <?ifdef var.UndoRecords?>
+    <Custom Action=\"SetUndoRecordsCommit\" Sequence=\"1501\" />
+    <Custom Action=\"UndoRecordsCommit\" Sequence=\"6580\" />
+  <?endif?>\n")
 
 # The properties that tell GetWebInfo the Ids of the actions it hands its data to.
 set(properties "")

@@ -1,6 +1,7 @@
 #include "frame/files.h"
 
 #include "frame/ansi_text.h"
+#include "frame/file_changes.h"
 #include "frame/held_folder.h"
 #include "frame/paths.h"
 #include "frame/session.h"
@@ -62,14 +63,22 @@ void LogCopy(MSIHANDLE session, const char* recordTemplate,
     SendRecord(session, INSTALLMESSAGE_INFO, recordTemplate, fields, CopyRecordFields);
 }
 
+bool CopyOneFile(const std::string& from, const std::string& to, UndoRecord* record) {
+    if (record != nullptr)
+        RecordFile(*record, to);
+    return CopyFileA(from.c_str(), to.c_str(), FALSE) != FALSE;
+}
+
 bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& destination,
-              const std::string& wholeDestination) {
+              const std::string& wholeDestination, UndoRecord* record) {
     if (GetFileAttributesA(source.c_str()) == INVALID_FILE_ATTRIBUTES) {
         LogCopy(session, "CopyDirectory: Source: [1] does not exist, skipping", {source});
         return false;
     }
     const DWORD destinationAttributes = GetFileAttributesA(destination.c_str());
     if (destinationAttributes == INVALID_FILE_ATTRIBUTES) {
+        if (record != nullptr)
+            RecordFolder(*record, destination);
         if (!CreateDirectoryA(destination.c_str(), nullptr)) {
             LogCopy(session, "CopyDirectory: Failed to create Dest: [1]. Error: [2]",
                     {destination, ErrorText(GetLastError())});
@@ -103,8 +112,8 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         } else if (IsFolder(entry.dwFileAttributes)) {
             // A destination below the source would be copied into itself for ever.
             if (lstrcmpiA(FullPath(from).c_str(), wholeDestination.c_str()) != 0)
-                CopyTree(session, from, to, wholeDestination);
-        } else if (!CopyFileA(from.c_str(), to.c_str(), FALSE)) {
+                CopyTree(session, from, to, wholeDestination, record);
+        } else if (!CopyOneFile(from, to, record)) {
             LogCopy(session, "CopyDirectory(): CopyFile([1],[2]) failed. Error: [3]",
                     {from, to, ErrorText(GetLastError())});
         }
@@ -121,7 +130,9 @@ void LogUnremoved(MSIHANDLE session, const std::string& folder) {
     LogMessage(session, Format(RemoveFailed, static_cast<int>(GetLastError()), folder.c_str()));
 }
 
-void RemoveFolder(MSIHANDLE session, const std::string& folder) {
+void RemoveFolder(MSIHANDLE session, const std::string& folder, UndoRecord* record = nullptr) {
+    if (record != nullptr)
+        RecordFolder(*record, folder);
     if (!RemoveDirectoryA(folder.c_str()))
         LogUnremoved(session, folder);
 }
@@ -142,14 +153,17 @@ bool DeleteAnyFile(const std::string& file, DWORD attributes) {
     return DeleteFileA(file.c_str()) != FALSE;
 }
 
-void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes) {
+void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes, UndoRecord* record) {
+    if (record != nullptr)
+        RecordFile(*record, file);
     if (!DeleteAnyFile(file, attributes))
         LogMessage(session, Format(DeleteFailed, static_cast<int>(GetLastError()), file.c_str()));
 }
 
 // Removes what is in a folder. False when it cannot be held or searched, or
 // when something else took its place.
-bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder& held) {
+bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder& held,
+                 UndoRecord* record) {
     const std::string pattern = folder + "\\*.*";
     WIN32_FIND_DATAA entry = {};
     SearchHandle search = held ? StartSearch(pattern, entry) : SearchHandle();
@@ -172,9 +186,9 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder&
         }
         const DWORD attributes = GetFileAttributesA(path.c_str());
         if (IsFolder(attributes))
-            RemoveFolderStructure(session, path);
+            RemoveFolderStructure(session, path, record);
         else if (attributes != INVALID_FILE_ATTRIBUTES)
-            RemoveFile(session, path, attributes);
+            RemoveFile(session, path, attributes, record);
     } while (FindNextFileA(search.Get(), &entry));
     if (!search.Close())
         LogMessage(session, CloseFailed);
@@ -183,18 +197,19 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder&
 
 } // namespace
 
-bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination) {
-    return CopyTree(session, source, destination, FullPath(destination));
+bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination,
+                   UndoRecord* record) {
+    return CopyTree(session, source, destination, FullPath(destination), record);
 }
 
-void RemoveFolderStructure(MSIHANDLE session, const std::string& directory) {
+void RemoveFolderStructure(MSIHANDLE session, const std::string& directory, UndoRecord* record) {
     if (directory.empty())
         return;
     const std::string fullPath = FullPath(directory); // a backslash at its end hides a link
     if (IsFolderLink(GetFileAttributesA(fullPath.c_str())))
         RemoveLink(session, fullPath);
-    else if (EmptyFolder(session, directory, HeldFolder(directory))) // held no longer
-        RemoveFolder(session, directory);
+    else if (EmptyFolder(session, directory, HeldFolder(directory), record)) // held no longer
+        RemoveFolder(session, directory, record);
 }
 
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {

@@ -8,18 +8,23 @@
 
 namespace setupactions {
 
+class UndoRecord;
+
 // Copies what is in the source folder to the destination folder, which is
 // created when its parent exists. What fails is logged and left out, also
 // paths longer than the system allows. Neither links to folders below the
 // source nor the destination itself are walked into. Result: true when the
 // source was walked, also when files failed.
-bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination);
+// With a record, what is made or replaced is recorded first.
+bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination,
+                   UndoRecord* record = nullptr);
 
 // Deletes a folder with everything below it, read-only files too. A link to a
 // folder is removed as a link; what it leads to is never touched. What cannot
 // be removed is logged and stays, also paths longer than the system allows. An
-// empty text does nothing.
-void RemoveFolderStructure(MSIHANDLE session, const std::string& directory);
+// empty text does nothing. With a record, what is removed is recorded first.
+void RemoveFolderStructure(MSIHANDLE session, const std::string& directory,
+                           UndoRecord* record = nullptr);
 
 // What came of writing a file.
 enum class FileWrite { NotCreated, NotWritten, Whole };

@@ -1,5 +1,6 @@
 #include "frame/held_folder.h"
 
+#include "frame/ansi_text.h"
 #include "frame/paths.h"
 
 namespace setupactions {
@@ -49,6 +50,18 @@ bool OpensAsLink(const std::string& link) {
     BY_HANDLE_FILE_INFORMATION information = {};
     return file && GetFileInformationByHandle(file.Get(), &information) &&
            IsFolderLink(information.dwFileAttributes);
+}
+
+bool LeadsThroughLink(const std::string& path) {
+    size_t end = 2; // of "C:"
+    do {
+        end = FindCharacter(path, "\\", end + 1);
+        const DWORD attributes = GetFileAttributesA(path.substr(0, end).c_str());
+        if (attributes != INVALID_FILE_ATTRIBUTES &&
+            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+            return true;
+    } while (end != std::string::npos);
+    return false;
 }
 
 bool IsFolderLink(DWORD attributes) {

@@ -35,6 +35,10 @@ bool IsSameFolder(const std::string& a, const std::string& b);
 // it does not, removing the "link" would remove that folder.
 bool OpensAsLink(const std::string& link);
 
+// True when something on the way to the path, or what is there itself, is a link. The
+// path is full and plain; what is not there ends the way.
+bool LeadsThroughLink(const std::string& path);
+
 // True for the attributes of a junction or of a symbolic link to a folder.
 bool IsFolderLink(DWORD attributes);
 

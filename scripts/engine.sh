@@ -29,6 +29,18 @@ new_machine() {
         done
 }
 
+# copy_machine FROM DIR: a machine in DIR like the stopped one in FROM, replacing one
+# that is there. What both share with the template stays shared.
+copy_machine() {
+    local from=$1 dir=$2 own
+    [ ! -d "$dir" ] || { stop_machine "$dir"; rm -rf "$dir"; }
+    own=$(mktemp)
+    (cd "$from" && find . -type f -links 1 -print0) >"$own"
+    cp -al "$from" "$dir"
+    (cd "$from" && xargs -0 cp -p --remove-destination --parents -t "$dir") <"$own"
+    rm "$own"
+}
+
 # map_drive MACHINE LETTER DIR: lets the machine see DIR as a drive.
 map_drive() { ln -sfn "$3" "$1/dosdevices/$2:"; }
 

@@ -40,6 +40,23 @@ bool RecordStoppedService(const std::string& service, const std::string& file) {
            WriteProfileValue(RecordSection, RecordCount, next, file);
 }
 
+// The entry of the changed command line: kind, before, after.
+const char CommandLineKind[] = "command line";
+
+// None on failure, which is logged.
+ServiceHandle OpenOlderServer(LogFailure& logFailure) {
+    const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, GENERIC_READ | GENERIC_WRITE));
+    if (!manager) {
+        logFailure("OpenSCManager");
+        return {};
+    }
+    ServiceHandle service(OpenServiceA(manager.Get(), OlderCentralServer,
+                                       SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG));
+    if (!service)
+        logFailure("OpenService");
+    return service;
+}
+
 // Reads how a service is started. False, with the last error set, on failure.
 bool ReadCommandLine(SC_HANDLE service, std::string& commandLine) {
     DWORD size = 0;
@@ -50,6 +67,35 @@ bool ReadCommandLine(SC_HANDLE service, std::string& commandLine) {
         return false;
     commandLine = config->lpBinaryPathName;
     return true;
+}
+
+bool ChangeCommandLine(SC_HANDLE service, const std::string& commandLine) {
+    return ChangeServiceConfigA(service, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
+                                commandLine.c_str(), nullptr, nullptr, nullptr, nullptr, nullptr,
+                                nullptr) != FALSE;
+}
+
+// Puts the command line back, unless it is another one by now.
+void UndoCommandLine(const UndoRun& run) {
+    for (const UndoEntry& change : run.changes) {
+        if (change.size() != 3 || change[0] != CommandLineKind)
+            continue;
+        LogFailure logFailure(run.session, run.action.c_str());
+        const ServiceHandle service = OpenOlderServer(logFailure);
+        std::string commandLine;
+        if (!service)
+            return;
+        if (!ReadCommandLine(service.Get(), commandLine))
+            logFailure("queryServiceConfig");
+        else if (commandLine != change[2])
+            LogMessage(run.session, Format("%s: the command line is not the one that was set, left "
+                                           "alone",
+                                           run.action.c_str()));
+        else if (!ChangeCommandLine(service.Get(), change[1]))
+            logFailure("ChangeServiceConfig");
+        else
+            LogMessage(run.session, Format("%s: command line put back", run.action.c_str()));
+    }
 }
 
 } // namespace
@@ -87,8 +133,11 @@ using namespace setupactions;
 // Scheduled deferred, before the server's files change. Reads and sets no
 // property; stops the central management server. Partner: StartAPSService.
 EXPORTED_ACTION(StopAPSService) {
+    if (TakesBack(session, "StopAPSService", UndoServiceChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "StopAPSService");
     ShowActionData(session, CentralServerTitle);
-    ChangeService(CentralServer, false, session);
+    ChangeService(CentralServer, false, session, &record);
     return ERROR_SUCCESS;
 }
 
@@ -96,10 +145,13 @@ EXPORTED_ACTION(StopAPSService) {
 // Reads and sets no property; starts the central management server and moves
 // the progress bar by 30 units. Partner: StopAPSService.
 EXPORTED_ACTION(StartAPSService) {
+    if (TakesBack(session, "StartAPSService", UndoServiceChanges))
+        return ERROR_SUCCESS;
     Guarded(session, "StartAPSService crashed.", [&] {
         LogMessage(session, "Starting CMS");
         ShowActionData(session, CentralServerTitle);
-        ChangeService(CentralServer, true, session);
+        UndoRecord record(session, "StartAPSService");
+        ChangeService(CentralServer, true, session, &record);
         UseProgressTime(session, StartTicks);
     });
     return ERROR_SUCCESS;
@@ -109,8 +161,11 @@ EXPORTED_ACTION(StartAPSService) {
 // database server. Reads and sets no property; starts the database server and
 // moves the progress bar by 30 units.
 EXPORTED_ACTION(StartSQLService) {
+    if (TakesBack(session, "StartSQLService", UndoServiceChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "StartSQLService");
     ShowActionData(session, DatabaseServer);
-    ChangeService(DatabaseServer, true, session);
+    ChangeService(DatabaseServer, true, session, &record);
     UseProgressTime(session, StartTicks);
     return ERROR_SUCCESS;
 }
@@ -119,28 +174,23 @@ EXPORTED_ACTION(StartSQLService) {
 // and sets no property; adds "-createnamedusers" to that service's command
 // line, which takes effect at its next start.
 EXPORTED_ACTION(ChangeAPSToCreateNamedUser) {
+    if (TakesBack(session, "ChangeAPSToCreateNamedUser", UndoCommandLine))
+        return ERROR_SUCCESS;
     LogFailure logFailure(session, "ChangeAPSToCreateNamedUser");
-    const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, GENERIC_READ | GENERIC_WRITE));
-    if (!manager) {
-        logFailure("OpenSCManager");
+    const ServiceHandle service = OpenOlderServer(logFailure);
+    if (!service)
         return ERROR_SUCCESS;
-    }
-    const ServiceHandle service(OpenServiceA(manager.Get(), OlderCentralServer,
-                                             SERVICE_QUERY_CONFIG | SERVICE_CHANGE_CONFIG));
-    if (!service) {
-        logFailure("OpenService");
-        return ERROR_SUCCESS;
-    }
     std::string commandLine;
     if (!ReadCommandLine(service.Get(), commandLine)) {
         logFailure("queryServiceConfig"); // spelt so in every log since the first release
         return ERROR_SUCCESS;
     }
+    const std::string before = commandLine;
     if (commandLine.find(NamedUserSwitch) == std::string::npos)
         commandLine += std::string(" ") + NamedUserSwitch;
-    if (!ChangeServiceConfigA(service.Get(), SERVICE_NO_CHANGE, SERVICE_NO_CHANGE,
-                              SERVICE_NO_CHANGE, commandLine.c_str(), nullptr, nullptr, nullptr,
-                              nullptr, nullptr, nullptr))
+    UndoRecord record(session, "ChangeAPSToCreateNamedUser");
+    record.Add({CommandLineKind, before, commandLine});
+    if (!ChangeCommandLine(service.Get(), commandLine))
         logFailure("ChangeServiceConfig");
     return ERROR_SUCCESS;
 }

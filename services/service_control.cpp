@@ -8,6 +8,10 @@ namespace setupactions {
 
 namespace {
 
+// Entries of the record: the kind, then the service.
+const char StartedKind[] = "started";
+const char StoppedKind[] = "stopped";
+
 const DWORD ToleratedHints = 3;
 const DWORD LongestSleep = 5000; // milliseconds
 const DWORD StallSleep = 2000;   // milliseconds
@@ -95,7 +99,7 @@ void ReportServiceError(const std::string& text, MSIHANDLE session) {
     LogMessage(session, Format("ntservice Error: %s", text.c_str()));
 }
 
-int ChangeService(const std::string& service, bool start, MSIHANDLE session) {
+int ChangeService(const std::string& service, bool start, MSIHANDLE session, UndoRecord* record) {
     const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
     if (!manager) {
         ReportServiceError("failed to open SCManager", session);
@@ -129,6 +133,8 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session) {
         return 1;
     }
 
+    if (record != nullptr)
+        record->Add({start ? StartedKind : StoppedKind, service});
     const auto request = start ? RequestStart : RequestStop;
     if (!request(session, service, handle.Get()))
         return 0;
@@ -136,6 +142,12 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session) {
     const int result = AwaitState(session, service, handle.Get(), target) ? 1 : 0;
     LogMessage(session, Format("ControlService function exiting (%d)", result));
     return result;
+}
+
+void UndoServiceChanges(const UndoRun& run) {
+    for (const UndoEntry& change : run.changes)
+        if (change.size() == 2 && (change[0] == StartedKind || change[0] == StoppedKind))
+            ChangeService(change[1], change[0] == StoppedKind, run.session);
 }
 
 } // namespace setupactions

@@ -3,6 +3,7 @@
 #include "frame/action.h"
 #include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
@@ -109,16 +110,23 @@ std::string BatchCommand(const std::string& batchFile) {
     return "cmd /c \"" + quoted + "\"";
 }
 
+bool WriteTextFile(UndoRecord& record, const std::string& path, const std::string& text) {
+    RecordFile(record, path);
+    return WriteNewFile(path, text) == FileWrite::Whole;
+}
+
 void WritePublishingFiles(MSIHANDLE session) {
     const CDeferredData data(session, PublishAction);
+    UndoRecord record(session, "PublishDemo");
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
-    WriteNewFile(propertiesFile, PropertiesText(data)); // without it the utility says so itself
+    WriteTextFile(record, propertiesFile,
+                  PropertiesText(data)); // without it the utility says so itself
 
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
     const std::string folder = drive + directory;
     const std::string batchFile = folder + BatchFile;
-    if (WriteNewFile(batchFile, AnsiToOem(BatchText(folder, propertiesFile))) != FileWrite::Whole)
+    if (!WriteTextFile(record, batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
         LogMessage(session, "failed to open file" + batchFile);
 }
 
@@ -153,6 +161,8 @@ EXPORTED_ACTION(PublishDemoHelper) {
 // ADD_LUMO_DOCS_COMMAND. Reads CustomActionData; writes the publishing
 // utility's properties file and batch file. Partner: PublishDemoHelper.
 EXPORTED_ACTION(PublishDemo) {
+    if (TakesBack(session, "PublishDemo", UndoFileChanges))
+        return ERROR_SUCCESS;
     Guarded(session, "PublishDemo: the action data is damaged, nothing is written",
             [&] { WritePublishingFiles(session); });
     return ERROR_SUCCESS;

@@ -1,6 +1,7 @@
 // The HTML viewer's files, which several products share.
 #include "frame/action.h"
 #include "frame/ansi_text.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/held_folder.h"
 #include "frame/session.h"
@@ -21,6 +22,8 @@ const char* const Languages[] = {"en", "de", "fr", "ja"};
 // paths, at most 519 characters; other data copies nothing. Copies the viewer's
 // language folders into "htmlviewer" of the destination.
 EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
+    if (TakesBack(session, "CopyHTMLViewerToPFCD", UndoFileChanges))
+        return ERROR_SUCCESS;
     char buffer[ActionDataSize] = "";
     DWORD size = ActionDataSize;
     if (MsiGetPropertyA(session, "CustomActionData", buffer, &size) != ERROR_SUCCESS)
@@ -37,6 +40,8 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
                                    data.c_str()));
         return ERROR_SUCCESS;
     }
+    UndoRecord record(session, "CopyHTMLViewerToPFCD");
+    RecordFolder(record, destination);
     CreateDirectoryA(destination.c_str(), nullptr);
     const HeldFolder held(destination);
     if (held && !held.IsInPlace()) {
@@ -45,6 +50,7 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
         return ERROR_SUCCESS;
     }
     for (const char* language : Languages)
-        CopyDirectory(session, InFolder(source, language), InFolder(destination, language));
+        CopyDirectory(session, InFolder(source, language), InFolder(destination, language),
+                      &record);
     return ERROR_SUCCESS;
 }

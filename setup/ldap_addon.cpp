@@ -1,7 +1,9 @@
 // The LDAP security add-on of an older release, which that release's own
 // removal leaves behind.
 #include "frame/action.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
+#include "frame/held_folder.h"
 #include "frame/install_registry.h"
 #include "frame/session.h"
 #include "setup/path_texts.h"
@@ -33,21 +35,12 @@ std::string PlainFolder(const std::string& text) {
 
 // True when the folder is there and no part of its path is a link.
 bool IsReachedDirectly(const std::string& folder) {
-    const char* const start = folder.c_str();
-    const char* const afterDrive = start + 3;
-    for (const char* at = afterDrive;; at = CharNextA(at)) {
-        if (*at != '\\' && *at != '\0')
-            continue;
-        const DWORD attributes = GetFileAttributesA(std::string(start, at).c_str());
-        if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
-            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
-            return false;
-        if (*at == '\0')
-            return true;
-    }
+    const DWORD attributes = GetFileAttributesA(folder.c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+           !LeadsThroughLink(folder);
 }
 
-void RemoveFile(MSIHANDLE session, const std::string& file) {
+void RemoveFile(MSIHANDLE session, const std::string& file, UndoRecord& record) {
     const DWORD attributes = GetFileAttributesA(file.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return;
@@ -56,6 +49,7 @@ void RemoveFile(MSIHANDLE session, const std::string& file) {
                    Format("UninstallJuniperLDAP: %s is no file, left alone", file.c_str()));
         return;
     }
+    RecordFile(record, file);
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
         SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
     if (DeleteFileA(file.c_str())) {
@@ -76,8 +70,10 @@ using namespace setupactions;
 
 // Scheduled deferred, when an older release is replaced. Reads that release's
 // information directory from the registry; deletes the LDAP add-on's files in
-// it. Sets no property; nothing undoes it.
+// it. Sets no property; only its rollback run puts them back.
 EXPORTED_ACTION(UninstallJuniperLDAP) {
+    if (TakesBack(session, "UninstallJuniperLDAP", UndoFileChanges))
+        return ERROR_SUCCESS;
     CInstallRegistry registry;
     std::string directory;
     if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, OptionsKey) ||
@@ -89,7 +85,8 @@ EXPORTED_ACTION(UninstallJuniperLDAP) {
                                    directory.c_str()));
         return ERROR_SUCCESS;
     }
+    UndoRecord record(session, "UninstallJuniperLDAP");
     for (const char* file : AddOnFiles)
-        RemoveFile(session, folder + file);
+        RemoveFile(session, folder + file, record);
     return ERROR_SUCCESS;
 }

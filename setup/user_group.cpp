@@ -2,6 +2,7 @@
 // plug-in's second copy in the 32-bit server tree.
 #include "frame/action.h"
 #include "frame/deferred_data.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/held_folder.h"
@@ -315,6 +316,9 @@ EXPORTED_ACTION(MapNTUserGroupToAPS) {
 // information directory and installation root; copies the plug-in folder into
 // the 32-bit server tree. Partner: RemoveDuplicateSecDLLforAPS.
 EXPORTED_ACTION(DuplicateSecDLLforAPS) {
+    if (TakesBack(session, "DuplicateSecDLLforAPS", UndoFileChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "DuplicateSecDLLforAPS");
     DWORD error = ERROR_SUCCESS;
     const bool completed = Completes(error, [&] {
         const PlugInFolders folders = FindPlugInFolders();
@@ -325,7 +329,7 @@ EXPORTED_ACTION(DuplicateSecDLLforAPS) {
                        Format("DuplicateSecDLLforAPS: InstallPath %s is the same as CInfoDirectory",
                               folders.root.c_str()));
         else
-            CopyDirectory(session, folders.original, folders.copy);
+            CopyDirectory(session, folders.original, folders.copy, &record);
     });
     if (!completed)
         LogMessage(session, Format("DuplicateSecDLLForAPS failed:  %d", static_cast<int>(error)));
@@ -336,11 +340,14 @@ EXPORTED_ACTION(DuplicateSecDLLforAPS) {
 // directories. Removes the plug-in folder of the 32-bit server tree, unless it
 // is the only one. Partner: DuplicateSecDLLforAPS.
 EXPORTED_ACTION(RemoveDuplicateSecDLLforAPS) {
+    if (TakesBack(session, "RemoveDuplicateSecDLLforAPS", UndoFileChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "RemoveDuplicateSecDLLforAPS");
     DWORD error = ERROR_SUCCESS;
     const bool completed = Completes(error, [&] {
         const PlugInFolders folders = FindPlugInFolders();
         if (AreFullPaths(session, "RemoveDuplicateSecDLLforAPS", folders) && !IsOneTree(folders))
-            RemoveFolderStructure(session, folders.copy);
+            RemoveFolderStructure(session, folders.copy, &record);
     });
     if (!completed)
         LogMessage(session,

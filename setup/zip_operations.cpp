@@ -4,6 +4,7 @@
 #include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/feature_state.h"
+#include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/msi_database.h"
@@ -191,7 +192,7 @@ void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
 }
 
 // False when the entry lacks a field: nothing after it can be trusted.
-bool UnpackEntry(MSIHANDLE session, FieldReader& fields) {
+bool UnpackEntry(MSIHANDLE session, FieldReader& fields, UndoRecord& record) {
     std::string archive, command;
     if (!fields.Take(archive)) {
         LogMessage(session,
@@ -204,6 +205,7 @@ bool UnpackEntry(MSIHANDLE session, FieldReader& fields) {
         return false;
     }
     ShowActionData(session, archive);
+    RecordFilledFolder(record, UnzipFolder(command));
     if (RunRedistProgram(session, command, UnzipUnits, true) != ERROR_SUCCESS)
         LogMessage(session, "RunRedistProgram failed!");
     return true;
@@ -214,10 +216,11 @@ void DeferredUnzip(MSIHANDLE session) {
     std::string data;
     GetDeferredData(session, data);
     FieldReader fields(data);
+    UndoRecord record(session, "UncompressZipFile");
     std::string operation;
     while (fields.Take(operation)) {
         if (operation == InstallOperation) {
-            if (!UnpackEntry(session, fields))
+            if (!UnpackEntry(session, fields, record))
                 return;
         } else if (operation == UninstallOperation) {
             // An entry without its folder is passed over without a line.
@@ -251,6 +254,15 @@ std::string UnzipArguments(const std::string& archive, const std::string& folder
     return Format(" -qqo \"%s\" -d \"%s\"", archive.c_str(), folder.c_str());
 }
 
+std::string UnzipFolder(const std::string& commandLine) {
+    const std::string before = "\" -d \"";
+    const size_t start = commandLine.rfind(before);
+    if (start == std::string::npos || commandLine.back() != '"')
+        return "";
+    const size_t first = start + before.size();
+    return commandLine.substr(first, commandLine.size() - 1 - first);
+}
+
 } // namespace setupactions
 
 using namespace setupactions;
@@ -260,6 +272,8 @@ using namespace setupactions;
 // and its identifier, from KestrelUnzipOperations; the deferred one unpacks the
 // archives named in it and removes folders that were unpacked.
 EXPORTED_ACTION(UncompressZipFile) {
+    if (TakesBack(session, "UncompressZipFile", UndoFileChanges))
+        return ERROR_SUCCESS;
     Guarded(session, "UncompressZipFile crashed", [&] {
         if (IsDeferred(session))
             Guarded(session, "DeferredZip crashed.", [&] { DeferredUnzip(session); });

@@ -30,4 +30,7 @@ private:
 // into a folder, over what is there.
 std::string UnzipArguments(const std::string& archive, const std::string& folder);
 
+// The folder that such a command line unpacks into; empty for any other text.
+std::string UnzipFolder(const std::string& commandLine);
+
 } // namespace setupactions

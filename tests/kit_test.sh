@@ -33,10 +33,11 @@ check "the kit has immediate rows for what runs immediate" same <(entries 'DllEn
 check "no two rows of the kit share an Id" \
     [ -z "$(sed -nE 's/.*<CustomAction Id="([^"]+)".*/\1/p' "$kit/setupactions.wxi" | sort | uniq -d)" ]
 ids() { sed -nE 's/.*<CustomAction Id="([^"]+)" .*/\1/p' "$kit/setupactions.wxi" | sort; }
-schedule() { grep -v '^#' "$REPO/exports/schedule.txt" | awk -v column="$1" '{ print $column }' | sort; }
+# scheduled PATTERN: of each row of the kit's execute sequence.
+scheduled() { sed -n '/<InstallExecuteSequence>/,$p' "$kit/setupactions.wxi" | sed -nE "s/.*<Custom .*$1.*/\1/p" | sort; }
 check "the kit schedules each of its rows once, but those for other times" \
-    same <(schedule 2) <(ids | grep -vx -e AddLumoImmediate -e BrowseForVXInstaller -e CommitWindowsSettings)
-check "no two actions have the same number" [ -z "$(schedule 3 | uniq -d)" ]
+    same <(scheduled 'Action="([^"]+)"') <(ids | grep -vx -e AddLumoImmediate -e BrowseForVXInstaller -e CommitWindowsSettings)
+check "no two actions have the same number" [ -z "$(scheduled 'Sequence="([0-9]+)"' | uniq -d)" ]
 told_components() { sed -nE 's/^\| `Schedule(\w+)` \|.*\| the component .*/\1/p' "$kit/README.md" | sort; }
 check "the tasks that want a component say so" same <(told_components) <(grep -v '^#' "$REPO/exports/schedule.txt" | grep '[$]C' | awk '{ print $1 }' | sort -u)
 
@@ -72,6 +73,10 @@ told_tasks() {
         awk '{ for (i = 2; i <= NF; ++i) print $1, $i }' | sort
 }
 check "the tasks are told to the package's author" same <(tasks) <(told_tasks)
+left_by() { sed -nE "s/^(TAKEN_BACK|STAYS)\((\w+), .*/\2/p" "$REPO/exports/rollback.inc" | sort; }
+told_left() { sed -n '/^## What a failed/,/^## By task/p' "$REPO/docs/actions.md" | sed -nE 's/^\| ([A-Z][^|]*) \|.*/\1/p' | tr -d ',' | tr ' ' '\n' | sort; }
+check "what a failed installation leaves of each deferred action is listed" same <(left_by) <(names 'Deferred|Both')
+check "and told in the reference" same <(told_left) <(left_by)
 check "each action is described once" \
     same <(grep -hE '^## \w+$' "$REPO"/docs/actions/*.md | sed 's/^## //' | grep -xF -f "$work/all" | sort) "$work/all"
 
@@ -185,8 +190,10 @@ done
 
 # The example is built from the kit as its reader would do it.
 check "the example builds" bash "$kit/example/build.sh" "$build/setupactions.dll" "$build/sample_server.exe" "$work/pages.msi" >"$work/out"
-check "with its rollback actions" \
-    [ "$(msiinfo export "$work/pages.msi" CustomAction | awk '$2 == 3329 { print $1 }' | xargs)" = "StartAPSServiceRollback RestartWebServicesRollback" ]
+check "with rollback and commit actions" \
+    [ "$(msiinfo export "$work/pages.msi" CustomAction | awk -F '\t' '$1 !~ /^Set/ && $1 ~ /(Rollback|Commit)$/ { print $2 }' | sort -u | xargs)" = "3329 3585" ]
+check "in the order of the actions" test "$(msiinfo export "$work/pages.msi" InstallExecuteSequence | awk -F '\t' '/APSService|Undo/ { print $3 + 0, $1 }' | sort -n | cut -d ' ' -f 2 | xargs)" = \
+    "SetUndoRecordsCommit StopAPSServiceRollback StopAPSService StartAPSServiceRollback StartAPSService UndoRecordsCommit"
 "$REPO/scripts/actionhost" "$work/pages.msi" --check >"$work/out" 2>&1
 check "and calls the library as it should" [ $? = 0 ]
 

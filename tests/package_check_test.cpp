@@ -123,6 +123,17 @@ TEST(PackageCheck, FollowsActionDataToItsSource) {
         {"its partner runs", {unzip, calls("UncompressZipFile", 3000)}, ""},
         {"it has no partner", {unzip}, "schedule UncompressZipFile immediate before it"},
         {"its partner comes too late", {unzip, calls("UncompressZipFile", 5000)}, "schedule"},
+        {"a rollback row works from its record",
+         {{{"Back", Deferred + 0x100, "setupactions", "CopyHTMLViewerToPFCD"}, 3999}},
+         ""},
+        {"a commit row needs the product",
+         {{{"Copy", Deferred + 0x200, "setupactions", "CopyHTMLViewerToPFCD"}, 5000},
+          {{"Set", SetsProperty, "Copy", "[ProductCode]"}, 3000}},
+         ""},
+        {"and no other data",
+         {{{"Copy", Deferred + 0x200, "setupactions", "CopyHTMLViewerToPFCD"}, 5000},
+          sets("Copy", 3000)},
+         "set the property Copy to [ProductCode]"},
         {"two deferred rows are no partners",
          {unzip, calls("UncompressZipFile", 3000, Deferred)},
          "schedule"},
@@ -144,6 +155,23 @@ TEST(PackageCheck, FollowsActionDataToItsSource) {
     PackageRows package = PackageWith({viewer});
     package.properties["Copy"] = "a|b";
     EXPECT_THAT(CheckPackage(package).findings, IsEmpty()) << "a row of the Property table";
+}
+
+TEST(PackageCheck, NamesWhatAFailedInstallationLeaves) {
+    const Scheduled stop = {{"Stop", Deferred, "setupactions", "StopAPSService"}, 1910};
+    const auto back = [](const char* entry, int sequence) {
+        return Scheduled{{"Back", Deferred + 0x100, "setupactions", entry}, sequence};
+    };
+    const auto remarks = [](const std::vector<Scheduled>& actions) {
+        return CheckPackage(PackageWith(actions)).remarks;
+    };
+    const auto named = ElementsAre("StopAPSService has no rollback row before it: what a failed "
+                                   "installation leaves: the server is stopped");
+    EXPECT_THAT(remarks({stop}), named);
+    EXPECT_THAT(remarks({stop, back("StopAPSService", 1909)}), IsEmpty());
+    EXPECT_THAT(remarks({stop, back("StopAPSService", 1911)}), named) << "too late";
+    EXPECT_THAT(remarks({stop, back("StartAPSService", 1909)}), named) << "of another action";
+    EXPECT_THAT(remarks({{stop.row, 0}}), IsEmpty());
 }
 
 // The faults that a package made of the kit can have are put into one by the kit's
@@ -199,7 +227,7 @@ TEST(PackageCheck, WeighsPlaceAndCondition) {
     package.properties["SecureCustomProperties"] = "OWN;ADD_LUMO_DOCS_COMMAND";
     const CheckResult result = CheckPackage(package);
     EXPECT_THAT(result.findings, ElementsAre(HasSubstr("take ADD_LUMO_DOCS_COMMAND out")));
-    EXPECT_THAT(result.remark, EndsWith("started elevated: AddIPService, Documents"));
+    EXPECT_THAT(result.remarks, ElementsAre(EndsWith("started elevated: AddIPService, Documents")));
 }
 
 TEST(PackageCheck, MissesTheRowThatASequenceNames) {

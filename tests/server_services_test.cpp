@@ -239,6 +239,17 @@ TEST_F(ServicesTest, TheOlderServerGetsItsSwitchOnce) {
     }
     EXPECT_EQ(Trace(), "");
     EXPECT_THAT(opened, testing::IsSupersetOf({"manager 0xC0000000", "KestrelAPS 0x3"}));
+    for (const std::string now : {"s.exe -createnamedusers", "another.exe"}) {
+        commandLine = "s.exe";
+        MakeDeferred("");
+        EXPECT_EQ(ChangeAPSToCreateNamedUser(session), ERROR_SUCCESS);
+        EXPECT_EQ(commandLine, "s.exe -createnamedusers");
+        commandLine = now;
+        MakeDeferred("", MSIRUNMODE_ROLLBACK);
+        EXPECT_EQ(ChangeAPSToCreateNamedUser(session), ERROR_SUCCESS);
+        EXPECT_EQ(commandLine, now == "another.exe" ? now : "s.exe");
+    }
+    MakeDeferred("");
     for (const std::string call :
          {"OpenSCManager", "OpenService", "QueryServiceConfig", "ChangeServiceConfig"}) {
         failing = call;

@@ -4,7 +4,7 @@
 # one in tables/ with rows added) is added with its rows and replaces the table
 # that the package has. Without names: every table in tables/, without rows.
 # The properties of secure-properties.txt are added to SecureCustomProperties. The
-# library's rows whose Ids end in Rollback, which wixl writes as immediate ones,
+# library's rows whose Ids end in Rollback or Commit, which wixl writes as immediate ones,
 # are made rollback actions. Needs msibuild and msiinfo (msitools).
 set -euo pipefail
 
@@ -61,8 +61,10 @@ if [ "$all" != "$secure" ]; then
     echo "SecureCustomProperties: names what the actions read"
 fi
 msiinfo export "$package" CustomAction 2>/dev/null | tr -d '\r' |
-    awk -F '\t' '$1 ~ /Rollback$/ && $2 == 2049 && $3 == "setupactions" { print $1 }' |
-    while read -r action; do
-        msibuild "$package" -q "UPDATE \`CustomAction\` SET \`Type\` = 3329 WHERE \`Action\` = '$action'"
-        echo "$action: a rollback action now"
+    awk -F '\t' '$2 != 2049 || $3 != "setupactions" { next }
+        $1 ~ /Rollback$/ { print $1, 3329, "rollback" }
+        $1 ~ /Commit$/ { print $1, 3585, "commit" }' |
+    while read -r action type kind; do
+        msibuild "$package" -q "UPDATE \`CustomAction\` SET \`Type\` = $type WHERE \`Action\` = '$action'"
+        echo "$action: a $kind action now"
     done

@@ -41,8 +41,11 @@ SAMPLE_ACTION(ReportSampleData) {
     return ERROR_SUCCESS;
 }
 
-// Deferred, where a test asks for a failure in the middle of an installation.
+// Deferred, where a test asks for a failure in the middle of an installation. Its
+// action data 1602 asks for what the user's cancelling looks like.
 SAMPLE_ACTION(FailSample) {
+    std::string data;
+    GetDeferredData(session, data);
     LogMessage(session, "FailSample: failing, as asked");
-    return ERROR_INSTALL_FAILURE;
+    return data == "1602" ? ERROR_INSTALL_USEREXIT : ERROR_INSTALL_FAILURE;
 }

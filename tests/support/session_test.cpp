@@ -15,9 +15,10 @@ namespace {
 
 using GetModeImport = ReplacedImport<BOOL WINAPI(MSIHANDLE, MSIRUNMODE)>;
 std::unique_ptr<GetModeImport> deferredMode;
+MSIRUNMODE runMode;
 
 BOOL WINAPI DeferredMode(MSIHANDLE session, MSIRUNMODE mode) {
-    return mode == MSIRUNMODE_SCHEDULED ? TRUE : deferredMode->Original()(session, mode);
+    return mode == runMode ? TRUE : deferredMode->Original()(session, mode);
 }
 
 int WINAPI OnMessage(void* context, UINT type, const char* text) {
@@ -100,8 +101,9 @@ void SessionTest::Cost() const {
         ASSERT_EQ(MsiDoActionA(session, action), ERROR_SUCCESS) << action;
 }
 
-void SessionTest::MakeDeferred(const std::string& actionData) {
+void SessionTest::MakeDeferred(const std::string& actionData, MSIRUNMODE mode) {
     SetProperty("CustomActionData", actionData);
+    runMode = mode;
     deferredMode.reset(); // a second call replaces the first one's mode
     deferredMode = std::make_unique<GetModeImport>("MsiGetMode", DeferredMode);
 }

@@ -37,8 +37,9 @@ protected:
     // Runs costing: target paths, feature and component states are then known.
     void Cost() const;
 
-    // Makes the session look deferred, with this action data, until the test ends.
-    void MakeDeferred(const std::string& actionData);
+    // Makes the session look deferred, or like a rollback or commit run, with this
+    // action data, until the test ends.
+    void MakeDeferred(const std::string& actionData, MSIRUNMODE mode = MSIRUNMODE_SCHEDULED);
 
     // The texts of all information messages so far. Lines of LogMessage come
     // without their "[Date], [Time]: " prefix.

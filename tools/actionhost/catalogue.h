@@ -1,5 +1,5 @@
-// The catalogue of all actions as data, which of them work from action data, and the
-// public properties that they read.
+// The catalogue of all actions as data, which of them work from action data or are
+// taken back by a rollback run, and the public properties that they read.
 #pragma once
 
 namespace actionhost {
@@ -24,6 +24,18 @@ inline const ActionDataRow ActionData[] = {
 #define ACTION_DATA(Action, Id, Source) {#Action, Id, #Source},
 #include "exports/action_data.inc"
 #undef ACTION_DATA
+};
+
+struct TakenBackRow {
+    const char* action; // whose rollback run takes its changes back
+    const char* stays;  // where the package has no row for that run
+};
+inline const TakenBackRow TakenBack[] = {
+#define TAKEN_BACK(Action, Stays) {#Action, Stays},
+#define STAYS(Action, Stays)
+#include "exports/rollback.inc"
+#undef TAKEN_BACK
+#undef STAYS
 };
 
 struct SecurePropertyRow {

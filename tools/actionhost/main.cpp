@@ -175,8 +175,8 @@ int ReportPackage(const std::string& package) {
         std::printf("calls  %s\n", call.c_str());
     for (const std::string& finding : result.findings)
         std::printf("found  %s\n", finding.c_str());
-    if (!result.remark.empty())
-        std::printf("remark  %s\n", result.remark.c_str());
+    for (const std::string& remark : result.remarks)
+        std::printf("remark  %s\n", remark.c_str());
     std::printf("checked  %d rows that call the library, %d of them in the execute sequence: %zu "
                 "findings\n",
                 result.rows, result.scheduled, result.findings.size());

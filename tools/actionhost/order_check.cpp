@@ -155,7 +155,7 @@ std::vector<Step> StepsOf(const PackageRows& package, const std::set<std::string
                 continue;
             step.action = action.target;
             step.ours = true;
-            inOrder = !IsRollbackRow(action); // runs when the rest did not
+            inOrder = !IsRollbackRow(action) && !IsCommitRow(action); // run when all is over
         }
         if (inOrder && step.number > 0)
             steps.push_back(step);

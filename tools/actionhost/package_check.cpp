@@ -120,6 +120,49 @@ std::string DataFault(const PackageRows& package, const CustomActionRow& row) {
     return "gets no action data and does nothing: " + advice;
 }
 
+// The rows that have the action delete the records of all changes do not tell which
+// product's.
+std::string CommitFault(const PackageRows& package, const CustomActionRow& row) {
+    const bool isTold = RunsBefore(package, SequenceOf(package, row.id), [&](const auto& other) {
+        return IsPropertyRow(other) && other.source == row.id && other.target == "[ProductCode]";
+    });
+    return isTold ? ""
+                  : Format("is not told the product: set the property %s to [ProductCode] in an "
+                           "immediate action (type 51) before it",
+                           row.id.c_str());
+}
+
+const TakenBackRow* FindTakenBack(const std::string& action) {
+    const auto* found = std::find_if(std::begin(TakenBack), std::end(TakenBack),
+                                     [&](const TakenBackRow& row) { return action == row.action; });
+    return found == std::end(TakenBack) ? nullptr : found;
+}
+
+// Names what a failed installation leaves for want of a rollback row.
+void RemarkRollback(const PackageRows& package, const std::set<std::string>& library,
+                    std::vector<std::string>& remarks) {
+    const auto calls = [&](const CustomActionRow& row, const char* action) {
+        return IsDllRow(row) && library.count(row.source) > 0 && row.target == action;
+    };
+    for (const TakenBackRow& taken : TakenBack) {
+        int first = 0;
+        for (const CustomActionRow& row : package.customActions)
+            if (calls(row, taken.action) && IsDeferredRow(row) && !IsRollbackRow(row) &&
+                !IsCommitRow(row))
+                first = std::max(first, SequenceOf(package, row.id));
+        const bool covered = std::any_of(package.customActions.begin(), package.customActions.end(),
+                                         [&](const CustomActionRow& row) {
+                                             const int own = SequenceOf(package, row.id);
+                                             return calls(row, taken.action) &&
+                                                    IsRollbackRow(row) && 0 < own && own < first;
+                                         });
+        if (first > 0 && !covered)
+            remarks.push_back(Format("%s has no rollback row before it: what a failed installation "
+                                     "leaves: %s",
+                                     taken.action, taken.stays));
+    }
+}
+
 std::string EntryFault(const CustomActionRow& row) {
     if (row.target.empty())
         return "names no entry: put the action's name into Target (DllEntry)";
@@ -163,7 +206,10 @@ std::string RowFault(const PackageRows& package, const CustomActionRow& row) {
     if (!fault.empty() || !IsDeferredRow(row) || SequenceOf(package, row.id) == 0)
         return fault;
     fault = ScriptFault(package, row);
-    if (fault.empty())
+    const bool takenBack = FindTakenBack(row.target) != nullptr;
+    if (fault.empty() && takenBack && IsCommitRow(row))
+        fault = CommitFault(package, row);
+    else if (fault.empty() && !(takenBack && IsRollbackRow(row))) // works from its record
         fault = DataFault(package, row);
     if (fault.empty() && (row.type & NoImpersonate) == 0)
         return "runs with the user's rights: add 2048 to Type (Impersonate=\"no\")";
@@ -270,10 +316,13 @@ CheckResult CheckPackage(const PackageRows& package) {
         ++result.rows;
         const int sequence = SequenceOf(package, row.id);
         if (sequence > 0)
-            calls.emplace(sequence,
-                          Format("%5d  %-9s %s", sequence,
-                                 IsDeferredRow(row) ? "deferred" : "immediate", row.id.c_str()) +
-                              (row.id == row.target ? "" : " -> " + row.target));
+            calls.emplace(sequence, Format("%5d  %-9s %s", sequence,
+                                           IsRollbackRow(row)   ? "rollback"
+                                           : IsCommitRow(row)   ? "commit"
+                                           : IsDeferredRow(row) ? "deferred"
+                                                                : "immediate",
+                                           row.id.c_str()) +
+                                        (row.id == row.target ? "" : " -> " + row.target));
         else
             unscheduled.push_back(row.id);
         const std::string fault = RowFault(package, row);
@@ -292,7 +341,10 @@ CheckResult CheckPackage(const PackageRows& package) {
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
     CheckOrder(package, library, result.findings);
-    result.remark = RightsRemark(package, library);
+    const std::string rights = RightsRemark(package, library);
+    if (!rights.empty())
+        result.remarks.push_back(rights);
+    RemarkRollback(package, library, result.remarks);
     CheckTables(package, result.findings);
     CheckComponents(package, result.findings);
     CheckVirtualDirs(package, result.findings);

@@ -14,7 +14,7 @@ struct CheckResult {
     int scheduled = 0;                 // of those, in the execute sequence
     std::vector<std::string> calls;    // a line for each of these, in their order
     std::vector<std::string> findings; // one line each, with what to do
-    std::string remark;                // on what is no fault; may be empty
+    std::vector<std::string> remarks;  // on what is no fault, one line each
 };
 
 // The findings on a package. The library is the Binary row named setupactions

@@ -17,6 +17,7 @@ const int DllInBinary = 1;
 const int SetProperty = 51;
 const int InScript = 0x400;
 const int OnRollback = 0x100;
+const int OnCommit = 0x200;
 
 InstallerHandle OpenDatabase(const std::string& package) {
     InstallerHandle database;
@@ -68,6 +69,9 @@ bool IsPropertyRow(const CustomActionRow& row) { return (row.type & BasicType) =
 bool IsDeferredRow(const CustomActionRow& row) { return (row.type & InScript) != 0; }
 bool IsRollbackRow(const CustomActionRow& row) {
     return IsDeferredRow(row) && (row.type & OnRollback) != 0;
+}
+bool IsCommitRow(const CustomActionRow& row) {
+    return IsDeferredRow(row) && (row.type & OnCommit) != 0;
 }
 
 PackageRows ReadPackageRows(const std::string& path) {

@@ -27,6 +27,7 @@ bool IsDllRow(const CustomActionRow& row);
 bool IsPropertyRow(const CustomActionRow& row); // sets a property
 bool IsDeferredRow(const CustomActionRow& row);
 bool IsRollbackRow(const CustomActionRow& row);
+bool IsCommitRow(const CustomActionRow& row);
 
 // A row of a sequence.
 struct SequenceRow {

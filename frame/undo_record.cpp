@@ -1,0 +1,279 @@
+#include "frame/undo_record.h"
+
+#include "frame/deferred_data.h"
+#include "frame/files.h"
+#include "frame/guard.h"
+#include "frame/session.h"
+
+#include <accctrl.h>
+#include <aclapi.h>
+#include <algorithm>
+#include <sddl.h>
+
+namespace setupactions {
+
+namespace {
+
+const char RecordsFolder[] = "\\Setupactions";
+const char RecordExtension[] = ".undo";
+const char Kind[] = "setupactions-undo";
+
+// Protected from what the Windows folder hands down: administrators and the
+// system, for the folder and all in it.
+const char OwnAccess[] = "O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
+
+UndoEntry Header(const std::string& action, const std::string& product) {
+    return {Kind, "1", action, product};
+}
+
+void Append(std::string& bytes, size_t number) {
+    const DWORD value = static_cast<DWORD>(number);
+    bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
+}
+
+// The number of texts, then each with its length before it.
+std::string Packed(const UndoEntry& entry) {
+    std::string bytes;
+    Append(bytes, entry.size());
+    for (const std::string& text : entry) {
+        Append(bytes, text.size());
+        bytes += text;
+    }
+    return bytes;
+}
+
+bool Take(const std::string& bytes, size_t& at, DWORD& number) {
+    if (bytes.size() - at < sizeof number)
+        return false;
+    bytes.copy(reinterpret_cast<char*>(&number), sizeof number, at);
+    at += sizeof number;
+    return true;
+}
+
+// False, with the position anywhere, when the entry is cut.
+bool Take(const std::string& bytes, size_t& at, UndoEntry& entry) {
+    DWORD count = 0;
+    if (!Take(bytes, at, count))
+        return false;
+    entry.clear();
+    for (DWORD length = 0; entry.size() < count; at += length) {
+        if (!Take(bytes, at, length) || bytes.size() - at < length)
+            return false;
+        entry.push_back(bytes.substr(at, length));
+    }
+    return true;
+}
+
+// A product code leads to a folder of its own: nothing else may stand in its place.
+bool IsProductCode(const std::string& text) {
+    const std::string form = "{00000000-0000-0000-0000-000000000000}";
+    return text.size() == form.size() &&
+           std::equal(text.begin(), text.end(), form.begin(), [](char character, char place) {
+               return place == '0' ? IsCharAlphaNumericA(character) != FALSE : character == place;
+           });
+}
+
+std::string WindowsFolder() {
+    char folder[MAX_PATH] = "";
+    const UINT length = GetSystemWindowsDirectoryA(folder, sizeof folder);
+    return length < sizeof folder ? folder : "";
+}
+
+bool IsThisUser(PSID user) {
+    KernelHandle token;
+    alignas(TOKEN_USER) char buffer[sizeof(TOKEN_USER) + SECURITY_MAX_SID_SIZE];
+    DWORD size = 0;
+    return OpenProcessToken(GetCurrentProcess(), TOKEN_QUERY, token.Out()) &&
+           GetTokenInformation(token.Get(), TokenUser, buffer, sizeof buffer, &size) &&
+           EqualSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, user);
+}
+
+// True for a folder that is no link and belongs to the administrators, the system
+// or whom this process runs as.
+bool IsOwnFolder(const std::string& folder) {
+    const DWORD attributes = GetFileAttributesA(folder.c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
+        (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0)
+        return false;
+    std::string name = folder;
+    PSID owner = nullptr;
+    LocalText descriptor;
+    return GetNamedSecurityInfoA(&name[0], SE_FILE_OBJECT, OWNER_SECURITY_INFORMATION, &owner,
+                                 nullptr, nullptr, nullptr,
+                                 reinterpret_cast<PSECURITY_DESCRIPTOR*>(descriptor.Out())) ==
+               ERROR_SUCCESS &&
+           (IsWellKnownSid(owner, WinBuiltinAdministratorsSid) ||
+            IsWellKnownSid(owner, WinLocalSystemSid) || IsThisUser(owner));
+}
+
+// Makes the folder unless it is there. False, with the last error set, when it
+// cannot be made or is not ours.
+bool MakeOwnFolder(const std::string& folder) {
+    LocalText descriptor;
+    if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(
+            OwnAccess, SDDL_REVISION_1, reinterpret_cast<PSECURITY_DESCRIPTOR*>(descriptor.Out()),
+            nullptr))
+        return false;
+    SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
+    if (CreateDirectoryA(folder.c_str(), &attributes))
+        return true;
+    if (GetLastError() == ERROR_ALREADY_EXISTS && IsOwnFolder(folder))
+        return true;
+    SetLastError(ERROR_INVALID_OWNER);
+    return false;
+}
+
+struct RecordPlace {
+    std::string all;     // of all products
+    std::string product; // empty without a product code
+};
+
+RecordPlace FindPlace(const std::string& productCode) {
+    const std::string all = WindowsFolder() + RecordsFolder;
+    return {all, IsProductCode(productCode) ? all + "\\" + productCode : ""};
+}
+
+std::string ProductCode(MSIHANDLE session) { return PropertyText(session, "ProductCode"); }
+
+// Deletes an action's record and the copies beside it.
+void DeleteRecord(const std::string& folder, const std::string& action) {
+    WIN32_FIND_DATAA entry = {};
+    const SearchHandle search(FindFirstFileA((folder + "\\" + action + ".*").c_str(), &entry));
+    if (!search)
+        return;
+    do {
+        const std::string file = folder + "\\" + entry.cFileName;
+        SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
+        DeleteFileA(file.c_str());
+    } while (FindNextFileA(search.Get(), &entry));
+}
+
+bool ReadWhole(const std::string& path, std::string& bytes) {
+    const FileHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+    bytes.resize(GetFileSize(file.Get(), nullptr));
+    DWORD read = 0;
+    return bytes.empty() ||
+           (ReadFile(file.Get(), &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr) &&
+            read == bytes.size());
+}
+
+void TakeBack(MSIHANDLE session, const std::string& action, void (*undo)(const UndoRun&)) {
+    const std::string product = ProductCode(session);
+    const RecordPlace place = FindPlace(product);
+    const std::string file = place.product + "\\" + action + RecordExtension;
+    std::string bytes;
+    if (place.product.empty() || !IsOwnFolder(place.all) || !IsOwnFolder(place.product) ||
+        !ReadWhole(file, bytes)) {
+        LogMessage(session,
+                   Format("%s: no changes are recorded, nothing taken back", action.c_str()));
+        return;
+    }
+    UndoRun run = {session, action, place.product, {}};
+    UndoEntry entry;
+    size_t at = 0;
+    if (!Take(bytes, at, entry) || entry != Header(action, product)) {
+        LogMessage(session, Format("%s: %s is no record of this installation's, nothing taken back",
+                                   action.c_str(), file.c_str()));
+    } else {
+        LogMessage(session,
+                   Format("%s: taking back what is recorded in %s", action.c_str(), file.c_str()));
+        while (Take(bytes, at, entry))
+            run.changes.push_back(entry);
+        std::reverse(run.changes.begin(), run.changes.end());
+        undo(run);
+    }
+    DeleteRecord(place.product, action);
+    RemoveDirectoryA(place.product.c_str()); // fails while there are other records
+    RemoveDirectoryA(place.all.c_str());
+}
+
+void ForgetAll(MSIHANDLE session) {
+    std::string product;
+    GetDeferredData(session, product);
+    const RecordPlace place = FindPlace(product);
+    if (place.product.empty() || !IsOwnFolder(place.all) || !IsOwnFolder(place.product))
+        return;
+    RemoveFolderStructure(session, place.product);
+    RemoveDirectoryA(place.all.c_str());
+}
+
+} // namespace
+
+UndoRecord::UndoRecord(MSIHANDLE session, const char* action) : session_(session), action_(action) {
+    if (!IsDeferred(session) || Make())
+        return;
+    const DWORD error = GetLastError();
+    LogMessage(session,
+               Format("%s: no record can be made (error %d): should the installation fail, the "
+                      "changes stay",
+                      action, static_cast<int>(error)));
+}
+
+bool UndoRecord::Make() {
+    const std::string product = ProductCode(session_);
+    const RecordPlace place = FindPlace(product);
+    if (place.product.empty()) {
+        SetLastError(ERROR_UNKNOWN_PRODUCT);
+        return false;
+    }
+    if (!MakeOwnFolder(place.all) || !MakeOwnFolder(place.product))
+        return false;
+    folder_ = place.product;
+    DeleteRecord(folder_, action_);
+    const std::string file = folder_ + "\\" + action_ + RecordExtension;
+    file_.Reset(CreateFileA(file.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_NEW,
+                            FILE_ATTRIBUTE_NORMAL, nullptr));
+    Add(Header(action_, product));
+    return static_cast<bool>(file_);
+}
+
+void UndoRecord::Add(const UndoEntry& entry) {
+    if (!file_)
+        return;
+    const std::string bytes = Packed(entry);
+    const DWORD size = static_cast<DWORD>(bytes.size());
+    DWORD written = 0;
+    if (WriteFile(file_.Get(), bytes.data(), size, &written, nullptr) && written == size &&
+        FlushFileBuffers(file_.Get()))
+        return;
+    const DWORD error = GetLastError();
+    // An entry after a cut one could not be told from its rest.
+    file_.Reset();
+    LogMessage(session_,
+               Format("%s: the record cannot be written (error %d): should the installation "
+                      "fail, the changes from here on stay",
+                      action_.c_str(), static_cast<int>(error)));
+}
+
+std::string UndoRecord::Keep(const std::string& path) {
+    if (!file_)
+        return "";
+    std::string name = Format("%s.%u", action_.c_str(), ++kept_);
+    const std::string copy = folder_ + "\\" + name;
+    if (CopyFileA(path.c_str(), copy.c_str(), TRUE))
+        return name;
+    const DWORD error = GetLastError();
+    LogMessage(session_,
+               Format("%s: no copy of %s can be kept (error %d): should the installation fail, "
+                      "it stays changed",
+                      action_.c_str(), path.c_str(), static_cast<int>(error)));
+    return "";
+}
+
+bool TakesBack(MSIHANDLE session, const char* action, void (*undo)(const UndoRun& run)) {
+    if (MsiGetMode(session, MSIRUNMODE_ROLLBACK)) {
+        if (!RunGuarded([&] { TakeBack(session, action, undo); }))
+            LogMessage(session, Format("%s: taking back crashed", action));
+        return true;
+    }
+    if (MsiGetMode(session, MSIRUNMODE_COMMIT)) {
+        RunGuarded([&] { ForgetAll(session); });
+        return true;
+    }
+    return false;
+}
+
+} // namespace setupactions
