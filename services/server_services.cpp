@@ -100,8 +100,9 @@ void UndoCommandLine(const UndoRun& run) {
 
 } // namespace
 
-void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file) {
-    const bool stopped = ChangeService(service, false, session) == 1;
+void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file,
+                         UndoRecord* changes) {
+    const bool stopped = ChangeService(service, false, session, changes) == 1;
     if (stopped && !file.empty() && !RecordStoppedService(service, file))
         LogMessage(session, Format("StopService: Service: %s could not be recorded (error %lu), "
                                    "it will not be started again.",
@@ -110,20 +111,26 @@ void StopServiceRecorded(MSIHANDLE session, const std::string& service, const st
                                stopped ? "true" : "false"));
 }
 
-void StartWebServices(MSIHANDLE session, const std::string& file) {
+void StartWebServices(MSIHANDLE session, const std::string& file, UndoRecord* changes) {
     LogMessage(session, Format("StartWebServices( File=%s ).", file.c_str()));
     for (unsigned position = 1; position <= LongestRecord; ++position) {
         std::string service;
         GetProfileString(RecordSection, Format("%u", position).c_str(), "", service, file);
         if (service.empty())
             return;
-        const int result = ChangeService(service, true, session);
+        const int result = ChangeService(service, true, session, changes);
         LogMessage(session,
                    Format("StartService. Service: %s Return Value: %d.", service.c_str(), result));
     }
     LogMessage(session, Format("StartWebServices: %u services were asked to start, no more of the "
                                "record are read.",
                                LongestRecord));
+}
+
+void ForgetStoppedServices(const std::string& file) {
+    // A file that is not there must not be made.
+    if (IsProfileFile(file) && GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES)
+        WritePrivateProfileStringA(RecordSection, nullptr, nullptr, file.c_str());
 }
 
 } // namespace setupactions

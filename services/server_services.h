@@ -2,17 +2,20 @@
 // order in which they were stopped, and started again from there.
 #pragma once
 
-#include "frame/windows_api.h"
-
-#include <string>
+#include "frame/undo_record.h"
 
 namespace setupactions {
 
 // Stops a service; when it then stands still, also when it did before, appends
-// its name to the file's record. An empty path records nothing.
-void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file);
+// its name to the file's record. An empty path records nothing. With a record of
+// changes, the change is recorded there too.
+void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file,
+                         UndoRecord* changes = nullptr);
 
 // Starts the services of the file's record, first stopped first. The record stays.
-void StartWebServices(MSIHANDLE session, const std::string& file);
+void StartWebServices(MSIHANDLE session, const std::string& file, UndoRecord* changes = nullptr);
+
+// Deletes the file's record.
+void ForgetStoppedServices(const std::string& file);
 
 } // namespace setupactions

@@ -31,8 +31,12 @@ const char CopyFolder[] = "win32_x86\\plugins\\auth";
 const char PlugInFileKey[] = "[#secWindowsNT.dll.83845F71_707E_4AC4_B493_BDCA5EFDA4FD]";
 
 const char CreateCrashed[] = "CreateNTUserGroup crashed";
+const char GroupFinder[] = "FindKestrelNTUserGroup";
 const DWORD GroupNameSize = 260; // characters, as the plug-in is told
 const int MappingUnits = 45;
+
+// The entry of a group that was created: the plug-in's path follows.
+const char CreatedGroupKind[] = "group";
 
 // The plug-in's exports. They answer 0, or an error number.
 using GroupAction = UINT __stdcall(MSIHANDLE session);
@@ -59,8 +63,58 @@ Library LoadPlugIn(const std::string& path) {
     return Library();
 }
 
+// The path as its four parts make it up.
+std::string Rebuilt(const std::string& path) {
+    std::string drive, directory, name, extension, rebuilt;
+    SplitPath(path, &drive, &directory, &name, &extension);
+    MakePath(rebuilt, drive.c_str(), directory.c_str(), name.c_str(), extension.c_str());
+    return rebuilt;
+}
+
+// Has the plug-in delete the group.
+void DeleteGroup(MSIHANDLE session, const std::string& path) {
+    const Library plugIn = LoadPlugIn(path);
+    if (!plugIn) {
+        LogMessage(session,
+                   Format("Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n%s",
+                          Rebuilt(path).c_str()));
+        return;
+    }
+    auto* remove = FindProcedure<GroupAction>(session, plugIn, "DeleteNTUserGroup");
+    if (remove == nullptr)
+        return;
+    UINT error = ERROR_SUCCESS;
+    if (!CallPlugIn(error, remove, session))
+        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup crashed");
+    else if (error != ERROR_SUCCESS)
+        LogMessage(session, Format("(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",
+                                   static_cast<int>(error)));
+    else
+        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup returned success");
+}
+
+enum class Group { Unknown, Missing, There };
+
+// What the plug-in says of the group. Not logged: it serves the record alone.
+Group FindGroup(const Library& plugIn) {
+    auto* find = reinterpret_cast<GroupNameReader*>(
+        reinterpret_cast<void*>(GetProcAddress(plugIn.Get(), GroupFinder)));
+    char name[GroupNameSize + 1] = "";
+    UINT error = ERROR_SUCCESS;
+    if (find == nullptr || !CallPlugIn(error, find, name, GroupNameSize))
+        return Group::Unknown;
+    return error == ERROR_SUCCESS ? Group::There : Group::Missing;
+}
+
+void UndoGroup(const UndoRun& run) {
+    for (const UndoEntry& change : run.changes)
+        if (change.size() == 2 && change[0] == CreatedGroupKind)
+            DeleteGroup(run.session, change[1]);
+}
+
 void CreateGroup(MSIHANDLE session) {
     const char action[] = "CreateNTUserGroup";
+    UndoRecord record(session, action);
     std::string path;
     GetDeferredData(session, path);
     if (path.empty()) {
@@ -78,7 +132,13 @@ void CreateGroup(MSIHANDLE session) {
     auto* create = FindProcedure<GroupAction>(session, plugIn, "CreateNTUserGroup");
     UINT error = ERROR_SUCCESS;
     if (create != nullptr) {
-        if (!CallPlugIn(error, create, session))
+        const Group before = FindGroup(plugIn);
+        const bool returned = CallPlugIn(error, create, session);
+        // Only now it is known whose the group is.
+        if (before == Group::Missing && returned && error == ERROR_SUCCESS &&
+            FindGroup(plugIn) == Group::There)
+            record.Add({CreatedGroupKind, path});
+        if (!returned)
             LogMessage(session, CreateCrashed);
         else if (error != ERROR_SUCCESS)
             LogMessage(session,
@@ -99,14 +159,6 @@ std::string PackagePlugIn(MSIHANDLE session) {
     std::string path;
     FormatRecordString(session, record.Get(), path);
     return path;
-}
-
-// The path as its four parts make it up.
-std::string Rebuilt(const std::string& path) {
-    std::string drive, directory, name, extension, rebuilt;
-    SplitPath(path, &drive, &directory, &name, &extension);
-    MakePath(rebuilt, drive.c_str(), directory.c_str(), name.c_str(), extension.c_str());
-    return rebuilt;
 }
 
 // The information directory above a plug-in library in its place; empty for
@@ -167,7 +219,7 @@ DWORD GetKestrelNTGroupName(MSIHANDLE session, const std::string& path, std::str
         LogMessage(session, Format("LoadLibrary on %s failed", path.c_str()));
         return error;
     }
-    auto* find = FindProcedure<GroupNameReader>(session, plugIn, "FindKestrelNTUserGroup");
+    auto* find = FindProcedure<GroupNameReader>(session, plugIn, GroupFinder);
     if (find == nullptr) {
         LogMessage(session, "Couldn't get pointer to KestrelNTUsergroup");
         return ERROR_PROC_NOT_FOUND;
@@ -251,8 +303,11 @@ using namespace setupactions;
 
 // Scheduled deferred, after the plug-in was installed. Reads CustomActionData,
 // the plug-in library's full path; has the plug-in create the suite's user
-// group. Partner: DeleteNTUserGroup.
+// group. Its rollback run has a group deleted that was not there before.
+// Partner: DeleteNTUserGroup.
 EXPORTED_ACTION(CreateNTUserGroup) {
+    if (TakesBack(session, "CreateNTUserGroup", UndoGroup))
+        return ERROR_SUCCESS;
     Guarded(session, CreateCrashed, [&] { CreateGroup(session); });
     return ERROR_SUCCESS;
 }
@@ -261,25 +316,7 @@ EXPORTED_ACTION(CreateNTUserGroup) {
 // the plug-in's row of the File table; has the plug-in delete the suite's user
 // group. Partner: CreateNTUserGroup.
 EXPORTED_ACTION(DeleteNTUserGroup) {
-    const std::string path = PackagePlugIn(session);
-    const Library plugIn = LoadPlugIn(path);
-    if (!plugIn) {
-        LogMessage(session,
-                   Format("Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n%s",
-                          Rebuilt(path).c_str()));
-        return ERROR_SUCCESS;
-    }
-    auto* remove = FindProcedure<GroupAction>(session, plugIn, "DeleteNTUserGroup");
-    if (remove == nullptr)
-        return ERROR_SUCCESS;
-    UINT error = ERROR_SUCCESS;
-    if (!CallPlugIn(error, remove, session))
-        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup crashed");
-    else if (error != ERROR_SUCCESS)
-        LogMessage(session, Format("(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",
-                                   static_cast<int>(error)));
-    else
-        LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup returned success");
+    DeleteGroup(session, PackagePlugIn(session));
     return ERROR_SUCCESS;
 }
 

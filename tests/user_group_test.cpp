@@ -89,6 +89,23 @@ TEST_F(UserGroupTest, ThePlugInCreatesTheGroup) {
     }
 }
 
+TEST_F(UserGroupTest, OnlyAGroupThatWasNotThereGoesWithAFailedInstallation) {
+    const std::vector<std::string> deleted = {
+        "(DeleteNTUserGroup): DeleteNTUserGroup returned success"};
+    for (const bool wasThere : {false, true}) {
+        PlugInAnswers("group");
+        SetEnvironmentVariableA("PLUG_IN_MADE", wasThere ? "1" : nullptr);
+        MakeDeferred(PlugIn("plug_in"));
+        EXPECT_EQ(Run(CreateNTUserGroup).size(), 3u);
+        MakeDeferred("", MSIRUNMODE_ROLLBACK);
+        std::vector<std::string> lines = Run(CreateNTUserGroup);
+        EXPECT_THAT(lines.at(0), HasSubstr("taking back what is recorded in "));
+        lines.erase(lines.begin());
+        EXPECT_EQ(lines, wasThere ? std::vector<std::string>() : deleted);
+    }
+    SetEnvironmentVariableA("PLUG_IN_MADE", nullptr);
+}
+
 TEST_F(UserGroupTest, ThePlugInDeletesTheGroup) {
     AddFile("secWindowsNT.dll.83845F71_707E_4AC4_B493_BDCA5EFDA4FD", "secWindowsNT.dll");
     SetProperty("INSTALLDIR", information + "plugins\\auth\\secWindowsNT\\");

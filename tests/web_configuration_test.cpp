@@ -1,5 +1,6 @@
 #include "exports/actions.h"
 #include "frame/session.h"
+#include "frame/undo_record.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/services_test.h"
 #include "tests/support/web_store_test.h"
@@ -23,6 +24,7 @@ const wchar_t Viewer[] = L"/LM/W3SVC/1/ROOT/viewer";
 const char Isapi[] = "XAZisapi.C7F9FAEF_0D7E_4B63_AAAE_C309147E20E8"; // in other letters
 const char ServerKey[] = "System\\CurrentControlSet\\Services\\W3SVC\\";
 const char SharePointKey[] = "SOFTWARE\\Microsoft\\Shared Tools\\Web Server Extensions\\6.0";
+const char OlderRoots[] = "System\\CurrentControlSet\\Services\\W3SVC\\Parameters\\Virtual Roots";
 const std::string NoTool = std::string("stsadm.exe path not found in: ") + SharePointKey;
 
 // How lines of what stands below begin: of the services and the store.
@@ -202,6 +204,97 @@ TEST_F(WebConfigurationTest, SharePointIsToldWhateverBecameOfTheStore) {
         EXPECT_THAT(Log(), testing::IsSupersetOf(
                                {"Found stsadm.exe path: " + tool, row.noDirectory, command,
                                 "RunRedistProgram(" + command + "). failed: 2", row.noMapping}));
+    }
+}
+
+TEST_F(WebConfigurationTest, AFailedInstallationLeavesTheStoreAndTheServicesAsTheyWere) {
+    const ReplacedImport<decltype(TellName)> name("GetComputerNameA", TellName);
+    PrivateRegistry::Write(HKEY_LOCAL_MACHINE, SharePointKey, "Location", "C:\\Share");
+    // What an administrator has made of an earlier installation.
+    metabase::Keys old = metabase::NewServer();
+    old[Viewer][MD_VR_PATH] = {METADATA_INHERIT, IIS_MD_UT_FILE, STRING_METADATA, 0, {L"D:\\x"}};
+    old[Viewer][MD_SCRIPT_MAPS] = {0, IIS_MD_UT_FILE, MULTISZ_METADATA, 0, {L".a,b", L".rpt,c"}};
+    old[Viewer + std::wstring(L"/app/deep")][9999] = {0, 7, DWORD_METADATA, 5, {}};
+    old[Viewer + std::wstring(L"/app")];
+    old[L"/LM/W3SVC/1/ROOT/Kestrel"] = old[Viewer];
+    const struct {
+        metabase::Keys before;
+        const char *flags, *exclusion; // what SharePoint is told at last
+        INSTALLSTATE installed, action;
+    } cases[] = {
+        {metabase::NewServer(), "+-", "deletepath", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL},
+        {old, "+-", "", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
+        {old, "+!", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
+        {old, "+-", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_ABSENT},
+    };
+    const std::vector<Action> runs[] = {
+        {UnConfigureWebServices},
+        {CleanupOldVirtualDirs, UnConfigureWebServices, ConfigureWebServices},
+        {ConfigureWebServices},
+        {UnConfigureWebServices, ConfigureWebServices}};
+    const auto servicesBefore = services;
+    for (const auto& row : cases) {
+        std::vector<std::string> log;
+        for (const std::vector<Action>& actions : runs) {
+            SCOPED_TRACE(Format("%s %d %u", row.flags, row.action, actions.size()));
+            Store(row.before);
+            PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OlderRoots, "/viewer,", "C:\\older");
+            HandOver(row.flags, row.flags, row.installed, row.action, "1", Isapi);
+            WritePrivateProfileStringA("HalcyonWebVirtualDir-0", "ApplicationDirs",
+                                       "/viewer/app;/other;/viewer", file.c_str());
+            MakeDeferred(file);
+            for (const Action action : actions)
+                Run(action);
+            MakeDeferred("", MSIRUNMODE_ROLLBACK);
+            log.clear();
+            for (size_t i = actions.size(); i-- > 0;) {
+                Run(actions[i]);
+                const std::vector<std::string> lines = Log();
+                std::copy_if(lines.begin(), lines.end(), std::back_inserter(log),
+                             [](const std::string& line) { return line[0] == '"'; });
+            }
+            EXPECT_EQ(metabase::FormatTree(Saved()), metabase::FormatTree(row.before));
+            EXPECT_EQ(
+                SHGetValueA(HKEY_LOCAL_MACHINE, OlderRoots, "/viewer,", nullptr, nullptr, nullptr),
+                ERROR_SUCCESS);
+            EXPECT_EQ(services, servicesBefore);
+            MakeDeferred(file, MSIRUNMODE_ROLLBACK);
+            Run(RestartWebServices);
+            EXPECT_EQ(services, servicesBefore) << "what stood still before does not run now";
+        }
+        EXPECT_EQ(log.empty() ? "" : log.back(),
+                  *row.exclusion == '\0' ? ""
+                                         : Format("\"C:\\Share\\bin\\stsadm.exe\" -o %s -url "
+                                                  "http://HOST/viewer/ -type exclusion",
+                                                  row.exclusion));
+    }
+}
+
+TEST_F(WebConfigurationTest, WhatWasChangedSinceStaysInARollback) {
+    HandOver("+", "+", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL);
+    metabase::Keys keys = metabase::NewServer();
+    keys[Viewer];
+    Store(keys);
+    Run(ConfigureWebServices);
+    IIS4AddScriptMap(session, "viewer", "new", "C:\\new.dll", MD_SCRIPT_MAPS);
+    MakeDeferred("", MSIRUNMODE_ROLLBACK);
+    EXPECT_TRUE(Contains(Run(ConfigureWebServices),
+                         "ConfigureWebServices: /LM/W3svc/1/ROOT/viewer of the web server is not "
+                         "as it was set, left alone"));
+    EXPECT_THAT(Texts(Viewer, MD_SCRIPT_MAPS), testing::Contains(L".new,C:\\new.dll,1"));
+    // A record that leads out of the web service, or is cut.
+    const std::string bytes("/\0v\0", 4);
+    for (const UndoEntry& entry : {UndoEntry{"store key added", "/LM", bytes},
+                                   {"store key added", "/LM/W3svc", ""},
+                                   {"store key added"},
+                                   {"store value", "/LM/W3svc", "", "", "x"},
+                                   {}}) {
+        MakeDeferred(file);
+        UndoRecord(session, "ConfigureWebServices").Add(entry);
+        calls.clear();
+        MakeDeferred("", MSIRUNMODE_ROLLBACK);
+        EXPECT_EQ(ConfigureWebServices(session), ERROR_SUCCESS);
+        EXPECT_FALSE(Contains(calls, "DeleteKey") || Contains(calls, "SetData"));
     }
 }
 

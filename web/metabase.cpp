@@ -2,6 +2,7 @@
 
 #include "frame/install_registry.h"
 #include "frame/session.h"
+#include "web/metabase_changes.h"
 
 #include <mdmsg.h>
 
@@ -25,7 +26,6 @@ const DWORD TryInterval = 3000; // milliseconds
 
 const HRESULT DataNotFound = static_cast<HRESULT>(MD_ERROR_DATA_NOT_FOUND);
 const HRESULT NotConverted = HRESULT_FROM_WIN32(ERROR_NO_UNICODE_TRANSLATION);
-const HRESULT KeyExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
 const MetabaseValue KeyType = {MD_KEY_TYPE, METADATA_INHERIT, IIS_MD_UT_SERVER};
 const MetabaseValue ApplicationKeyType = {MD_KEY_TYPE, METADATA_NO_ATTRIBUTES, IIS_MD_UT_SERVER};
@@ -47,10 +47,6 @@ const DWORD DefaultDocumentAndDetails = MD_DIRBROW_LOADDEFAULT | MD_DIRBROW_SHOW
                                         MD_DIRBROW_SHOW_EXTENSION;
 const DWORD ReadExecuteScript = MD_ACCESS_READ | MD_ACCESS_EXECUTE | MD_ACCESS_SCRIPT;
 const DWORD Pooled = 2;
-
-// Where servers before the store's time keep their virtual directories.
-const char OlderVirtualRoots[] = "System\\CurrentControlSet\\Services\\W3SVC\\Parameters\\"
-                                 "Virtual Roots";
 
 // Calls until the store is not busy, at most so many times. Result: the last call's.
 template <typename Call>
@@ -89,6 +85,8 @@ bool CMSAdminBase::Init() {
 
 bool CMSAdminBase::OpenMetabaseKey(const std::string& path) {
     CloseKey();
+    keyPath_ = path;
+    newKey_.clear();
     std::wstring widePath;
     return Widen(path, widePath) && SUCCEEDED(RetryWhileBusy([&] {
                return store_.Get()->OpenKey(METADATA_MASTER_ROOT_HANDLE, widePath.c_str(),
@@ -113,6 +111,7 @@ HRESULT CMSAdminBase::CloseKey() {
 
 HRESULT CMSAdminBase::SetData(const std::wstring& path, const MetabaseValue& value, DWORD type,
                               const void* data, size_t bytes) {
+    RecordValue(path, {value, type, std::string(static_cast<const char*>(data), bytes)});
     METADATA_RECORD record = {};
     record.dwMDIdentifier = value.id;
     record.dwMDAttributes = value.attributes;
@@ -152,12 +151,14 @@ bool CMSAdminBase::CreateVirtualDir(const std::string& name, const std::string& 
     std::wstring path;
     if (!Widen(name, path))
         return false;
+    RecordKeyToAdd(path);
     const HRESULT added = store_.Get()->AddKey(key_, path.c_str());
     if (added == KeyExists)
         return true; // what an administrator has set there is kept
     if (FAILED(added))
         return false;
 
+    newKey_ = path;
     SetText(path, PhysicalPath, physicalPath);
     SetNumber(path, UseSubAuthentication, 0);
     SetNumber(path, AccessPermissions, accessPermissions);
@@ -172,10 +173,13 @@ bool CMSAdminBase::CreateApplicationDir(const std::string& applicationPath) {
     std::wstring path;
     if (!Widen(applicationPath, path))
         return false;
+    RecordKeyToAdd(path);
     const HRESULT added = store_.Get()->AddKey(key_, path.c_str());
     if (added != S_OK && added != KeyExists)
         return false;
 
+    if (added == S_OK)
+        newKey_ = path;
     const std::string root = Format("/LM/W3SVC/1/ROOT%s", applicationPath.c_str());
     const HRESULT results[] = {
         SetText(path, ApplicationKeyType, VirtualDirType),
@@ -192,8 +196,10 @@ bool CMSAdminBase::CreateApplicationDir(const std::string& applicationPath) {
 
 bool CMSAdminBase::DeleteMetabaseKey(const std::string& path) {
     std::wstring widePath;
-    return NamesKey(path) && Widen(path, widePath) &&
-           SUCCEEDED(store_.Get()->DeleteKey(key_, widePath.c_str()));
+    if (!NamesKey(path) || !Widen(path, widePath))
+        return false;
+    RecordKeysToDelete(widePath);
+    return SUCCEEDED(store_.Get()->DeleteKey(key_, widePath.c_str()));
 }
 
 bool CMSAdminBase::RemoveVirtualDir(const std::string& name) {
@@ -201,8 +207,11 @@ bool CMSAdminBase::RemoveVirtualDir(const std::string& name) {
         return false;
     CInstallRegistry roots;
     if (roots.TryOpenKey(HKEY_LOCAL_MACHINE, OlderVirtualRoots)) {
-        RegDeleteValueA(roots.Key(), Format("/%s", name.c_str()).c_str());
-        RegDeleteValueA(roots.Key(), Format("/%s,", name.c_str()).c_str());
+        for (const std::string& value :
+             {Format("/%s", name.c_str()), Format("/%s,", name.c_str())}) {
+            RecordVirtualRoot(record_, roots, value);
+            RegDeleteValueA(roots.Key(), value.c_str());
+        }
     }
     return true;
 }

@@ -4,6 +4,7 @@
 
 #include "frame/com_apartment.h"
 #include "frame/handles.h"
+#include "frame/undo_record.h"
 #include "web/metabase_lists.h"
 
 #include <iadmw.h>
@@ -19,6 +20,9 @@ bool Widen(const std::string& text, std::wstring& wide);
 // separators.
 bool NamesKey(const std::string& path);
 
+// What the store answers where a key to be added is there.
+const HRESULT KeyExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
+
 // As the log names it.
 using CAutoCoInitialize = ComApartment;
 
@@ -29,13 +33,21 @@ struct MetabaseValue {
     DWORD userType;
 };
 
+// A value with its data, as the store keeps both.
+struct StoredValue {
+    MetabaseValue value;
+    DWORD type;
+    std::string data;
+};
+
 // The store and one open key of it. Both are given back at the end, on every
 // path. Paths and names are relative to the open key, or to the store's root
 // while none is open. Texts cross into the store from the ANSI code page; a call
 // with one that cannot be converted fails before the store is asked.
 class CMSAdminBase {
 public:
-    CMSAdminBase() = default;
+    // With a record, each change below the open key is recorded before it is made.
+    explicit CMSAdminBase(UndoRecord* record = nullptr) : record_(record) {}
     ~CMSAdminBase() { CloseKey(); }
     CMSAdminBase(const CMSAdminBase&) = delete;
     CMSAdminBase& operator=(const CMSAdminBase&) = delete;
@@ -85,8 +97,21 @@ public:
     bool SetScriptMap(const std::string& virtualDir, const std::string& key,
                       const std::string* value, DWORD id);
 
+    // Undoes a recorded change below the open key. Result: the store's; S_FALSE when
+    // something else has changed the same since, which is then left alone.
+    HRESULT TakeBack(const UndoEntry& change);
+
 private:
     HRESULT CloseKey();
+    // A key's own values. What it inherits is left out.
+    HRESULT ReadValues(const std::wstring& path, std::vector<StoredValue>& values);
+    // Appends path and values of the key and of every key below it.
+    HRESULT ReadKeys(const std::wstring& path, UndoEntry& entry);
+    void RecordKeyToAdd(const std::wstring& path);
+    void RecordKeysToDelete(const std::wstring& path);
+    void RecordValue(const std::wstring& path, const StoredValue& after);
+    HRESULT PutKeysBack(const UndoEntry& change);
+    HRESULT PutValueBack(const std::wstring& path, const UndoEntry& change);
     HRESULT SetNumber(const std::wstring& path, const MetabaseValue& value, DWORD number);
     HRESULT SetText(const std::wstring& path, const MetabaseValue& value, const std::string& text);
     HRESULT SetList(const std::string& path, const MetabaseValue& value, const TextList& list);
@@ -95,6 +120,9 @@ private:
 
     ComReference<IMSAdminBase> store_;
     METADATA_HANDLE key_ = METADATA_MASTER_ROOT_HANDLE;
+    std::string keyPath_;
+    std::wstring newKey_; // below the open one; it goes with all its values
+    UndoRecord* record_;
 };
 
 } // namespace setupactions

@@ -9,6 +9,8 @@
 #include "frame/session.h"
 #include "frame/web_server.h"
 #include "services/server_services.h"
+#include "services/service_control.h"
+#include "web/metabase_changes.h"
 #include "web/web_server_store.h"
 
 #include <iiscnfg.h>
@@ -43,7 +45,13 @@ const char* const OldVersionKeys[] = {
 const char OldVirtualDirValue[] = "VirtualImagePath";
 const char* const OldVirtualDirs[] = {"/viewer", "/Kestrel"};
 
-WebRowMode ModeOf(const void* context) { return *static_cast<const WebRowMode*>(context); }
+const char AddExclusion[] = "addpath";
+const char DeleteExclusion[] = "deletepath";
+
+// Entries of the record: SharePoint's operation and the directory follow; the file
+// of stopped services.
+const char ExclusionKind[] = "exclusion";
+const char StoppedServicesKind[] = "stopped services";
 
 // SharePoint's administration tool; empty where SharePoint is not installed.
 std::string FindSharePointTool(MSIHANDLE session) {
@@ -68,9 +76,11 @@ std::string MachineName() {
 // Runs an operation of SharePoint's tool, if there is one, on the list of
 // paths that SharePoint leaves to the web server.
 void ChangeExclusion(MSIHANDLE session, const std::string& tool, const char* operation,
-                     const std::string& virtualDir) {
+                     const std::string& virtualDir, UndoRecord* record = nullptr) {
     if (tool.empty())
         return;
+    if (record != nullptr)
+        record->Add({ExclusionKind, operation, virtualDir});
     const std::string commandLine =
         Format("\"%s\" -o %s -url http://%s/%s/ -type exclusion", tool.c_str(), operation,
                MachineName().c_str(), virtualDir.c_str());
@@ -79,11 +89,13 @@ void ChangeExclusion(MSIHANDLE session, const std::string& tool, const char* ope
 }
 
 // Nothing is stopped where there is no web server. An empty file records nothing.
-void StopWebServices(MSIHANDLE session, const std::string& file) {
+void StopWebServices(MSIHANDLE session, const std::string& file, UndoRecord& record) {
     if (!IsWebServerInstalled())
         return;
+    if (!file.empty())
+        record.Add({StoppedServicesKind, file});
     for (const char* service : WebServices)
-        StopServiceRecorded(session, service, file);
+        StopServiceRecorded(session, service, file, &record);
 }
 
 bool AnyChanges(const CIniHandOff& handOff) {
@@ -93,9 +105,33 @@ bool AnyChanges(const CIniHandOff& handOff) {
     return changes != 0;
 }
 
-void ChangeRows(const CIniHandOff& handOff, WebRowMode mode) {
-    handOff.ForEachRow(VirtualDirTable, VirtualDirRow, &mode);
-    handOff.ForEachRow(MimeTypeTable, MimeTypeRow, &mode);
+void ChangeRows(const CIniHandOff& handOff, WebRowMode mode, UndoRecord& record) {
+    WebRowRun run = {mode, &record};
+    handOff.ForEachRow(VirtualDirTable, VirtualDirRow, &run);
+    handOff.ForEachRow(MimeTypeTable, MimeTypeRow, &run);
+}
+
+// SharePoint does not tell what is on its list. A directory that was there before
+// and stays keeps its exclusion; one that goes or comes back takes it along.
+void UndoExclusion(const UndoRun& run, const std::string& operation,
+                   const std::string& virtualDir) {
+    if (TakesVirtualDirBack(run, virtualDir))
+        ChangeExclusion(run.session, FindSharePointTool(run.session),
+                        operation == AddExclusion ? DeleteExclusion : AddExclusion, virtualDir);
+}
+
+// One change after the other: the services are down for those of the store, as
+// they were when these were made.
+void UndoWebChanges(const UndoRun& run) {
+    for (const UndoEntry& change : run.changes) {
+        UndoServiceChanges({run.session, run.action, run.folder, {change}});
+        UndoStoreChange(run, change);
+        if (change.size() == 3 && change[0] == ExclusionKind)
+            UndoExclusion(run, change[1], change[2]);
+        // What was stopped runs by now: RestartWebServices must start no more of them.
+        if (change.size() == 2 && change[0] == StoppedServicesKind)
+            ForgetStoppedServices(change[1]);
+    }
 }
 
 void DeleteHandOff(MSIHANDLE session, const char* action) {
@@ -111,7 +147,8 @@ void DeleteHandOff(MSIHANDLE session, const char* action) {
 
 } // namespace
 
-UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
+UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) {
+    const WebRowRun& run = *static_cast<const WebRowRun*>(context);
     const std::string virtualDir = row.Get("VirtualDir");
     const std::string path = row.Get("Path");
     const std::string applicationDirs = row.Get("ApplicationDirs");
@@ -119,14 +156,14 @@ UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
     LogMessage(session, Format("processing /%s", virtualDir.c_str()));
     const std::string tool = FindSharePointTool(session);
 
-    if (ModeOf(mode) == WebRowMode::Undo) {
+    if (run.mode == WebRowMode::Undo) {
         if (!RowNeedsRemove(row))
             return ERROR_SUCCESS;
         LogMessage(session, Format("Removing web virtual dir %s", virtualDir.c_str()));
-        if (!IIS4RemoveVirtualDir(session, virtualDir, applicationDirs))
+        if (!IIS4RemoveVirtualDir(session, virtualDir, applicationDirs, run.record))
             LogMessage(session, Format("IIS4RemoveVirtualDir couldn't remove virtual directory %s",
                                        virtualDir.c_str()));
-        ChangeExclusion(session, tool, "deletepath", virtualDir);
+        ChangeExclusion(session, tool, DeleteExclusion, virtualDir, run.record);
         return ERROR_SUCCESS;
     }
 
@@ -139,15 +176,16 @@ UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
     LogMessage(session, Format("Setting web virtual directory %s to %s. Attribute %i",
                                virtualDir.c_str(), path.c_str(), attribute));
     if (!IIS4AddVirtualDir(session, virtualDir, path, static_cast<DWORD>(attribute),
-                           applicationDirs))
+                           applicationDirs, run.record))
         LogMessage(session, Format("IIS4AddVirtualDir: Couldn't create virtual directory %s",
                                    virtualDir.c_str()));
-    ChangeExclusion(session, tool, "addpath", virtualDir);
+    ChangeExclusion(session, tool, AddExclusion, virtualDir, run.record);
     return ERROR_SUCCESS;
 }
 
 // The columns "Method" and "Func" belong to an older server and are not used.
-UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
+UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) {
+    const WebRowRun& run = *static_cast<const WebRowRun*>(context);
     const std::string mimeType = row.Get("MimeType");
     const std::string extension = row.Get("Extension");
     const std::string path = row.Get("Path");
@@ -160,18 +198,18 @@ UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
     const std::string& target = isMimeMapping ? mimeType : path;
     const bool isIsapi = lstrcmpiA(component.c_str(), IsapiComponent) == 0;
 
-    if (ModeOf(mode) == WebRowMode::Undo) {
+    if (run.mode == WebRowMode::Undo) {
         if (!RowNeedsRemove(row))
             return ERROR_SUCCESS;
         LogMessage(session, Format("Removing web mime type %s Extension %s Virtual path %s",
                                    mimeType.c_str(), extension.c_str(), virtualPath.c_str()));
         if (!changesStore)
             return ERROR_SUCCESS;
-        if (!IIS4RemoveScriptMap(session, virtualPath, extension, list))
+        if (!IIS4RemoveScriptMap(session, virtualPath, extension, list, run.record))
             LogMessage(session, Format("IIS4RemoveScriptMap: Couldn't remove extension %s",
                                        extension.c_str()));
         if (isIsapi)
-            ConfigureWebSvcExtension(session, path, false);
+            ConfigureWebSvcExtension(session, path, false, run.record);
         return ERROR_SUCCESS;
     }
 
@@ -181,11 +219,11 @@ UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* mode) {
                                mimeType.c_str(), extension.c_str(), virtualPath.c_str()));
     if (!changesStore)
         return ERROR_SUCCESS;
-    if (!IIS4AddScriptMap(session, virtualPath, extension, target, list))
+    if (!IIS4AddScriptMap(session, virtualPath, extension, target, list, run.record))
         LogMessage(session, Format("IIS4AddScriptMap: Couldn't add script map %s->%s",
                                    extension.c_str(), target.c_str()));
     if (isIsapi)
-        ConfigureWebSvcExtension(session, path, true);
+        ConfigureWebSvcExtension(session, path, true, run.record);
     else
         LogMessage(session, Format("Skipping ConfigureWebSvcExtension: '%s' not equal to '%s'",
                                    component.c_str(), IsapiComponent));
@@ -201,12 +239,15 @@ using namespace setupactions;
 // services that UnConfigureWebServices stopped. Services which it stops itself
 // stay down: they are not recorded. Partners: GetWebInfo, UnConfigureWebServices.
 EXPORTED_ACTION(ConfigureWebServices) {
+    if (TakesBack(session, "ConfigureWebServices", UndoWebChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "ConfigureWebServices");
     const CIniHandOff handOff(session, PropertyText(session, ConfigureNameProperty));
     if (!AnyChanges(handOff))
         return ERROR_SUCCESS;
-    StopWebServices(session, "");
-    ChangeRows(handOff, WebRowMode::Apply);
-    StartWebServices(session, handOff.Path());
+    StopWebServices(session, "", record);
+    ChangeRows(handOff, WebRowMode::Apply, record);
+    StartWebServices(session, handOff.Path(), &record);
     UseProgressTime(session, ConfigureTicks);
     return ERROR_SUCCESS;
 }
@@ -215,14 +256,17 @@ EXPORTED_ACTION(ConfigureWebServices) {
 // file; undoes its rows on the web server and leaves the web services stopped,
 // recorded in the file. Partners: GetWebInfo, ConfigureWebServices, RestartWebServices.
 EXPORTED_ACTION(UnConfigureWebServices) {
+    if (TakesBack(session, "UnConfigureWebServices", UndoWebChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "UnConfigureWebServices");
     const CIniHandOff handOff(session, PropertyText(session, UnConfigureNameProperty));
     if (!AnyChanges(handOff)) {
         LogMessage(session, "No web components to uninstall");
         return ERROR_SUCCESS;
     }
     LogMessage(session, "Removing web components");
-    StopWebServices(session, handOff.Path());
-    ChangeRows(handOff, WebRowMode::Undo);
+    StopWebServices(session, handOff.Path(), record);
+    ChangeRows(handOff, WebRowMode::Undo, record);
     UseProgressTime(session, UnConfigureTicks);
     return ERROR_SUCCESS;
 }
@@ -254,15 +298,18 @@ EXPORTED_ACTION(ClearWebIniFile) {
 // versions recorded their virtual directory; removes it and those of fixed
 // names from the web server.
 EXPORTED_ACTION(CleanupOldVirtualDirs) {
+    if (TakesBack(session, "CleanupOldVirtualDirs", UndoWebChanges))
+        return ERROR_SUCCESS;
+    UndoRecord record(session, "CleanupOldVirtualDirs");
     LogMessage(session, "Cleaning up old virtual directories...");
     for (const char* key : OldVersionKeys) {
         CInstallRegistry registry;
         std::string virtualDir;
         if (registry.TryOpenKey(HKEY_LOCAL_MACHINE, key) &&
             registry.GetString(OldVirtualDirValue, virtualDir))
-            IIS4RemoveVirtualDir(session, virtualDir, "");
+            IIS4RemoveVirtualDir(session, virtualDir, "", &record);
     }
     for (const char* virtualDir : OldVirtualDirs)
-        IIS4RemoveVirtualDir(session, virtualDir, "");
+        IIS4RemoveVirtualDir(session, virtualDir, "", &record);
     return ERROR_SUCCESS;
 }

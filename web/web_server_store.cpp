@@ -100,7 +100,8 @@ const ScriptMapLines RemoveScriptMapLines = {
 
 // Maps the extension to the target, or removes it when the target is null.
 bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::string& virtualDir,
-                     const std::string& extension, const std::string* target, DWORD id) {
+                     const std::string& extension, const std::string* target, DWORD id,
+                     UndoRecord* record) {
     const auto fail = [&](const char* line) {
         LogMessage(session, line);
         return false;
@@ -108,7 +109,7 @@ bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::
     const CAutoCoInitialize com;
     if (!com.Initialized())
         return fail(lines.noCom);
-    CMSAdminBase store;
+    CMSAdminBase store(record);
     if (!store.Init())
         return fail(lines.noStore);
 
@@ -131,7 +132,7 @@ bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::
 // Rewrites the list of web service extensions: without the entries of the DLL,
 // with the added entry, if any, in front.
 bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::string* addedEntry,
-                         const std::string& dllName) {
+                         const std::string& dllName, UndoRecord* record) {
     const auto log = [&](const std::string& text) {
         LogMessage(session, Format("[%s] %s", operation, text.c_str()));
     };
@@ -140,7 +141,7 @@ bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::st
         log("Couldn't call CAutoCoInitialize.Initialize()");
         return false;
     }
-    CMSAdminBase store;
+    CMSAdminBase store(record);
     if (!store.Init()) {
         LogMessage(session, Format("%s: adminBase.Init returned false.", operation));
         return false;
@@ -196,7 +197,7 @@ bool KeepsExtensionList(const OSVERSIONINFOEXA& version) {
 
 bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
                        const std::string& physicalPath, DWORD attributes,
-                       const std::string& applicationDirs) {
+                       const std::string& applicationDirs, UndoRecord* record) {
     const CAutoCoInitialize com;
     if (!com.Initialized()) {
         LogMessage(session, "IIS4AddVirtualDir: Couldn't call CAutoCoInitialize.Initialize()");
@@ -206,7 +207,7 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
         LogMessage(session, "IIS4AddVirtualDir: No szOrigVirtualDir given");
         return false;
     }
-    CMSAdminBase store;
+    CMSAdminBase store(record);
     if (!store.Init()) {
         LogMessage(session, "IIS4AddVirtualDir: adminBase.Init returned false.");
         return false;
@@ -243,7 +244,7 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
 }
 
 bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
-                          const std::string& applicationDirs) {
+                          const std::string& applicationDirs, UndoRecord* record) {
     const CAutoCoInitialize com;
     if (!com.Initialized()) {
         LogMessage(session, Format("IIS4RemoveVirtualDir: CAutoCoInitialize.Initialize failed for "
@@ -253,7 +254,7 @@ bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
     }
     if (!NamesKey(virtualDir))
         return false;
-    CMSAdminBase store;
+    CMSAdminBase store(record);
     if (!store.Init()) {
         LogMessage(session, "IIS4RemoveVirtualDir: adminBase.Init returned false.");
         return false;
@@ -269,28 +270,32 @@ bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
 }
 
 bool IIS4AddScriptMap(MSIHANDLE session, const std::string& virtualDir,
-                      const std::string& extension, const std::string& target, DWORD id) {
+                      const std::string& extension, const std::string& target, DWORD id,
+                      UndoRecord* record) {
     LogMessage(session, Format("IIS4AddScriptMap: Extension '%s' mapping to '%s', virtual dir '%s'",
                                extension.c_str(), target.c_str(), virtualDir.c_str()));
-    return ChangeScriptMap(session, AddScriptMapLines, virtualDir, extension, &target, id);
+    return ChangeScriptMap(session, AddScriptMapLines, virtualDir, extension, &target, id, record);
 }
 
 bool IIS4RemoveScriptMap(MSIHANDLE session, const std::string& virtualDir,
-                         const std::string& extension, DWORD id) {
-    return ChangeScriptMap(session, RemoveScriptMapLines, virtualDir, extension, nullptr, id);
+                         const std::string& extension, DWORD id, UndoRecord* record) {
+    return ChangeScriptMap(session, RemoveScriptMapLines, virtualDir, extension, nullptr, id,
+                           record);
 }
 
-bool IIS4AddWebSvcExtension(MSIHANDLE session, const std::string& entry,
-                            const std::string& dllName) {
+bool IIS4AddWebSvcExtension(MSIHANDLE session, const std::string& entry, const std::string& dllName,
+                            UndoRecord* record) {
     LogMessage(session, Format("[IIS4AddWebSvcExtension] start with %s", entry.c_str()));
-    return ChangeExtensionList(session, "IIS4AddWebSvcExtension", &entry, dllName);
+    return ChangeExtensionList(session, "IIS4AddWebSvcExtension", &entry, dllName, record);
 }
 
-bool IIS4RemoveWebSvcExtension(MSIHANDLE session, const std::string&, const std::string& dllName) {
-    return ChangeExtensionList(session, "IIS4RemoveWebSvcExtension", nullptr, dllName);
+bool IIS4RemoveWebSvcExtension(MSIHANDLE session, const std::string&, const std::string& dllName,
+                               UndoRecord* record) {
+    return ChangeExtensionList(session, "IIS4RemoveWebSvcExtension", nullptr, dllName, record);
 }
 
-void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, bool add) {
+void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, bool add,
+                              UndoRecord* record) {
     LogMessage(session, Format("ConfigureWebSvcExtension: called with '%s'", isapiPath.c_str()));
     OSVERSIONINFOEXA version;
     if (!GetSystemVersion(version)) {
@@ -310,12 +315,12 @@ void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, b
         LogMessage(session,
                    Format("[ConfigureWebSvcExtension]: Running IIS4AddWebSvcExtension %s %s",
                           entry.c_str(), SuiteIsapiDll));
-        IIS4AddWebSvcExtension(session, entry, SuiteIsapiDll);
+        IIS4AddWebSvcExtension(session, entry, SuiteIsapiDll, record);
     } else {
         LogMessage(session,
                    Format("[ConfigureWebSvcExtension]: Running IIS4RemoveWebSvcExtension %s %s",
                           entry.c_str(), SuiteIsapiDll));
-        IIS4RemoveWebSvcExtension(session, entry, SuiteIsapiDll);
+        IIS4RemoveWebSvcExtension(session, entry, SuiteIsapiDll, record);
     }
 }
 

@@ -2,6 +2,8 @@
 //   PLUG_IN_RESULT  the result of every export: a number, "argument" for the
 //                   one that it was given, "fault" to write to address 0 instead,
 //                   "raise CODE" for a structured exception of that hexadecimal code
+//                   "group" for 0, and 1376 while there is no group to find
+//   PLUG_IN_MADE    set while there is one
 //   PLUG_IN_GROUP   the group's name, in as many characters as it has
 #include <windows.h>
 
@@ -30,11 +32,19 @@ EXPORTED CreateNTUserGroup(unsigned long session);
 EXPORTED DeleteNTUserGroup(unsigned long session);
 EXPORTED FindKestrelNTUserGroup(char* name, unsigned long size);
 
-EXPORTED CreateNTUserGroup(unsigned long session) { return Answer(session); }
-EXPORTED DeleteNTUserGroup(unsigned long session) { return Answer(session); }
+EXPORTED CreateNTUserGroup(unsigned long session) {
+    SetEnvironmentVariableA("PLUG_IN_MADE", "1");
+    return Answer(session);
+}
+EXPORTED DeleteNTUserGroup(unsigned long session) {
+    SetEnvironmentVariableA("PLUG_IN_MADE", nullptr);
+    return Answer(session);
+}
 EXPORTED FindKestrelNTUserGroup(char* name, unsigned long size) {
     const std::string group = Variable("PLUG_IN_GROUP");
     for (unsigned long i = 0; i < size; ++i) // no zero at the end when it fills the buffer
         name[i] = i < group.size() ? group[i] : '\0';
-    return Answer(size);
+    const bool isMissing =
+        Variable("PLUG_IN_RESULT") == "group" && Variable("PLUG_IN_MADE").empty();
+    return isMissing ? ERROR_NO_SUCH_ALIAS : Answer(size);
 }

@@ -35,6 +35,23 @@ bool TakeData(const METADATA_RECORD& record, Value& value) {
     }
 }
 
+// Hands a value's data to a record, if it has room for it.
+HRESULT GiveData(const Value& value, METADATA_RECORD& record, DWORD* needed) {
+    const std::wstring characters = value.type == STRING_METADATA
+                                        ? value.texts.at(0) + L'\0'
+                                        : setupactions::FormatMultiSz(value.texts);
+    const bool isNumber = value.type == DWORD_METADATA;
+    const size_t size = isNumber ? sizeof value.number : characters.size() * sizeof(wchar_t);
+    if (record.dwMDDataLen < size) {
+        *needed = static_cast<DWORD>(size);
+        return Refused(ERROR_INSUFFICIENT_BUFFER);
+    }
+    std::memcpy(record.pbMDData,
+                isNumber ? static_cast<const void*>(&value.number) : characters.data(), size);
+    record.dwMDDataLen = static_cast<DWORD>(size);
+    return S_OK;
+}
+
 } // namespace
 
 HRESULT AdminBase::Load(const std::string& file) {
@@ -156,15 +173,59 @@ HRESULT AdminBase::GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* 
         record->dwMDDataType != found->type)
         return MD_ERROR_DATA_NOT_FOUND;
 
-    const std::wstring characters = setupactions::FormatMultiSz(found->texts);
-    const size_t size = characters.size() * sizeof(wchar_t);
-    if (record->dwMDDataLen < size) {
-        *needed = static_cast<DWORD>(size);
-        return Refused(ERROR_INSUFFICIENT_BUFFER);
-    }
-    std::memcpy(record->pbMDData, characters.data(), size);
-    record->dwMDDataLen = static_cast<DWORD>(size);
+    return GiveData(*found, *record, needed);
+}
+
+HRESULT AdminBase::DeleteData(METADATA_HANDLE base, LPCWSTR path, DWORD id, DWORD type) {
+    std::wstring whole;
+    const HRESULT found = Resolve(base, path, true, whole);
+    if (FAILED(found))
+        return found;
+    Values& values = keys_[whole];
+    const auto value = values.find(id);
+    if (value == values.end() || (type != ALL_METADATA && type != value->second.type))
+        return MD_ERROR_DATA_NOT_FOUND;
+    values.erase(value);
     return S_OK;
+}
+
+HRESULT AdminBase::EnumData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
+                            DWORD index, DWORD* needed) {
+    if (record->dwMDAttributes != METADATA_NO_ATTRIBUTES || record->dwMDUserType != ALL_METADATA ||
+        record->dwMDDataType != ALL_METADATA)
+        return E_NOTIMPL; // the library wants all of a key's own values
+    std::wstring whole;
+    const HRESULT found = Resolve(base, path, false, whole);
+    if (FAILED(found))
+        return found;
+    const Values& values = keys_[whole];
+    if (index >= values.size())
+        return Refused(ERROR_NO_MORE_ITEMS);
+    const auto& [id, value] = *std::next(values.begin(), static_cast<ptrdiff_t>(index));
+    const HRESULT given = GiveData(value, *record, needed);
+    if (FAILED(given))
+        return given;
+    record->dwMDIdentifier = id;
+    record->dwMDAttributes = value.attributes;
+    record->dwMDUserType = value.userType;
+    record->dwMDDataType = value.type;
+    return S_OK;
+}
+
+HRESULT AdminBase::EnumKeys(METADATA_HANDLE base, LPCWSTR path, LPWSTR name, DWORD index) {
+    std::wstring whole;
+    const HRESULT found = Resolve(base, path, false, whole);
+    if (FAILED(found))
+        return found;
+    for (const auto& key : keys_) {
+        const std::wstring& child = key.first;
+        if (child.size() > whole.size() && IsAtOrBelow(child, whole) &&
+            ParentPath(child).size() == whole.size() && index-- == 0) {
+            lstrcpynW(name, child.c_str() + whole.size() + 1, METADATA_MAX_NAME_LEN);
+            return S_OK;
+        }
+    }
+    return Refused(ERROR_NO_MORE_ITEMS);
 }
 
 HRESULT AdminBase::SaveData() {

@@ -40,20 +40,19 @@ public:
     HRESULT WINAPI SetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record) override;
     HRESULT WINAPI GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
                            DWORD* needed) override;
+    HRESULT WINAPI DeleteData(METADATA_HANDLE base, LPCWSTR path, DWORD id, DWORD type) override;
+    HRESULT WINAPI EnumData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
+                            DWORD index, DWORD* needed) override;
+    HRESULT WINAPI EnumKeys(METADATA_HANDLE base, LPCWSTR path, LPWSTR name, DWORD index) override;
     HRESULT WINAPI SaveData() override;
 
     // Not called by the library.
     HRESULT WINAPI DeleteChildKeys(METADATA_HANDLE, LPCWSTR) override { return E_NOTIMPL; }
-    HRESULT WINAPI EnumKeys(METADATA_HANDLE, LPCWSTR, LPWSTR, DWORD) override { return E_NOTIMPL; }
     HRESULT WINAPI CopyKey(METADATA_HANDLE, LPCWSTR, METADATA_HANDLE, LPCWSTR, BOOL,
                            BOOL) override {
         return E_NOTIMPL;
     }
     HRESULT WINAPI RenameKey(METADATA_HANDLE, LPCWSTR, LPCWSTR) override { return E_NOTIMPL; }
-    HRESULT WINAPI DeleteData(METADATA_HANDLE, LPCWSTR, DWORD, DWORD) override { return E_NOTIMPL; }
-    HRESULT WINAPI EnumData(METADATA_HANDLE, LPCWSTR, METADATA_RECORD*, DWORD, DWORD*) override {
-        return E_NOTIMPL;
-    }
     HRESULT WINAPI GetAllData(METADATA_HANDLE, LPCWSTR, DWORD, DWORD, DWORD, DWORD*, DWORD*, DWORD,
                               unsigned char*, DWORD*) override {
         return E_NOTIMPL;
