@@ -23,7 +23,6 @@ OPTIONS='INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1 SAMPLESERVER=alpha'
 # What cannot be taken back, as the reference says.
 NAMED='^- (Program Files/Setupactions Sample Cache|running: Central Management Server)'
 NAMED+='|^- HKLM.System.CurrentControlSet.Services.(TRNWCentralMS|KestrelAPS|MSSQLServer)( |$)'
-NAMED+='|^. /LM/W3SVC|^[+] HKLM.Software.Setupactions Sample Groups'
 # Services of the engine's own, which come and go.
 ENGINE_SERVICES='Winedevice|Remote Procedure Call|Windows Installer'
 rm -rf "$out"

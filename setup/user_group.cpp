@@ -35,7 +35,7 @@ const char GroupFinder[] = "FindKestrelNTUserGroup";
 const DWORD GroupNameSize = 260; // characters, as the plug-in is told
 const int MappingUnits = 45;
 
-// The entry of a group that was created: the plug-in's path follows.
+// The entry of a group that was created: the plug-in's path and its copy follow.
 const char CreatedGroupKind[] = "group";
 
 // The plug-in's exports. They answer 0, or an error number.
@@ -107,9 +107,14 @@ Group FindGroup(const Library& plugIn) {
 }
 
 void UndoGroup(const UndoRun& run) {
-    for (const UndoEntry& change : run.changes)
-        if (change.size() == 2 && change[0] == CreatedGroupKind)
-            DeleteGroup(run.session, change[1]);
+    for (const UndoEntry& change : run.changes) {
+        if (change.size() != 3 || change[0] != CreatedGroupKind)
+            continue;
+        // The installer may have taken the plug-in away by now.
+        const bool isGone = GetFileAttributesA(change[1].c_str()) == INVALID_FILE_ATTRIBUTES;
+        const bool hasCopy = !change[2].empty();
+        DeleteGroup(run.session, isGone && hasCopy ? run.folder + "\\" + change[2] : change[1]);
+    }
 }
 
 void CreateGroup(MSIHANDLE session) {
@@ -133,11 +138,12 @@ void CreateGroup(MSIHANDLE session) {
     UINT error = ERROR_SUCCESS;
     if (create != nullptr) {
         const Group before = FindGroup(plugIn);
+        const std::string copy = before == Group::Missing ? record.Keep(path) : std::string();
         const bool returned = CallPlugIn(error, create, session);
         // Only now it is known whose the group is.
         if (before == Group::Missing && returned && error == ERROR_SUCCESS &&
             FindGroup(plugIn) == Group::There)
-            record.Add({CreatedGroupKind, path});
+            record.Add({CreatedGroupKind, path, copy});
         if (!returned)
             LogMessage(session, CreateCrashed);
         else if (error != ERROR_SUCCESS)

@@ -95,8 +95,10 @@ TEST_F(UserGroupTest, OnlyAGroupThatWasNotThereGoesWithAFailedInstallation) {
     for (const bool wasThere : {false, true}) {
         PlugInAnswers("group");
         SetEnvironmentVariableA("PLUG_IN_MADE", wasThere ? "1" : nullptr);
-        MakeDeferred(PlugIn("plug_in"));
+        InstallPlugIn("plug_in");
+        MakeDeferred(information + PlugInPath);
         EXPECT_EQ(Run(CreateNTUserGroup).size(), 3u);
+        DeleteFileA((information + PlugInPath).c_str()); // the record holds a copy
         MakeDeferred("", MSIRUNMODE_ROLLBACK);
         std::vector<std::string> lines = Run(CreateNTUserGroup);
         EXPECT_THAT(lines.at(0), HasSubstr("taking back what is recorded in "));

@@ -279,15 +279,15 @@ TEST_F(WebConfigurationTest, WhatWasChangedSinceStaysInARollback) {
     IIS4AddScriptMap(session, "viewer", "new", "C:\\new.dll", MD_SCRIPT_MAPS);
     MakeDeferred("", MSIRUNMODE_ROLLBACK);
     EXPECT_TRUE(Contains(Run(ConfigureWebServices),
-                         "ConfigureWebServices: /LM/W3svc/1/ROOT/viewer of the web server is not "
-                         "as it was set, left alone"));
+                         "ConfigureWebServices: /LM/W3svc/1/ROOT/viewer, value 6014, of the web "
+                         "server is not as it was set, left alone"));
     EXPECT_THAT(Texts(Viewer, MD_SCRIPT_MAPS), testing::Contains(L".new,C:\\new.dll,1"));
     // A record that leads out of the web service, or is cut.
     const std::string bytes("/\0v\0", 4);
-    for (const UndoEntry& entry : {UndoEntry{"store key added", "/LM", bytes},
-                                   {"store key added", "/LM/W3svc", ""},
-                                   {"store key added"},
-                                   {"store value", "/LM/W3svc", "", "", "x"},
+    for (const UndoEntry& entry : {UndoEntry{"store-key-added", "/LM", bytes},
+                                   {"store-key-added", "/LM/W3svc", ""},
+                                   {"store-key-added"},
+                                   {"store-value", "/LM/W3svc", "", "", "x"},
                                    {}}) {
         MakeDeferred(file);
         UndoRecord(session, "ConfigureWebServices").Add(entry);

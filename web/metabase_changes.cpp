@@ -11,12 +11,12 @@ namespace setupactions {
 namespace {
 
 // Kinds of entries. The open key and the path below it follow.
-const char AddedKey[] = "store key added";
-const char DeletedKeys[] = "store keys deleted"; // then path and values of each
-const char ChangedValue[] = "store value";       // then the value before and after
-const char UnreadKey[] = "store key unread";     // how it was is not known
+const char AddedKey[] = "store-key-added";
+const char DeletedKeys[] = "store-keys-deleted"; // then path and values of each
+const char ChangedValue[] = "store-value";       // then the value before and after
+const char UnreadKey[] = "store-key-unread";     // how it was is not known
 // The registry value's name, type and text follow.
-const char VirtualRoot[] = "virtual root";
+const char VirtualRoot[] = "virtual-root";
 
 const HRESULT NoKey = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
 const HRESULT NoMoreItems = HRESULT_FROM_WIN32(ERROR_NO_MORE_ITEMS);
@@ -33,6 +33,13 @@ std::wstring Characters(const std::string& bytes) {
     std::memcpy(&text[0], bytes.data(), text.size() * sizeof(wchar_t));
     return text;
 }
+
+// The path as the record has it: one key has one.
+std::wstring WithoutLeadingSlashes(const std::wstring& path) {
+    return path.substr(std::min(path.find_first_not_of(L"/\\"), path.size()));
+}
+
+std::string RecordedPath(const std::wstring& path) { return Bytes(WithoutLeadingSlashes(path)); }
 
 // For the log: what the ANSI code page lacks is replaced.
 std::string Narrow(const std::wstring& text) {
@@ -151,9 +158,10 @@ HRESULT CMSAdminBase::ReadValues(const std::wstring& path, std::vector<StoredVal
         }
         if (FAILED(result))
             return result;
-        values.push_back({{record.dwMDIdentifier, record.dwMDAttributes, record.dwMDUserType},
-                          record.dwMDDataType,
-                          std::string(buffer.begin(), buffer.begin() + record.dwMDDataLen)});
+        values.push_back(
+            {{record.dwMDIdentifier, record.dwMDAttributes, record.dwMDUserType},
+             record.dwMDDataType,
+             std::string(reinterpret_cast<const char*>(buffer.data()), record.dwMDDataLen)});
         ++index;
     }
 }
@@ -180,32 +188,33 @@ void CMSAdminBase::RecordKeyToAdd(const std::wstring& path) {
         return;
     const HRESULT result = ReadValues(path, values);
     if (FAILED(result)) // one that is there is not added
-        record_->Add({result == NoKey ? AddedKey : UnreadKey, keyPath_, Bytes(path)});
+        record_->Add({result == NoKey ? AddedKey : UnreadKey, keyPath_, RecordedPath(path)});
 }
 
 void CMSAdminBase::RecordKeysToDelete(const std::wstring& path) {
     // Through the store's root nothing can be changed.
     if (record_ == nullptr || key_ == METADATA_MASTER_ROOT_HANDLE)
         return;
-    UndoEntry entry = {DeletedKeys, keyPath_, Bytes(path)};
+    UndoEntry entry = {DeletedKeys, keyPath_, RecordedPath(path)};
     const HRESULT result = ReadKeys(path, entry);
     if (SUCCEEDED(result))
         record_->Add(entry);
     else if (result != NoKey)
-        record_->Add({UnreadKey, keyPath_, Bytes(path)});
+        record_->Add({UnreadKey, keyPath_, RecordedPath(path)});
 }
 
 void CMSAdminBase::RecordValue(const std::wstring& path, const StoredValue& after) {
-    if (record_ == nullptr || (!newKey_.empty() && path == newKey_))
+    if (record_ == nullptr ||
+        (!newKey_.empty() && WithoutLeadingSlashes(path) == WithoutLeadingSlashes(newKey_)))
         return;
     std::vector<StoredValue> values;
     if (FAILED(ReadValues(path, values))) {
-        record_->Add({UnreadKey, keyPath_, Bytes(path)});
+        record_->Add({UnreadKey, keyPath_, RecordedPath(path)});
         return;
     }
     const std::vector<StoredValue> before = WithId(values, after.value.id);
     if (!AreSame(before, {after}))
-        record_->Add({ChangedValue, keyPath_, Bytes(path), Packed(before), Packed({after})});
+        record_->Add({ChangedValue, keyPath_, RecordedPath(path), Packed(before), Packed({after})});
 }
 
 HRESULT CMSAdminBase::PutKeysBack(const UndoEntry& change) {
@@ -275,7 +284,12 @@ void UndoStoreChange(const UndoRun& run, const UndoEntry& change) {
         LogOutcome(run, "Virtual Roots " + change[1], PutVirtualRootBack(change));
     if (!IsStoreChange(change))
         return;
-    const std::string name = change[1] + "/" + Narrow(Characters(change[2]));
+    std::string name = change[1];
+    if (!change[2].empty())
+        name += "/" + Narrow(Characters(change[2]));
+    std::vector<StoredValue> after;
+    if (change[0] == ChangedValue && Unpack(change[4], after) && !after.empty())
+        name += Format(", value %lu,", after[0].value.id);
     if (lstrcmpiA(change[1].substr(0, sizeof WebService - 1).c_str(), WebService) != 0)
         LogOutcome(run, name, E_INVALIDARG);
     else if (change[0] == UnreadKey)

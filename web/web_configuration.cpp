@@ -51,7 +51,7 @@ const char DeleteExclusion[] = "deletepath";
 // Entries of the record: SharePoint's operation and the directory follow; the file
 // of stopped services.
 const char ExclusionKind[] = "exclusion";
-const char StoppedServicesKind[] = "stopped services";
+const char StoppedServicesKind[] = "stopped-services";
 
 // SharePoint's administration tool; empty where SharePoint is not installed.
 std::string FindSharePointTool(MSIHANDLE session) {

@@ -221,7 +221,8 @@ HRESULT AdminBase::EnumKeys(METADATA_HANDLE base, LPCWSTR path, LPWSTR name, DWO
         const std::wstring& child = key.first;
         if (child.size() > whole.size() && IsAtOrBelow(child, whole) &&
             ParentPath(child).size() == whole.size() && index-- == 0) {
-            lstrcpynW(name, child.c_str() + whole.size() + 1, METADATA_MAX_NAME_LEN);
+            const std::wstring last = child.substr(whole.size() + 1);
+            name[last.copy(name, METADATA_MAX_NAME_LEN - 1)] = L'\0';
             return S_OK;
         }
     }
