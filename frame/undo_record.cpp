@@ -3,6 +3,8 @@
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
+#include "frame/held_folder.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 #include <accctrl.h>
@@ -253,7 +255,10 @@ std::string UndoRecord::Keep(const std::string& path) {
         return "";
     std::string name = Format("%s.%u", action_.c_str(), ++kept_);
     const std::string copy = folder_ + "\\" + name;
-    if (CopyFileA(path.c_str(), copy.c_str(), TRUE))
+    // What a link leads to may be nobody's business where the copy comes back to.
+    if (LeadsThroughLink(FullPath(path)))
+        SetLastError(ERROR_BAD_PATHNAME);
+    else if (CopyFileA(path.c_str(), copy.c_str(), TRUE))
         return name;
     const DWORD error = GetLastError();
     LogMessage(session_,

@@ -27,8 +27,8 @@ public:
     void Add(const UndoEntry& entry);
 
     // Copies a file into the record's folder, attributes and all, and answers the
-    // copy's name there. Empty when nothing is recorded; a copy that fails is
-    // logged and answers an empty name, too.
+    // copy's name there. Empty when nothing is recorded; a copy that fails, as one
+    // through a link does, is logged and answers an empty name, too.
     std::string Keep(const std::string& path);
 
 private:

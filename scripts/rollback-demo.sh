@@ -21,7 +21,7 @@ export WINEPREFIX=$machines/rollback
 out=$REPO/build/rollback-demo
 OPTIONS='INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1 SAMPLESERVER=alpha'
 # What cannot be taken back, as the reference says.
-NAMED='^- (Program Files/Setupactions Sample Cache|running: Central Management Server)'
+NAMED='^- running: Central Management Server'
 NAMED+='|^- HKLM.System.CurrentControlSet.Services.(TRNWCentralMS|KestrelAPS|MSSQLServer)( |$)'
 # Services of the engine's own, which come and go.
 ENGINE_SERVICES='Winedevice|Remote Procedure Call|Windows Installer'

@@ -7,6 +7,7 @@
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
 
@@ -110,8 +111,9 @@ std::string BatchCommand(const std::string& batchFile) {
     return "cmd /c \"" + quoted + "\"";
 }
 
-bool WriteTextFile(UndoRecord& record, const std::string& path, const std::string& text) {
-    RecordFile(record, path);
+bool WriteRecorded(UndoRecord& record, const std::string& path, const std::string& text) {
+    if (IsFullPath(path)) // no other one is written
+        RecordFile(record, path);
     return WriteNewFile(path, text) == FileWrite::Whole;
 }
 
@@ -120,13 +122,13 @@ void WritePublishingFiles(MSIHANDLE session) {
     UndoRecord record(session, "PublishDemo");
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
-    WriteTextFile(record, propertiesFile,
-                  PropertiesText(data)); // without it the utility says so itself
+    // Without it the utility says so itself.
+    WriteRecorded(record, propertiesFile, PropertiesText(data));
 
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
     const std::string folder = drive + directory;
     const std::string batchFile = folder + BatchFile;
-    if (!WriteTextFile(record, batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
+    if (!WriteRecorded(record, batchFile, AnsiToOem(BatchText(folder, propertiesFile))))
         LogMessage(session, "failed to open file" + batchFile);
 }
 
