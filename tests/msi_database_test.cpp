@@ -1,7 +1,6 @@
 #include "frame/msi_database.h"
 
 #include "frame/feature_state.h"
-#include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
 #include <gmock/gmock.h>
@@ -55,28 +54,6 @@ TEST_F(SessionTest, FailingCallsThrowTheirNumbers) {
     EXPECT_FALSE(view.Execute());
     EXPECT_EQ(myMsiError2String(200), "Failed to execute SQL statemnt");
     EXPECT_EQ(myMsiError2String(9), "Forget to add message (9) in myMsiError2String");
-}
-
-namespace {
-
-UINT WINAPI UnknownCount(MSIHANDLE) { return static_cast<UINT>(-1); }
-
-int reads;
-UINT WINAPI CountedRead(MSIHANDLE, UINT, char*, DWORD*) {
-    if (++reads == 1000)
-        throw 99; // would go on through all numbers
-    return ERROR_SUCCESS;
-}
-
-} // namespace
-
-TEST_F(SessionTest, ARecordThatDoesNotTellItsFieldsIsAnError) {
-    const CMsiDatabase database(session);
-    CMsiHelper view(database.Handle(), "SELECT `Property` FROM `Property`");
-    ASSERT_TRUE(view.Execute());
-    const ReplacedImport<decltype(UnknownCount)> count("MsiRecordGetFieldCount", UnknownCount);
-    const ReplacedImport<decltype(CountedRead)> read("MsiRecordGetStringA", CountedRead);
-    EXPECT_EQ(Thrown([&] { view.Fetch(); }), 5);
 }
 
 TEST_F(SessionTest, OnlyStoredTablesExist) {

@@ -57,25 +57,6 @@ void FaultInForeignCode() {
                         nullptr);
 }
 
-// Memory that is exhausted after the first block, until one is freed.
-int blocks;
-const ReplacedImport<void* __cdecl(size_t)>* allocation;
-const ReplacedImport<void __cdecl(void*)>* release;
-void* __cdecl OneBlock(size_t size) {
-    return blocks-- > 0 ? allocation->Original()(size) : nullptr;
-}
-void __cdecl FreeBlock(void* block) {
-    if (block != nullptr)
-        blocks = 1000;
-    release->Original()(block);
-}
-char keptLine[64];
-int WINAPI KeepLine(MSIHANDLE, INSTALLMESSAGE, MSIHANDLE record) {
-    DWORD size = sizeof keptLine;
-    MsiRecordGetStringA(record, 1, keptLine, &size);
-    return IDOK;
-}
-
 DWORD HandlerChainHead() {
     DWORD head;
     __asm__ volatile("movl %%fs:0, %0" : "=r"(head));
@@ -235,21 +216,6 @@ TEST_F(SessionTest, WhatIsThrownEndsAtTheBoundaryOfAnAction) {
     };
     EXPECT_FALSE(RunGuarded([&] { RunAction(session, "Name", body); })) << "a fault goes on";
     EXPECT_EQ(RunAction(session, "Name", cases[0].body), 6u) << "and the next action is whole";
-}
-
-TEST_F(SessionTest, AnActionWithoutMemorySaysSoAndFails) {
-    const ReplacedImport<decltype(KeepLine)> keep("MsiProcessMessage", KeepLine);
-    UINT result;
-    {
-        const ReplacedImport<decltype(OneBlock)> malloc("malloc", OneBlock);
-        const ReplacedImport<decltype(FreeBlock)> free("free", FreeBlock);
-        allocation = &malloc;
-        release = &free;
-        blocks = 1;
-        result = StopAPSService(session);
-    }
-    EXPECT_EQ(result, UINT(ERROR_INSTALL_FAILURE));
-    EXPECT_STREQ(keptLine, "StopAPSService: out of memory");
 }
 
 TEST(Guard, EveryFaultEndsTheBodyAThousandTimesInARow) {

@@ -80,11 +80,6 @@ TEST_F(SharePointTest, ABatchFileIsWrittenAsTheCommandProcessorReadsIt) {
 
 namespace {
 
-BOOL WINAPI DiskFull(HANDLE, const void*, DWORD, DWORD*, OVERLAPPED*) {
-    SetLastError(ERROR_DISK_FULL);
-    return FALSE;
-}
-
 BOOL WINAPI StartHidden(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
                         void*, const char* folder, STARTUPINFOA* startup, PROCESS_INFORMATION*) {
     EXPECT_TRUE(folder == nullptr && startup->wShowWindow == SW_HIDE);
@@ -93,17 +88,6 @@ BOOL WINAPI StartHidden(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRI
 }
 
 } // namespace
-
-TEST_F(SharePointTest, ABatchFileThatIsNotWhollyWrittenIsNotLeftToRun) {
-    const ReplacedImport<decltype(DiskFull)> write("WriteFile", DiskFull);
-    EXPECT_EQ(MsiCreateWebPartInstallBatchFile(session), ERROR_SUCCESS);
-    SetProperty("TempFolder", "C:\\no such folder\\");
-    EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
-    EXPECT_THAT(Log(), ElementsAre("Writing to " + InstallFile + ":\r\n", "CreateFile returned 112",
-                                   "CreateFile returned 3"));
-    EXPECT_EQ(Property("SilentCmdline"), "as before");
-    EXPECT_FALSE(IsThere(InstallFile));
-}
 
 TEST_F(SharePointTest, ABatchFileIsNeverWrittenIntoWhatStandsInItsPlace) {
     const std::string other = Folder + "other.txt", expected = "\"C:\\SPS Bin\\stsadm.exe\"";
