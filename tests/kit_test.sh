@@ -25,7 +25,6 @@ names '\w+' >"$work/all"
 entries() { grep '<CustomAction ' "$kit/setupactions.wxi" | grep -E "$1" | sed -E 's/.* DllEntry="(\w+)".*/\1/' | sort -u; }
 
 check "the catalogue has each action once" [ -z "$(uniq -d "$work/all")" ]
-check "every row of the catalogue was read" [ "$(wc -l <"$work/all")" = "$(grep -c '^SETUP_ACTION' "$catalogue")" ]
 check "the definition file exports the catalogue" \
     same <(sed -nE 's/^ +(\w+)=.*/\1/p' "$build/setupactions.def" | sort) "$work/all"
 check "the kit has deferred rows for what runs deferred" same <(entries 'Execute="deferred" Impersonate="no"') <(names 'Deferred|Both')
@@ -56,17 +55,6 @@ read_properties() {
 properties=$REPO/exports/properties.inc
 check "the properties that actions read are listed" same <(read_properties) \
     <(sed -nE 's/^(SECURE|SERVER)_PROPERTY\("([^"]+)".*/\2/p' "$properties" | sort)
-# told_by_readers NAME ACTION ...: each action's description names the property.
-told_by_readers() {
-    local name=$1 action
-    shift
-    for action; do
-        sed -n "/^## $action$/,/^## /p" "$REPO"/docs/actions/*.md | grep -qE "\b${name%%.*}\b" || return 1
-    done
-}
-sed -nE 's/^SECURE_PROPERTY\("([^"]+)", "([^"]+)"\)/\1 \2/p' "$properties" >"$work/readers"
-told() { local line; while read -r line; do told_by_readers $line || { echo "not told: $line"; return 1; }; done <"$1"; }
-check "and told where their readers are described" told "$work/readers"
 tasks() { awk '!/^#/ { sub(/\..*/, ".…", $2); print $1, $2 }' "$REPO/exports/schedule.txt" | sort; }
 told_tasks() {
     sed -nE 's/^\| `Schedule(\w+)` \| ([^|]*) \|.*/\1 \2/p' "$kit/README.md" | tr -d '`,' |

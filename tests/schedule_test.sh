@@ -42,17 +42,13 @@ move() { echo "UPDATE InstallExecuteSequence SET Sequence = $2 WHERE Action = '$
 on() { echo "UPDATE InstallExecuteSequence SET Condition = '$2' WHERE Action = '$1'"; }
 faults="MsiPrepWebConfigFile|$(move MsiPrepWebConfigFile 6637)
 UpdateFeatureForAPSConflict|$(move UpdateFeatureForAPSConflict 1015)
-RemoveIPService|$(on RemoveIPService 'REMOVE="ALL"')
 SuppressReboot|$(move SuppressReboot 6590)
 SetODBCPath|$(on SetODBCPath 'NOT REMOVE="ALL"')
 MsiCreateWebPartUnInstallBatchFile|$(on MsiRunCmdlineSilent 'NOT Installed')
-MsiCreateWebPartUnInstallBatchFile|$(move MsiCreateWebPartUnInstallBatchFile 6650)
 BrowseForVXInstaller|INSERT INTO InstallExecuteSequence (Action, Condition, Sequence) VALUES ('BrowseForVXInstaller', 'UILevel=5', 1290)
 InstallPubWizAs|$(move InstallPubWizAs 1160)
 InstallPubWizAs|DELETE FROM InstallUISequence WHERE Action = 'InstallPubWizAs'
-CommitWindowsSettings|INSERT INTO InstallExecuteSequence (Action, Sequence) VALUES ('CommitWindowsSettings', 5950)
 SetExcelAddinInstallRegName|$(on SetExcelAddinInstallRegName 'NOT Installed')
-UpdateSampleReportsURLs|$(on UpdateSampleReportsURLs '$yes=3')
 SecureCustomProperties|DELETE FROM Property WHERE Property = 'SecureCustomProperties'"
 while IFS='|' read -r row query; do
     cp "$work/kit.msi" "$work/fault.msi"
