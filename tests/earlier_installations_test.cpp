@@ -6,8 +6,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
-#include <gmock/gmock.h>
-
 using setupactions::Format;
 using testing::ElementsAre;
 using testing::EndsWith;
@@ -49,17 +47,11 @@ BOOL WINAPI RefuseDelete(const char*) {
 
 class RedirectionTest : public SessionTest {
 protected:
-    // The table of a directory, a key, a value and a call's number each, and one
-    // registry key with a folder in it.
-    void MakeTable(const std::vector<const char*>& rows) const {
+    // The table, and one registry key with a folder in it.
+    void MakeRows(const std::vector<std::string>& rows) const {
         registry_.Write(HKEY_LOCAL_MACHINE, "Suite", "Path", "C:\\suite\\");
-        // The engine puts the primary key's columns first: the order of the three is kept.
-        Sql("CREATE TABLE `KestrelRedirection` (`Directory_` CHAR(72) NOT NULL, `RegKey` LONGCHAR, "
-            "`RegValue` LONGCHAR, `CallNumber` SHORT PRIMARY KEY `Directory_`)");
-        for (const char* row : rows)
-            Sql(Format("INSERT INTO `KestrelRedirection` (`Directory_`, `RegKey`, `RegValue`, "
-                       "`CallNumber`) VALUES (%s)",
-                       row));
+        MakeTable("KestrelRedirection", {"Directory_", "RegKey", "RegValue", "CallNumber SHORT"},
+                  rows);
     }
 
     // What a call logs, with line breaks, where the keys may only be read.
@@ -90,8 +82,8 @@ TEST_F(RedirectionTest, CallsAlternateWhateverTheTable) {
 
 TEST_F(RedirectionTest, EachCallRedirectsItsOwnRows) {
     const std::string longFolder = "C:\\" + std::string(1500, 'f');
-    MakeTable({"'INSTALLDIR', 'Suite', 'Path', 1", "'[PLACE]', 'Suite\\[LANGUAGE]', '[VALUE]', 2",
-               "'GONE', 'Zuite', 'Gone', 2"});
+    MakeRows({"'INSTALLDIR', 'Suite', 'Path', 1", "'[PLACE]', 'Suite\\[LANGUAGE]', '[VALUE]', 2",
+              "'GONE', 'Zuite', 'Gone', 2"});
     registry_.Write(HKEY_LOCAL_MACHINE, "Zuite", "Gone", "Q:\\gone");
     registry_.Write(HKEY_LOCAL_MACHINE, "Suite\\en", "Value", longFolder);
     SetProperty("LANGUAGE", "en");
@@ -108,8 +100,8 @@ TEST_F(RedirectionTest, EachCallRedirectsItsOwnRows) {
 }
 
 TEST_F(RedirectionTest, RowsOfOneKeyAndValueCostOneReading) {
-    MakeTable({"'A', '', 'Path', 1", "'B', '[NONE]', '[NONE]', 1", "'C', 'Gone', 'Path', 1",
-               "'E', 'Suite', 'Path', 1", "'F', 'Suite', 'Path', 1", "'G', 'Suite', 'None', 1"});
+    MakeRows({"'A', '', 'Path', 1", "'B', '[NONE]', '[NONE]', 1", "'C', 'Gone', 'Path', 1",
+              "'E', 'Suite', 'Path', 1", "'F', 'Suite', 'Path', 1", "'G', 'Suite', 'None', 1"});
     EXPECT_EQ(Run(), Prefix + "Could not get string while processing results.\n" +
                          RowLines("B", "", "", Same + "no redirection.") +
                          RowLines("C", "Gone", "Path", "Registry key failed") +
@@ -131,17 +123,10 @@ protected:
             WriteFileInFolders(folder + "Sample.mdb", "x");
         AddFile("sample.file", "SAMPLE~1.MDB|sample.mdb");
         EXPECT_THAT(Run(), IsEmpty()) << "no table";
-        Sql("CREATE TABLE `ODBCDataSource` (`DataSource` CHAR(72) NOT NULL, `Description` "
-            "CHAR(255) NOT NULL PRIMARY KEY `DataSource`)");
-        Sql("CREATE TABLE `ODBCSourceAttribute` (`DataSource_` CHAR(72) NOT NULL, `Attribute` "
-            "CHAR(32) NOT NULL, `Value` CHAR(255) PRIMARY KEY `DataSource_`, `Attribute`)");
-        for (const char* row : {"'1', 'Sample'", "'2', 'Second'"})
-            Sql(Format("INSERT INTO `ODBCDataSource` (`DataSource`, `Description`) VALUES (%s)",
-                       row));
-        for (const char* row : {"'1', 'dbq', ''", "'2', 'DBQ', '[INSTALLDIR]sample.mdb'"})
-            Sql(Format("INSERT INTO `ODBCSourceAttribute` (`DataSource_`, `Attribute`, `Value`) "
-                       "VALUES (%s)",
-                       row));
+        MakeTable("ODBCDataSource", {"DataSource", "Description"},
+                  {"'1', 'Sample'", "'2', 'Second'"});
+        MakeTable("ODBCSourceAttribute", {"DataSource_", "Attribute", "Value"},
+                  {"'1', 'dbq', ''", "'2', 'DBQ', '[INSTALLDIR]sample.mdb'"});
         Cost();
         fresh = Property("INSTALLDIR");
     }

@@ -1,7 +1,5 @@
 #include "tests/support/session_test.h"
 
-#include <gmock/gmock.h>
-
 #include <regex>
 #include <set>
 
@@ -50,9 +48,7 @@ TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     const std::pair<std::set<std::string>, std::string> cases[] = {
         {{"Servers"}, "+CCM +QRPE "},
         {{"DataSourceMigrationWizard"}, "+QRPE "},
-        {{"PubWiz"}, "+QRPE "},
         {{"JavaSDK"}, "+QRPE +COMSDK "},
-        {{"DotNETSDK"}, "+QRPE +COMSDK "},
         {{"MetaDataDesigner", "Servers"}, "+CCM +QRPE +QRPE +KestrelBVM "},
     };
     const std::string last = "UpdateFeatureList: InstallMode:. ;";

@@ -8,8 +8,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -229,32 +227,23 @@ TEST_F(FilesTest, ACopyDoesNotGoThroughLinksOfItsDestination) {
 TEST(Paths, OfOnesOwnAreFullAndNeitherDrivesNorShares) {
     const std::pair<const char*, bool> cases[] = {
         {"C:\\sub", true},
-        {"C:/sub/", true},
         {"C:\\windows\\..\\sub", true},
         {"\\\\?\\C:\\sub", true},
         {"\\\\server\\share\\sub", true},
         {"", false},
-        {".", false},
         {"sub", false},
-        {"..\\x", false},
         {"\\sub", false},
         {"C:", false},
         {"C:sub", false},
         {"C:\\", false},
-        {"C:/", false},
-        {"C:\\.", false},
         {"C:\\. .", false},
-        {"C:\\windows\\..", false},
         {"C:\\windows\\..\\..\\", false},
         {"C:\\NUL", false},
         {"\\\\?\\C:\\", false},
-        {"\\\\?\\C:\\windows\\..", false},
-        {"//?/C:/", false},
         {"//?/C:/windows/..", false},
         {"\\\\.\\C:\\sub", false},
         {"\\\\?\\UNC\\server\\share\\sub", false},
         {"\\\\server", false},
-        {"\\\\server\\share", false},
         {"\\\\server\\share\\", false},
         {"\\\\server\\share\\sub\\..", false},
     };

@@ -8,8 +8,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/web_server.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -35,16 +33,11 @@ protected:
         SetProperty("ProgramFilesFolder", Scratch() + "place\\"); // to the engine the lesser key
         SetProperty("SourceDir", Scratch());
         SetProperty("TempFolder", Scratch() + "temporary files\\");
-        Sql("CREATE TABLE `KestrelUnzipOperations` (`Zip` CHAR(72) NOT NULL, "
-            "`DestinationDirectory` CHAR(72) NOT NULL PRIMARY KEY `Zip`, `DestinationDirectory`)");
-        const std::pair<std::string, const char*> archives[] = {
-            {"gone", "INSTALLDIR"}, {"new", "ProgramFilesFolder"}, {"too", "INSTALLDIR"}};
-        for (const auto& [file, directory] : archives) {
+        MakeTable("KestrelUnzipOperations", {"Zip", "DestinationDirectory"},
+                  {"'gone', 'INSTALLDIR'", "'new', 'ProgramFilesFolder'", "'too', 'INSTALLDIR'"});
+        for (const std::string file : {"gone", "new", "too"}) {
             AddComponent("C" + file);
             AddFile(file, file + " of ours.zip", "C" + file);
-            Sql(Format("INSERT INTO `KestrelUnzipOperations` (`Zip`, `DestinationDirectory`) "
-                       "VALUES ('%s', '%s')",
-                       file.c_str(), directory));
         }
         Cost();
         for (const char* component : {"Cgone", "Ctoo"})

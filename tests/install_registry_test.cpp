@@ -5,8 +5,6 @@
 #include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 

@@ -4,8 +4,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
-#include <gmock/gmock.h>
-
 using testing::ElementsAre;
 
 TEST_F(MachineTest, EveryListedShortcutPointsAtTheInstallationFolder) {

@@ -5,8 +5,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -98,11 +96,10 @@ protected:
         EXPECT_THAT(Run(), ElementsAre("Fail to execute: [SELECT Component_, ServiceName, Port, "
                                        "Protocol, Alias, Comment FROM HalcyonIPService]"))
             << "no table";
-        Sql("CREATE TABLE `HalcyonIPService` (`Component_` CHAR(72) NOT NULL, `ServiceName` "
-            "CHAR(72), `Port` CHAR(16), `Protocol` CHAR(16), `Alias` CHAR(72), `Comment` CHAR(255) "
-            "PRIMARY KEY `Component_`, `ServiceName`)");
-        AddRow("'Main', 'halcyon', '6400', 'tcp', 'hal', 'name server'");
-        AddRow("'Other', 'halrep', '6401', 'udp', '', ''");
+        MakeTable("HalcyonIPService",
+                  {"ServiceName", "Component_", "Port", "Protocol", "Alias", "Comment"},
+                  {"'halcyon', 'Main', '6400', 'tcp', 'hal', 'name server'",
+                   "'halrep', 'Other', '6401', 'udp', '', ''"});
         AddComponent("Other");
         Cost();
     }

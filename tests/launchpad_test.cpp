@@ -4,8 +4,6 @@
 #include "tests/support/sent_lines.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -104,20 +102,19 @@ TEST_F(MachineTest, AspNetsLibraryAndToolBecomePropertiesWhereTheyAre) {
 class InetShortcutsTest : public SessionTest {
 protected:
     // The table, with these addresses, and the session costed for the test's folder.
-    void MakeTable(const std::vector<std::string>& addresses) {
-        Sql("CREATE TABLE `HalcyonInetShortcuts` (`InetShortcut` CHAR(72) NOT NULL, `Component_` "
-            "CHAR(72) NOT NULL, `SubVirutalDirectory` LONGCHAR PRIMARY KEY `InetShortcut`)");
+    void MakeRows(const std::vector<std::string>& addresses) {
+        std::vector<std::string> rows;
         std::string name = "A";
         for (const std::string& address : addresses) {
             AddComponent(name);
             AddFile("file" + name, name + ".url", name);
             Sql("UPDATE `Component` SET `KeyPath` = 'file" + name + "' WHERE `Component` = '" +
                 name + "'");
-            Sql("INSERT INTO `HalcyonInetShortcuts` (`InetShortcut`, `Component_`, "
-                "`SubVirutalDirectory`) VALUES ('" +
-                name + "', '" + name + "', '" + address + "')");
+            rows.push_back("'" + name + "', '" + name + "', '" + address + "'");
             ++name[0];
         }
+        MakeTable("HalcyonInetShortcuts", {"InetShortcut", "Component_", "SubVirutalDirectory"},
+                  rows);
         SetProperty("INSTALLDIR", Scratch());
         Cost();
         ClearMessages();
@@ -132,7 +129,7 @@ protected:
 TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
     const std::string longPath(1500, 'p'), longAddress = "http://" + longPath + "?" + longPath;
     SetProperty("LONG", longPath);
-    MakeTable({"http://a", "http://[LONG]?" + longPath, "", "http://source"});
+    MakeRows({"http://a", "http://[LONG]?" + longPath, "", "http://source"});
     MsiSetComponentStateA(session, "D", INSTALLSTATE_SOURCE);
     const std::string other = "[Other]\r\nURL=kept\r\n[InternetShortcut]\r\nIconIndex=3\r\nURL=";
     WriteFileText(FileOf("A"), other + "old\r\n");
@@ -147,7 +144,7 @@ TEST_F(InetShortcutsTest, EachInstallingComponentsFileGetsItsAddress) {
 }
 
 TEST_F(InetShortcutsTest, WhatCannotBeReadOrDoesNotFitIsSkipped) {
-    MakeTable({"http://a", "http://b[LINES]", "http://c"});
+    MakeRows({"http://a", "http://b[LINES]", "http://c"});
     SetProperty("LINES", "\r\nIconFile=x");
     unreadable = 1; // A
     const ReplacedImport<decltype(ReadButOnce)> read("MsiRecordGetStringA", ReadButOnce);
@@ -171,13 +168,9 @@ TEST_F(LaunchConditionsTest, EveryConditionThatIsNotTrueIsShownInTheTablesOrder)
         EXPECT_EQ(action(session), ERROR_SUCCESS);
     EXPECT_THAT(messages, IsEmpty()) << "no tables";
     SetProperty("SERVER", "alpha");
-    Sql("CREATE TABLE `HalcyonCondition` (`Id` SHORT NOT NULL, `Condition` LONGCHAR, "
-        "`Description` LONGCHAR PRIMARY KEY `Id`)");
-    for (const std::string row :
-         {"1, 'SERVER = \"beta\"', 'false: [SERVER]'", "2, 'SERVER = \"alpha\"', 'true'",
-          "3, '', 'empty'", "4, 'SERVER = = 1', 'malformed'"})
-        Sql("INSERT INTO `HalcyonCondition` (`Id`, `Condition`, `Description`) VALUES (" + row +
-            ")");
+    MakeTable("HalcyonCondition", {"Id SHORT NOT NULL", "Condition", "Description"},
+              {"1, 'SERVER = \"beta\"', 'false: [SERVER]'", "2, 'SERVER = \"alpha\"', 'true'",
+               "3, '', 'empty'", "4, 'SERVER = = 1', 'malformed'"});
     ClearMessages();
     EXPECT_EQ(CheckHalcyonCondition(session), ERROR_SUCCESS);
     std::vector<std::string> shown;

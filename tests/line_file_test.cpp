@@ -4,8 +4,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <filesystem>
 #include <random>

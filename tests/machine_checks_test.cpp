@@ -2,8 +2,6 @@
 
 #include "tests/support/replaced_import.h"
 
-#include <gmock/gmock.h>
-
 #include <shlobj.h>
 
 using testing::ElementsAre;
@@ -53,8 +51,7 @@ TEST_F(MachineTest, ASilentExpansionNeedsItsProperties) {
         {"2", "Expand", "1", "", {dsn, uid}, 1},
         {"4", "EXPAND", "", "", {server}, 1},
     };
-    Sql("CREATE TABLE `Error` (`Error` SHORT NOT NULL, `Message` CHAR(255) PRIMARY KEY `Error`)");
-    Sql("INSERT INTO `Error` (`Error`, `Message`) VALUES (2604, '[2] is missing')");
+    MakeTable("Error", {"Error SHORT NOT NULL", "Message"}, {"2604, '[2] is missing'"});
     for (const auto& row : cases) {
         RunOn({{},
                {},

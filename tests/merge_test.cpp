@@ -2,8 +2,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 using testing::_;
 using testing::ElementsAre;
 

@@ -3,8 +3,6 @@
 #include "frame/feature_state.h"
 #include "tests/support/session_test.h"
 
-#include <gmock/gmock.h>
-
 #include <functional>
 
 using namespace setupactions;

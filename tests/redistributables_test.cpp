@@ -8,8 +8,6 @@
 #include "tests/support/test_text.h"
 #include "tests/support/web_server.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 

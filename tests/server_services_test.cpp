@@ -6,8 +6,6 @@
 #include "tests/support/services_test.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 #include <stdexcept>
 
 using namespace setupactions;
@@ -260,11 +258,8 @@ TEST_F(SessionTest, TheImmediateRunHandsTheInstalledNamesOver) {
     SetProperty("RemoveExtraServers", "of an earlier run");
     EXPECT_EQ(RemoveExtraServers(session), ERROR_SUCCESS) << "without a table";
     EXPECT_EQ(Property("RemoveExtraServers"), "");
-    Sql("CREATE TABLE `ServiceInstall` (`ServiceInstall` CHAR(72) NOT NULL, `Name` CHAR(255) NOT "
-        "NULL LOCALIZABLE PRIMARY KEY `ServiceInstall`)");
-    for (const char* row : {"'one', 'TRNWCentralMS'", "'two', 'Other'"})
-        Sql(std::string("INSERT INTO `ServiceInstall` (`ServiceInstall`, `Name`) VALUES (") + row +
-            ")");
+    MakeTable("ServiceInstall", {"ServiceInstall", "Name"},
+              {"'one', 'TRNWCentralMS'", "'two', 'Other'"});
     EXPECT_EQ(RemoveExtraServers(session), ERROR_SUCCESS);
     EXPECT_EQ(Property("RemoveExtraServers"), "TRNWCentralMS|Other|");
     EXPECT_EQ(Log().size(), 0u);

@@ -11,8 +11,6 @@
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 
-#include <gmock/gmock.h>
-
 #include <cstdlib>
 #include <stdexcept>
 

@@ -3,8 +3,6 @@
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 #include <objbase.h>
 #include <shellapi.h>
 
@@ -48,8 +46,6 @@ TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteLoggedAndHandedOn) {
         {"install_named.bat", "http://portal:8080", "-globalinstall", "-force", InstallFile,
          MsiCreateWebPartInstallBatchFile},
         {"install_default.bat", "", "", "", InstallFile, MsiCreateWebPartInstallBatchFile},
-        {"uninstall_named.bat", "http://portal:8080", "-not", "-used", UninstallFile,
-         MsiCreateWebPartUnInstallBatchFile},
         {"uninstall_default.bat", "", "-not", "-used", UninstallFile,
          MsiCreateWebPartUnInstallBatchFile},
     };

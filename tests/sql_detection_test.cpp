@@ -7,8 +7,6 @@
 #include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
 
-#include <gmock/gmock.h>
-
 #include <climits>
 
 #include <objbase.h>

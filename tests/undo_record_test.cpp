@@ -9,7 +9,6 @@
 #include "tests/support/unix_shell.h"
 
 #include <aclapi.h>
-#include <gmock/gmock.h>
 #include <regex>
 #include <sddl.h>
 

@@ -5,8 +5,6 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
-#include <gmock/gmock.h>
-
 using namespace setupactions;
 using testing::ElementsAre;
 
@@ -27,14 +25,10 @@ MSIHANDLE WINAPI FaultingDatabase(MSIHANDLE) {
 
 TEST_F(SessionTest, GetWebInfoHandsOneFileToFourActions) {
     const std::string longName(300, 'x');
-    Sql("CREATE TABLE `HalcyonWebVirtualDir` (`Id` SHORT NOT NULL, `VirtualDir` LONGCHAR, "
-        "`Attribute` LONGCHAR, `Component_` LONGCHAR, `ComponentAction` LONGCHAR PRIMARY KEY "
-        "`Id`)");
-    for (const std::string& row :
-         {std::string("0, '[PLACE]a=b]c [', '7', 'Main'"), "1, '" + longName + "', '5', 'Nobody'"})
-        Sql("INSERT INTO `HalcyonWebVirtualDir` (`Id`, `VirtualDir`, `Attribute`, `Component_`, "
-            "`ComponentAction`) VALUES (" +
-            row + ", '+-')");
+    MakeTable(
+        "HalcyonWebVirtualDir",
+        {"Id SHORT NOT NULL", "VirtualDir", "Attribute", "Component_", "ComponentAction"},
+        {"0, '[PLACE]a=b]c [', '7', 'Main', '+-'", "1, '" + longName + "', '5', 'Nobody', '+-'"});
     SetProperty("PLACE", "web");
     const char* const names[] = {"ConfigureWebServices", "UnConfigureWebServices",
                                  "RestartWebServices", "ClearWebIniFile"};
@@ -103,10 +97,7 @@ TEST_F(SessionTest, AFaultEndsTheSavingOfATableAlone) {
 }
 
 TEST_F(SessionTest, AValueWritesNoSectionsOfItsOwnIntoTheHandOff) {
-    Sql("CREATE TABLE `HalcyonWebVirtualDir` (`VirtualDir` CHAR(99) NOT NULL PRIMARY KEY "
-        "`VirtualDir`)");
-    for (const char* row : {"'[LINES]'", "'[LONG]'", "'kept'"})
-        Sql(Format("INSERT INTO `HalcyonWebVirtualDir` (`VirtualDir`) VALUES (%s)", row));
+    MakeTable("HalcyonWebVirtualDir", {"VirtualDir"}, {"'[LINES]'", "'[LONG]'", "'kept'"});
     SetProperty("LINES", "x\r\n[StopService]\r\n1=Spooler");
     SetProperty("LONG", std::string(32767, 'x'));
     SetProperty("ConfigureWebServicesActionName", "Configure");

@@ -5,8 +5,6 @@
 #include "tests/support/web_store_test.h"
 #include "web/metabase.h"
 
-#include <gmock/gmock.h>
-
 #include <array>
 #include <functional>
 

@@ -82,6 +82,24 @@ void SessionTest::Sql(const std::string& query) const {
     ASSERT_EQ(RunSql(database.Get(), query), ERROR_SUCCESS) << query;
 }
 
+void SessionTest::MakeTable(const std::string& name, const std::vector<std::string>& columns,
+                            const std::vector<std::string>& rows) const {
+    std::string names, definitions;
+    for (const std::string& column : columns) {
+        const size_t end = column.find(' ');
+        const std::string quoted = "`" + column.substr(0, end) + "`";
+        definitions += (names.empty() ? "" : ", ") + quoted +
+                       (end != std::string::npos ? column.substr(end)
+                        : names.empty()          ? " CHAR(72) NOT NULL"
+                                                 : " LONGCHAR");
+        names += (names.empty() ? "" : ", ") + quoted;
+    }
+    Sql("CREATE TABLE `" + name + "` (" + definitions + " PRIMARY KEY " +
+        names.substr(0, names.find(',')) + ")");
+    for (const std::string& row : rows)
+        Sql("INSERT INTO `" + name + "` (" + names + ") VALUES (" + row + ")");
+}
+
 void SessionTest::AddComponent(const std::string& component) const {
     Sql("INSERT INTO `Component` (`Component`, `Directory_`, `Attributes`) VALUES ('" + component +
         "', 'INSTALLDIR', 0)");

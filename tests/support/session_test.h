@@ -4,7 +4,7 @@
 
 #include "exports/actions.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
 #include <string>
 #include <vector>
@@ -27,6 +27,11 @@ protected:
     // Runs SQL on the session's database (CREATE TABLE and INSERT too); fails
     // the test when it does not execute.
     void Sql(const std::string& query) const;
+
+    // Makes a table of columns, which are "NAME" for texts or else "NAME TYPE", the
+    // first one being the key; and its rows, as SQL has them.
+    void MakeTable(const std::string& name, const std::vector<std::string>& columns,
+                   const std::vector<std::string>& rows) const;
 
     // Adds a component of the package's only feature, in INSTALLDIR; a file in a
     // component. Before costing.
