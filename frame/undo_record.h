@@ -18,8 +18,9 @@ using UndoEntry = std::vector<std::string>;
 // The record of an action's deferred run. In any other run it records nothing.
 class UndoRecord {
 public:
-    // Makes the record new, in place of what an earlier installation left. When it
-    // cannot be made, one line tells the log so, and nothing is recorded.
+    // Makes the record new, in place of what an earlier installation left: an action
+    // does so before it may end early, or its rollback run would take that one back.
+    // When it cannot be made, one line tells the log so, and nothing is recorded.
     UndoRecord(MSIHANDLE session, const char* action);
 
     // Puts the entry on the disk. Call it before the change: an entry that is cut

@@ -183,6 +183,7 @@ EXPORTED_ACTION(StartSQLService) {
 EXPORTED_ACTION(ChangeAPSToCreateNamedUser) {
     if (TakesBack(session, "ChangeAPSToCreateNamedUser", UndoCommandLine))
         return ERROR_SUCCESS;
+    UndoRecord record(session, "ChangeAPSToCreateNamedUser");
     LogFailure logFailure(session, "ChangeAPSToCreateNamedUser");
     const ServiceHandle service = OpenOlderServer(logFailure);
     if (!service)
@@ -195,7 +196,6 @@ EXPORTED_ACTION(ChangeAPSToCreateNamedUser) {
     const std::string before = commandLine;
     if (commandLine.find(NamedUserSwitch) == std::string::npos)
         commandLine += std::string(" ") + NamedUserSwitch;
-    UndoRecord record(session, "ChangeAPSToCreateNamedUser");
     record.Add({CommandLineKind, before, commandLine});
     if (!ChangeCommandLine(service.Get(), commandLine))
         logFailure("ChangeServiceConfig");

@@ -118,8 +118,8 @@ bool WriteRecorded(UndoRecord& record, const std::string& path, const std::strin
 }
 
 void WritePublishingFiles(MSIHANDLE session) {
-    const CDeferredData data(session, PublishAction);
     UndoRecord record(session, "PublishDemo");
+    const CDeferredData data(session, PublishAction);
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
     // Without it the utility says so itself.

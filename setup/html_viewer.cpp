@@ -24,6 +24,7 @@ const char* const Languages[] = {"en", "de", "fr", "ja"};
 EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
     if (TakesBack(session, "CopyHTMLViewerToPFCD", UndoFileChanges))
         return ERROR_SUCCESS;
+    UndoRecord record(session, "CopyHTMLViewerToPFCD");
     char buffer[ActionDataSize] = "";
     DWORD size = ActionDataSize;
     if (MsiGetPropertyA(session, "CustomActionData", buffer, &size) != ERROR_SUCCESS)
@@ -40,7 +41,6 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
                                    data.c_str()));
         return ERROR_SUCCESS;
     }
-    UndoRecord record(session, "CopyHTMLViewerToPFCD");
     RecordFolder(record, destination);
     CreateDirectoryA(destination.c_str(), nullptr);
     const HeldFolder held(destination);

@@ -74,6 +74,7 @@ using namespace setupactions;
 EXPORTED_ACTION(UninstallJuniperLDAP) {
     if (TakesBack(session, "UninstallJuniperLDAP", UndoFileChanges))
         return ERROR_SUCCESS;
+    UndoRecord record(session, "UninstallJuniperLDAP");
     CInstallRegistry registry;
     std::string directory;
     if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, OptionsKey) ||
@@ -85,7 +86,6 @@ EXPORTED_ACTION(UninstallJuniperLDAP) {
                                    directory.c_str()));
         return ERROR_SUCCESS;
     }
-    UndoRecord record(session, "UninstallJuniperLDAP");
     for (const char* file : AddOnFiles)
         RemoveFile(session, folder + file, record);
     return ERROR_SUCCESS;

@@ -26,7 +26,7 @@ entries() { grep '<CustomAction ' "$kit/setupactions.wxi" | grep -E "$1" | sed -
 
 check "the catalogue has each action once" [ -z "$(uniq -d "$work/all")" ]
 check "the definition file exports the catalogue" \
-    same <(sed -nE 's/^ +(\w+)=.*/\1/p' "$build/setupactions.def" | sort) "$work/all"
+    same <(sed -nE 's/^ +(\w+)=.*/\1/p' "$build/definitions/gnu/setupactions.def" | sort) "$work/all"
 check "the kit has deferred rows for what runs deferred" same <(entries 'Execute="deferred" Impersonate="no"') <(names 'Deferred|Both')
 check "the kit has immediate rows for what runs immediate" same <(entries 'DllEntry="\w+" />') <(names 'Immediate|Both')
 check "no two rows of the kit share an Id" \

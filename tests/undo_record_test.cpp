@@ -94,6 +94,13 @@ TEST_F(UndoneFilesTest, WhatWasCopiedGoesAndWhatWasOverwrittenComesBack) {
                                    "back"));
 }
 
+TEST_F(UndoneFilesTest, AnInstallationThatCopiedNothingTakesNoEarlierOneBack) {
+    Copy(); // its record stayed
+    Run(CopyHTMLViewerToPFCD, "", MSIRUNMODE_SCHEDULED);
+    TakeBack();
+    EXPECT_TRUE(IsCopied());
+}
+
 TEST_F(UndoneFilesTest, WhatIsNoRecordOfThisInstallationUndoesNothing) {
     Copy();
     const std::string whole = FileText(record);
