@@ -83,6 +83,7 @@ foreach(line IN LISTS schedule)
         string(REPLACE "<" "&lt;" condition "${condition}")
         string(REPLACE ">" "&gt;" condition "${condition}")
         string(REPLACE "$C" "$(var.Dollar)$(var.Schedule${task})" condition "${condition}")
+        string(REPLACE "$U" "$(var.UpgradeProperty)" condition "${condition}")
         string(REPLACE "?C" "?$(var.Schedule${task})" condition "${condition}")
         set(end ">${condition}</Custom>")
     endif()
@@ -134,6 +135,8 @@ file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
 <Include xmlns=\"http://schemas.microsoft.com/wix/2006/wi\">
   <!-- A dollar sign before a variable: wixl and WiX escape it differently. -->
   <?define Dollar = \"$\" ?>
+  <!-- Says that an older version is here, as MajorUpgrade names it. -->
+  <?ifndef var.UpgradeProperty?><?define UpgradeProperty = WIX_UPGRADE_DETECTED ?><?endif?>
   <Binary Id=\"setupactions\" SourceFile=\"setupactions.dll\" />
 
 ${rows}
