@@ -91,15 +91,23 @@ check "each action is part of a task" same <(grep -xF -f "$work/all" "$work/task
 
 # The fields of each action's section, on one line.
 described_fields() {
-    grep -hoE '^## \w+$|^(- )?\*\*(Schedule|Reads|Sets / changes|Partner|Result|In the log|When it fails)\*\*' \
+    grep -hoE '^## \w+$|^(- )?\*\*(Schedule|Reads|Sets / changes|Partner|On an upgrade|Result|In the log|When it fails)\*\*' \
         "$REPO"/docs/actions/*.md | sed 's/^- //' | tr -d '*' | awk '
             /^## / { if (line) print line; line = $2 ":"; next }
             { line = line " " $0 ";" }
             END { print line }'
 }
-check "each description has the seven fields in order" same \
+check "each description has the eight fields in order" same \
     <(described_fields | sort) \
-    <(sed 's/$/: Schedule; Reads; Sets \/ changes; Partner; Result; In the log; When it fails;/' "$work/all")
+    <(sed 's/$/: Schedule; Reads; Sets \/ changes; Partner; On an upgrade; Result; In the log; When it fails;/' "$work/all")
+
+# The actions whose every row of the schedule has the condition, by their entries.
+left_out() { grep -F "$1" "$REPO/exports/schedule.txt" | awk '!/^#/ { sub(/Immediate$/, "", $2); print $2 }' | sort -u; }
+told_upgrade() { grep -hE "^## \w+$|\*\*On an upgrade\*\*:? $1" "$REPO"/docs/actions/*.md | awk '/^## / { name = $2; next } { print name }' | sort; }
+check "what an old version's removal leaves out is told" same \
+    <(told_upgrade 'the removal of the old version leaves it out' | sed 's/^UncompressZipFile$/UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9/') \
+    <(left_out 'NOT UPGRADINGPRODUCTCODE' | grep -vx -e UncompressZipFile -e '.*Rollback' -e ConfigureWebServices)
+check "and what the new one leaves out over it" same <(told_upgrade 'left out over an older version') <(left_out 'AND NOT $U')
 
 # The fixed pieces of the texts in the sources read, one a line: adjacent literals
 # joined, cut at conversions, record fields and line breaks.
