@@ -91,11 +91,13 @@ TEST(PackageCheck, KnowsTheLibraryUnderAnyName) {
 
 TEST(PackageCheck, FollowsActionDataToItsSource) {
     const Scheduled viewer = {{"Copy", Deferred, "setupactions", "CopyHTMLViewerToPFCD"}, 4000};
-    const Scheduled unzip = {{Unzip, Deferred, "setupactions", "UncompressZipFile"}, 4000};
+    const Scheduled unzip = {
+        {Unzip, Deferred, "setupactions", "UncompressZipFile"}, 4000, "NOT UPGRADINGPRODUCTCODE"};
     const Scheduled redist = {{InstallMdac, Deferred, "setupactions", "InstallRedist"}, 4000};
     const Scheduled publish = {{"Publish", Deferred, "setupactions", "PublishDemo"}, 4000};
     const auto calls = [](const char* entry, int sequence) {
-        return Scheduled{{"Source", Immediate, "setupactions", entry}, sequence};
+        return Scheduled{
+            {"Source", Immediate, "setupactions", entry}, sequence, "NOT REMOVE=\"ALL\""};
     };
     const auto sets = [](const char* property, int sequence) {
         return Scheduled{{"Set", SetsProperty, property, "x"}, sequence};
@@ -190,10 +192,28 @@ TEST(PackageCheck, WeighsPlaceAndCondition) {
         {"an alternative", {calls("RemoveIPService", 6659, "REMOVE = \"ALL\" OR $Pages=2")}, ""},
         {"none", {calls("RemoveIPService", 6659, "REMOVE = \"ALL\"")}, "take REMOVE=\"ALL\" out"},
         {"no component", {calls("GetPid", 1000, "?pages=3")}, "names pages, which is no component"},
+        {"a removal that an upgrade runs, too",
+         {calls("DeleteNTUserGroup", 1450, "$Pages=2")},
+         "takes the group with its members when an upgrade removes this version"},
+        {"one of every run",
+         {calls("UncompressZipFile", 1540, "?Pages=3", "Unzip")},
+         "takes what lies among the unpacked files"},
+        {"an installation", {calls("UncompressZipFile", 1540, "$Pages=3", "Unzip")}, ""},
+        {"what an older version takes out",
+         {calls("MsiMergeFiles", 6636, "$Pages=3 AND ?Pages<>3"),
+          calls("MsiUnMergeFiles", 1442, "$Pages=2")},
+         "add OR OLDER to its condition"},
+        {"what stays of an older version",
+         {calls("SetExcelAddinInstallRegName", 6645, "$Pages=3 AND ?Pages<>3")},
+         "add AND NOT OLDER to its condition"},
+        {"no partner",
+         {calls("MsiMergeFiles", 6636, "$Pages=3")},
+         "without MsiUnMergeFiles: the block stands in the file twice"},
     };
     for (const auto& row : cases) {
         PackageRows package = PackageWith(row.actions);
         package.components = {"Pages"};
+        package.upgradeProperty = "OLDER";
         package.properties["SecureCustomProperties"] = "SPSBINDIR;SPSNAME";
         const auto findings = CheckPackage(package).findings;
         if (*row.finding == '\0')
@@ -202,12 +222,13 @@ TEST(PackageCheck, WeighsPlaceAndCondition) {
             EXPECT_THAT(findings, ElementsAre(HasSubstr(row.finding))) << row.title;
     }
 
-    PackageRows package = PackageWith({calls("AddIPService", 6660), calls("GetPid", 6661),
+    PackageRows package = PackageWith({calls("RemoveIPService", 6659), calls("GetPid", 6661),
                                        calls("AddLumo", 6662, "", "Documents")});
     package.properties["SecureCustomProperties"] = "OWN;ADD_LUMO_DOCS_COMMAND";
     const CheckResult result = CheckPackage(package);
     EXPECT_THAT(result.findings, ElementsAre(HasSubstr("take ADD_LUMO_DOCS_COMMAND out")));
-    EXPECT_THAT(result.remarks, ElementsAre(EndsWith("started elevated: AddIPService, Documents")));
+    EXPECT_THAT(result.remarks,
+                ElementsAre(EndsWith("started elevated: Documents, RemoveIPService")));
 }
 
 TEST(PackageCheck, MissesTheRowThatASequenceNames) {

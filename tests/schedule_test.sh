@@ -49,6 +49,7 @@ BrowseForVXInstaller|INSERT INTO InstallExecuteSequence (Action, Condition, Sequ
 InstallPubWizAs|$(move InstallPubWizAs 1160)
 InstallPubWizAs|DELETE FROM InstallUISequence WHERE Action = 'InstallPubWizAs'
 SetExcelAddinInstallRegName|$(on SetExcelAddinInstallRegName 'NOT Installed')
+StartAPSService|INSERT INTO InstallExecuteSequence (Action, Sequence) VALUES ('RemoveExistingProducts', 5915)
 SecureCustomProperties|DELETE FROM Property WHERE Property = 'SecureCustomProperties'"
 while IFS='|' read -r row query; do
     cp "$work/kit.msi" "$work/fault.msi"

@@ -25,6 +25,7 @@ struct OrderRule {
     const char* why;
 };
 const char AtOnce[] = "it changes files at once, and they come with the script";
+const char OlderRemoved[] = "RemoveExistingProducts";
 const char PathsKnown[] = "paths and states are known from then on";
 const OrderRule OrderRules[] = {
     {"InstallPubWizAs", Place::Before, "CostInitialize", "costing uses ALLUSERS"},
@@ -82,6 +83,11 @@ const OrderRule OrderRules[] = {
      "a broadcast from the service's session reaches no desktop: schedule it immediate there"},
     {"SuppressReboot", Place::After, "InstallFinalize",
      "requests for files in use come up while the script runs"},
+    {"StartAPSService", Place::After, OlderRemoved, "the older version stops the server"},
+    {"MsiMergeFiles", Place::After, OlderRemoved, "the older version takes its block out"},
+    {"AddIPService", Place::After, OlderRemoved, "the older version takes its lines out"},
+    {"MsiCreateWebPartInstallBatchFile", Place::After, OlderRemoved,
+     "the older version takes its web parts out"},
 };
 
 enum class Condition { Holds, Lacks };
@@ -113,6 +119,52 @@ const ConditionRule ConditionRules[] = {
     {"MsiCreateWebPartInstallBatchFile", Condition::Holds, State, OwnFile},
     {"CreateNTUserGroup", Condition::Holds, State, OwnFile},
     {"DeleteNTUserGroup", Condition::Holds, State, OwnFile},
+};
+
+// What a removal takes of the customer's, and an upgrade must not.
+struct TakenRow {
+    const char* action;
+    const char* what;
+};
+const TakenRow Taken[] = {
+    {"DeferredRemoveFile", "what was written there"},
+    {"DeleteNTUserGroup", "the group with its members"},
+    {"RemoveDuplicateSecDLLforAPS", "plug-ins put beside the copied ones"},
+    {"RemoveExtraServers", "the administrator's clones"},
+    {"SetExcelAddinUninstallRegName", "the user's choice of add-ins"},
+    {"UnConfigureWebServices", "the settings of the virtual directories"},
+    {"UncompressZipFile", "what lies among the unpacked files"},
+};
+
+// What is to know of an older version. Again: the older one takes out what it put in,
+// so that a condition for a first time does not do. Once: it stays, and so does what
+// the customer made of it.
+enum class OverOlder { Again, Once };
+struct OverOlderRow {
+    const char* action;
+    OverOlder acts;
+    const char* why;
+};
+const OverOlderRow OverOlderRows[] = {
+    {"MsiMergeFiles", OverOlder::Again, "the older version takes its block out"},
+    {"MsiCreateWebPartInstallBatchFile", OverOlder::Again,
+     "the older version takes its web parts out"},
+    {"CleanupOldVirtualDirs", OverOlder::Once, "it takes /viewer away with its settings"},
+    {"SetExcelAddinInstallRegName", OverOlder::Once,
+     "the entry is there, or the user has taken it out"},
+};
+const char FirstTime[] = "<>3";
+
+// What would be there twice, or stay beside the new one, without the partner.
+struct PartnerRow {
+    const char* action;
+    const char* partner;
+    const char* why;
+};
+const PartnerRow Partners[] = {
+    {"MsiMergeFiles", "MsiUnMergeFiles", "the block stands in the file twice after an upgrade"},
+    {"AddIPService", "RemoveIPService",
+     "the lines of an older version stay beside the new ones after an upgrade"},
 };
 
 // Those that change the machine itself, immediate, when the script has run.
@@ -223,6 +275,35 @@ std::string ConditionFault(const Step& step) {
     return "";
 }
 
+// True when the action may run in a removal that is part of an upgrade.
+bool RunsInUpgrade(const std::string& condition) {
+    if (Says(condition, "NOT UPGRADINGPRODUCTCODE") || SaysOnly(condition, "NOT REMOVE=\"ALL\"") ||
+        SaysOnly(condition, FirstInstallation))
+        return false;
+    return !Says(condition, State) || !Says(condition, "=3") || Says(condition, "=2");
+}
+
+std::string UpgradeFault(const PackageRows& package, const std::vector<Step>& steps,
+                         const Step& step) {
+    for (const TakenRow& taken : Taken)
+        if (step.action == taken.action && RunsInUpgrade(step.condition))
+            return Format("takes %s when an upgrade removes this version: add AND NOT "
+                          "UPGRADINGPRODUCTCODE to its condition",
+                          taken.what);
+    const std::string& older = package.upgradeProperty;
+    for (const OverOlderRow& row : OverOlderRows)
+        if (step.action == row.action && !older.empty() && !Says(step.condition, older.c_str()) &&
+            (row.acts == OverOlder::Once || SaysOnly(step.condition, FirstTime)))
+            return Format("add %s %s to its condition: %s",
+                          row.acts == OverOlder::Once ? "AND NOT" : "OR", older.c_str(), row.why);
+    for (const PartnerRow& row : Partners)
+        if (step.action == row.action &&
+            std::none_of(steps.begin(), steps.end(),
+                         [&](const Step& other) { return other.action == row.partner; }))
+            return Format("is scheduled without %s: %s", row.partner, row.why);
+    return "";
+}
+
 // A component that the package lacks has no state: the condition never holds.
 std::string ComponentFault(const PackageRows& package, const Step& step) {
     const std::string& text = step.condition;
@@ -252,6 +333,8 @@ std::string StepFault(const PackageRows& package, const std::vector<Step>& steps
         fault = ConditionFault(step);
     if (fault.empty())
         fault = ComponentFault(package, step);
+    if (fault.empty())
+        fault = UpgradeFault(package, steps, step);
     if (fault.empty() && step.action == BothSequences && package.uiSequence.count(step.id) == 0)
         fault = "must stand in InstallUISequence, too: the dialogs show what it sets";
     return fault;

@@ -19,6 +19,8 @@ const int InScript = 0x400;
 const int OnRollback = 0x100;
 const int OnCommit = 0x200;
 
+const int OnlyDetects = 0x2; // of an Upgrade row's attributes
+
 InstallerHandle OpenDatabase(const std::string& package) {
     InstallerHandle database;
     const UINT opened = MsiOpenDatabaseA(package.c_str(), MSIDBOPEN_READONLY, database.Out());
@@ -116,6 +118,11 @@ PackageRows ReadPackageRows(const std::string& path) {
                    [&](const CMsiHelper& row) {
                        package.virtualDirs.push_back({row.GetField(1), row.GetField(2)});
                    });
+    ForEachRow(handle, package, "Upgrade", "`Attributes`, `ActionProperty`",
+               [&](const CMsiHelper& row) {
+                   if ((std::atoi(row.GetField(1).c_str()) & OnlyDetects) == 0)
+                       package.upgradeProperty = row.GetField(2);
+               });
     return package;
 }
 

@@ -53,6 +53,7 @@ struct PackageRows {
     std::set<std::string> components;
     std::map<std::string, std::set<std::string>> usedComponents; // Component_, by table
     std::vector<VirtualDirRow> virtualDirs;
+    std::string upgradeProperty; // says that an older version is here, to be removed
 };
 
 // The library's tables, and the columns that the actions read; a key of the
