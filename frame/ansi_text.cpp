@@ -6,6 +6,7 @@ namespace setupactions {
 
 namespace {
 
+// The text as it is when it cannot be converted: ASCII is the same everywhere.
 std::string Converted(const std::string& text, UINT from, UINT to, DWORD flags) {
     const int size = static_cast<int>(text.size());
     std::wstring wide(text.size(), L'\0'); // no character takes less than a byte
@@ -14,9 +15,9 @@ std::string Converted(const std::string& text, UINT from, UINT to, DWORD flags) 
         return WideCharToMultiByte(to, flags, wide.c_str(), length, output, outputSize, nullptr,
                                    nullptr);
     };
-    std::string converted(static_cast<size_t>(convert(nullptr, 0)), '\0');
-    convert(&converted[0], static_cast<int>(converted.size()));
-    return converted;
+    const int needed = convert(nullptr, 0);
+    std::string converted(static_cast<size_t>(needed), '\0');
+    return length > 0 && needed > 0 && convert(&converted[0], needed) == needed ? converted : text;
 }
 
 } // namespace

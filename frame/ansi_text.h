@@ -23,7 +23,7 @@ std::string WithSlashes(std::string path);
 
 // For batch files: the command processor reads them in the OEM code page. What
 // that page lacks becomes "?", never a similar character: one similar to a
-// quote would end a quoted path.
+// quote would end a quoted path. A text that cannot be converted stays as it is.
 std::string AnsiToOem(const std::string& text);
 
 // For what console programs print.

@@ -48,8 +48,20 @@ check "with one line that names it" has "$work/out" "cannot open the package $wo
 echo "not a package" >"$work/text.msi"
 host "$work/text.msi" GetPid
 check "an unreadable package exits 2" exits 2
-host "$sample" GetPid NOVALUE
-check "a malformed argument exits 2" exits 2
+# complains COMPLAINT ARGUMENT ...: arguments that are refused in one line.
+complains() {
+    host "${@:2}"
+    check "$1: exits 2" exits 2
+    check "$1: in one line" [ "$(wc -l <"$work/out")" = 1 ]
+    check "$1: that says so" has "$work/out" "$1"
+}
+complains "no action given" "$sample"
+complains "is not of the form PROPERTY=value" "$sample" GetPid NOVALUE
+complains "is not of the form PROPERTY=value" "$sample" GetPid =value
+complains "data needs a value" "$sample" GetPid --data
+complains "unknown option --speed" "$sample" GetPid --speed
+complains "list takes no package" --list "$sample"
+complains "check takes a package and no action" "$sample" GetPid --check
 host "$sample" GetPid --dll "$work/missing.dll"
 check "a missing library exits 2" exits 2
 

@@ -27,9 +27,18 @@ TEST(Dll, IsLinkedForEveryMachineAndCarriesItsVersion) {
     const char* base = reinterpret_cast<const char*>(library);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
+    // Anywhere in memory, data not executable; with handlers, which the guard needs.
     const WORD wanted = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
-    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics & wanted, wanted);
+    EXPECT_EQ(headers->OptionalHeader.DllCharacteristics &
+                  (wanted | IMAGE_DLLCHARACTERISTICS_NO_SEH),
+              wanted);
     EXPECT_EQ(headers->FileHeader.Characteristics & IMAGE_FILE_RELOCS_STRIPPED, 0);
+    EXPECT_NE(headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_BASERELOC].Size, 0u);
+    const IMAGE_SECTION_HEADER* section = IMAGE_FIRST_SECTION(headers);
+    for (WORD i = 0; i < headers->FileHeader.NumberOfSections; ++i) {
+        const DWORD both = IMAGE_SCN_MEM_WRITE | IMAGE_SCN_MEM_EXECUTE;
+        EXPECT_NE(section[i].Characteristics & both, both) << "section " << i;
+    }
     EXPECT_EQ(headers->FileHeader.TimeDateStamp, 0u) << "same sources, same bytes";
 
     char version[64] = "";

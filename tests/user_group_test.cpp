@@ -31,11 +31,6 @@ protected:
         root = Scratch() + "suite\\";
         PlugInAnswers("0");
     }
-    void TearDown() override {
-        for (const char* module : {"plug_in", "plug_in_cdecl", "lz32", "secWindowsNT"})
-            EXPECT_EQ(GetModuleHandleA(module), nullptr) << module << " is still loaded";
-        SessionTest::TearDown();
-    }
 
     static std::string PlugIn(const char* name) { return TestProgramFolder() + name + ".dll"; }
 

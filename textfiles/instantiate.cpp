@@ -25,10 +25,16 @@ EXPORTED_ACTION(MsiInstantiateFile) {
 
     for (size_t end = names.find(';'); end != std::string::npos; end = names.find(';')) {
         const std::string name = names.substr(0, end);
-        const std::string value = PropertyText(session, name.c_str());
+        names.erase(0, end + 1);
+        std::string value;
+        if (GetPropertyString(session, name.c_str(), value) != ERROR_SUCCESS) {
+            LogMessage(session,
+                       Format("MsiInstantiateFile: %s cannot be read, its placeholder stays",
+                              name.c_str()));
+            continue;
+        }
         LogMessage(session, Format("Property Value: %s = %s\n.", name.c_str(), value.c_str()));
         LogUncopied(session, file, ReplaceInFile(file, "%" + name + "%", value));
-        names.erase(0, end + 1);
     }
     return ERROR_SUCCESS;
 }

@@ -39,16 +39,32 @@ LineSearch SearchLines(const std::string& path, EndMark endMark, Accept accept) 
     return {reader.Failed() ? LineResult::NotOpened : LineResult::NotFound, count, ""};
 }
 
-// An empty file of a new name, or an empty name.
-std::string NewTemporaryFile() {
-    const UINT anyNumber = 0;
-    char folder[MAX_PATH] = "";
-    char name[MAX_PATH] = "";
-    const DWORD length = GetTempPathA(MAX_PATH, folder);
-    if (length == 0 || length > MAX_PATH || !GetTempFileNameA(folder, "~qx8", anyNumber, name))
-        return "";
-    return name;
-}
+// A new file of the temporary folder, deleted at the end unless it is kept. Its
+// name takes no memory: nothing can fail between the file and its owner.
+class TemporaryFile {
+public:
+    TemporaryFile() = default;
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() {
+        if (name_[0] != '\0')
+            DeleteFileA(name_);
+    }
+
+    // False when there is no such file.
+    bool Make() {
+        const UINT anyNumber = 0;
+        char folder[MAX_PATH] = "";
+        const DWORD length = GetTempPathA(MAX_PATH, folder);
+        return length != 0 && length <= MAX_PATH &&
+               GetTempFileNameA(folder, "~qx8", anyNumber, name_) != 0;
+    }
+    const char* Name() const { return name_; }
+    void Keep() { name_[0] = '\0'; }
+
+private:
+    char name_[MAX_PATH] = "";
+};
 
 // Writes the new text; false when it cannot be written whole.
 using Edit = std::function<bool(LineReader& lines, TextWriter& copy)>;
@@ -56,47 +72,44 @@ using Edit = std::function<bool(LineReader& lines, TextWriter& copy)>;
 enum class ReadOnlyFile { Fails, MadeWritable };
 
 // CopyFileA refuses to copy over a hidden or read-only file, and gives the copy
-// the attributes of its source: they are put back afterwards.
-Rewrite CopyOver(const std::string& temporary, const std::string& path, ReadOnlyFile readOnlyFile) {
+// the attributes of its source: they are put back afterwards. Result: 0 or the error.
+DWORD CopyOver(const char* temporary, const std::string& path, ReadOnlyFile readOnlyFile) {
     DWORD attributes = GetFileAttributesA(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES)
-        return {false, temporary, GetLastError()};
+        return GetLastError();
     if (readOnlyFile == ReadOnlyFile::MadeWritable)
         attributes &= ~DWORD{FILE_ATTRIBUTE_READONLY};
     const DWORD refused = FILE_ATTRIBUTE_HIDDEN | FILE_ATTRIBUTE_SYSTEM;
     SetFileAttributesA(path.c_str(), attributes & ~refused);
-    if (!CopyFileA(temporary.c_str(), path.c_str(), FALSE)) {
+    if (!CopyFileA(temporary, path.c_str(), FALSE)) {
         const DWORD error = GetLastError();
         SetFileAttributesA(path.c_str(), attributes);
-        return {false, temporary, error};
+        return error;
     }
     SetFileAttributesA(path.c_str(), attributes | FILE_ATTRIBUTE_ARCHIVE);
-    return {true};
+    return ERROR_SUCCESS;
 }
 
 Rewrite RewriteFile(const std::string& path, ReadOnlyFile readOnlyFile, const Edit& edit) {
-    std::string temporary;
+    TemporaryFile temporary;
     bool complete = false;
     {
         LineReader lines(path, RewriteReadSize);
-        if (!lines.IsOpen())
+        if (!lines.IsOpen() || !temporary.Make())
             return {};
-        temporary = NewTemporaryFile();
-        if (temporary.empty())
-            return {};
-        TextWriter copy(temporary);
+        TextWriter copy(temporary.Name());
         complete = edit(lines, copy) && !lines.Failed() && copy.Flush();
     }
-    if (!complete) {
-        DeleteFileA(temporary.c_str());
+    if (!complete)
         return {};
-    }
-    // From here on the temporary file is the only whole text until the copy is
-    // done: it goes last, and stays when the copy fails.
-    Rewrite rewrite = CopyOver(temporary, path, readOnlyFile);
-    if (rewrite.done)
-        DeleteFileA(temporary.c_str());
-    return rewrite;
+    // Once a copy failed half way the temporary file is the only whole text: it
+    // stays, and its name is known before.
+    std::string name = temporary.Name();
+    const DWORD error = CopyOver(temporary.Name(), path, readOnlyFile);
+    if (error == ERROR_SUCCESS)
+        return {true};
+    temporary.Keep();
+    return {false, std::move(name), error};
 }
 
 // Calls each(line, number) on the lines of this file.

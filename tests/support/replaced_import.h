@@ -6,14 +6,18 @@
 #include <cstdio>
 #include <cstdlib>
 
+// The module whose calls are replaced; null: the test program itself.
+inline HMODULE moduleUnderTest = nullptr;
+
 // Usage: static BOOL WINAPI FakeSleep(...); ReplacedImport sleep("Sleep", FakeSleep);
 template <typename Function>
 class ReplacedImport {
 public:
     ReplacedImport(const char* name, Function* replacement)
-        : slot_(importtable::FindSlot(GetModuleHandleA(nullptr), name)) {
+        : slot_(importtable::FindSlot(
+              moduleUnderTest != nullptr ? moduleUnderTest : GetModuleHandleA(nullptr), name)) {
         if (slot_ == nullptr) {
-            std::fprintf(stderr, "the test program does not import %s\n", name);
+            std::fprintf(stderr, "the tested module does not import %s\n", name);
             std::abort();
         }
         original_ = reinterpret_cast<Function*>(

@@ -29,6 +29,9 @@ public:
     // doing their work.
     std::map<std::string, std::deque<HRESULT>> answers;
 
+    // How often each of them was called.
+    std::map<std::string, int> asked;
+
     // "Method path" and "Sleep 3000", in order; reading is left out.
     std::vector<std::string> calls;
 
@@ -91,6 +94,7 @@ private:
 
     // Takes the next answer of a method.
     static HRESULT Answer(const char* method) {
+        ++current->asked[method];
         std::deque<HRESULT>& left = current->answers[method];
         left.push_back(S_OK);
         const HRESULT answer = left.front();

@@ -4,14 +4,15 @@
 
 namespace importtable {
 
-void** FindSlot(HMODULE module, const char* function) {
+void ForEachSlot(HMODULE module,
+                 const std::function<void(const char*, const char*, void**)>& callback) {
     char* const base = reinterpret_cast<char*>(module);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
     const IMAGE_DATA_DIRECTORY& directory =
         headers->OptionalHeader.DataDirectory[IMAGE_DIRECTORY_ENTRY_IMPORT];
     if (directory.VirtualAddress == 0)
-        return nullptr;
+        return;
     auto* library = reinterpret_cast<IMAGE_IMPORT_DESCRIPTOR*>(base + directory.VirtualAddress);
     for (; library->Name != 0; ++library) {
         const auto* names = reinterpret_cast<IMAGE_THUNK_DATA*>(base + library->OriginalFirstThunk);
@@ -21,11 +22,19 @@ void** FindSlot(HMODULE module, const char* function) {
                 continue;
             const auto* entry =
                 reinterpret_cast<IMAGE_IMPORT_BY_NAME*>(base + names->u1.AddressOfData);
-            if (std::strcmp(reinterpret_cast<const char*>(entry->Name), function) == 0)
-                return reinterpret_cast<void**>(&slots->u1.Function);
+            callback(base + library->Name, reinterpret_cast<const char*>(entry->Name),
+                     reinterpret_cast<void**>(&slots->u1.Function));
         }
     }
-    return nullptr;
+}
+
+void** FindSlot(HMODULE module, const char* function) {
+    void** found = nullptr;
+    ForEachSlot(module, [&](const char*, const char* name, void** slot) {
+        if (found == nullptr && std::strcmp(name, function) == 0)
+            found = slot;
+    });
+    return found;
 }
 
 void* WriteSlot(void** slot, void* value) {

@@ -4,7 +4,15 @@
 
 #include <windows.h>
 
+#include <functional>
+
 namespace importtable {
+
+// Calls back for every slot that is imported by name: with its library's and its
+// function's name.
+void ForEachSlot(
+    HMODULE module,
+    const std::function<void(const char* library, const char* function, void** slot)>& callback);
 
 // The module's slot for an imported function, or null when it imports none of
 // that name.
