@@ -9,8 +9,10 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
 cp "$sources"/*.wxs "$sources"/*.wxi "$sources"/*.txt "$binaries/kit/setupactions.wxi" "$binaries/samples.zip" "$work"
 cp "$sources"/textfiles/* "$sources"/publishing/* "$sources"/security/*.js "$work"
+# -p keeps a program's own time stamp, which the linker leaves empty: what both
+# versions hold has the same bytes.
 for binary in "$binaries"/*.dll "$binaries"/{sample_server,stand_in,unzip}.exe; do
-    "$strip" -o "$work/$(basename "$binary")" "$binary"
+    "$strip" -p -o "$work/$(basename "$binary")" "$binary"
 done
 tables=("$sources"/tables/*.idt)
 second=()
