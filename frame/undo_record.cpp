@@ -155,7 +155,10 @@ bool ReadWhole(const std::string& path, std::string& bytes) {
                                       OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
     if (!file)
         return false;
-    bytes.resize(GetFileSize(file.Get(), nullptr));
+    const DWORD size = GetFileSize(file.Get(), nullptr);
+    if (size == INVALID_FILE_SIZE)
+        return false;
+    bytes.resize(size);
     DWORD read = 0;
     return bytes.empty() ||
            (ReadFile(file.Get(), &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr) &&
