@@ -1,6 +1,6 @@
 #include "services/extra_servers.h"
 
-#include "frame/action.h"
+#include "exports/action.h"
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
 #include "frame/handles.h"

@@ -1,6 +1,6 @@
 #include "services/server_services.h"
 
-#include "frame/action.h"
+#include "exports/action.h"
 #include "frame/guard.h"
 #include "frame/handles.h"
 #include "frame/profile.h"

@@ -1,6 +1,6 @@
 // Installed files after they are in place: the sample reports' shortcuts, and
 // the removal of one file or folder.
-#include "frame/action.h"
+#include "exports/action.h"
 #include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/files.h"

@@ -1,5 +1,5 @@
 // Fitting installed text files to where they were installed.
-#include "frame/action.h"
+#include "exports/action.h"
 #include "textfiles/action_log.h"
 
 #include <algorithm>

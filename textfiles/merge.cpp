@@ -1,6 +1,6 @@
 // Merging a block of lines into a text file that belongs to somebody else, and
 // taking it out again.
-#include "frame/action.h"
+#include "exports/action.h"
 #include "textfiles/action_log.h"
 
 using namespace setupactions;

@@ -1,4 +1,4 @@
-// Machines on which each action does its full work (tests/scenarios.txt), and the
+// Machines on which each action does its full work (tests/exports/scenarios.txt), and the
 // delivered library on them. What would leave the test is stood in for: services,
 // the web server's store, databases, programs, downloads, dialogs.
 #pragma once

@@ -2,7 +2,7 @@
 // identifier. The text is what a person looks at and may edit.
 #pragma once
 
-#include "web/metabase_lists.h"
+#include "web/server/metabase_lists.h"
 
 #include <windows.h>
 

@@ -1,0 +1,45 @@
+// The repository database's file on this machine.
+#include "exports/action.h"
+#include "frame/install_registry.h"
+#include "frame/session.h"
+
+#include <shlwapi.h>
+
+using namespace setupactions;
+
+namespace {
+
+const char ServerSetupKey[] = "SOFTWARE\\Microsoft\\MSSQLServer\\Setup";
+const char FileExistsProperty[] = "EXISTFILEDB";
+
+// True when the default server's data folder holds the database's file, until
+// a run of the action has said so.
+bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
+    CInstallRegistry registry;
+    std::string dataRoot;
+    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, ServerSetupKey) ||
+        !registry.GetString("SQLDataRoot", dataRoot))
+        return false;
+    const std::string file = dataRoot + "\\Data\\" + databaseName + ".mdf";
+    // The dialogs want to hear of a file once: after the first yes the answer is
+    // no, and the property keeps its "1".
+    return PropertyText(session, FileExistsProperty) != "1" && PathFileExistsA(file.c_str());
+}
+
+} // namespace
+
+// Scheduled when the repository database's name is known. Reads DATABASEDB;
+// sets EXISTFILEDB to "1" when a file of that database lies in the default SQL
+// Server's data folder. Never clears it.
+EXPORTED_ACTION(DetectVXDatabaseFile) {
+    const std::string databaseName = PropertyText(session, "DATABASEDB");
+    LogMessage(session,
+               Format("[DetectVXDatabaseFile] Checking for Database '%s'", databaseName.c_str()));
+    if (!DetectVXDBFile(databaseName, session)) {
+        LogMessage(session, "[DetectVXDatabaseFile] DetectVXDBFile returned false");
+        return ERROR_SUCCESS;
+    }
+    LogMessage(session, "[DetectVXDatabaseFile] Existing database found, EXISTFILEDB set to true");
+    MsiSetPropertyA(session, FileExistsProperty, "1");
+    return ERROR_SUCCESS;
+}

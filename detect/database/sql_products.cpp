@@ -1,0 +1,132 @@
+#include "detect/database/sql_products.h"
+
+#include "frame/feature_state.h"
+#include "frame/files.h"
+#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
+#include "frame/session.h"
+#include "frame/versions.h"
+
+namespace setupactions {
+
+namespace {
+
+const char DefaultInstanceKey[] = "Software\\Microsoft\\MSSQLServer\\MSSQLServer";
+const char DefaultVersionKey[] = "Software\\Microsoft\\MSSQLServer\\MSSQLServer\\CurrentVersion";
+const char NamedInstancesKey[] = "Software\\Microsoft\\Microsoft SQL Server";
+const char Client2000VersionKey[] =
+    "Software\\Microsoft\\Microsoft SQL Server\\80\\Tools\\ClientSetup\\CurrentVersion";
+const char ClientSetupKey[] = "Software\\Microsoft\\MSSQLServer\\ClientSetup";
+const char VersionValue[] = "CurrentVersion";
+const char LoginModeValue[] = "LoginMode";
+const char ClientPathValue[] = "SQLPath";
+const char ManagementLibrary[] = "BINN\\SQLDMO.DLL";
+
+// Longer names are not NetBIOS names.
+const DWORD ComputerNameSize = 16;
+const DWORD MixedLogin = 2;
+
+int CompareMajor(const std::string& version, const char* major) {
+    return CompareVersions(version, major, 1);
+}
+
+bool FileExists(const std::string& path) {
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
+
+std::string ManagementLibraryIn(const std::string& clientPath) {
+    std::string library;
+    MakePath(library, nullptr, clientPath.c_str(), ManagementLibrary, nullptr);
+    return library;
+}
+
+std::string LoginModeText(DWORD mode) { return Format("%d", static_cast<int>(mode)); }
+
+std::string ComputerName() {
+    char name[ComputerNameSize];
+    DWORD size = ComputerNameSize;
+    return GetComputerNameA(name, &size) ? name : "";
+}
+
+bool FindDefaultInstance(SqlServer& server) {
+    std::string version;
+    if (!ReadMachineText(DefaultVersionKey, VersionValue, version) ||
+        CompareMajor(version, "7") < 0)
+        return false;
+    server.instance = "(local)";
+    server.service = "MSSQLServer";
+    server.version = version;
+    DWORD mode = 0;
+    if (ReadMachineNumber(DefaultInstanceKey, LoginModeValue, mode))
+        server.authentication = LoginModeText(mode == 0 ? MixedLogin : mode);
+    return true;
+}
+
+std::string NamedInstanceKey(const std::string& name, const char* subkey) {
+    return Format("%s\\%s\\%s", NamedInstancesKey, name.c_str(), subkey);
+}
+
+bool FindNamedInstance(SqlServer& server) {
+    CInstallRegistry instances;
+    if (!instances.TryOpenKey(HKEY_LOCAL_MACHINE, NamedInstancesKey))
+        return false;
+    for (std::string name; instances.EnumKey(name);) {
+        std::string version;
+        const std::string versionKey = NamedInstanceKey(name, "MSSQLServer\\CurrentVersion");
+        if (!ReadMachineText(versionKey, VersionValue, version) || CompareMajor(version, "8") < 0)
+            continue;
+        server.instance = Format("%s\\%s", ComputerName().c_str(), name.c_str());
+        server.service = Format("MSSQL$%s", name.c_str());
+        server.version = version;
+        DWORD mode = 0;
+        // A mode of 0 stays 0 here: only default instances left it so and meant
+        // mixed logins.
+        if (ReadMachineNumber(NamedInstanceKey(name, "MSSQLServer"), LoginModeValue, mode))
+            server.authentication = LoginModeText(mode);
+        return true;
+    }
+    return false;
+}
+
+} // namespace
+
+bool FindSqlServer2000Instance(SqlServer& server) {
+    return FindDefaultInstance(server) || FindNamedInstance(server);
+}
+
+bool FindSqlServerBefore7(std::string& version) {
+    return ReadMachineText(DefaultVersionKey, VersionValue, version) &&
+           CompareMajor(version, "7") < 0;
+}
+
+bool FindSql7or2000Client(std::string& version) {
+    std::string found;
+    if (ReadMachineText(Client2000VersionKey, VersionValue, found) &&
+        CompareMajor(found, "8") >= 0) {
+        version = found;
+        return true;
+    }
+    return FindSql7ClientByDmo();
+}
+
+bool FindSql7ClientByDmo() {
+    std::string clientPath;
+    if (!ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) || !FileExists(clientPath))
+        return false;
+    const std::string library = ManagementLibraryIn(clientPath);
+    std::string version;
+    // The library of 7 carries 7.x, that of 2000 carries 2000.x.
+    return FileExists(library) && GetFileVersionString(library, version) == ERROR_SUCCESS &&
+           CompareMajor(version, "2000") < 0;
+}
+
+bool FindSql65Client() {
+    // The library lies in the same place for every release of the tools: that it
+    // is there tells nothing about 6.5, and the answer stays no on purpose.
+    std::string clientPath;
+    if (ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) && clientPath >= " ")
+        FileExists(ManagementLibraryIn(clientPath));
+    return false;
+}
+
+} // namespace setupactions

@@ -1,0 +1,55 @@
+// Access lists of the suite's registry keys, put right before they are used.
+#include "exports/action.h"
+#include "frame/guard.h"
+#include "frame/registry_security.h"
+
+using namespace setupactions;
+
+namespace {
+
+const char Software[] = "SOFTWARE";
+const char CompanyKey[] = "SOFTWARE\\Tarnwick";
+const char VersionKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0";
+
+struct RepairedKey {
+    HKEY root;
+    const char* path;
+};
+const RepairedKey RepairedKeys[] = {
+    {HKEY_LOCAL_MACHINE, CompanyKey},          {HKEY_LOCAL_MACHINE, VersionKey},
+    {HKEY_LOCAL_MACHINE, "SOFTWARE\\MapInfo"}, {HKEY_LOCAL_MACHINE, "SOFTWARE\\ODBC"},
+    {HKEY_CURRENT_USER, CompanyKey},
+};
+
+// Both actions report under the same name: it is what support looks for.
+template <typename Work>
+void RepairGuarded(MSIHANDLE session, Work work) {
+    GuardedWith(session, work, [] {
+        return Format("Failure: FixRegistry failed with %d", static_cast<int>(GetLastError()));
+    });
+}
+
+} // namespace
+
+// Scheduled before registry values are written. Reads nothing; gives each of
+// the suite's keys and two shared ones, with all below them, the access list of
+// SOFTWARE where they have none at all.
+EXPORTED_ACTION(FixRegistry) {
+    RepairGuarded(session, [&] {
+        for (const RepairedKey& key : RepairedKeys)
+            FixRegSecurity(session, key.root, key.path, key.root, Software,
+                           DACL_SECURITY_INFORMATION, false);
+    });
+    return ERROR_SUCCESS;
+}
+
+// Scheduled where the version's key is there, an earlier installation's or, after
+// InstallFinalize, this one's. Reads nothing; gives it and all below it the
+// access list of the company's key, whatever theirs was.
+EXPORTED_ACTION(InheritPermissions) {
+    RepairGuarded(session, [&] {
+        FixRegSecurity(session, HKEY_LOCAL_MACHINE, VersionKey, HKEY_LOCAL_MACHINE, CompanyKey,
+                       DACL_SECURITY_INFORMATION, true);
+    });
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,50 @@
+#include "detect/software/browser.h"
+
+#include "frame/machine_registry.h"
+#include "frame/session.h"
+
+#include <climits>
+#include <cstdlib>
+
+namespace setupactions {
+
+namespace {
+
+const char BrowserKey[] = "SOFTWARE\\Microsoft\\Internet Explorer";
+// No more of a registered version is looked at or told.
+const size_t VersionLimit = 64;
+
+} // namespace
+
+std::string HundredfoldVersion(const std::string& version) {
+    // Rounded to a double before it is cut: 4.72 gives 472, where the
+    // processor's longer registers would hold 471.99.
+    const volatile double hundredfold = std::strtod(version.c_str(), nullptr) * 100.0;
+    const double number = hundredfold;
+    if (number >= INT_MAX)
+        return Format("%d", INT_MAX);
+    return Format("%d", number > INT_MIN ? static_cast<int>(number) : INT_MIN);
+}
+
+std::string BrowserVersion() {
+    std::string version;
+    if (ReadMachineText(BrowserKey, "Version", version) && !version.empty())
+        return HundredfoldVersion(version.substr(0, VersionLimit));
+    if (ReadMachineText(BrowserKey, "IVer", version))
+        return version.substr(0, VersionLimit);
+    return "";
+}
+
+const char* BrowserFlag(const std::string& version) {
+    if (version == "103")
+        return "HASIE3";
+    if (version.compare(0, 1, "5") == 0)
+        return "HASIE5";
+    // Only a version as an early browser registered it has this form.
+    if (version.size() >= 4 && version[0] == '4' && version[2] == '7' &&
+        (version[3] == '1' || version[3] == '2'))
+        return "HASIE4";
+    return nullptr;
+}
+
+} // namespace setupactions

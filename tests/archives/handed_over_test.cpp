@@ -1,0 +1,285 @@
+// What a planning run hands over to the deferred one: archives, and the samples'
+// publishing.
+#include "setup/archives/zip_operations.h"
+#include "tests/support/private_registry.h"
+#include "tests/support/refused_processes.h"
+#include "tests/support/sent_lines.h"
+#include "tests/support/session_test.h"
+#include "tests/support/test_text.h"
+#include "tests/support/web_server.h"
+
+using namespace setupactions;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+
+namespace {
+
+const char HandOff[] = "UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
+const char FirstLine[] = "[UncompressZipFile] UncompressZipFile calling, first line!";
+const std::string Removing = "[CDFilesDelete] Remove directory ";
+const char Removed[] = "[RemoveFolderStructure] completes.";
+
+const std::string Suffix = ".51E1B228_523E_4858_8B11_C7BA1538A57C";
+const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
+const char KitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
+
+class ZipOperationsTest : public SessionTest {
+protected:
+    // A package of three archives, each in a component of its own.
+    void SetUp() override {
+        SessionTest::SetUp();
+        SetProperty("INSTALLDIR", Scratch() + "samples\\");
+        SetProperty("ProgramFilesFolder", Scratch() + "place\\"); // to the engine the lesser key
+        SetProperty("SourceDir", Scratch());
+        SetProperty("TempFolder", Scratch() + "temporary files\\");
+        MakeTable("KestrelUnzipOperations", {"Zip", "DestinationDirectory"},
+                  {"'gone', 'INSTALLDIR'", "'new', 'ProgramFilesFolder'", "'too', 'INSTALLDIR'"});
+        for (const std::string file : {"gone", "new", "too"}) {
+            AddComponent("C" + file);
+            AddFile(file, file + " of ours.zip", "C" + file);
+        }
+        Cost();
+        for (const char* component : {"Cgone", "Ctoo"})
+            MsiSetComponentStateA(session, component, INSTALLSTATE_SOURCE);
+        archive = Scratch() + "samples\\new of ours.zip";
+        arguments = " -qqo \"" + archive + "\" -d \"" + Scratch() + "place\"";
+    }
+    const std::vector<std::string>& RunDeferred(const std::string& data) {
+        ClearMessages();
+        MakeDeferred(data);
+        return sent.Of(UncompressZipFile, session);
+    }
+
+    std::string archive, arguments; // of what is installed
+    SentLines sent;
+};
+
+} // namespace
+
+TEST_F(ZipOperationsTest, OperationsFollowTheComponentsFolderByFolder) {
+    const std::string samples = Scratch() + "samples", start = "[SetUnZipCmd]",
+                      command = "\"" + Scratch() + "temporary files\\unzip.exe\"" + arguments,
+                      handOff = "install|" + archive + "|" + command + "|";
+    EXPECT_THAT(sent.Of(UncompressZipFile, session),
+                ElementsAre(FirstLine, start + ".",
+                            start + " - Checking to make sure we can get sourcedir property",
+                            start + " Unzip.exe running from local media"));
+    EXPECT_EQ(Property(HandOff), handOff) << "the others are neither installed nor removed";
+    EXPECT_EQ(messages.back().text, "1: 3 2: 5000000 3:  ");
+
+    for (const char* component : {"Cgone", "Ctoo"})
+        MsiSetComponentStateA(session, component, INSTALLSTATE_ABSENT);
+    WriteFileInFolders(samples + "\\deep\\x.txt", "x");
+    sent.Of(UncompressZipFile, session);
+    const std::string removing = "uninstall|" + samples + "|";
+    EXPECT_EQ(Property(HandOff), handOff + removing + removing);
+    const RefusedProcesses processes;
+    EXPECT_THAT(RunDeferred(handOff + removing + removing),
+                ElementsAre("RunRedistProgram(" + command + "). failed: 2",
+                            Removing + samples + ".", Removed, Removing + samples + ".",
+                            HasSubstr("Invalid handle"), Removed));
+    EXPECT_THAT(processes.started, ElementsAre("hidden: " + command));
+    EXPECT_EQ(messages.front().type, INSTALLMESSAGE_ACTIONDATA);
+    EXPECT_EQ(messages.front().text, "1: " + archive + " 2:  ");
+    EXPECT_FALSE(IsThere(samples));
+}
+
+TEST_F(ZipOperationsTest, ARowIsHandedOverOnlyWithPathsThatEndWhereTheyAreMeantTo) {
+    const auto expectNothing = [&](const std::string& what) {
+        EXPECT_THAT(sent.Of(UncompressZipFile, session).back(), HasSubstr("no paths to hand over"));
+        EXPECT_EQ(Property(HandOff), "") << what;
+    };
+    const std::pair<const char*, INSTALLSTATE> cases[] = {
+        {"ProgramFilesFolder", INSTALLSTATE_ABSENT}, // the folder
+        {"ProgramFilesFolder", INSTALLSTATE_LOCAL},
+        {"INSTALLDIR", INSTALLSTATE_LOCAL}, // the archive's
+    };
+    for (const std::string name : {"x|uninstall|C:\\other", "x\" -d \"C:\\other"})
+        for (const auto& [directory, state] : cases) {
+            const std::string before = Property(directory);
+            MsiSetComponentStateA(session, "Cnew", state);
+            MsiSetTargetPathA(session, directory, (Scratch() + name + "\\").c_str());
+            expectNothing(name + " in " + directory);
+            MsiSetTargetPathA(session, directory, before.c_str());
+        }
+    Sql("DELETE FROM `KestrelUnzipOperations` WHERE `Zip` = 'new'");
+    Sql("INSERT INTO `KestrelUnzipOperations` (`Zip`, `DestinationDirectory`) VALUES ('new', "
+        "'No')");
+    expectNothing("a directory that the package does not know");
+}
+
+TEST_F(ZipOperationsTest, APackageOrRowThatCannotBeReadStopsNothing) {
+    SetProperty(HandOff, "stale");
+    Sql("DROP TABLE `File`");
+    EXPECT_THAT(
+        sent.Of(UncompressZipFile, session),
+        testing::Contains("Could not execute SQL 'SELECT `File`.`Component_` FROM `File` WHERE "
+                          "`File`.`File`='new'', assume component installing."));
+    EXPECT_EQ(Property(HandOff), "");
+    Sql("DROP TABLE `KestrelUnzipOperations`");
+    EXPECT_THAT(sent.Of(UncompressZipFile, session),
+                ElementsAre(FirstLine, "UncompressZipFile crashed"));
+}
+
+TEST_F(ZipOperationsTest, TheToolComesFromAWebSource) {
+    WebServer server(WebServer::Files{{"/Redist/en/unzip.exe", "tool"}});
+    const std::string address = server.Address() + "/Redist/en/unzip.exe";
+    // The command for the archive, and the action's last line.
+    const auto command = [&] {
+        sent.Of(UncompressZipFile, session);
+        EXPECT_EQ(sent.lines.at(sent.lines.size() - 2), "[SetUnZipCmd] Unzip.exe running from web");
+        return Property(HandOff).substr(("install|" + archive + "|").size());
+    };
+    SetProperty("SourceDir", server.Address() + "/");
+    const std::string found = command(), tool = found.substr(0, found.find(" -qqo"));
+    EXPECT_EQ(found, tool + arguments + "|");
+    EXPECT_EQ(FileText(tool), "tool") << tool;
+    EXPECT_EQ(sent.lines.back(), "[SetUnZipCmd] Downloaded from: " + address + "  To: " + tool);
+    server.Stop();
+    EXPECT_EQ(command(), arguments + "|") << "without a tool";
+    EXPECT_EQ(sent.lines.back(),
+              "[SetUnZipCmd] Unzip.exe download failed from: " + address + ": .");
+}
+
+TEST_F(ZipOperationsTest, ADamagedHandOffIsReported) {
+    const auto unexpected = [](const std::string& text) {
+        return "ERROR: DeferredUnzip got '" + text + "' when expecting 'install' or 'uninstall'.";
+    };
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"", {}},
+        {"install|a|unzip", {"Couldn't get argument for cmdline from 'unzip'"}}, // cut off: not run
+        {"install|a|unzip|x", {"RunRedistProgram(unzip). failed: 2", unexpected("x")}},
+        {"uninstall|Q:\\x", {unexpected("Q:\\x")}}, // cut off: not removed
+        {"uninstall||", {Removing + ".", "[RemoveFolderStructure] FolderName is empty.", Removed}},
+        {"uninstall|Q:\\x\\..|",
+         {Removing + "Q:\\x\\...", "[CDFilesDelete] Q:\\x\\.. is no folder of its own, left alone.",
+          Removed}},
+        {"uninstall|Q:x|", // in whatever folder is the drive's current one
+         {Removing + "Q:x.", "[CDFilesDelete] Q:x is no folder of its own, left alone.", Removed}},
+        {"Install||install|",
+         {unexpected("Install"), unexpected(""), "Couldn't get argument for file from ''"}},
+    };
+    const RefusedProcesses processes;
+    for (const auto& [data, lines] : cases)
+        EXPECT_EQ(RunDeferred(data), lines) << data;
+}
+
+class PublishingTest : public SessionTest {
+protected:
+    void SetUp() override {
+        SessionTest::SetUp();
+        MakeFolders(folder = Scratch() + "my samples\\");
+        properties = folder + "PublishUtil.properties";
+        batch = folder + "runPublishUtil.bat";
+        named = "PublishUtil.properties" + Suffix + "=" + properties;
+    }
+    std::vector<std::string> Publish(const std::string& actionData) {
+        DeleteFileA(batch.c_str());
+        ClearMessages();
+        MakeDeferred(actionData);
+        EXPECT_EQ(PublishDemo(session), ERROR_SUCCESS);
+        return Log();
+    }
+    // The batch file with this much before "-classpath".
+    std::string Batch(const std::string& java) const {
+        return "cd /d \"" + folder + "\"\r\n" + java +
+               " -classpath publishUtil.jar;vxcore.jar;vxlib.jar;vxplugins.jar;vxsession.jar;"
+               "corbaidl.jar;ebus405.jar;xercesImpl.jar;xml-apis.jar "
+               "com.tarnwick.util.PublishUtil \"" +
+               properties + "\"\r\n";
+    }
+
+    std::string folder, properties, batch, named;
+    const PrivateRegistry registry;
+};
+
+TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
+    for (const std::string name :
+         {"relationship.txt", "PublishUtil.properties", "CUIDList.txt", "runPublishUtil.bat"})
+        AddFile(name + Suffix, name);
+    SetProperty("INSTALLDIR", folder);
+    SetProperty("NAMESERVER", "cms:6400");
+    SetProperty(("unws" + Suffix).c_str(), "C:\\Program Files\\Samples\\unv\\");
+    SetProperty(("UserDocs" + Suffix).c_str(), "C:\\docs");
+    SetProperty("win32_x86", "C:\\bin\\");
+    Cost();
+    EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
+    const std::string data = Property(("AddLumoSamples" + Suffix).c_str());
+    EXPECT_EQ(data, "NAMESERVER=cms:6400;unws" + Suffix + "=C:\\Program Files\\Samples\\unv\\;" +
+                        "UserDocs" + Suffix + "=C:\\docs;relationship.txt" + Suffix + "=" + folder +
+                        "relationship.txt;" + named + ";CUIDList.txt" + Suffix + "=" + folder +
+                        "CUIDList.txt;runPublishUtil.bat" + Suffix + "=" + batch +
+                        ";win32_x86=C:\\bin\\");
+    EXPECT_EQ(Property("ADD_LUMO_DOCS_COMMAND"), "cmd /c \"" + batch + "\" ");
+    for (const char special : std::string("(&)@^")) { // names cannot hold < > |
+        const std::string place = std::string("C:\\Suite ") + special + "\\";
+        SetProperty(("AddLumoSamples" + Suffix).c_str(), "");
+        MsiSetTargetPathA(session, "INSTALLDIR", place.c_str());
+        EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
+        EXPECT_EQ(Property("ADD_LUMO_DOCS_COMMAND"),
+                  "cmd /c \"\"" + place + "runPublishUtil.bat\" \"");
+    }
+
+    EXPECT_THAT(Publish(data + ";dataconnections" + Suffix + "=D:\\c"), IsEmpty());
+    std::string slashed = folder;
+    std::replace(slashed.begin(), slashed.end(), '\\', '/');
+    EXPECT_EQ(FileText(properties),
+              "CMS=cms:6400\r\nPublishUniverse=y\r\n"
+              "UniverseDirectory=C:/Program Files/Samples/unv/\r\nDataConnectionDirectory=D:/c\r\n"
+              "RelationFile=" +
+                  slashed +
+                  "relationship.txt\r\nPublishDoc=y\r\nFileFolderDirectory=C:/docs\r\nCUIDList=" +
+                  slashed +
+                  "CUIDList.txt\r\nFolderName=Root Folder\r\nOverwrite=y\r\nAssociateCategory=y\r\n"
+                  "GenerateNewCuid=\r\nPublishCorporateDashboardMenu=n\r\n"
+                  "CorporateDashboardPublishedFolder=Performance Management\r\n"
+                  "SI_HAS_PROMPT=0\r\n");
+    EXPECT_EQ(FileText(batch), Batch("java"));
+}
+
+TEST_F(PublishingTest, AValueBringsNeitherPairsNorLinesOfItsOwn) {
+    for (const std::string& evil : {"cms;" + named, std::string("cms\r\nOverwrite=n")}) {
+        SetProperty("NAMESERVER", evil);
+        SetProperty("win32_x86", "C:\\bin\\");
+        SetProperty(("AddLumoSamples" + Suffix).c_str(), "");
+        ClearMessages();
+        EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
+        EXPECT_THAT(Log(), ElementsAre("NAMESERVER is not handed over: it holds \";\" or a line "
+                                       "break"));
+        EXPECT_EQ(Property(("AddLumoSamples" + Suffix).c_str()), "win32_x86=C:\\bin\\");
+    }
+}
+
+TEST_F(PublishingTest, JavaIsTheRegisteredRuntimeOrElseTheKit) {
+    const auto expect = [&](const std::string& java, const char* what) {
+        Publish(named);
+        EXPECT_EQ(FileText(batch), Batch(java)) << what;
+    };
+    const auto write = [](const std::string& key, const char* name, const char* value) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, key, name, value);
+    };
+    write(KitKey, "CurrentVersion", "1.4");
+    write(std::string(KitKey) + "\\1.4", "JavaHome", "C:\\jdk \xE4");
+    expect("\"C:\\jdk \x84\\bin\\java\"", "the kit, as the command processor reads it");
+    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, JavaKey);
+    expect("java", "a runtime without a version hides the kit");
+    write(JavaKey, "CurrentVersion", "1.4.2");
+    write(std::string(JavaKey) + "\\1.4.2", "JavaHome", "C:\\j2re1.4.2");
+    expect("\"C:\\j2re1.4.2\\bin\\java\"", "the runtime");
+}
+
+TEST_F(PublishingTest, DamagedDataWritesNoFileElsewhere) {
+    SetCurrentDirectoryA(folder.c_str());
+    const std::string failed = "failed to open file", name = "PublishUtil.properties";
+    EXPECT_THAT(Publish(""), ElementsAre(failed + "runPublishUtil.bat"));
+    EXPECT_THAT(Publish(name + Suffix + "=" + name), ElementsAre(failed + "runPublishUtil.bat"));
+    EXPECT_THAT(Publish(named + ";NAMESERVER"), // cut off within a pair
+                ElementsAre("PublishDemo: the action data is damaged, nothing is written"));
+    EXPECT_FALSE(IsThere(batch) || IsThere(properties));
+    SetCurrentDirectoryA("C:\\");
+
+    CreateDirectoryA(batch.c_str(), nullptr);
+    EXPECT_THAT(Publish(named), ElementsAre(failed + batch));
+    EXPECT_EQ(FileText(properties).substr(0, 8), "CMS=\r\nPu") << "what is missing is empty";
+}

@@ -1,0 +1,22 @@
+#!/usr/bin/env bash
+# What the DLL and all programs beside it import: functions that Windows XP has,
+# by their names (windows_xp.txt). One that it lacks keeps the file from loading.
+source "$(dirname "$0")/../support/check.sh"
+
+allowed=$(awk '!/^#/ { for (i = 2; i <= NF; i++) print $1, $i }' "$REPO/tests/exports/windows_xp.txt" | LC_ALL=C sort)
+
+# imports FILE: "library function" lines; a function without a name is <none>.
+imports() {
+    i686-w64-mingw32-objdump -p "$1" |
+        awk '/^\tDLL Name:/ { library = tolower($3) }
+             library && /^\t[0-9a-f]+\t/ { print library, $3 }
+             /^There is an export table|^The Export Tables/ { exit }' | LC_ALL=C sort -u
+}
+lacking() { LC_ALL=C comm -23 <(imports "$1") <(printf '%s\n' "$allowed"); }
+
+cd "$REPO/build/x86" || exit 1
+for file in setupactions.dll actionhost.exe $(ls -- *.dll *.exe | grep -vxE 'setupactions.dll|actionhost.exe'); do
+    check "$file has imports to look at" test -n "$(imports "$file")"
+    check "$file imports nothing that Windows XP lacks" test -z "$(lacking "$file" | tee /dev/stderr)"
+done
+finish

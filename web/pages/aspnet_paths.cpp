@@ -1,0 +1,68 @@
+// Where ASP.NET lies: its web server library and the tool that registers it.
+#include "exports/action.h"
+#include "frame/files.h"
+#include "frame/guard.h"
+#include "frame/install_registry.h"
+#include "frame/session.h"
+
+using namespace setupactions;
+
+namespace {
+
+const char VersionProperty[] = "ASPNET";
+// What the package's search for the minimum version found.
+const char SearchedVersionProperty[] = "ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
+const char AspNetKey[] = "SOFTWARE\\Microsoft\\ASP.NET";
+const char LibraryValue[] = "DllFullPath";
+const char FolderValue[] = "Path";
+const char RegistrationTool[] = "aspnet_regiis.exe";
+const char LibraryProperty[] = "ASPDOTNET_DLLPATH";
+const char ToolProperty[] = "ASPDOTNET_REGIISPATH";
+
+// The tool's full path, or empty when it is not in the folder. Without a folder
+// the name alone would mean whatever lies in the current one.
+std::string ToolIn(std::string folder) {
+    if (folder.empty())
+        return "";
+    EnsureTrailingChar(folder, '\\');
+    const std::string tool = folder + RegistrationTool;
+    return GetFileAttributesA(tool.c_str()) == INVALID_FILE_ATTRIBUTES ? "" : tool;
+}
+
+void PublishPaths(MSIHANDLE session) {
+    std::string version;
+    GetPropertyString(session, VersionProperty, version);
+    if (version.empty())
+        GetPropertyString(session, SearchedVersionProperty, version);
+    const std::string key = Format("%s\\%s", AspNetKey, version.c_str());
+    CInstallRegistry registry;
+    if (!registry.OpenKey(HKEY_LOCAL_MACHINE, key)) {
+        LogMessage(session,
+                   Format("SetASPDotNetDllPath: Unable to open registry key '%s'", key.c_str()));
+        return;
+    }
+    LogMessage(session, Format("SetASPDotNetDllPath: Reading ASP.NET config from reg key '%s'",
+                               key.c_str()));
+
+    std::string library;
+    registry.GetString(LibraryValue, library);
+    if (!library.empty())
+        MsiSetPropertyA(session, LibraryProperty, library.c_str());
+    std::string folder;
+    registry.GetString(FolderValue, folder);
+    const std::string tool = ToolIn(folder);
+    if (!tool.empty())
+        MsiSetPropertyA(session, ToolProperty, tool.c_str());
+    LogMessage(session, Format("SetASPDotNetDllPath: ISAPI DLL is '%s', IIS Reg is '%s'",
+                               library.c_str(), tool.c_str()));
+}
+
+} // namespace
+
+// Scheduled immediate, after the search for ASP.NET. Reads ASPNET or the
+// searched version and that version's registry key; sets ASPDOTNET_DLLPATH and
+// ASPDOTNET_REGIISPATH to what is there, for the web actions.
+EXPORTED_ACTION(SetASPDotNetDllPath) {
+    Guarded(session, "SetASPDotNetDllPath crashed", [&] { PublishPaths(session); });
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,102 @@
+// Internet shortcuts: the addresses in the .url files that the package installs.
+#include "exports/action.h"
+#include "frame/profile.h"
+#include "frame/session.h"
+
+using namespace setupactions;
+
+namespace {
+
+// "SubVirutalDirectory" is the column's name in the packages, spelt so.
+const char ShortcutsQuery[] =
+    "SELECT InetShortcut, Component_, SubVirutalDirectory, Component.KeyPath "
+    "FROM HalcyonInetShortcuts, Component "
+    "WHERE HalcyonInetShortcuts.Component_ = Component.Component";
+enum ShortcutColumn : UINT { Component = 2, Address, KeyPath };
+
+const char ShortcutSection[] = "InternetShortcut";
+const char AddressKey[] = "URL";
+
+// The first prefix is spelt so in the logs that support engineers search.
+const char NoFileName[] =
+    "CreateInetShortctus: FileName; Unable to format '%s', skipping this entry.";
+const char NoAddress[] =
+    "CreateInetShortcuts: VirutalDirectory; Unable to format '%s', skipping this entry.";
+
+// Expands what the text holds in square brackets. An empty text stays empty:
+// the installer would take an empty template for the wish to see all fields.
+bool Expand(MSIHANDLE session, const std::string& text, std::string& expanded) {
+    expanded.clear();
+    if (text.empty())
+        return true;
+    const InstallerHandle record(MsiCreateRecord(1));
+    return MsiRecordSetStringA(record.Get(), 0, text.c_str()) == ERROR_SUCCESS &&
+           FormatRecordString(session, record.Get(), expanded) == ERROR_SUCCESS;
+}
+
+bool IsInstalling(MSIHANDLE session, const std::string& component) {
+    INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+    INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
+    MsiGetComponentStateA(session, component.c_str(), &installed, &action);
+    return action == INSTALLSTATE_LOCAL;
+}
+
+void WriteShortcut(MSIHANDLE session, MSIHANDLE row) {
+    std::string component;
+    std::string rawAddress;
+    std::string keyPath;
+    if (GetRecordString(row, Component, component) != ERROR_SUCCESS ||
+        GetRecordString(row, Address, rawAddress) != ERROR_SUCCESS ||
+        GetRecordString(row, KeyPath, keyPath) != ERROR_SUCCESS) {
+        LogMessage(session, "CreateInetShortcuts: Unable to read a row, skipping this entry.");
+        return;
+    }
+    if (!IsInstalling(session, component)) {
+        LogMessage(session,
+                   Format("CreateInetShortcuts: Component '%s' not installing, no keypath created.",
+                          component.c_str()));
+        return;
+    }
+    const std::string fileReference = Format("[#%s]", keyPath.c_str());
+    std::string file;
+    if (!Expand(session, fileReference, file)) {
+        LogMessage(session, Format(NoFileName, fileReference.c_str()));
+        return;
+    }
+    std::string address;
+    if (!Expand(session, rawAddress, address)) {
+        LogMessage(session, Format(NoAddress, rawAddress.c_str()));
+        return;
+    }
+    if (!IsProfileFile(file) || !IsProfileValue(address)) {
+        LogMessage(session, Format("CreateInetShortcuts: '%s' does not go into file '%s', skipping "
+                                   "this entry.",
+                                   address.c_str(), file.c_str()));
+        return;
+    }
+    WriteProfileValue(ShortcutSection, AddressKey, address, file);
+    LogMessage(session, Format("CreateInetShortcuts: Wrote '%s' to file '%s'", address.c_str(),
+                               file.c_str()));
+}
+
+} // namespace
+
+// Scheduled immediate, after InstallFinalize: the shortcut files are then in
+// place. Reads the HalcyonInetShortcuts table; writes the address into the key
+// file of each component that is being installed. Removal takes the files away.
+EXPORTED_ACTION(CreateInetShortcuts) {
+    const InstallerHandle database(MsiGetActiveDatabase(session));
+    InstallerHandle view;
+    if (!database ||
+        MsiDatabaseOpenViewA(database.Get(), ShortcutsQuery, view.Out()) != ERROR_SUCCESS ||
+        MsiViewExecute(view.Get(), 0) != ERROR_SUCCESS)
+        return ERROR_SUCCESS;
+    InstallerHandle row;
+    UINT fetched;
+    while ((fetched = MsiViewFetch(view.Get(), row.Out())) == ERROR_SUCCESS)
+        WriteShortcut(session, row.Get());
+    LogMessage(session, fetched == ERROR_NO_MORE_ITEMS
+                            ? "CreateInetShortcuts: Complete, no more items."
+                            : "CreateInetShortcuts: Got error at start of loop.");
+    return ERROR_SUCCESS;
+}

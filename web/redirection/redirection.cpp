@@ -1,0 +1,142 @@
+// Directories of the package that follow folders which earlier or sibling
+// installations left in the registry.
+#include "exports/action.h"
+#include "frame/directories.h"
+#include "frame/guard.h"
+#include "frame/install_registry.h"
+#include "frame/msi_database.h"
+#include "frame/session.h"
+
+#include <cstdlib>
+
+using namespace setupactions;
+
+namespace {
+
+const char CallProperty[] = "KESTRELREDIRECTIONNUMBER";
+const char RedirectionTable[] = "KestrelRedirection";
+
+// Equal keys and values come one after the other: they cost one registry read.
+const char RedirectionQuery[] =
+    "SELECT * FROM KestrelRedirection WHERE CallNumber=%s ORDER BY RegKey, RegValue";
+enum RedirectionColumn { DirectoryColumn = 1, KeyColumn, ValueColumn };
+
+struct Redirection {
+    std::string directory;
+    std::string key;
+    std::string value;
+};
+
+// The registry's last answer and what it was asked for.
+struct Answer {
+    std::string key;
+    std::string value;
+    bool redirects = false;
+    std::string folder;
+};
+
+// The calls of a package alternate between two sets of rows: 1, 2, 1, 2 and so
+// on. What else a package puts into the property follows the signed remainder.
+std::string NextCall(const std::string& lastCall) {
+    return lastCall.empty() ? "1" : Format("%i", std::atoi(lastCall.c_str()) % 2 + 1);
+}
+
+// Expands a field of the table; logs why it cannot.
+bool Expand(MSIHANDLE session, const std::string& field, std::string& expanded) {
+    const InstallerHandle record(MsiCreateRecord(1));
+    if (field.empty())
+        LogMessage(session, "KestrelRedirection: Could not get string while processing results.");
+    else if (MsiRecordSetStringA(record.Get(), 0, field.c_str()) != ERROR_SUCCESS)
+        LogMessage(session,
+                   "KestrelRedirection: Could not set record string while processing results.");
+    else if (FormatRecordString(session, record.Get(), expanded) != ERROR_SUCCESS)
+        LogMessage(session,
+                   "KestrelRedirection: Could not format record while processing results.");
+    else
+        return true;
+    return false;
+}
+
+// Asks the registry, unless it was just asked the same. Result: the line for the log.
+const char* Ask(const Redirection& row, Answer& last) {
+    if (row.key == last.key && row.value == last.value)
+        return last.redirects
+                   ? "Result:         Registry key and value same as last entry, redirect."
+                   : "Result:         Registry key and value same as last entry, no redirection.";
+    last.key = row.key;
+    last.value = row.value;
+    last.redirects = false;
+    CInstallRegistry registry;
+    if (!registry.OpenKey(HKEY_LOCAL_MACHINE, row.key))
+        return "Result:         Registry key failed";
+    last.redirects = registry.GetString(row.value, last.folder);
+    return last.redirects ? "Result:         Registry successfully queried."
+                          : "Result:         Registry value failed";
+}
+
+void Redirect(MSIHANDLE session, const std::string& call, const Redirection& row, Answer& last) {
+    LogMessage(session,
+               Format("KestrelRedirection - call %s------------------------------------------",
+                      call.c_str()));
+    LogMessage(session, Format("Directory:      %s", row.directory.c_str()));
+    LogMessage(session, Format("Registry Key:   HKEY_LOCAL_MACHINE\\%s", row.key.c_str()));
+    LogMessage(session, Format("Registry Value: %s", row.value.c_str()));
+    LogMessage(session, Ask(row, last));
+    if (!last.redirects)
+        return;
+    LogMessage(session, Format("Target:         %s", last.folder.c_str()));
+    const UINT result = myMsiSetDirectory(session, row.directory, last.folder);
+    LogMessage(session, result == ERROR_SUCCESS
+                            ? "Status:         Successful redirection."
+                            : "Status:         Redirection failed (could not set property).");
+}
+
+bool Executes(CMsiHelper& view) {
+    try {
+        return view.Execute();
+    } catch (int) {
+        return false;
+    }
+}
+
+void RedirectAll(MSIHANDLE session) {
+    std::string call;
+    if (GetPropertyString(session, CallProperty, call) != ERROR_SUCCESS) {
+        LogMessage(session, "KestrelRedirection: Failed to get KESTRELREDIRECTIONNUMBER property.");
+        return;
+    }
+    call = NextCall(call);
+    if (MsiSetPropertyA(session, CallProperty, call.c_str()) != ERROR_SUCCESS) {
+        LogMessage(session, "KestrelRedirection: Failed to set KESTRELREDIRECTIONNUMBER property.");
+        return;
+    }
+
+    CMsiDatabase database(session);
+    if (!database.TableExists(RedirectionTable)) {
+        LogMessage(session, "KestrelRedirection: KestrelRedirection table not present.");
+        return;
+    }
+    CMsiHelper& view = database.CreateView(Format(RedirectionQuery, call.c_str()));
+    if (!Executes(view)) {
+        LogMessage(session, "KestrelRedirection: KestrelRedirection could not open a view.");
+        return;
+    }
+    Answer last;
+    while (view.Fetch()) {
+        Redirection row;
+        if (Expand(session, view.GetField(DirectoryColumn), row.directory) &&
+            Expand(session, view.GetField(KeyColumn), row.key) &&
+            Expand(session, view.GetField(ValueColumn), row.value))
+            Redirect(session, call, row, last);
+    }
+}
+
+} // namespace
+
+// Scheduled immediate, twice, after costing. Reads the KestrelRedirection rows
+// of the present call and the registry; sets the directories that they name.
+// Counts its calls in KESTRELREDIRECTIONNUMBER.
+EXPORTED_ACTION(KestrelRedirection) {
+    Guarded(session, "KestrelRedirection failed of unknown error", [&] { RedirectAll(session); });
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,293 @@
+#include "web/server/web_handoff.h"
+
+#include "exports/action.h"
+#include "frame/deferred_data.h"
+#include "frame/guard.h"
+#include "frame/msi_database.h"
+#include "frame/profile.h"
+#include "frame/session.h"
+
+namespace setupactions {
+
+namespace {
+
+const size_t PathLimit = 260;     // characters
+const size_t RowValueLimit = 259; // characters
+const char TemporaryFilePrefix[] = "qx";
+const int SaveFailed = -1; // in place of a number of rows
+
+// Sections of the file; each row of a table has one more, "table-index".
+const char ReferenceSection[] = "Reference";
+const char ReferenceCount[] = "Count";
+const char TableSection[] = "Table";
+const char ComponentStateSection[] = "Component_State";
+const char ComponentActionSection[] = "Component_Action";
+const char FileKeySection[] = "FileKey";
+
+const char ComponentActionColumn[] = "ComponentAction";
+
+const char NotesConfigurationFile[] = "notescfg.dll.DA2174F6_7851_4AC9_8758_F2A803F82287";
+const char WebServerComponent[] = "wcsdsapi.dll.413A0FA5_373A_11D4_91AE_009027A76C22";
+
+// The actions that the hand-off goes to besides ConfigureWebServices.
+const char* const FurtherNameProperties[] = {
+    UnConfigureNameProperty,
+    "RestartWebServicesActionName",
+    "ClearWebIniFileActionName",
+};
+
+std::string RowSection(const std::string& table, int index) {
+    return Format("%s-%d", table.c_str(), index);
+}
+
+bool HasFlag(const std::string& flags, char flag) { return flags.find(flag) != std::string::npos; }
+
+} // namespace
+
+std::string CIniHandOffRow::Get(const char* column) const {
+    std::string value;
+    GetProfileString(section_.c_str(), column, "", value, handOff_.Path());
+    return value.substr(0, RowValueLimit);
+}
+
+int CIniHandOffRow::GetNumber(const char* column) const {
+    return GetProfileNumber(section_.c_str(), column, 0, handOff_.Path());
+}
+
+CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
+    : session_(session) {
+    if (IsDeferred(session)) {
+        path_ = ReadPath(actionNameValue);
+        LogMessage(session, path_);
+        if (!path_.empty() && !IsProfileFile(path_))
+            LogMessage(session, "CIniHandOff: Not a full path of less than 260 characters, "
+                                "nothing is read");
+        if (path_.size() > PathLimit)
+            path_.clear();
+        return;
+    }
+    path_ = CreatePath();
+    HandTo(actionNameValue);
+    Write(ReferenceSection, ReferenceCount, "1");
+    LogMessage(session, path_);
+}
+
+std::string CIniHandOff::ReadPath(const std::string& actionNameValue) const {
+    std::string path = PropertyText(session_, actionNameValue.c_str());
+    if (path.empty())
+        GetDeferredData(session_, path);
+    return path;
+}
+
+std::string CIniHandOff::CreatePath() const {
+    char folder[MAX_PATH + 1] = "";
+    char path[MAX_PATH] = "";
+    const DWORD length = GetTempPathA(sizeof folder, folder);
+    if (length == 0 || length >= sizeof folder ||
+        GetTempFileNameA(folder, TemporaryFilePrefix, 0, path) == 0) {
+        LogMessage(session_, Format("GetWebInfo: No file in the temporary folder (error %lu), "
+                                    "nothing is handed over",
+                                    GetLastError()));
+        return "";
+    }
+    DeleteFileA(path); // only its name is wanted
+    return path;
+}
+
+void CIniHandOff::HandTo(const std::string& actionNameValue) const {
+    const UINT result = MsiSetPropertyA(session_, actionNameValue.c_str(), path_.c_str());
+    if (result != ERROR_SUCCESS && !actionNameValue.empty())
+        LogMessage(session_, Format("GetWebInfo: The file could not be handed to %s (error %u)",
+                                    actionNameValue.c_str(), result));
+}
+
+bool CIniHandOff::Write(const std::string& section, const std::string& key,
+                        const std::string& value) const {
+    if (!IsProfileValue(value)) {
+        LogMessage(session_, Format("SaveTableToIniFile: The value of %s holds a line break or is "
+                                    "too long, it is left out",
+                                    key.c_str()));
+        // Its row keeps a section: the reader stops at the first row without.
+        WriteProfileValue(section.c_str(), key.c_str(), "", path_);
+        return false;
+    }
+    WriteProfileValue(section.c_str(), key.c_str(), value, path_);
+    return true;
+}
+
+void CIniHandOff::AddReference(const std::string& actionNameValue) {
+    HandTo(actionNameValue);
+    const int count = GetProfileNumber(ReferenceSection, ReferenceCount, 1, path_);
+    Write(ReferenceSection, ReferenceCount, Format("%d", count + 1));
+}
+
+std::string CIniHandOff::FormatText(const std::string& text) const {
+    const InstallerHandle record(MsiCreateRecord(1));
+    std::string formatted;
+    if (MsiRecordSetStringA(record.Get(), 0, text.c_str()) != ERROR_SUCCESS ||
+        FormatRecordString(session_, record.Get(), formatted) != ERROR_SUCCESS)
+        LogMessage(session_, Format("SaveTableToIniFile: '%s' could not be formatted, it is left "
+                                    "empty",
+                                    text.c_str()));
+    return formatted;
+}
+
+std::string CIniHandOff::ValueToSave(const std::string& table, const std::string& column,
+                                     const std::string& value) {
+    if (lstrcmpiA(column.c_str(), ComponentColumn) == 0)
+        WriteComponentState(value);
+    if (table == "MoveFile" && (column == "SourceFolder" || column == "DestFolder"))
+        return PropertyText(session_, value.c_str());
+    return FormatText(value);
+}
+
+int CIniHandOff::SaveRows(const std::string& table, bool format) {
+    CMsiDatabase database(session_);
+    if (!database.TableExists(table)) {
+        LogMessage(session_, Format("SaveTableToIniFile: Table %s doesn't exist", table.c_str()));
+        return 0;
+    }
+    const std::string query = Format("SELECT * FROM %s", table.c_str());
+    CMsiHelper& rows = database.CreateView(query);
+    const auto executes = [&] {
+        try {
+            return rows.Execute();
+        } catch (int) {
+            return false;
+        }
+    };
+    if (!executes()) {
+        LogMessage(session_, Format("SaveTableToIniFile: Couldn't execute view %s", query.c_str()));
+        return SaveFailed;
+    }
+    int count = 0;
+    for (; rows.Fetch(); ++count) {
+        if (count == 0)
+            LogMessage(session_,
+                       Format("Found %i columns in table %s", rows.FieldCount(), table.c_str()));
+        const std::string section = RowSection(table, count);
+        for (int position = 1; position <= rows.FieldCount(); ++position) {
+            const std::string& column = rows.GetFieldName(position);
+            const std::string& stored = rows.GetField(position);
+            if (stored.empty())
+                continue;
+            const std::string value = format ? ValueToSave(table, column, stored) : stored;
+            if (Write(section, column, value))
+                LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
+        }
+    }
+    WriteTableCount(table, count);
+    return count;
+}
+
+int CIniHandOff::SaveTableToIniFile(const std::string& table, bool format) {
+    int count = SaveFailed;
+    Guarded(session_, "SaveTable failed of unknown error",
+            [&] { count = SaveRows(table, format); });
+    return count;
+}
+
+void CIniHandOff::WriteFileKey(const std::string& key) {
+    Write(FileKeySection, key, FormatText(Format("[#%s]", key.c_str())));
+}
+
+UINT CIniHandOff::WriteComponentState(const std::string& component) {
+    INSTALLSTATE installed = INSTALLSTATE_DEFAULT;
+    INSTALLSTATE action = INSTALLSTATE_DEFAULT;
+    const UINT result = MsiGetComponentStateA(session_, component.c_str(), &installed, &action);
+    if (result == ERROR_SUCCESS) {
+        Write(ComponentStateSection, component, Format("%d", installed));
+        Write(ComponentActionSection, component, Format("%d", action));
+    } else {
+        LogMessage(session_, Format("Couldn't get component state for component \"%s\"."
+                                    "uReturn %i",
+                                    component.c_str(), static_cast<int>(result)));
+    }
+    return result;
+}
+
+void CIniHandOff::GetComponentState(const std::string& component, INSTALLSTATE& installed,
+                                    INSTALLSTATE& action) const {
+    const auto read = [&](const char* section) {
+        return static_cast<INSTALLSTATE>(GetProfileNumber(section, component.c_str(), 0, path_));
+    };
+    installed = read(ComponentStateSection);
+    action = read(ComponentActionSection);
+}
+
+void CIniHandOff::WriteTableCount(const std::string& table, int count) {
+    Write(TableSection, table, Format("%d", count));
+}
+
+UINT CIniHandOff::ForEachRow(const char* table, HandOffRowCallback callback, void* context) const {
+    UINT failure = ERROR_SUCCESS;
+    const int count = GetProfileNumber(TableSection, table, 0, path_);
+    for (int index = 0; index < count; ++index) {
+        const std::string section = RowSection(table, index);
+        if (!HasProfileSection(section.c_str(), path_))
+            break; // the file is the user's to write: it may count rows that are not there
+        const CIniHandOffRow row(*this, section);
+        const UINT result = callback(session_, row, context);
+        if (result != ERROR_SUCCESS)
+            failure = result;
+    }
+    return failure;
+}
+
+bool NeedsAdd(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action) {
+    const bool stays = installed == INSTALLSTATE_LOCAL && action != INSTALLSTATE_ABSENT;
+    return HasFlag(flags, '+') && (action == INSTALLSTATE_LOCAL || stays);
+}
+
+bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action) {
+    if (action == INSTALLSTATE_ABSENT)
+        return installed == INSTALLSTATE_LOCAL && (HasFlag(flags, '-') || HasFlag(flags, '!'));
+    // Undone first, to be applied anew.
+    return action == INSTALLSTATE_LOCAL && HasFlag(flags, '!');
+}
+
+namespace {
+
+bool RowNeeds(bool (*needs)(const std::string&, INSTALLSTATE, INSTALLSTATE),
+              const CIniHandOffRow& row) {
+    INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+    INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
+    row.HandOff().GetComponentState(row.Get(ComponentColumn), installed, action);
+    return needs(row.Get(ComponentActionColumn), installed, action);
+}
+
+} // namespace
+
+bool RowNeedsAdd(const CIniHandOffRow& row) { return RowNeeds(NeedsAdd, row); }
+
+bool RowNeedsRemove(const CIniHandOffRow& row) { return RowNeeds(NeedsRemove, row); }
+
+UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag) {
+    if (session == 0 || flag == nullptr)
+        return ERROR_INVALID_HANDLE;
+    if (RowNeedsRemove(row) || RowNeedsAdd(row))
+        *static_cast<int*>(flag) = 1;
+    return ERROR_SUCCESS;
+}
+
+} // namespace setupactions
+
+using namespace setupactions;
+
+// Scheduled immediate, after costing. Reads the web tables and the names of the
+// four deferred web actions from …ActionName properties; sets the property of
+// each of those names to the hand-off file's path. Partners: ConfigureWebServices,
+// UnConfigureWebServices, RestartWebServices, ClearWebIniFile.
+EXPORTED_ACTION(GetWebInfo) {
+    CIniHandOff handOff(session, PropertyText(session, ConfigureNameProperty));
+    for (const char* property : FurtherNameProperties)
+        handOff.AddReference(PropertyText(session, property));
+    if (handOff.Path().empty())
+        return ERROR_SUCCESS;
+
+    handOff.SaveTableToIniFile(VirtualDirTable, true);
+    handOff.SaveTableToIniFile(MimeTypeTable, true);
+    handOff.WriteFileKey(NotesConfigurationFile);
+    handOff.WriteComponentState(WebServerComponent);
+    return ERROR_SUCCESS;
+}

@@ -1,0 +1,327 @@
+#include "web/server/web_server_store.h"
+
+#include "frame/session.h"
+#include "frame/system_version.h"
+#include "web/server/metabase.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace setupactions {
+
+namespace {
+
+const char SiteRoot[] = "/LM/W3svc/1/ROOT";
+const char WebService[] = "/LM/W3svc";
+
+const size_t ApplicationDirLimit = 260; // characters
+
+// A virtual directory with this in front stands for its application
+// directories alone.
+const char ApplicationDirsOnly = '-';
+
+// With the capitals that entries of the list never match: the list gets one
+// more entry with each installation, and an uninstall takes none out.
+const char SuiteIsapiDll[] = "xazISAPI.dll";
+
+bool BeginsWith(const std::string& text, char character) {
+    return !text.empty() && text.front() == character;
+}
+
+std::string WithoutLeadingSlash(const std::string& text) {
+    return BeginsWith(text, '/') ? text.substr(1) : text;
+}
+
+std::string WithoutTrailingBackslash(std::string text) {
+    if (!text.empty() && text.back() == '\\')
+        text.pop_back();
+    return text;
+}
+
+// The pieces between the ";"; empty ones are none: in the store an empty path
+// would mean the open key itself.
+std::vector<std::string> SplitPaths(const std::string& joined) {
+    std::vector<std::string> paths;
+    for (size_t start = 0; start < joined.size();) {
+        const size_t end = std::min(joined.find(';', start), joined.size());
+        if (end > start)
+            paths.push_back(joined.substr(start, end - start));
+        start = end + 1;
+    }
+    return paths;
+}
+
+// Calls change(path), which answers whether it succeeded, for each path, and
+// logs its answer. Removing logs as creating does: one reader of the log
+// follows both. False, with the rest left alone, at a path that is too long.
+template <typename Change>
+bool ForEachApplicationDir(MSIHANDLE session, const std::string& applicationDirs, Change change) {
+    for (const std::string& path : SplitPaths(applicationDirs)) {
+        if (path.size() > ApplicationDirLimit) {
+            LogMessage(session, Format("II4AddVirtualDir: ERROR, %s is longer than MAX_PATH! "
+                                       "Aborting operation..",
+                                       path.c_str()));
+            return false;
+        }
+        // Both prefixes are spelt so in every log since the first release.
+        LogMessage(session,
+                   change(path)
+                       ? Format("IIS4AddVirutalDir: Created application directory %s", path.c_str())
+                       : Format("IIS4AddVirtualDir: Failed to create application directory %s",
+                                path.c_str()));
+    }
+    return true;
+}
+
+// What a change of a mapping says when a step fails.
+struct ScriptMapLines {
+    const char* noCom;
+    const char* noStore;
+    const char* noKey;
+    const char* notSet;
+    const char* notCommitted;
+};
+
+const ScriptMapLines AddScriptMapLines = {
+    "IIS4AddScriptMap: Couldn't call CAutoCoInitialize.Initialize()",
+    "IIS4AddScriptMap: adminBase.Init returned false.",
+    "IIS4AddScriptMap: Couldn't open key /LM/W3svc/1/ROOT",
+    "IIS4AddScriptMap: CMSAdminBase.SetScriptMap failed",
+    "IIS4AddScriptMap: CMSAdminBase.CommitKeyChanges failed",
+};
+
+const ScriptMapLines RemoveScriptMapLines = {
+    "IIS4RemoveScriptMap: Couldn't call CAutoCoInitialize.Initialize()",
+    "IIS4RemoveScriptMap: adminBase.Init returned false.",
+    "IIS4RemoveScriptMap: CMSAdminBase.OpenMetabaseKey(/LM/W3SVC/1/ROOT) failed",
+    "IIS4RemoveScriptMap: CMSAdminBase.SetScriptMap failed",
+    "IIS4RemoveScriptMap: CMSAdminBase.CommitKeyChanges failed",
+};
+
+// Maps the extension to the target, or removes it when the target is null.
+bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::string& virtualDir,
+                     const std::string& extension, const std::string* target, DWORD id,
+                     UndoRecord* record) {
+    const auto fail = [&](const char* line) {
+        LogMessage(session, line);
+        return false;
+    };
+    const CAutoCoInitialize com;
+    if (!com.Initialized())
+        return fail(lines.noCom);
+    CMSAdminBase store(record);
+    if (!store.Init())
+        return fail(lines.noStore);
+
+    const std::string dotted =
+        BeginsWith(extension, '.') ? extension : Format(".%s", extension.c_str());
+    std::string mapped;
+    if (target != nullptr) {
+        mapped = id == MD_SCRIPT_MAPS ? WithoutTrailingBackslash(*target) : *target;
+        LogMessage(session, Format("IIS4AddScriptMap: After formats, Extension '%s' mapping to "
+                                   "'%s', virtual dir '%s'",
+                                   dotted.c_str(), mapped.c_str(), virtualDir.c_str()));
+    }
+    if (!store.OpenMetabaseKey(SiteRoot))
+        return fail(lines.noKey);
+    if (!store.SetScriptMap(virtualDir, dotted, target == nullptr ? nullptr : &mapped, id))
+        return fail(lines.notSet);
+    return store.CommitKeyChanges() || fail(lines.notCommitted);
+}
+
+// Rewrites the list of web service extensions: without the entries of the DLL,
+// with the added entry, if any, in front.
+bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::string* addedEntry,
+                         const std::string& dllName, UndoRecord* record) {
+    const auto log = [&](const std::string& text) {
+        LogMessage(session, Format("[%s] %s", operation, text.c_str()));
+    };
+    const CAutoCoInitialize com;
+    if (!com.Initialized()) {
+        log("Couldn't call CAutoCoInitialize.Initialize()");
+        return false;
+    }
+    CMSAdminBase store(record);
+    if (!store.Init()) {
+        LogMessage(session, Format("%s: adminBase.Init returned false.", operation));
+        return false;
+    }
+    if (!store.OpenMetabaseKey(WebService)) {
+        log("Couldn't open key /LM/W3svc");
+        return false;
+    }
+    log("Open key /LM/W3svc");
+
+    const auto rewrite = [&]() -> HRESULT {
+        TextList list;
+        const HRESULT read = store.GetMetabaseMultiSzValue("", MD_WEB_SVC_EXT_RESTRICTION_LIST,
+                                                           list, IIS_MD_UT_SERVER);
+        std::wstring name, entry;
+        if (FAILED(read))
+            return read; // what the list holds is not known: it is not written
+        if (!Widen(dllName, name) || (addedEntry != nullptr && !Widen(*addedEntry, entry)))
+            return E_INVALIDARG;
+        if (list.empty()) {
+            log("WebSvcExtRestrictionList is empty!!!!");
+        } else {
+            log("WebSvcExtRestrictionList is found");
+            log("Finding xazisapi.dll.");
+            const size_t before = list.size();
+            list = WithoutExtension(list, name);
+            for (size_t found = list.size(); found < before; ++found)
+                log("Found entry of xazisapi.dll.");
+        }
+        if (addedEntry != nullptr)
+            list.insert(list.begin(), entry);
+        return store.SetMetabaseMultiSzValueServer("", MD_WEB_SVC_EXT_RESTRICTION_LIST, list);
+    };
+    const HRESULT written = rewrite();
+    log(SUCCEEDED(written)
+            ? "SetMetabaseMultiSzValueServer success"
+            : Format("SetMetabaseMultiSzValueServer fails [%d]", static_cast<int>(written)));
+    const bool committed = store.CommitKeyChanges();
+    if (!committed)
+        log("CMSAdminBase.CommitKeyChanges failed");
+    log("is done");
+    return SUCCEEDED(written) && committed;
+}
+
+// Servers before these builds run every extension without asking a list.
+bool KeepsExtensionList(const OSVERSIONINFOEXA& version) {
+    return version.dwMajorVersion > 5 ||
+           (version.dwMajorVersion >= 5 && version.dwMinorVersion >= 2 &&
+            version.dwBuildNumber >= 2601);
+}
+
+} // namespace
+
+bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
+                       const std::string& physicalPath, DWORD attributes,
+                       const std::string& applicationDirs, UndoRecord* record) {
+    const CAutoCoInitialize com;
+    if (!com.Initialized()) {
+        LogMessage(session, "IIS4AddVirtualDir: Couldn't call CAutoCoInitialize.Initialize()");
+        return false;
+    }
+    if (!NamesKey(virtualDir)) {
+        LogMessage(session, "IIS4AddVirtualDir: No szOrigVirtualDir given");
+        return false;
+    }
+    CMSAdminBase store(record);
+    if (!store.Init()) {
+        LogMessage(session, "IIS4AddVirtualDir: adminBase.Init returned false.");
+        return false;
+    }
+    if (BeginsWith(virtualDir, ApplicationDirsOnly)) {
+        // Such an entry names what is to be removed; there is nothing to create for it.
+        LogMessage(session, "Only creating application dir");
+        return true;
+    }
+    LogMessage(session,
+               Format("IIS4AddVirtualDir: Mapping %s to %s with attributes %i", virtualDir.c_str(),
+                      physicalPath.c_str(), static_cast<int>(attributes)));
+    const std::string name = WithoutLeadingSlash(virtualDir);
+    if (!store.OpenMetabaseKey(SiteRoot)) {
+        LogMessage(session, "IIS4AddVirtualDir: Couldn't open /LM/W3svc/1/ROOT");
+        return false;
+    }
+    if (!store.CreateVirtualDir(name, WithoutTrailingBackslash(physicalPath), attributes)) {
+        LogMessage(session, "IIS4AddVirtualDir:  CMSAdminBase.CreateVirtualDir failed");
+        return false;
+    }
+    if (applicationDirs.empty())
+        LogMessage(session,
+                   Format("IIS4AddVirtualDir: No application directory for %s", name.c_str()));
+    if (!ForEachApplicationDir(session, applicationDirs, [&](const std::string& path) {
+            return store.CreateApplicationDir(path);
+        }))
+        return false;
+    if (!store.CommitKeyChanges()) {
+        LogMessage(session, "IIS4AddVirtualDir: CMSAdminBase.CommitKeyChanges failed");
+        return false;
+    }
+    return true;
+}
+
+bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
+                          const std::string& applicationDirs, UndoRecord* record) {
+    const CAutoCoInitialize com;
+    if (!com.Initialized()) {
+        LogMessage(session, Format("IIS4RemoveVirtualDir: CAutoCoInitialize.Initialize failed for "
+                                   "virtual dir %s",
+                                   virtualDir.c_str()));
+        return false;
+    }
+    if (!NamesKey(virtualDir))
+        return false;
+    CMSAdminBase store(record);
+    if (!store.Init()) {
+        LogMessage(session, "IIS4RemoveVirtualDir: adminBase.Init returned false.");
+        return false;
+    }
+    if (BeginsWith(virtualDir, ApplicationDirsOnly)) {
+        LogMessage(session, "Only removing application dir..");
+        return ForEachApplicationDir(session, applicationDirs, [&](const std::string& path) {
+            return store.DeleteMetabaseKey(path);
+        });
+    }
+    return store.OpenMetabaseKey(SiteRoot) &&
+           store.RemoveVirtualDir(WithoutLeadingSlash(virtualDir)) && store.CommitKeyChanges();
+}
+
+bool IIS4AddScriptMap(MSIHANDLE session, const std::string& virtualDir,
+                      const std::string& extension, const std::string& target, DWORD id,
+                      UndoRecord* record) {
+    LogMessage(session, Format("IIS4AddScriptMap: Extension '%s' mapping to '%s', virtual dir '%s'",
+                               extension.c_str(), target.c_str(), virtualDir.c_str()));
+    return ChangeScriptMap(session, AddScriptMapLines, virtualDir, extension, &target, id, record);
+}
+
+bool IIS4RemoveScriptMap(MSIHANDLE session, const std::string& virtualDir,
+                         const std::string& extension, DWORD id, UndoRecord* record) {
+    return ChangeScriptMap(session, RemoveScriptMapLines, virtualDir, extension, nullptr, id,
+                           record);
+}
+
+bool IIS4AddWebSvcExtension(MSIHANDLE session, const std::string& entry, const std::string& dllName,
+                            UndoRecord* record) {
+    LogMessage(session, Format("[IIS4AddWebSvcExtension] start with %s", entry.c_str()));
+    return ChangeExtensionList(session, "IIS4AddWebSvcExtension", &entry, dllName, record);
+}
+
+bool IIS4RemoveWebSvcExtension(MSIHANDLE session, const std::string&, const std::string& dllName,
+                               UndoRecord* record) {
+    return ChangeExtensionList(session, "IIS4RemoveWebSvcExtension", nullptr, dllName, record);
+}
+
+void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, bool add,
+                              UndoRecord* record) {
+    LogMessage(session, Format("ConfigureWebSvcExtension: called with '%s'", isapiPath.c_str()));
+    OSVERSIONINFOEXA version;
+    if (!GetSystemVersion(version)) {
+        LogMessage(session, "[ConfigureWebSvcExtension]: Cannot GetVersionEx");
+        return;
+    }
+    if (!KeepsExtensionList(version)) {
+        LogMessage(session, Format("[ConfigureWebSvcExtension]: Invalid OS %d:%d [%d]",
+                                   static_cast<int>(version.dwMajorVersion),
+                                   static_cast<int>(version.dwMinorVersion),
+                                   static_cast<int>(version.dwBuildNumber)));
+        return;
+    }
+    // Allowed, path, may be removed by hand, no group, description.
+    const std::string entry = Format("1,%s,1,,Tarnwick Lumo", isapiPath.c_str());
+    if (add) {
+        LogMessage(session,
+                   Format("[ConfigureWebSvcExtension]: Running IIS4AddWebSvcExtension %s %s",
+                          entry.c_str(), SuiteIsapiDll));
+        IIS4AddWebSvcExtension(session, entry, SuiteIsapiDll, record);
+    } else {
+        LogMessage(session,
+                   Format("[ConfigureWebSvcExtension]: Running IIS4RemoveWebSvcExtension %s %s",
+                          entry.c_str(), SuiteIsapiDll));
+        IIS4RemoveWebSvcExtension(session, entry, SuiteIsapiDll, record);
+    }
+}
+
+} // namespace setupactions
