@@ -22,7 +22,7 @@ file(STRINGS ${SOURCES}/exports/action_data.inc actionData REGEX "^ACTION_DATA\\
 
 set(rows "")
 foreach(line IN LISTS catalogue)
-    if(NOT line MATCHES "^SETUP_ACTION\\(([A-Za-z0-9]+), (Immediate|Deferred|Both), \"(.*)\"\\)$")
+    if(NOT line MATCHES "^SETUP_ACTION\\(([A-Za-z0-9]+), [a-z]+, (Immediate|Deferred|Both), \"(.*)\"\\)$")
         message(FATAL_ERROR "exports/catalogue.inc: not a row: ${line}")
     endif()
     set(name ${CMAKE_MATCH_1})
@@ -140,7 +140,7 @@ file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
   <Binary Id=\"setupactions\" SourceFile=\"setupactions.dll\" />
 
 ${rows}
-  <?ifdef var.ScheduleWebTables?>
+  <?ifdef var.ScheduleServer?>
 ${properties}  <?endif?>
 
   <InstallUISequence>

@@ -6,6 +6,6 @@
 
 // The DLL's entry points, called by the installer with the session handle.
 // Result: a Windows Installer result code; 0 unless the action says otherwise.
-#define SETUP_ACTION(Name, When, Purpose) extern "C" UINT __stdcall Name(MSIHANDLE session);
+#define SETUP_ACTION(Name, Room, When, Purpose) extern "C" UINT __stdcall Name(MSIHANDLE session);
 #include "exports/catalogue.inc"
 #undef SETUP_ACTION

@@ -174,6 +174,15 @@ UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int pro
     return ERROR_SUCCESS;
 }
 
+UINT RunPreparedCommand(MSIHANDLE session, const std::string& commandLine) {
+    const int units = 45;
+    if (commandLine.empty())
+        SendRecord(session, INSTALLMESSAGE_INFO, "Skipping action (CustomActionData is empty)", {});
+    else
+        RunRedistProgram(session, commandLine, units, false);
+    return ERROR_SUCCESS;
+}
+
 UINT UseProgressTime(MSIHANDLE session, int ticks) {
     LogMessage(session, Format("UseProgressTime: %i ticks", ticks));
     const InstallerHandle record(MsiCreateRecord(3));

@@ -30,6 +30,10 @@ const int ProgressUnitTicks = 100000;
 UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int progressUnits,
                       bool hideWindow, const char* workingFolder = nullptr);
 
+// Runs the command line that an immediate action prepared, its window shown, for 45
+// units of the progress bar; without one a line says so. Always returns 0.
+UINT RunPreparedCommand(MSIHANDLE session, const std::string& commandLine);
+
 // Logs and moves the progress bar forward by so many ticks. Always answers 0.
 UINT UseProgressTime(MSIHANDLE session, int ticks);
 

@@ -27,6 +27,9 @@ while IFS=: read -r folder allowed; do
 done <<<"$arrows"
 [ -z "$wrong" ] || { printf '%s\n' "$wrong" >&2; fail "the includes above run against the folders' arrows"; }
 
+say "comparing the lists and the pages"
+scripts/lint-lists.sh || exit 1
+
 say "analysing the sources"
 mkdir -p build/cppcheck
 # A replaced function finds its test's objects through a pointer outside of it.
@@ -56,7 +59,7 @@ as_microsoft() {
 as_microsoft frame/faults.cpp -o "$other/faults.obj" || fail "the guard is not for Microsoft's compiler"
 as_microsoft - -o "$other/actions.obj" <<'EOF' || fail "the entries are not for Microsoft's compiler"
 #include "exports/action.h"
-#define SETUP_ACTION(Name, When, Purpose) EXPORTED_ACTION(Name) { return ERROR_SUCCESS; }
+#define SETUP_ACTION(Name, Room, When, Purpose) EXPORTED_ACTION(Name) { return ERROR_SUCCESS; }
 #include "exports/catalogue.inc"
 EOF
 defined() { i686-w64-mingw32-nm --defined-only "$other/actions.obj" | awk '$2 == "T" { print $3 }' | sort; }

@@ -30,9 +30,6 @@ const char NotesDriverInstaller[] = "NotesSQL302c.exe";
 const char NotesDriverFolder[] = "NotesSQL.8EEC570B_448B_4F29_9C75_C9B3DB65B4E2";
 const char NotesDriverCommand[] = "LaunchLotusDriverInstaller.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
 
-const char WebDocumentsCommand[] = "ADD_LUMO_DOCS_COMMAND";
-const int RunUnits = 45;
-
 bool Exists(MSIHANDLE session, const char* pathTemplate) {
     std::string path;
     return ResolvePath(session, pathTemplate, path);
@@ -53,14 +50,6 @@ UINT CheckDataAccess(MSIHANDLE session, const char* neededVersion) {
 bool HasScriptHost(MSIHANDLE session) {
     return (Exists(session, ScriptHostPrograms[0]) || Exists(session, ScriptHostPrograms[1])) &&
            HasVersion(session, ScriptEngine, NeededScriptEngine);
-}
-
-UINT RunPrepared(MSIHANDLE session, const std::string& commandLine) {
-    if (commandLine.empty())
-        SendRecord(session, INSTALLMESSAGE_INFO, "Skipping action (CustomActionData is empty)", {});
-    else
-        RunRedistProgram(session, commandLine, RunUnits, false);
-    return ERROR_SUCCESS;
 }
 
 } // namespace
@@ -115,17 +104,5 @@ EXPORTED_ACTION(CheckNotesSQL) {
 EXPORTED_ACTION(InstallRedist) {
     std::string commandLine;
     GetDeferredData(session, commandLine);
-    return RunPrepared(session, commandLine);
-}
-
-// Scheduled after the documents are installed: immediate it runs the command line
-// in ADD_LUMO_DOCS_COMMAND, deferred under that name the one of its action data;
-// without one it does nothing. Partner: PublishDemoHelper, which sets the property.
-EXPORTED_ACTION(AddLumo) {
-    std::string commandLine;
-    if (IsDeferred(session))
-        GetDeferredData(session, commandLine);
-    else
-        commandLine = PropertyText(session, WebDocumentsCommand);
-    return RunPrepared(session, commandLine);
+    return RunPreparedCommand(session, commandLine);
 }

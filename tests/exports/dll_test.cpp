@@ -13,7 +13,7 @@ const char DllPath[] = "B:\\setupactions.dll";
 
 TEST(Dll, ExportsExactlyTheCatalogueUndecorated) {
     std::vector<std::string> expected = {
-#define SETUP_ACTION(Name, When, Purpose) #Name,
+#define SETUP_ACTION(Name, Room, When, Purpose) #Name,
 #include "exports/catalogue.inc"
 #undef SETUP_ACTION
     };

@@ -19,14 +19,6 @@ using testing::ElementsAre;
 
 namespace {
 
-std::vector<std::string> broadcasts;
-LRESULT WINAPI KeepBroadcast(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags,
-                             UINT timeOut, DWORD_PTR*) {
-    broadcasts.push_back(Format("%p %x %u %s %u %u", window, message, wParam,
-                                reinterpret_cast<const char*>(lParam), flags, timeOut));
-    return 0;
-}
-
 std::string ValueOf(const CDeferredData& data, const std::string& name) {
     std::string value = "old";
     return data.Lookup(name, value) ? value : "(none)" + value;
@@ -107,27 +99,6 @@ TEST_F(SessionTest, OnlyTheFullUserInterfaceIsNotSilent) {
         SetProperty("UILevel", level.first);
         EXPECT_EQ(IsSilentInstall(session), level.second) << level.first;
     }
-}
-
-TEST_F(SessionTest, SuppressRebootTakesBothRequestsBackEvenWhenRefused) {
-    MsiSetMode(session, MSIRUNMODE_REBOOTATEND, TRUE);
-    MsiSetMode(session, MSIRUNMODE_REBOOTNOW, TRUE);
-    EXPECT_EQ(SuppressReboot(session), ERROR_SUCCESS);
-    for (const MSIRUNMODE mode : {MSIRUNMODE_REBOOTATEND, MSIRUNMODE_REBOOTNOW})
-        EXPECT_FALSE(MsiGetMode(session, mode));
-    EXPECT_EQ(SuppressReboot(0), ERROR_SUCCESS);
-}
-
-TEST_F(SessionTest, CommitWindowsSettingsBroadcastsOnceAndOnlyInASession) {
-    const ReplacedImport<decltype(KeepBroadcast)> send("SendMessageTimeoutA", KeepBroadcast);
-    EXPECT_EQ(CommitWindowsSettings(0), ERROR_SUCCESS);
-    EXPECT_EQ(CommitWindowsSettings(session), ERROR_SUCCESS);
-    EXPECT_THAT(broadcasts, ElementsAre("0000ffff 1a 0 Environment 2 5000"));
-}
-
-TEST_F(SessionTest, GetPidSetsTheIdentifierOfThisProcess) {
-    EXPECT_EQ(GetPid(session), ERROR_SUCCESS);
-    EXPECT_EQ(Property("MSIEXECPID"), std::to_string(GetCurrentProcessId()));
 }
 
 TEST_F(SessionTest, PairsGoFromTheImmediateToTheDeferredAction) {

@@ -10,7 +10,7 @@ struct CatalogueRow {
     const char* purpose;
 };
 inline const CatalogueRow Catalogue[] = {
-#define SETUP_ACTION(Name, When, Purpose) {#Name, #When, Purpose},
+#define SETUP_ACTION(Name, Room, When, Purpose) {#Name, #When, Purpose},
 #include "exports/catalogue.inc"
 #undef SETUP_ACTION
 };

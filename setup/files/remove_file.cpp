@@ -1,7 +1,5 @@
-// Installed files after they are in place: the sample reports' shortcuts, and
-// the removal of one file or folder.
+// The removal of one file or folder that the package did not install.
 #include "exports/action.h"
-#include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/files.h"
 #include "frame/guard.h"
@@ -10,18 +8,6 @@
 using namespace setupactions;
 
 namespace {
-
-const DWORD IniValueSize = 5200;
-
-bool Exists(const std::string& path) {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-std::string ReadIni(const std::string& file, const char* section, const char* key) {
-    char value[IniValueSize] = "";
-    GetPrivateProfileStringA(section, key, "", value, IniValueSize, file.c_str());
-    return value;
-}
 
 void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
@@ -48,34 +34,6 @@ void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
 }
 
 } // namespace
-
-// Scheduled immediate after InstallFiles. Reads the directories "En" and
-// INSTALLDIR; puts the installation folder before the URL of every shortcut
-// that En's SampleReportsURL.ini lists. Run twice, it does so twice.
-EXPORTED_ACTION(UpdateSampleReportsURLs) {
-    std::string folder, installFolder;
-    if (GetPropertyString(session, "En", folder) != ERROR_SUCCESS ||
-        GetPropertyString(session, "INSTALLDIR", installFolder) != ERROR_SUCCESS)
-        return ERROR_SUCCESS;
-
-    const std::string base = "file:///" + WithSlashes(installFolder);
-    const std::string index = folder + "SampleReportsURL.ini";
-    if (!Exists(index))
-        return ERROR_SUCCESS;
-
-    for (int n = 0;; ++n) {
-        const std::string name = ReadIni(index, "Reports", Format("%d", n).c_str());
-        if (name.empty())
-            return ERROR_SUCCESS;
-        const std::string shortcut = folder + name;
-        if (!Exists(shortcut))
-            continue;
-        const std::string url = ReadIni(shortcut, "InternetShortcut", "URL");
-        if (!url.empty())
-            WritePrivateProfileStringA("InternetShortcut", "URL", (base + url).c_str(),
-                                       shortcut.c_str());
-    }
-}
 
 // Scheduled deferred, after the files that it must outlive are done with.
 // Reads the action data: the full path of one file or folder, which it deletes
