@@ -6,7 +6,7 @@
 
 namespace setupactions {
 
-// Calls the body and answers its result. A C++ exception that leaves the body
+// Calls the body and returns its result. A C++ exception that leaves the body
 // ends here, in the line "NAME: out of memory" or "NAME: failed (NUMBER)", and
 // the result is ERROR_INSTALL_FAILURE. The number is the one thrown, E_INVALIDARG
 // for an impossible text operation, or 0. Machine faults are not taken.
@@ -14,11 +14,12 @@ UINT RunAction(MSIHANDLE session, const char* name, UINT (*body)(MSIHANDLE sessi
 
 } // namespace setupactions
 
-// Begins the body of an exported action. The action must stand in
-// exports/catalogue.inc, which declares and exports it. Inside the body,
+// Begins the body of an exported action, in the library's namespace. The action must
+// stand in exports/catalogue.inc, which declares and exports it. Inside the body,
 // `session` is the handle of the running installation; it is never closed.
 #define EXPORTED_ACTION(Name)                                                                      \
     static UINT Name##Body(MSIHANDLE session);                                                     \
+    extern "C" UINT __stdcall Name(MSIHANDLE session);                                             \
     extern "C" ACTION_STACK UINT __stdcall Name(MSIHANDLE session) {                               \
         return setupactions::RunAction(session, #Name, Name##Body);                                \
     }                                                                                              \

@@ -27,20 +27,19 @@ bool NextToken(const std::string& text, char delimiter, size_t& position, std::s
 // cannot be executed is logged and finds nothing.
 bool FindActionName(MSIHANDLE session, MSIHANDLE database, const std::string& query,
                     std::string& name) {
-    bool executed = false;
-    try {
-        CMsiHelper view(database, query);
-        executed = view.Execute();
-        if (executed && view.Fetch()) {
-            name = view.GetNamedField("Action");
-            return true;
-        }
-    } catch (int) {
-        // The log line below, or the next query, is the answer to either failure.
-    }
-    if (!executed)
+    CMsiHelper view(database, query);
+    if (!view.TryExecute()) {
         LogMessage(session, "failed to execute" + query);
-    return false;
+        return false;
+    }
+    try {
+        if (!view.Fetch())
+            return false;
+        name = view.GetNamedField("Action");
+        return true;
+    } catch (int) {
+        return false; // the next query is tried
+    }
 }
 
 } // namespace

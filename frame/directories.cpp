@@ -1,6 +1,6 @@
 #include "frame/directories.h"
 
-#include "frame/files.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 namespace setupactions {
@@ -11,14 +11,13 @@ UINT myMsiSetDirectory(MSIHANDLE session, const std::string& directory, const st
     std::string drive;
     SplitPath(path, &drive, nullptr, nullptr, nullptr);
     if (GetFileAttributesA(drive.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        LogMessage(
-            session,
-            Format("myMsiSetDirectory: Can't access drive %s. Directory %s will not be set to %s",
-                   drive.c_str(), directory.c_str(), path.c_str()));
+        LogFormat(session,
+                  "myMsiSetDirectory: Can't access drive %s. Directory %s will not be set to %s",
+                  drive.c_str(), directory.c_str(), path.c_str());
         return result;
     }
-    LogMessage(session, Format("myMsiSetDirectory: Setting Directory %s = %s", directory.c_str(),
-                               path.c_str()));
+    LogFormat(session, "myMsiSetDirectory: Setting Directory %s = %s", directory.c_str(),
+              path.c_str());
     return MsiSetPropertyA(session, directory.c_str(), path.c_str());
 }
 

@@ -1,5 +1,6 @@
 #include "frame/feature_state.h"
 
+#include "frame/msi_database.h"
 #include "frame/read_growing.h"
 #include "frame/session.h"
 
@@ -19,9 +20,8 @@ const size_t AttemptRecordFields = 3;
 bool ConditionForbids(MSIHANDLE session, MSIHANDLE database, const std::string& feature) {
     const std::string query =
         Format("SELECT Level, Condition FROM Condition WHERE Feature_ = '%s'", feature.c_str());
-    InstallerHandle view;
-    if (MsiDatabaseOpenViewA(database, query.c_str(), view.Out()) != ERROR_SUCCESS ||
-        MsiViewExecute(view.Get(), 0) != ERROR_SUCCESS)
+    const InstallerHandle view = OpenQuery(database, query);
+    if (!view)
         return false;
     InstallerHandle row;
     while (MsiViewFetch(view.Get(), row.Out()) == ERROR_SUCCESS) {

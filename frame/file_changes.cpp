@@ -48,8 +48,8 @@ void UndoFile(const UndoRun& run, const std::string& path, const std::string& co
     if (copy.empty() && !Exists(attributes))
         return;
     if (IsFolder(attributes)) {
-        LogMessage(run.session,
-                   Format("%s: %s is a folder now, left alone", run.action.c_str(), path.c_str()));
+        LogFormat(run.session, "%s: %s is a folder now, left alone", run.action.c_str(),
+                  path.c_str());
         return;
     }
     if (Exists(attributes)) // read-only or hidden, it would stay as it is
@@ -82,8 +82,8 @@ void UndoFilledFolder(const UndoRun& run, const std::string& path, bool wasThere
     if (wasThere && GoesAnyway(run, path))
         return;
     if (wasThere) {
-        LogMessage(run.session, Format("%s: %s was there before, what came into it stays",
-                                       run.action.c_str(), path.c_str()));
+        LogFormat(run.session, "%s: %s was there before, what came into it stays",
+                  run.action.c_str(), path.c_str());
     } else if (IsFolder(GetFileAttributesA(path.c_str()))) {
         RemoveFolderStructure(run.session, path);
         LogUndone(run, !Exists(GetFileAttributesA(path.c_str())), path, "removed");
@@ -148,8 +148,8 @@ void UndoFileChanges(const UndoRun& run) {
                 !LeadsThroughLink(change[1]))
                 undo.undo(run, change[1], change[2]);
             else
-                LogMessage(run.session, Format("%s: %s is no place of its own, left alone",
-                                               run.action.c_str(), change[1].c_str()));
+                LogFormat(run.session, "%s: %s is no place of its own, left alone",
+                          run.action.c_str(), change[1].c_str());
         }
     }
 }

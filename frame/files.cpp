@@ -48,11 +48,6 @@ bool IsPlainName(const std::string& name) {
            name.find_first_not_of(". ") != std::string::npos;
 }
 
-// The text's last character: the first byte of one that has two.
-char LastCharacter(const std::string& text) {
-    return *CharPrevA(text.c_str(), text.c_str() + text.size());
-}
-
 std::string Join(std::string folder, const char* name) {
     EnsureTrailingChar(folder, '\\');
     return folder + name;
@@ -127,7 +122,7 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
 }
 
 void LogUnremoved(MSIHANDLE session, const std::string& folder) {
-    LogMessage(session, Format(RemoveFailed, static_cast<int>(GetLastError()), folder.c_str()));
+    LogFormat(session, RemoveFailed, static_cast<int>(GetLastError()), folder.c_str());
 }
 
 void RemoveFolder(MSIHANDLE session, const std::string& folder, UndoRecord* record = nullptr) {
@@ -157,7 +152,7 @@ void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes, Un
     if (record != nullptr)
         RecordFile(*record, file);
     if (!DeleteAnyFile(file, attributes))
-        LogMessage(session, Format(DeleteFailed, static_cast<int>(GetLastError()), file.c_str()));
+        LogFormat(session, DeleteFailed, static_cast<int>(GetLastError()), file.c_str());
 }
 
 // Removes what is in a folder. False when it cannot be held or searched, or
@@ -168,7 +163,7 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder&
     WIN32_FIND_DATAA entry = {};
     SearchHandle search = held ? StartSearch(pattern, entry) : SearchHandle();
     if (!search) {
-        LogMessage(session, Format(SearchFailed, pattern.c_str()));
+        LogFormat(session, SearchFailed, pattern.c_str());
         return false;
     }
     // Any failing step ends the walk: not only the one past the last entry.
@@ -176,12 +171,12 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder&
         if (IsDotEntry(entry))
             continue;
         if (!held.IsInPlace()) {
-            LogMessage(session, Format(FolderReplaced, folder.c_str()));
+            LogFormat(session, FolderReplaced, folder.c_str());
             return false;
         }
         const std::string path = folder + "\\" + entry.cFileName;
         if (!IsPlainName(entry.cFileName)) {
-            LogMessage(session, Format(NameNotPlain, path.c_str()));
+            LogFormat(session, NameNotPlain, path.c_str());
             continue;
         }
         const DWORD attributes = GetFileAttributesA(path.c_str());
@@ -233,67 +228,6 @@ FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {
     DeleteFileA(path.c_str());
     SetLastError(error);
     return FileWrite::NotWritten;
-}
-
-void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
-              const char* extension) {
-    const auto isGiven = [](const char* part) { return part != nullptr && *part != '\0'; };
-    std::string made;
-    if (isGiven(drive))
-        made = {*drive, ':'};
-    if (isGiven(directory)) {
-        made += directory;
-        const char last = LastCharacter(made);
-        if (last != '\\' && last != '/')
-            made += '\\';
-    }
-    if (isGiven(name))
-        made += name;
-    if (isGiven(extension)) {
-        if (*extension != '.')
-            made += '.';
-        made += extension;
-    }
-    path = made;
-}
-
-void SplitPath(const std::string& path, std::string* drive, std::string* directory,
-               std::string* name, std::string* extension) {
-    const char* const start = path.c_str();
-    const char* const afterDrive = path.size() >= 2 && start[1] == ':' ? start + 2 : start;
-    const char* afterDirectory = afterDrive;
-    const char* dot = nullptr;
-    const char* end = afterDrive;
-    // Character by character: the second byte of one may look like a separator.
-    for (; *end != '\0'; end = CharNextA(end)) {
-        if (*end == '\\' || *end == '/') {
-            afterDirectory = end + 1;
-            dot = nullptr;
-        } else if (*end == '.') {
-            dot = end;
-        }
-    }
-    const char* const afterName = dot != nullptr ? dot : end;
-    const std::string parts[] = {{start, afterDrive},
-                                 {afterDrive, afterDirectory},
-                                 {afterDirectory, afterName},
-                                 {afterName, end}};
-    const std::string* part = parts;
-    for (std::string* output : {drive, directory, name, extension}) {
-        if (output != nullptr)
-            *output = *part;
-        ++part;
-    }
-}
-
-void EnsureTrailingChar(std::string& text, char character, bool remove) {
-    if (text.empty())
-        return;
-    const bool endsSo = LastCharacter(text) == character;
-    if (!remove && !endsSo)
-        text += '\\';
-    else if (remove && endsSo)
-        text.pop_back();
 }
 
 } // namespace setupactions

@@ -1,5 +1,4 @@
-// Folders with all that is below them: copying and removing; writing a file;
-// composing paths and taking them apart.
+// Folders with all that is below them: copying and removing; writing a file.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -34,21 +33,5 @@ enum class FileWrite { NotCreated, NotWritten, Whole };
 // and is never written into. A file that was not written whole is deleted. A
 // path that is not full is refused. The last error tells the first failure.
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes);
-
-// Composes drive ("C:"), directory, file name and extension; a part that is
-// null or empty is left out. Adds the colon, the separator after the directory
-// and the extension's dot where they lack.
-void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
-              const char* extension);
-
-// Takes a path apart: drive with its colon, directory with its last separator,
-// file name, extension with its dot. An output may be null.
-void SplitPath(const std::string& path, std::string* drive, std::string* directory,
-               std::string* name, std::string* extension);
-
-// Appends a backslash unless the text ends in the character; or, told to
-// remove, drops the last character when it is the given one. An empty text is
-// left alone.
-void EnsureTrailingChar(std::string& text, char character, bool remove = false);
 
 } // namespace setupactions

@@ -3,26 +3,28 @@
 
 #include "frame/windows_api.h"
 
+#include <cstdint>
+
 namespace setupactions {
 
 // Owns one handle and closes it once. Traits give the handle's type (Value),
 // the value that stands for "none" (None) and the closing call (Close).
 template <typename Traits>
-class Owner {
+class TraitsOwner {
 public:
     using Value = typename Traits::Value;
 
-    Owner() = default;
-    explicit Owner(Value value) : value_(value) {}
-    Owner(Owner&& other) noexcept : value_(other.Release()) {}
-    Owner& operator=(Owner&& other) noexcept {
+    TraitsOwner() = default;
+    explicit TraitsOwner(Value value) : value_(value) {}
+    TraitsOwner(TraitsOwner&& other) noexcept : value_(other.Release()) {}
+    TraitsOwner& operator=(TraitsOwner&& other) noexcept {
         if (this != &other)
             Reset(other.Release());
         return *this;
     }
-    Owner(const Owner&) = delete;
-    Owner& operator=(const Owner&) = delete;
-    ~Owner() { Reset(); }
+    TraitsOwner(const TraitsOwner&) = delete;
+    TraitsOwner& operator=(const TraitsOwner&) = delete;
+    ~TraitsOwner() { Reset(); }
 
     Value Get() const { return value_; }
     explicit operator bool() const { return value_ != Traits::None(); }
@@ -37,7 +39,7 @@ public:
         value_ = value;
     }
 
-    // Closes what is owned and answers what the closing call did.
+    // Closes what is owned and returns what the closing call did.
     auto Close() { return Traits::Close(Release()); }
 
     // Gives the handle away; the caller closes it.
@@ -47,7 +49,7 @@ public:
         return value;
     }
 
-    // Closes what is owned; for calls that answer through a pointer.
+    // Closes what is owned; for calls that hand one out through a pointer.
     Value* Out() {
         Reset();
         return &value_;
@@ -57,76 +59,28 @@ private:
     Value value_ = Traits::None();
 };
 
-struct InstallerHandleTraits {
-    using Value = MSIHANDLE;
-    static Value None() { return 0; }
-    static void Close(Value value) { MsiCloseHandle(value); }
+// The owner of a handle that one call closes. NoHandle is the value of "none" as a
+// number.
+template <typename Handle, auto CloseCall, intptr_t NoHandle>
+struct PlainTraits {
+    using Value = Handle;
+    static Value None() { return (Value)NoHandle; } // a pointer or a number
+    static auto Close(Value value) { return CloseCall(value); }
 };
-// A record, view, database or summary information.
-using InstallerHandle = Owner<InstallerHandleTraits>;
+template <typename Handle, auto CloseCall, intptr_t NoHandle = 0>
+using Owner = TraitsOwner<PlainTraits<Handle, CloseCall, NoHandle>>;
 
-struct LocalMemoryTraits {
-    using Value = char*;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { LocalFree(value); }
-};
-// A text that the system allocated for the caller.
-using LocalText = Owner<LocalMemoryTraits>;
+inline BOOL FreeHeapBlock(void* block) { return HeapFree(GetProcessHeap(), 0, block); }
 
-struct ServiceHandleTraits {
-    using Value = SC_HANDLE;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { CloseServiceHandle(value); }
-};
-// The service manager, or one service.
-using ServiceHandle = Owner<ServiceHandleTraits>;
-
-struct KernelHandleTraits {
-    using Value = HANDLE;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { CloseHandle(value); }
-};
-// A process, thread, token or pipe end.
-using KernelHandle = Owner<KernelHandleTraits>;
-
-struct LibraryTraits {
-    using Value = HMODULE;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { FreeLibrary(value); }
-};
-// A library loaded at run time.
-using Library = Owner<LibraryTraits>;
-
-struct HeapMemoryTraits {
-    using Value = void*;
-    static Value None() { return nullptr; }
-    static bool Close(Value value) { return HeapFree(GetProcessHeap(), 0, value) != FALSE; }
-};
-// A block of the process heap.
-using HeapBlock = Owner<HeapMemoryTraits>;
-
-struct RegistryKeyTraits {
-    using Value = HKEY;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { RegCloseKey(value); }
-};
-using RegistryKey = Owner<RegistryKeyTraits>;
-
-struct SearchTraits {
-    using Value = HANDLE;
-    static Value None() { return INVALID_HANDLE_VALUE; }
-    static bool Close(Value value) { return FindClose(value) != FALSE; }
-};
-// A search through the entries of a folder.
-using SearchHandle = Owner<SearchTraits>;
-
-struct FileTraits {
-    using Value = HANDLE;
-    static Value None() { return INVALID_HANDLE_VALUE; }
-    static void Close(Value value) { CloseHandle(value); }
-};
-// An open file or folder.
-using FileHandle = Owner<FileTraits>;
+using InstallerHandle = Owner<MSIHANDLE, MsiCloseHandle>;   // a record, view, database or summary
+using ServiceHandle = Owner<SC_HANDLE, CloseServiceHandle>; // the service manager, or one service
+using KernelHandle = Owner<HANDLE, CloseHandle>;            // a process, thread, token or pipe end
+using FileHandle = Owner<HANDLE, CloseHandle, -1>;          // an open file or folder
+using SearchHandle = Owner<HANDLE, FindClose, -1>;          // a search through a folder's entries
+using Library = Owner<HMODULE, FreeLibrary>;                // a library loaded at run time
+using RegistryKey = Owner<HKEY, RegCloseKey>;
+using LocalText = Owner<char*, LocalFree>;     // a text that the system allocated
+using HeapBlock = Owner<void*, FreeHeapBlock>; // a block of the process heap
 
 template <typename Interface>
 struct ComReferenceTraits {
@@ -136,6 +90,6 @@ struct ComReferenceTraits {
 };
 // A counted reference to a COM object.
 template <typename Interface>
-using ComReference = Owner<ComReferenceTraits<Interface>>;
+using ComReference = TraitsOwner<ComReferenceTraits<Interface>>;
 
 } // namespace setupactions

@@ -48,6 +48,14 @@ const std::string& At(const std::vector<std::string>& fields, int position) {
 
 } // namespace
 
+InstallerHandle OpenQuery(MSIHANDLE database, const std::string& query) {
+    InstallerHandle view;
+    if (MsiDatabaseOpenViewA(database, query.c_str(), view.Out()) == ERROR_SUCCESS &&
+        MsiViewExecute(view.Get(), 0) != ERROR_SUCCESS)
+        view.Reset();
+    return view;
+}
+
 std::string myMsiError2String(int error) {
     for (const ErrorMessage& row : ErrorMessages)
         if (row.error == error)
@@ -68,6 +76,14 @@ bool CMsiHelper::Execute() {
     if (MsiViewExecute(view_.Get(), 0) != ERROR_SUCCESS)
         throw static_cast<int>(MsiErrorExecute);
     return true;
+}
+
+bool CMsiHelper::TryExecute() {
+    try {
+        return Execute();
+    } catch (int) {
+        return false;
+    }
 }
 
 void CMsiHelper::ReadColumnNames() {

@@ -11,6 +11,10 @@
 
 namespace setupactions {
 
+// Opens and executes a query whose rows are read by their records: the view, or none
+// when either fails. CMsiHelper, below, is for rows read by the names of their columns.
+InstallerHandle OpenQuery(MSIHANDLE database, const std::string& query);
+
 // The numbers thrown here.
 enum MsiError : int {
     MsiErrorActiveDatabase = 1,
@@ -41,6 +45,9 @@ public:
     // Opens and executes the view. False when it does not open; throws 3 when
     // it does not execute and 10 on an empty query.
     bool Execute();
+
+    // The same for whom both failures are alike: false, and nothing is thrown.
+    bool TryExecute();
 
     // Fetches the next row. False after the last; throws 4, 5 or 8 on failure.
     bool Fetch();

@@ -1,7 +1,6 @@
 #include "frame/paths.h"
 
 #include "frame/ansi_text.h"
-#include "frame/files.h"
 #include "frame/session.h"
 
 namespace setupactions {
@@ -10,7 +9,84 @@ namespace {
 
 const size_t WholeDriveLength = 3; // of "C:\"
 
+// The text's last character: the first byte of one that has two.
+char LastCharacter(const std::string& text) {
+    return *CharPrevA(text.c_str(), text.c_str() + text.size());
+}
+
 } // namespace
+
+void MakePath(std::string& path, const char* drive, const char* directory, const char* name,
+              const char* extension) {
+    const auto isGiven = [](const char* part) { return part != nullptr && *part != '\0'; };
+    std::string made;
+    if (isGiven(drive))
+        made = {*drive, ':'};
+    if (isGiven(directory)) {
+        made += directory;
+        const char last = LastCharacter(made);
+        if (last != '\\' && last != '/')
+            made += '\\';
+    }
+    if (isGiven(name))
+        made += name;
+    if (isGiven(extension)) {
+        if (*extension != '.')
+            made += '.';
+        made += extension;
+    }
+    path = made;
+}
+
+void SplitPath(const std::string& path, std::string* drive, std::string* directory,
+               std::string* name, std::string* extension) {
+    const char* const start = path.c_str();
+    const char* const afterDrive = path.size() >= 2 && start[1] == ':' ? start + 2 : start;
+    const char* afterDirectory = afterDrive;
+    const char* dot = nullptr;
+    const char* end = afterDrive;
+    // Character by character: the second byte of one may look like a separator.
+    for (; *end != '\0'; end = CharNextA(end)) {
+        if (*end == '\\' || *end == '/') {
+            afterDirectory = end + 1;
+            dot = nullptr;
+        } else if (*end == '.') {
+            dot = end;
+        }
+    }
+    const char* const afterName = dot != nullptr ? dot : end;
+    const std::string parts[] = {{start, afterDrive},
+                                 {afterDrive, afterDirectory},
+                                 {afterDirectory, afterName},
+                                 {afterName, end}};
+    const std::string* part = parts;
+    for (std::string* output : {drive, directory, name, extension}) {
+        if (output != nullptr)
+            *output = *part;
+        ++part;
+    }
+}
+
+void EnsureTrailingChar(std::string& text, char character, bool remove) {
+    if (text.empty())
+        return;
+    const bool endsSo = LastCharacter(text) == character;
+    if (!remove && !endsSo)
+        text += '\\';
+    else if (remove && endsSo)
+        text.pop_back();
+}
+
+std::string InFolder(const std::string& folder, const std::string& name,
+                     const std::string& extension) {
+    std::string path;
+    MakePath(path, nullptr, folder.c_str(), name.c_str(), extension.c_str());
+    return path;
+}
+
+bool PathExists(const std::string& path) {
+    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
+}
 
 bool IsFullPath(const std::string& path) {
     const auto isSeparator = [&](size_t at) { return path[at] == '\\' || path[at] == '/'; };
@@ -43,18 +119,16 @@ bool IsOwnPath(const std::string& path) {
 }
 
 bool ResolvePath(MSIHANDLE session, const std::string& pathTemplate, std::string& path) {
-    LogMessage(session, Format("[ResolvePath] BEFORE Format: Buffer in='%s', Path='%s'",
-                               pathTemplate.c_str(), path.c_str()));
-    const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, pathTemplate.c_str());
-    FormatRecordString(session, record.Get(), path);
-    LogMessage(session, Format("[ResolvePath] AFTER  Format: Buffer in='%s', Path='%s'",
-                               pathTemplate.c_str(), path.c_str()));
-    if (GetFileAttributesA(path.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        LogMessage(session, Format("Could not Find File '%s'", path.c_str()));
+    LogFormat(session, "[ResolvePath] BEFORE Format: Buffer in='%s', Path='%s'",
+              pathTemplate.c_str(), path.c_str());
+    FormatText(session, pathTemplate, path);
+    LogFormat(session, "[ResolvePath] AFTER  Format: Buffer in='%s', Path='%s'",
+              pathTemplate.c_str(), path.c_str());
+    if (!PathExists(path)) {
+        LogFormat(session, "Could not Find File '%s'", path.c_str());
         return false;
     }
-    LogMessage(session, Format("Found file '%s'", path.c_str()));
+    LogFormat(session, "Found file '%s'", path.c_str());
     return true;
 }
 

@@ -1,7 +1,6 @@
 #include "frame/programs.h"
 
 #include "frame/ansi_text.h"
-#include "frame/versions.h"
 
 namespace setupactions {
 
@@ -14,9 +13,6 @@ const DWORD PollMilliseconds = 100;
 const int TicksPerPoll = 10000;
 const DWORD OutputPieceSize = 1024;
 const int PiecesPerLook = 256; // enough for what a pipe holds, at every poll
-const DWORD FileVersionSize = 260;
-const int VersionFieldCount = 4;
-const size_t VersionRecordFields = 5;
 
 void FillProgress(const InstallerHandle& record, int kind, int amount) {
     MsiRecordSetInteger(record.Get(), 1, kind);
@@ -163,8 +159,8 @@ UINT RunRedistProgram(MSIHANDLE session, const std::string& commandLine, int pro
                                 : Format("RunRedistProgram(%s). Return value unknown: %d",
                                          commandLine.c_str(), static_cast<int>(error)));
     } else {
-        LogMessage(session, Format("RunRedistProgram(%s). failed: %d", commandLine.c_str(),
-                                   static_cast<int>(program.error)));
+        LogFormat(session, "RunRedistProgram(%s). failed: %d", commandLine.c_str(),
+                  static_cast<int>(program.error));
     }
 
     if (budget > sent) {
@@ -184,25 +180,11 @@ UINT RunPreparedCommand(MSIHANDLE session, const std::string& commandLine) {
 }
 
 UINT UseProgressTime(MSIHANDLE session, int ticks) {
-    LogMessage(session, Format("UseProgressTime: %i ticks", ticks));
+    LogFormat(session, "UseProgressTime: %i ticks", ticks);
     const InstallerHandle record(MsiCreateRecord(3));
     FillProgress(record, ProgressReport, ticks);
     SendProgress(session, record);
     return ERROR_SUCCESS;
-}
-
-bool CheckFileVersion(MSIHANDLE session, const std::string& path,
-                      const std::string& neededVersion) {
-    char version[FileVersionSize] = "";
-    DWORD size = sizeof version;
-    if (MsiGetFileVersionA(path.c_str(), version, &size, nullptr, nullptr) != ERROR_SUCCESS) {
-        SendRecord(session, INSTALLMESSAGE_INFO, "Error getting file version info for file: [1]",
-                   {path}, VersionRecordFields);
-        return false;
-    }
-    SendRecord(session, INSTALLMESSAGE_INFO, "File: [1] Version: [2] found. Needed Version: [3]",
-               {path, version, neededVersion}, VersionRecordFields);
-    return CompareVersions(version, neededVersion, VersionFieldCount) >= 0;
 }
 
 } // namespace setupactions

@@ -1,5 +1,5 @@
 // Outside programs: running them with their output in the log and the progress
-// bar moving, and the versions of their files.
+// bar moving.
 #pragma once
 
 #include "frame/session.h"
@@ -36,9 +36,5 @@ UINT RunPreparedCommand(MSIHANDLE session, const std::string& commandLine);
 
 // Logs and moves the progress bar forward by so many ticks. Always answers 0.
 UINT UseProgressTime(MSIHANDLE session, int ticks);
-
-// True when the file's version is at least the needed one, by all four fields.
-// Logs both. A file without a version, or none at all, is logged and answers false.
-bool CheckFileVersion(MSIHANDLE session, const std::string& path, const std::string& neededVersion);
 
 } // namespace setupactions

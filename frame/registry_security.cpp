@@ -16,7 +16,7 @@ const char FixReleaseFailed[] = "Failure: FixRegSecurity HeapFree failed with %d
 
 void ReleaseLogged(MSIHANDLE session, HeapBlock& block, const char* failureLine) {
     if (block && !block.Close())
-        LogMessage(session, Format(failureLine, static_cast<int>(GetLastError())));
+        LogFormat(session, failureLine, static_cast<int>(GetLastError()));
 }
 
 // Empty when the descriptor cannot be read.

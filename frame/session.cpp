@@ -28,16 +28,10 @@ std::string ModulePath(HMODULE module) {
     }
 }
 
-} // namespace
-
-std::string Format(const char* format, ...) {
-    va_list arguments;
-    va_start(arguments, format);
+PRINTF_CHECKED(1, 0) std::string FormatList(const char* format, va_list arguments) {
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    va_end(arguments);
-
     std::string text;
     if (length > 0) {
         text.resize(static_cast<size_t>(length) + 1);
@@ -46,6 +40,24 @@ std::string Format(const char* format, ...) {
     }
     va_end(again);
     return text;
+}
+
+} // namespace
+
+std::string Format(const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    std::string text = FormatList(format, arguments);
+    va_end(arguments);
+    return text;
+}
+
+void LogFormat(MSIHANDLE session, const char* format, ...) {
+    va_list arguments;
+    va_start(arguments, format);
+    const std::string text = FormatList(format, arguments);
+    va_end(arguments);
+    LogMessage(session, text);
 }
 
 void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTemplate,
@@ -94,6 +106,13 @@ UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value)
     return ReadGrowing(
         [&](char* buffer, DWORD* size) { return MsiFormatRecordA(session, record, buffer, size); },
         value, [](UINT result) { return result != ERROR_MORE_DATA; });
+}
+
+UINT FormatText(MSIHANDLE session, const std::string& text, std::string& value) {
+    value.clear();
+    const InstallerHandle record(MsiCreateRecord(1));
+    const UINT result = MsiRecordSetStringA(record.Get(), 0, text.c_str());
+    return result == ERROR_SUCCESS ? FormatRecordString(session, record.Get(), value) : result;
 }
 
 bool IsSilentInstall(MSIHANDLE session) {

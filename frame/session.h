@@ -20,6 +20,9 @@ inline void LogMessage(MSIHANDLE session, const std::string& text) {
     LogMessage(session, text.c_str());
 }
 
+// The same with a text formatted like printf.
+void LogFormat(MSIHANDLE session, const char* format, ...) PRINTF_CHECKED(2, 3);
+
 // Sends a record to the installer: field 0 is the template, the fields follow
 // from 1. For lines without the date prefix and for action data. A record of
 // more fields than are given ends in empty ones.
@@ -39,8 +42,12 @@ std::string PropertyText(MSIHANDLE session, const char* name);
 // Reads a record field (from 0) of any length. Result: the installer's.
 UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value);
 
-// Formats a record by its field 0. A record that formats to nothing answers 0
-// and an empty text. Result: the installer's.
+// Formats a text as the installer formats a record's: "[Property]", "[#File]",
+// "[$Component]". Result: the installer's, 0 also for a text that formats to
+// nothing; the value is empty on failure.
+UINT FormatText(MSIHANDLE session, const std::string& text, std::string& value);
+
+// The same for a record and its field 0.
 UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value);
 
 // True unless the installation shows its full user interface (UILevel 5): no

@@ -172,19 +172,17 @@ void TakeBack(MSIHANDLE session, const std::string& action, void (*undo)(const U
     std::string bytes;
     if (place.product.empty() || !IsOwnFolder(place.all) || !IsOwnFolder(place.product) ||
         !ReadWhole(file, bytes)) {
-        LogMessage(session,
-                   Format("%s: no changes are recorded, nothing taken back", action.c_str()));
+        LogFormat(session, "%s: no changes are recorded, nothing taken back", action.c_str());
         return;
     }
     UndoRun run = {session, action, place.product, {}};
     UndoEntry entry;
     size_t at = 0;
     if (!Take(bytes, at, entry) || entry != Header(action, product)) {
-        LogMessage(session, Format("%s: %s is no record of this installation's, nothing taken back",
-                                   action.c_str(), file.c_str()));
+        LogFormat(session, "%s: %s is no record of this installation's, nothing taken back",
+                  action.c_str(), file.c_str());
     } else {
-        LogMessage(session,
-                   Format("%s: taking back what is recorded in %s", action.c_str(), file.c_str()));
+        LogFormat(session, "%s: taking back what is recorded in %s", action.c_str(), file.c_str());
         while (Take(bytes, at, entry))
             run.changes.push_back(entry);
         std::reverse(run.changes.begin(), run.changes.end());
@@ -211,10 +209,10 @@ UndoRecord::UndoRecord(MSIHANDLE session, const char* action) : session_(session
     if (!IsDeferred(session) || Make())
         return;
     const DWORD error = GetLastError();
-    LogMessage(session,
-               Format("%s: no record can be made (error %d): should the installation fail, the "
-                      "changes stay",
-                      action, static_cast<int>(error)));
+    LogFormat(session,
+              "%s: no record can be made (error %d): should the installation fail, the "
+              "changes stay",
+              action, static_cast<int>(error));
 }
 
 bool UndoRecord::Make() {
@@ -247,10 +245,10 @@ void UndoRecord::Add(const UndoEntry& entry) {
     const DWORD error = GetLastError();
     // An entry after a cut one could not be told from its rest.
     file_.Reset();
-    LogMessage(session_,
-               Format("%s: the record cannot be written (error %d): should the installation "
-                      "fail, the changes from here on stay",
-                      action_.c_str(), static_cast<int>(error)));
+    LogFormat(session_,
+              "%s: the record cannot be written (error %d): should the installation "
+              "fail, the changes from here on stay",
+              action_.c_str(), static_cast<int>(error));
 }
 
 std::string UndoRecord::Keep(const std::string& path) {
@@ -264,17 +262,17 @@ std::string UndoRecord::Keep(const std::string& path) {
     else if (CopyFileA(path.c_str(), copy.c_str(), TRUE))
         return name;
     const DWORD error = GetLastError();
-    LogMessage(session_,
-               Format("%s: no copy of %s can be kept (error %d): should the installation fail, "
-                      "it stays changed",
-                      action_.c_str(), path.c_str(), static_cast<int>(error)));
+    LogFormat(session_,
+              "%s: no copy of %s can be kept (error %d): should the installation fail, "
+              "it stays changed",
+              action_.c_str(), path.c_str(), static_cast<int>(error));
     return "";
 }
 
 bool TakesBack(MSIHANDLE session, const char* action, void (*undo)(const UndoRun& run)) {
     if (MsiGetMode(session, MSIRUNMODE_ROLLBACK)) {
         if (!RunGuarded([&] { TakeBack(session, action, undo); }))
-            LogMessage(session, Format("%s: taking back crashed", action));
+            LogFormat(session, "%s: taking back crashed", action);
         return true;
     }
     if (MsiGetMode(session, MSIRUNMODE_COMMIT)) {

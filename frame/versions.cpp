@@ -1,5 +1,7 @@
 #include "frame/versions.h"
 
+#include "frame/session.h"
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -8,7 +10,9 @@ namespace setupactions {
 
 namespace {
 
-const size_t FieldCount = 4;
+const int FieldCount = 4;
+const DWORD FileVersionSize = 260;
+const size_t VersionRecordFields = 5;
 
 using Fields = std::array<int, FieldCount>;
 
@@ -43,6 +47,20 @@ int CompareVersions(const std::string& a, const std::string& b, int count) {
         if (left[i] != right[i])
             return left[i] - right[i];
     return 0;
+}
+
+bool CheckFileVersion(MSIHANDLE session, const std::string& path,
+                      const std::string& neededVersion) {
+    char version[FileVersionSize] = "";
+    DWORD size = sizeof version;
+    if (MsiGetFileVersionA(path.c_str(), version, &size, nullptr, nullptr) != ERROR_SUCCESS) {
+        SendRecord(session, INSTALLMESSAGE_INFO, "Error getting file version info for file: [1]",
+                   {path}, VersionRecordFields);
+        return false;
+    }
+    SendRecord(session, INSTALLMESSAGE_INFO, "File: [1] Version: [2] found. Needed Version: [3]",
+               {path, version, neededVersion}, VersionRecordFields);
+    return CompareVersions(version, neededVersion, FieldCount) >= 0;
 }
 
 } // namespace setupactions

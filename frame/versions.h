@@ -1,5 +1,7 @@
-// Dotted version texts.
+// Dotted version texts, and the versions of files.
 #pragma once
+
+#include "frame/windows_api.h"
 
 #include <string>
 
@@ -10,5 +12,9 @@ namespace setupactions {
 // number at its start: other text after it is ignored, without a digit it is
 // 0, and so is a missing field; a number too long for an int is INT_MAX.
 int CompareVersions(const std::string& a, const std::string& b, int count);
+
+// True when the file's version is at least the needed one, by all four fields.
+// Logs both. A file without a version, or none at all, is logged and answers false.
+bool CheckFileVersion(MSIHANDLE session, const std::string& path, const std::string& neededVersion);
 
 } // namespace setupactions

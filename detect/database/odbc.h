@@ -22,7 +22,7 @@ struct OdbcHandleTraits {
     static void Close(const Value& value) { value.free(value.type, value.handle); }
 };
 // An environment, connection or statement.
-using OdbcHandle = Owner<OdbcHandleTraits>;
+using OdbcHandle = TraitsOwner<OdbcHandleTraits>;
 
 struct OdbcLoginTraits {
     struct Value {
@@ -34,7 +34,7 @@ struct OdbcLoginTraits {
     static void Close(const Value& value) { value.disconnect(value.connection); }
 };
 // A connection that is logged in. It does not own the connection's handle.
-using OdbcLogin = Owner<OdbcLoginTraits>;
+using OdbcLogin = TraitsOwner<OdbcLoginTraits>;
 
 // The driver manager.
 class Odbc {

@@ -1,9 +1,9 @@
 #include "detect/database/sql_products.h"
 
 #include "frame/feature_state.h"
-#include "frame/files.h"
 #include "frame/install_registry.h"
 #include "frame/machine_registry.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 #include "frame/versions.h"
 

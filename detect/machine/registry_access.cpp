@@ -24,9 +24,8 @@ const RepairedKey RepairedKeys[] = {
 // Both actions report under the same name: it is what support looks for.
 template <typename Work>
 void RepairGuarded(MSIHANDLE session, Work work) {
-    GuardedWith(session, work, [] {
-        return Format("Failure: FixRegistry failed with %d", static_cast<int>(GetLastError()));
-    });
+    if (!RunGuarded(work))
+        LogFormat(session, "Failure: FixRegistry failed with %d", static_cast<int>(GetLastError()));
 }
 
 } // namespace

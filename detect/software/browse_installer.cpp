@@ -15,7 +15,7 @@ struct ItemListTraits {
     static Value None() { return nullptr; }
     static void Close(Value value) { CoTaskMemFree(value); }
 };
-using ItemList = Owner<ItemListTraits>;
+using ItemList = TraitsOwner<ItemListTraits>;
 
 // Stops at the first visible window of this process.
 BOOL CALLBACK TakeOwnWindow(HWND window, LPARAM found) {

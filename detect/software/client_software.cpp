@@ -1,7 +1,7 @@
 #include "detect/software/client_software.h"
 
-#include "frame/files.h"
 #include "frame/machine_registry.h"
+#include "frame/paths.h"
 
 #include <algorithm>
 

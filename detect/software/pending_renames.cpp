@@ -1,7 +1,7 @@
 #include "detect/software/pending_renames.h"
 
-#include "frame/files.h"
 #include "frame/install_registry.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 namespace setupactions {

@@ -1,8 +1,8 @@
 #include "detect/software/version_requirements.h"
 
-#include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 #include "frame/versions.h"
 

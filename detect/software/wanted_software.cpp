@@ -5,7 +5,6 @@
 #include "detect/software/version_requirements.h"
 #include "exports/action.h"
 #include "frame/directories.h"
-#include "frame/files.h"
 #include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/session.h"

@@ -8,7 +8,7 @@
 #include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/msi_database.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
 #include "setup/redistributables/source_folder.h"

@@ -4,7 +4,7 @@
 #include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/held_folder.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 using namespace setupactions;

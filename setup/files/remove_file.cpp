@@ -5,31 +5,31 @@
 #include "frame/guard.h"
 #include "frame/paths.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
 void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
-        LogMessage(session, Format("Cannot Delete File '%s': File does not exist", path.c_str()));
+        LogFormat(session, "Cannot Delete File '%s': File does not exist", path.c_str());
     } else if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-        LogMessage(session, Format("Cannot Delete File '%s': File is read-only", path.c_str()));
+        LogFormat(session, "Cannot Delete File '%s': File is read-only", path.c_str());
     } else if (!IsOwnPath(path)) {
-        LogMessage(session,
-                   Format("Cannot Delete File '%s': It is no full path of a file or folder "
-                          "of its own",
-                          path.c_str()));
+        LogFormat(session,
+                  "Cannot Delete File '%s': It is no full path of a file or folder "
+                  "of its own",
+                  path.c_str());
     } else if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
-        LogMessage(session, Format("Deleting Folder '%s'", path.c_str()));
+        LogFormat(session, "Deleting Folder '%s'", path.c_str());
         RemoveFolderStructure(session, path);
     } else {
-        LogMessage(session, Format("Deleting File '%s'", path.c_str()));
+        LogFormat(session, "Deleting File '%s'", path.c_str());
         if (DeleteFileA(path.c_str()))
-            LogMessage(session, Format("Success deleting File '%s'", path.c_str()));
+            LogFormat(session, "Success deleting File '%s'", path.c_str());
         else
-            LogMessage(session, Format("Error deleting File '%s' [%d]", path.c_str(),
-                                       static_cast<int>(GetLastError())));
+            LogFormat(session, "Error deleting File '%s' [%d]", path.c_str(),
+                      static_cast<int>(GetLastError()));
     }
 }
 
@@ -39,14 +39,15 @@ void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
 // Reads the action data: the full path of one file or folder, which it deletes
 // unless it is read-only.
 EXPORTED_ACTION(DeferredRemoveFile) {
-    GuardedWith(
-        session,
-        [&] {
-            std::string path;
-            GetDeferredData(session, path);
-            if (!path.empty())
-                RemoveFileOrFolder(session, path);
-        },
-        [] { return Format("DeferredRemoveFile crashed [%d]", static_cast<int>(GetLastError())); });
+    const bool completed = RunGuarded([&] {
+        std::string path;
+        GetDeferredData(session, path);
+        if (!path.empty())
+            RemoveFileOrFolder(session, path);
+    });
+    if (!completed)
+        LogFormat(session, "DeferredRemoveFile crashed [%d]", static_cast<int>(GetLastError()));
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

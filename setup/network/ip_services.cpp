@@ -1,9 +1,8 @@
 // The network services that the package names in the Windows services file.
 #include "exports/action.h"
-#include "frame/files.h"
 #include "frame/install_registry.h"
 #include "frame/msi_database.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 #include "setup/network/services_text.h"
 

@@ -3,10 +3,9 @@
 #include "exports/action.h"
 #include "frame/directories.h"
 #include "frame/feature_state.h"
-#include "frame/files.h"
 #include "frame/install_registry.h"
 #include "frame/msi_database.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 #include <cstring>

@@ -1,7 +1,5 @@
 #include "setup/redistributables/redist_source.h"
 
-#include "frame/files.h"
-#include "frame/path_texts.h"
 #include "frame/paths.h"
 #include "frame/session.h"
 #include "setup/redistributables/source_folder.h"

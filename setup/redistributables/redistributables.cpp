@@ -6,6 +6,7 @@
 #include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
+#include "frame/versions.h"
 #include "setup/redistributables/redist_source.h"
 
 namespace setupactions {

@@ -1,7 +1,7 @@
 #include "setup/redistributables/source_folder.h"
 
-#include "frame/files.h"
 #include "frame/libraries.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 #include <urlmon.h>

@@ -2,10 +2,9 @@
 // removal leaves behind.
 #include "exports/action.h"
 #include "frame/file_changes.h"
-#include "frame/files.h"
 #include "frame/held_folder.h"
 #include "frame/install_registry.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 #include <cstring>

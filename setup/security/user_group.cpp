@@ -8,7 +8,7 @@
 #include "frame/held_folder.h"
 #include "frame/install_registry.h"
 #include "frame/libraries.h"
-#include "frame/path_texts.h"
+#include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
 

@@ -1,8 +1,8 @@
 // Where ASP.NET lies: its web server library and the tool that registers it.
 #include "exports/action.h"
-#include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
 using namespace setupactions;
