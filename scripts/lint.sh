@@ -30,18 +30,52 @@ done <<<"$arrows"
 say "comparing the lists and the pages"
 scripts/lint-lists.sh || exit 1
 
+# What passed an analysis leaves a mark named after the sum of everything that the
+# analysis depends on, and is not analysed again while that sum stays the same. Clones
+# may share the marks.
+marks=${SETUPACTIONS_LINT_CACHE:-build/tidy}
+mkdir -p "$marks"
+find "$marks" -type f -mtime +30 -delete
+passed() { [ -e "$marks/$1" ] && touch "$marks/$1"; }
+sum() { sha256sum | cut -d' ' -f1; }
+compilers=$(cppcheck --version; clang-tidy --version; dpkg-query -W 'mingw-w64-*' '*-mingw-w64-*' 'libz-mingw-w64-dev' 2>/dev/null || true)
+
+# For every source its sum and those of all our files that it includes.
+declare -A content
+while read -r name sums; do content[$name]=$sums; done < <(
+    git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.inc' | xargs -0 sha256sum |
+        awk -v never_the_same="$(date +%N)" '
+            FILENAME == "-" { sum[$2] = $1; next }
+            { file = $0; sub(/:.*/, "", file); sub(/^[^"]*"/, ""); sub(/".*/, ""); includes[file] = includes[file] " " $0 }
+            function collect(file,    names, count, i) {
+                if (seen[file] == turn) return
+                seen[file] = turn
+                sums = sums " " (file in sum ? sum[file] : never_the_same)
+                count = split(includes[file], names)
+                for (i = 1; i <= count; i++) collect(names[i])
+            }
+            END { for (file in sum) { turn = file; sums = ""; collect(file); print file sums } }
+        ' - <(grep -r '^ *# *include *"' --include='*.cpp' --include='*.h' --include='*.inc' . | sed 's|^\./||')
+)
+
 say "analysing the sources"
-mkdir -p build/cppcheck
-# A replaced function finds its test's objects through a pointer outside of it.
-in_tests=--suppress=danglingLifetime:tests/*
-log=build/cppcheck.log
-if ! cppcheck --cppcheck-build-dir=build/cppcheck -j "$(nproc)" --platform=win32A --std=c++17 --language=c++ \
-    --enable=warning,performance,portability --inline-suppr --error-exitcode=1 --quiet \
-    --library=windows --library=googletest --suppress=missingIncludeSystem "$in_tests" \
-    -I . -D_WIN32 '-D__stdcall=' '-DWINAPI=' -U_MSC_VER \
-    "${sources[@]}" >"$log" 2>&1; then
-    cat "$log" >&2
-    fail "cppcheck found the faults above"
+cppcheck=(cppcheck --platform=win32A --std=c++17 --language=c++ --enable=warning,performance,portability
+    --inline-suppr --error-exitcode=1 --quiet --library=windows --library=googletest --suppress=missingIncludeSystem
+    # A replaced function finds its test's objects through a pointer outside of it.
+    '--suppress=danglingLifetime:tests/*'
+    -I . -D_WIN32 '-D__stdcall=' '-DWINAPI=' -U_MSC_VER)
+mark=$({ printf '%s\n' "$compilers" "${cppcheck[@]}"; for name in "${sources[@]}"; do echo "$name ${content[$name]}"; done; } | sum)
+if ! passed "$mark"; then
+    # The folder knows what each source was like when it passed, but not all options.
+    folder=build/cppcheck/$(printf '%s\n' "$compilers" "${cppcheck[@]}" | sum)
+    [ -d "$folder" ] || rm -rf build/cppcheck
+    mkdir -p "$folder"
+    log=build/cppcheck.log
+    if ! "${cppcheck[@]}" --cppcheck-build-dir="$folder" -j "$(nproc)" "${sources[@]}" >"$log" 2>&1; then
+        cat "$log" >&2
+        fail "cppcheck found the faults above"
+    fi
+    touch "$marks/$mark"
 fi
 
 # What depends on the compiler, as Microsoft's would read it: the guard's own
@@ -66,25 +100,28 @@ defined() { i686-w64-mingw32-nm --defined-only "$other/actions.obj" | awk '$2 ==
 exported() { sed -nE 's/^ +[^=]+=([^ ]+) PRIVATE$/\1/p' build/x86/definitions/msvc/setupactions.def | sort; }
 diff <(defined) <(exported) || fail "the module-definition file for Microsoft's linker does not name the actions as its compiler does"
 
-# clang-tidy reads one source at a time; one that passed is read again when it
-# or any header changed. It reads as clang does, whose warnings count as errors.
+# clang-tidy reads as clang does, whose warnings count as errors.
 say "analysing the product's sources in depth"
 library=$(i686-w64-mingw32-g++-posix -print-file-name=include/c++)
-stamps=build/tidy
-mkdir -p "$stamps"
+tidy=(clang-tidy -p build/x86 --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-Wpedantic
+    --extra-arg=-isystem"$library" --extra-arg=-isystem"$library/i686-w64-mingw32")
+commands=$(sed "s|$REPO/||g" build/x86/compile_commands.json)
 tidy_one() {
-    local stamp
-    stamp=$stamps/${1//\//_}
-    if [ -e "$stamp" ] && [ "$stamp" -nt "$1" ] && [ "$stamp" -nt .clang-tidy ] &&
-        [ -z "$(find exports frame services web detect textfiles setup tools package -name '*.h' -newer "$stamp" -print -quit 2>/dev/null)" ]; then
-        return 0
-    fi
-    clang-tidy -p build/x86 --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-Wpedantic --extra-arg=-isystem"$library" \
-        --extra-arg=-isystem"$library/i686-w64-mingw32" "$1" 2>"$stamp.log" || { cat "$stamp.log" >&2; return 1; }
-    rm -f "$stamp.log"
-    touch "$stamp"
+    local name=$1 mark=$2 log
+    log=$(mktemp)
+    if "${@:3}" "$name" 2>"$log"; then touch "$mark"; else cat "$log" >&2; fi
+    rm "$log"
+    [ -e "$mark" ]
 }
 export -f tidy_one
-export stamps library
-printf '%s\n' "${sources[@]}" | grep -E '\.cpp$' | grep -v '^tests/' |
-    xargs -P "$(nproc)" -I{} bash -c 'tidy_one {}' || fail "clang-tidy found the faults above"
+changed=()
+for name in "${sources[@]}"; do
+    case $name in *.h | tests/*) continue ;; esac
+    mark=$({ printf '%s\n' "$compilers" "${tidy[@]}" "${content[$name]}"; cat .clang-tidy
+        grep -B1 "^  \"file\": \"$name\"" <<<"$commands" || echo "$commands"; } | sum)
+    passed "$mark" || changed+=("$name" "$marks/$mark")
+done
+say "$((${#changed[@]} / 2)) of them changed since they last passed"
+[ ${#changed[@]} = 0 ] || printf '%s\n' "${changed[@]}" |
+    xargs -P "$(nproc)" -n 2 bash -c 'tidy_one "${@: -2}" "${@:1:$#-2}"' - "${tidy[@]}" ||
+    fail "clang-tidy found the faults above"
