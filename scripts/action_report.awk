@@ -81,7 +81,8 @@ kind != "trace" { next }
 { thread = substr($0, 1, 4) }
 # The type, in hexadecimal, has an odd third digit where the action is for a
 # rollback only: it is planned, but does not run.
-/:ACTION_CustomAction Handling custom action L"/ && quoted(3) in known && !/" \([0-9a-f]?[13579bdf][0-9a-f][0-9a-f] L"/ {
+/:ACTION_CustomAction Handling custom action L"/ && quoted(3) in known &&
+    !/" \([0-9a-f]?[13579bdf][0-9a-f][0-9a-f] L"/ {
     entry[run, quoted(1)] = quoted(3)
 }
 /:HANDLE_CustomType1 Calling function L"/ && quoted(1) in known {

@@ -47,7 +47,7 @@ DetectWantedSoftware AspNetVersionRequirementMet 1
 DetectWantedSoftware ASPNET 1.1.4322.0
 DetectWantedSoftware DotNetFrameworkVersionRequirementMet 1
 DetectWantedSoftware NSPLUGINPATH C:\Netscape\Plugins
-DetectWantedSoftware FRONTPAGEPATH.9885AA60_26D9_11D4_9127_00902741EDC6 c:\program files\microsoft office\Templates\*\webs
+DetectWantedSoftware FRONTPAGEPATH.9885AA60_26D9_11D4_9127_00902741EDC6 c:\program files\*office\Templates\*\webs
 DetectWantedSoftware MSOLAPVERSION *.*.*.*
 DetectWantedSoftware NtfsDisable8dot3NameCreation 1
 DetectWantedSoftware NeedReboot TRUE
@@ -87,13 +87,15 @@ provider="$MACHINE/drive_c/Program Files/Common Files/System/ole db"
 mkdir -p "$provider"
 cp "$build/setupactions.dll" "$provider/msolap.dll"
 cp "$registry" "$MACHINE/drive_c/machine.reg"
-(cd "$MACHINE/drive_c" && "$REPO/scripts/engine-exec" regedit /S 'C:\machine.reg') || fail "the registry file was refused"
+(cd "$MACHINE/drive_c" && "$REPO/scripts/engine-exec" regedit /S 'C:\machine.reg') ||
+    fail "the registry file was refused"
 
 missing=0
 for action in $(cut -d' ' -f1 <<<"$expected" | uniq); do
     say "$action"
     mapfile -t given < <(given_to "$action")
-    out=$("$REPO/scripts/actionhost" "$build/sample.msi" "$action" "${given[@]}" --cost) || fail "$action did not succeed: $out"
+    out=$("$REPO/scripts/actionhost" "$build/sample.msi" "$action" "${given[@]}" --cost) ||
+        fail "$action did not succeed: $out"
     grep '^changed' <<<"$out" || true
     while read -r of property value; do
         [ "$of" = "$action" ] || continue

@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Sourced by the other scripts: where the engine lives and how a machine on it
 # is made and entered. Sets no shell option.
 

@@ -22,13 +22,30 @@ setup:frame exports'
 wrong=
 while IFS=: read -r folder allowed; do
     [ -d "$folder" ] || continue
-    pattern="^#include \"($folder${allowed:+|${allowed// /|}})/"
-    wrong+=$(grep -rn '^#include "' --include='*.cpp' --include='*.h' "$folder" | grep -v -E ":$(printf '%s' "$pattern" | sed 's/^\^//')" || true)
+    pattern="#include \"($folder${allowed:+|${allowed// /|}})/"
+    wrong+=$(grep -rn '^#include "' --include='*.cpp' --include='*.h' "$folder" | grep -v -E ":$pattern" || true)
 done <<<"$arrows"
 [ -z "$wrong" ] || { printf '%s\n' "$wrong" >&2; fail "the includes above run against the folders' arrows"; }
 
 say "comparing the lists and the pages"
 scripts/lint-lists.sh || exit 1
+
+# A script that is run begins with #!, one that is only sourced with its shell.
+say "checking the scripts"
+mapfile -t scripts < <(git ls-files -z --cached --others --exclude-standard |
+    xargs -0 awk 'FNR == 1 && /^#!.*sh$|^# shellcheck shell=/ { print FILENAME }')
+shellcheck "${scripts[@]}" || fail "shellcheck found the faults above"
+for script in "${scripts[@]}"; do
+    case $(head -c 2 "$script") in
+    '#!') [ -x "$script" ] || fail "$script is run, but not executable" ;;
+    *) [ ! -x "$script" ] || fail "$script is only sourced, but executable" ;;
+    esac
+done
+
+# The tests' shell lines are still longer.
+wide=$(git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.cmake' '*CMakeLists.txt' '*.awk' '*.sh' \
+    ':!tests/*.sh' | xargs -0 awk 'length > 120 { print FILENAME ":" FNR ": " length " columns" }')
+[ -z "$wide" ] || { printf '%s\n' "$wide" >&2; fail "the lines above are wider than 120 columns"; }
 
 # What passed an analysis leaves a mark named after the sum of everything that the
 # analysis depends on, and is not analysed again while that sum stays the same. Clones
@@ -38,15 +55,24 @@ mkdir -p "$marks"
 find "$marks" -type f -mtime +30 -delete
 passed() { [ -e "$marks/$1" ] && touch "$marks/$1"; }
 sum() { sha256sum | cut -d' ' -f1; }
-compilers=$(cppcheck --version; clang-tidy --version; dpkg-query -W 'mingw-w64-*' '*-mingw-w64-*' 'libz-mingw-w64-dev' 2>/dev/null || true)
+tools=$(
+    cppcheck --version
+    clang-tidy --version
+    dpkg-query -W '*mingw-w64*'
+)
 
+our_files() { git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.inc'; }
 # For every source its sum and those of all our files that it includes.
 declare -A content
 while read -r name sums; do content[$name]=$sums; done < <(
-    git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.inc' | xargs -0 sha256sum |
+    our_files | xargs -0 sha256sum |
         awk -v never_the_same="$(date +%N)" '
             FILENAME == "-" { sum[$2] = $1; next }
-            { file = $0; sub(/:.*/, "", file); sub(/^[^"]*"/, ""); sub(/".*/, ""); includes[file] = includes[file] " " $0 }
+            {
+                file = $0; sub(/:.*/, "", file)
+                sub(/^[^"]*"/, ""); sub(/".*/, "")
+                includes[file] = includes[file] " " $0
+            }
             function collect(file,    names, count, i) {
                 if (seen[file] == turn) return
                 seen[file] = turn
@@ -55,19 +81,20 @@ while read -r name sums; do content[$name]=$sums; done < <(
                 for (i = 1; i <= count; i++) collect(names[i])
             }
             END { for (file in sum) { turn = file; sums = ""; collect(file); print file sums } }
-        ' - <(grep -r '^ *# *include *"' --include='*.cpp' --include='*.h' --include='*.inc' . | sed 's|^\./||')
+        ' - <(our_files | xargs -0 grep -H '^ *# *include *"')
 )
 
 say "analysing the sources"
+# shellcheck disable=SC2054 # the commas are cppcheck's
 cppcheck=(cppcheck --platform=win32A --std=c++17 --language=c++ --enable=warning,performance,portability
     --inline-suppr --error-exitcode=1 --quiet --library=windows --library=googletest --suppress=missingIncludeSystem
     # A replaced function finds its test's objects through a pointer outside of it.
-    '--suppress=danglingLifetime:tests/*'
-    -I . -D_WIN32 '-D__stdcall=' '-DWINAPI=' -U_MSC_VER)
-mark=$({ printf '%s\n' "$compilers" "${cppcheck[@]}"; for name in "${sources[@]}"; do echo "$name ${content[$name]}"; done; } | sum)
+    '--suppress=danglingLifetime:tests/*' -I . -D_WIN32 -D__stdcall= -DWINAPI= -U_MSC_VER)
+settings=$(printf '%s\n' "$tools" "${cppcheck[@]}")
+mark=$({ echo "$settings"; for name in "${sources[@]}"; do echo "$name ${content[$name]}"; done; } | sum)
 if ! passed "$mark"; then
     # The folder knows what each source was like when it passed, but not all options.
-    folder=build/cppcheck/$(printf '%s\n' "$compilers" "${cppcheck[@]}" | sum)
+    folder=build/cppcheck/$(sum <<<"$settings")
     [ -d "$folder" ] || rm -rf build/cppcheck
     mkdir -p "$folder"
     log=build/cppcheck.log
@@ -87,8 +114,9 @@ other=build/msvc
 mkdir -p "$other"
 as_microsoft() {
     clang --target=i686-pc-windows-msvc -fms-compatibility-version=11 -isystem /usr/i686-w64-mingw32/include \
-        -D_X86_ '-D__buildmemorybarrier()={}' -DWIN32_LEAN_AND_MEAN -DWINVER=0x0501 -D_WIN32_WINNT=0x0501 -D_WIN32_MSI=300 \
-        -std=c++17 -fcxx-exceptions -fexceptions -Wall -Wextra -Werror -I . -x c++ -c "$@"
+        -D_X86_ '-D__buildmemorybarrier()={}' \
+        -DWIN32_LEAN_AND_MEAN -DWINVER=0x0501 -D_WIN32_WINNT=0x0501 -D_WIN32_MSI=300 -std=c++17 \
+        -fcxx-exceptions -fexceptions -Wall -Wextra -Werror -I . -x c++ -c "$@"
 }
 as_microsoft frame/faults.cpp -o "$other/faults.obj" || fail "the guard is not for Microsoft's compiler"
 as_microsoft - -o "$other/actions.obj" <<'EOF' || fail "the entries are not for Microsoft's compiler"
@@ -98,7 +126,8 @@ as_microsoft - -o "$other/actions.obj" <<'EOF' || fail "the entries are not for 
 EOF
 defined() { i686-w64-mingw32-nm --defined-only "$other/actions.obj" | awk '$2 == "T" { print $3 }' | sort; }
 exported() { sed -nE 's/^ +[^=]+=([^ ]+) PRIVATE$/\1/p' build/x86/definitions/msvc/setupactions.def | sort; }
-diff <(defined) <(exported) || fail "the module-definition file for Microsoft's linker does not name the actions as its compiler does"
+diff <(defined) <(exported) ||
+    fail "the module-definition file for Microsoft's linker does not name the actions as its compiler does"
 
 # clang-tidy reads as clang does, whose warnings count as errors.
 say "analysing the product's sources in depth"
@@ -117,7 +146,7 @@ export -f tidy_one
 changed=()
 for name in "${sources[@]}"; do
     case $name in *.h | tests/*) continue ;; esac
-    mark=$({ printf '%s\n' "$compilers" "${tidy[@]}" "${content[$name]}"; cat .clang-tidy
+    mark=$({ printf '%s\n' "$tools" "${tidy[@]}" "${content[$name]}"; cat .clang-tidy
         grep -B1 "^  \"file\": \"$name\"" <<<"$commands" || echo "$commands"; } | sum)
     passed "$mark" || changed+=("$name" "$marks/$mark")
 done

@@ -36,8 +36,13 @@ table() { msiinfo export "$1" "$2" | tr -d '\r'; }
 # the library's deferred rows.
 steps() {
     awk -F '\t' 'FNR <= 3 { next }
-        FILENAME ~ /CustomAction/ { kind[$1] = $3 != "setupactions" || int($2 / 1024) % 2 == 0 ? "other" : int($2 / 256) % 4 ? "undo" : "ours"; next }
-        { print $3, $1, $1 in kind ? kind[$1] : "standard" }' "$out/CustomAction" "$out/InstallExecuteSequence" | sort -n
+        FILENAME ~ /CustomAction/ {
+            deferred = $3 == "setupactions" && int($2 / 1024) % 2
+            kind[$1] = !deferred ? "other" : int($2 / 256) % 4 ? "undo" : "ours"
+            next
+        }
+        { print $3, $1, $1 in kind ? kind[$1] : "standard" }' \
+        "$out/CustomAction" "$out/InstallExecuteSequence" | sort -n
 }
 
 # fail_after STEP PACKAGE [ENGINE]: makes the package fail right after the step;
@@ -66,12 +71,14 @@ look() {
 failing_run() {
     local name=$1 before=$2
     shift 2
-    (cd "$WINEPREFIX/drive_c" && timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') && fail "$name did not fail"
+    (cd "$WINEPREFIX/drive_c" && timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') &&
+        fail "$name did not fail"
     tr -d '\r' <"$WINEPREFIX/drive_c/run.log" >"$out/$name.log"
     grep -q 'FailSample: failing, as asked' "$out/$name.log" || fail "$name failed elsewhere: $out/$name.log"
     look "$out/$name"
     # shellcheck disable=SC2086 # the kinds are words
-    show_difference "$before" "$out/$name" $SNAPSHOT_KINDS running | { grep -v -E "^. ${INSTALLERS_OWN#^}" || true; } | sort >"$out/$name.left"
+    show_difference "$before" "$out/$name" $SNAPSHOT_KINDS running |
+        { grep -v -E "^. ${INSTALLERS_OWN#^}" || true; } | sort >"$out/$name.left"
     rm -f "$out/$name".{files,registry,services,web-server,running}
 }
 
@@ -79,7 +86,8 @@ failing_run() {
 whole_run() {
     local run=$1
     shift
-    (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') || fail "the sample's $run fails by itself"
+    (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') ||
+        fail "the sample's $run fails by itself"
     tr -d '\r' <"$WINEPREFIX/drive_c/run.log" >"$out/$run.log"
 }
 
@@ -91,7 +99,8 @@ steps_of() {
     shift
     awk -v run="$run" -v wanted=" $* " 'FILENAME ~ /log$/ { if (/^Action start /) ran[$4] = 1; next }
         run == "remove" && $2 == "RemoveFiles" { exit }
-        $3 == "ours" && ran[$2 "."] && (wanted == "  " || index(wanted, " " $2 " ")) { print $2 }' "$out/$run.log" "$out/steps"
+        $3 == "ours" && ran[$2 "."] && (wanted == "  " || index(wanted, " " $2 " ")) { print $2 }' \
+        "$out/$run.log" "$out/steps"
 }
 
 install() { # NAME STEP FAILURE [ENGINE]
@@ -165,7 +174,11 @@ for step in "${installing[@]}"; do measure install "$step"; done
 if [ $# = 0 ]; then
     last=${installing[-1]}
     install cancelled "$last" 1602
-    if grep -q 'taking back what is recorded' "$out/cancelled.log"; then measure install "$last" 1602; else cancelled='a cancelled installation (1602), '; fi
+    if grep -q 'taking back what is recorded' "$out/cancelled.log"; then
+        measure install "$last" 1602
+    else
+        cancelled='a cancelled installation (1602), '
+    fi
 fi
 mapfile -t removing < <(steps_of remove "$@")
 for step in "${removing[@]}"; do measure remove "$step"; done

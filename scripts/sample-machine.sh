@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Sourced, after engine.sh: what the sample package finds on its machine.
 
 SAMPLE_SOURCES=$REPO/package/sample

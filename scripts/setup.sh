@@ -9,7 +9,7 @@ PACKAGES=(
     cmake ninja-build g++-mingw-w64-i686-posix libz-mingw-w64-dev   # building
     wixl msitools zip                                              # packages
     libc6-i386 lib32gcc-s1 libz-mingw-w64                          # the engine runs on these
-    googletest clang clang-format clang-tidy cppcheck              # tests
+    googletest clang clang-format clang-tidy cppcheck shellcheck   # tests
 )
 # The engine itself. No font library on purpose: none is needed without a
 # display, and with one the engine does not start.
@@ -32,7 +32,8 @@ install_packages() {
     if ! { as_root apt-get update && as_root env DEBIAN_FRONTEND=noninteractive \
             apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
         tail -n 5 "$log" >&2
-        fail "apt could not install the packages (whole output: $log); check the network and the package sources, then run this script again"
+        fail "apt could not install the packages (whole output: $log); check the network and the package sources," \
+            "then run this script again"
     fi
     rm -f "$log"
 }
@@ -77,7 +78,8 @@ make_template() {
     # Windows can then be created without a display.
     timeout 60 "$WINELOADER" reg add 'HKCU\Software\Wine\Drivers' /v Graphics /d null /f >>"$1.log" 2>&1
     # A fault ends the program that raised it; no debugger waits for a person.
-    timeout 60 "$WINELOADER" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' /v Auto /d 0 /f >>"$1.log" 2>&1
+    timeout 60 "$WINELOADER" reg add 'HKLM\Software\Microsoft\Windows NT\CurrentVersion\AeDebug' \
+        /v Auto /d 0 /f >>"$1.log" 2>&1
     "$WINESERVER" -w
     # Nothing in the machine may lead to the real home or root folder.
     rm -f "$WINEPREFIX"/dosdevices/z: "$WINEPREFIX"/dosdevices/[d-y]:*
@@ -107,6 +109,7 @@ install_engine() {
 }
 
 [ "$(uname -sm)" = "Linux x86_64" ] || fail "the engine needs Linux on x86-64; this is $(uname -sm)"
-command -v apt-get >/dev/null || fail "this script needs Debian's apt-get; on another system install the packages listed in it by hand"
+command -v apt-get >/dev/null ||
+    fail "this script needs Debian's apt-get; on another system install the packages listed in it by hand"
 install_packages
 install_engine

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced, after engine.sh: snapshots of a machine and their differences.
 # Four kinds: files, registry, services, and the web server's configuration.
 
@@ -5,8 +6,10 @@ SNAPSHOT_KINDS='files registry services web-server'
 
 # What the engine itself writes whenever it starts, or keeps as empty frames of
 # its own bookkeeping once a first package was there.
-ENGINE_OWN_KEYS='^HKLM\\(System\\CurrentControlSet\\Control\\Class\\\{4D36E9..-E325|Software\\Microsoft\\Windows NT\\CurrentVersion\\NetworkCards)'
-ENGINE_EMPTY_FRAMES='^HK..\\Software\\(Classes|Microsoft\\Windows\\CurrentVersion)\\(Installer|Uninstall|Installer\\(Features|Products|UpgradeCodes|UserData\\S-1-5-18\\(Components|Products)))$'
+ENGINE_OWN_KEYS='^HKLM\\(System\\CurrentControlSet\\Control\\Class\\\{4D36E9..-E325'
+ENGINE_OWN_KEYS+='|Software\\Microsoft\\Windows NT\\CurrentVersion\\NetworkCards)'
+ENGINE_EMPTY_FRAMES='^HK..\\Software\\(Classes|Microsoft\\Windows\\CurrentVersion)\\(Installer|Uninstall'
+ENGINE_EMPTY_FRAMES+='|Installer\\(Features|Products|UpgradeCodes|UserData\\S-1-5-18\\(Components|Products)))$'
 # The installer's own registration of a package, which is not the package's work.
 INSTALLERS_OWN='^HK..\\Software\\(Classes\\Installer|Microsoft\\Windows\\CurrentVersion\\(Installer|Uninstall))'
 SERVICE_KEYS='^HKLM\\System\\CurrentControlSet\\Services\\'
@@ -33,7 +36,8 @@ take_snapshot() {
          /^\[/ { key = $0; sub(/^\[/, "", key); sub(/\] .*/, "", key)
                  key = (FILENAME ~ /system.reg$/ ? "HKLM\\" : "HKCU\\") key; print key; next }
          /^("|@)/ { match($0, /^("([^"\\]|\\.)*"|@)=/)
-                    print key " " substr($0, 1, RLENGTH - 1) "\t" substr($0, RLENGTH + 1) }' "$machine"/{system,user}.reg |
+                    print key " " substr($0, 1, RLENGTH - 1) "\t" substr($0, RLENGTH + 1) }' \
+        "$machine"/{system,user}.reg |
         sed 's/\\\\/\\/g' | grep -v -E -e "$ENGINE_OWN_KEYS" -e "$ENGINE_EMPTY_FRAMES" | sort >"$file.all"
     grep -E "$SERVICE_KEYS" "$file.all" >"$file.services"
     grep -v -E "$SERVICE_KEYS" "$file.all" >"$file.registry"
@@ -48,6 +52,7 @@ take_snapshot() {
 show_difference() {
     local before=$1 after=$2 kind
     shift 2
+    # shellcheck disable=SC2048 # the kinds are words
     for kind in ${*:-$SNAPSHOT_KINDS}; do
         awk -F '\t' -v OFS='' 'NR == FNR { state[$1] = $2 "."; next }
             !($1 in state) { print "+ ", $1; next }
@@ -74,6 +79,8 @@ summarize_difference() {
                 $1 != group { show(); group = $1; count = 0 }
                 { ++count; name = $2 }
                 END { show() }
-                function show() { if (count) printf "  %-10s %.136s\n", kind, count == 1 ? name : group " (" count ")" }'
+                function show() {
+                    if (count) printf "  %-10s %.136s\n", kind, count == 1 ? name : group " (" count ")"
+                }'
     done
 }

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced: gives a machine a web server to be configured.
 
 # plant_web_server: puts on $WINEPREFIX, whose drive P: is the build folder, the

@@ -54,10 +54,12 @@ for name in "$@"; do
     esac
 done
 secure=$(msiinfo export "$package" Property | tr -d '\r' | awk -F '\t' '$1 == "SecureCustomProperties" { print $2 }')
-all=$(printf '%s\n' ${secure//;/ } "$(cat "$kit/secure-properties.txt")" | awk '!seen[$0]++' | paste -sd ';')
+all=$(printf '%s\n' "${secure//;/$'\n'}" "$(cat "$kit/secure-properties.txt")" |
+    awk 'NF && !seen[$0]++' | paste -sd ';')
 if [ "$all" != "$secure" ]; then
     msibuild "$package" -q "DELETE FROM \`Property\` WHERE \`Property\` = 'SecureCustomProperties'"
-    msibuild "$package" -q "INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('SecureCustomProperties', '$all')"
+    msibuild "$package" -q \
+        "INSERT INTO \`Property\` (\`Property\`, \`Value\`) VALUES ('SecureCustomProperties', '$all')"
     echo "SecureCustomProperties: names what the actions read"
 fi
 msiinfo export "$package" CustomAction 2>/dev/null | tr -d '\r' |

@@ -27,7 +27,9 @@ cd "$work"
 # no word for it.
 msibuild sample.msi -q "UPDATE \`Component\` SET \`Attributes\` = 128 WHERE \`Component\` = 'SampleData'"
 # What a user may say of the package's own: wixl names the Upgrade table's properties alone.
-msibuild sample.msi -q "UPDATE \`Property\` SET \`Value\` = 'HOSTCONFIG;SAMPLESERVER;OLDERSAMPLE;NEWERSAMPLE' WHERE \`Property\` = 'SecureCustomProperties'"
+msibuild sample.msi -q \
+    "UPDATE \`Property\` SET \`Value\` = 'HOSTCONFIG;SAMPLESERVER;OLDERSAMPLE;NEWERSAMPLE'
+     WHERE \`Property\` = 'SecureCustomProperties'"
 # The tables that wixl does not write itself.
 "$binaries/kit/import-tables.sh" sample.msi "${tables[@]}" >tables.log
 mv sample.msi "$package"

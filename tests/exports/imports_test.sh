@@ -15,7 +15,8 @@ imports() {
 lacking() { LC_ALL=C comm -23 <(imports "$1") <(printf '%s\n' "$allowed"); }
 
 cd "$REPO/build/x86" || exit 1
-for file in setupactions.dll actionhost.exe $(ls -- *.dll *.exe | grep -vxE 'setupactions.dll|actionhost.exe'); do
+shopt -s extglob
+for file in setupactions.dll actionhost.exe !(setupactions|actionhost).@(dll|exe); do
     check "$file has imports to look at" test -n "$(imports "$file")"
     check "$file imports nothing that Windows XP lacks" test -z "$(lacking "$file" | tee /dev/stderr)"
 done

@@ -14,7 +14,7 @@ trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
 
 check "the demo runs through" "$REPO/scripts/demo.sh"
 cd "$out/installed" || exit 1
-install=$work/install.log repair=$work/repair.log change=$work/change.log remove=$work/remove.log
+install=$work/install.log change=$work/change.log remove=$work/remove.log
 for run in install repair change remove; do tr -d '\r' <"$out/$run.log" >"$work/$run.log"; done
 web=$SAMPLE_INSTALLED
 text() { tr -d '\r' <"$1"; }
@@ -76,7 +76,7 @@ msiexec() {
     timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log'
     local result=$?
     tr -d '\r' <run.log >"$work/run.log"
-    return $result
+    return "$result"
 }
 fails() { ! "$@"; }
 check "a server is not added without the repository's user" fails msiexec /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 DATABASEUID=

@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Sourced by the shell tests: checks that count, and the machine they run on.
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/engine.sh"
 
