@@ -36,7 +36,10 @@ in_folders() {
     grep -roE '^EXPORTED_ACTION\(\w+\)' --include='*.cpp' "$REPO"/{frame,services,web,detect,textfiles,setup} |
         sed -E 's|.*/(\w+)/\w+\.cpp:EXPORTED_ACTION\((\w+)\)|\1 \2|' | sort
 }
-on_pages() { grep -oE '^## \w+$' "$REPO"/docs/actions/*.md | sed -E 's|.*/(\w+)\.md:## |\1 |' | grep -F -f "$work/all" | sort; }
+on_pages() {
+    grep -oE '^## \w+$' "$REPO"/docs/actions/*.md |
+        sed -E 's|.*/(\w+)\.md:## |\1 |' | grep -F -f "$work/all" | sort
+}
 agree "each action is in the folder of its room" same <(in_folders) <(in_rooms)
 agree "and on its page" same <(on_pages) <(in_rooms)
 # The Ids of the schedule whose names are not their actions'.
@@ -60,9 +63,12 @@ agree "each room is in the README's table" all "$work/rooms" in_readme
 # Every public name in a source that reads properties is in the list of those that
 # the actions read, or is none that they read: a feature, a value, one only set; or
 # the installer passes it by itself (ALLUSERS).
-unread='APS|CCM|CMS|COMSDK|DBQ|MSDE|QRPE|EXPAND|TRUE|URL|SI_HAS_PROMPT|INSTALLSTATE_\w+|\w+SVC|D091AB6861C27274A831EF6925253B94'
-unread+='|ALLUSERS|ASPDOTNET_\w+|CURRENT_SQL_SERVICE|DATABASEDSN_EXISTS|FOUNDUPGRADE|FRONTPAGEPATH\..*|HASWEBSERVER|IEVERSION'
-unread+='|INPUT_MSDE_PASSWORD|JAVA_HOME|MSOLAPVERSION|MSSQL\..*|NSPLUGINPATH|NT_(USER|PASSWORD)|SQL_AUTHENTICATION_INSTALLED'
+unread='APS|CCM|CMS|COMSDK|DBQ|MSDE|QRPE|EXPAND|TRUE|URL|SI_HAS_PROMPT|INSTALLSTATE_\w+|\w+SVC'
+unread+='|D091AB6861C27274A831EF6925253B94'
+unread+='|ALLUSERS|ASPDOTNET_\w+|CURRENT_SQL_SERVICE|DATABASEDSN_EXISTS|FOUNDUPGRADE|FRONTPAGEPATH\..*|HASWEBSERVER'
+unread+='|IEVERSION'
+unread+='|INPUT_MSDE_PASSWORD|JAVA_HOME|MSOLAPVERSION|MSSQL\..*|NSPLUGINPATH|NT_(USER|PASSWORD)'
+unread+='|SQL_AUTHENTICATION_INSTALLED'
 unread+='|SQL_(CONTINUE|VALIDATED|VX8_NONEXIST)|VALIDCOMPUTERNAME|VX_MSDE_CONFLICT'
 read_properties() {
     grep -rlE '(PropertyText|GetPropertyString|LoggedProperty|MsiGetPropertyA|AddProperty|MsiEvaluateConditionA)\(' \
@@ -79,7 +85,10 @@ told_tasks() {
 }
 agree "the tasks are told to the package's author" same <(tasks) <(told_tasks)
 left_by() { sed -nE "s/^(TAKEN_BACK|STAYS)\((\w+), .*/\2/p" "$REPO/exports/rollback.inc" | sort; }
-told_left() { sed -n '/^## What a failed/,/^## By task/p' "$REPO/docs/actions.md" | sed -nE 's/^\| ([A-Z][^|]*) \|.*/\1/p' | tr -d ',' | tr ' ' '\n' | sort; }
+told_left() {
+    sed -n '/^## What a failed/,/^## By task/p' "$REPO/docs/actions.md" |
+        sed -nE 's/^\| ([A-Z][^|]*) \|.*/\1/p' | tr -d ',' | tr ' ' '\n' | sort
+}
 agree "what a failed installation leaves of each deferred action is listed" same <(left_by) <(names 'Deferred|Both')
 agree "and told in the reference" same <(told_left) <(left_by)
 
@@ -103,9 +112,10 @@ agree "its links and those of the log's lines lead somewhere" all "$work/links" 
 sed '/^## By name/,$d' "$index" | grep -oE '\[\w+\]' | tr -d '[]' | sort -u >"$work/tasks"
 agree "each action is part of a task" same <(grep -xF -f "$work/all" "$work/tasks") "$work/all"
 
+fields='Schedule|Reads|Sets / changes|Partner|On an upgrade|Result|In the log|When it fails'
 # The fields of each action's section, on one line.
 described_fields() {
-    grep -hoE '^## \w+$|^(- )?\*\*(Schedule|Reads|Sets / changes|Partner|On an upgrade|Result|In the log|When it fails)\*\*' \
+    grep -hoE '^## \w+$|^(- )?\*\*('"$fields"')\*\*' \
         "$REPO"/docs/actions/*.md | sed 's/^- //' | tr -d '*' | awk '
             /^## / { if (line) print line; line = $2 ":"; next }
             { line = line " " $0 ";" }
@@ -113,15 +123,22 @@ described_fields() {
 }
 agree "each description has the eight fields in order" same \
     <(described_fields | sort) \
-    <(sed 's/$/: Schedule; Reads; Sets \/ changes; Partner; On an upgrade; Result; In the log; When it fails;/' "$work/all")
+    <(sed "s@\$@: ${fields//|/; };@" "$work/all")
 
 # The actions whose every row of the schedule has the condition, by their entries.
-left_out() { grep -F "$1" "$REPO/exports/schedule.txt" | awk '!/^#/ { sub(/Immediate$/, "", $2); print $2 }' | sort -u; }
-told_upgrade() { grep -hE "^## \w+$|\*\*On an upgrade\*\*:? $1" "$REPO"/docs/actions/*.md | awk '/^## / { name = $2; next } { print name }' | sort; }
+left_out() {
+    grep -F "$1" "$REPO/exports/schedule.txt" | awk '!/^#/ { sub(/Immediate$/, "", $2); print $2 }' | sort -u
+}
+told_upgrade() {
+    grep -hE "^## \w+$|\*\*On an upgrade\*\*:? $1" "$REPO"/docs/actions/*.md |
+        awk '/^## / { name = $2; next } { print name }' | sort
+}
 agree "what an old version's removal leaves out is told" same \
-    <(told_upgrade 'the removal of the old version leaves it out' | sed 's/^UncompressZipFile$/UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9/') \
+    <(told_upgrade 'the removal of the old version leaves it out' |
+        sed 's/^UncompressZipFile$/UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9/') \
     <(left_out 'NOT UPGRADINGPRODUCTCODE' | grep -vx -e UncompressZipFile -e '.*Rollback' -e ConfigureWebServices)
-agree "and what the new one leaves out over it" same <(told_upgrade 'left out over an older version') <(left_out 'AND NOT $U')
+agree "and what the new one leaves out over it" same \
+    <(told_upgrade 'left out over an older version') <(left_out 'AND NOT $U')
 
 # The fixed pieces of the texts in the sources read, one a line: adjacent literals
 # joined, cut at conversions, record fields and line breaks.
@@ -146,7 +163,8 @@ fixed_pieces() {
           finish(text) }' | sort -u
 }
 # No texts of the log: queries, registry keys, paths, files' contents, reasons for callers.
-no_log_text='^(SELECT |SOFTWARE|Software|SYSTEM|System|HKEY_|DRIVER=|\[(CommonFilesFolder|Date)\]|MsiNetAssemblySupport )'
+no_log_text='^(SELECT |SOFTWARE|Software|SYSTEM|System|HKEY_|DRIVER='
+no_log_text+='|\[(CommonFilesFolder|Date)\]|MsiNetAssemblySupport )'
 no_log_text+='|`| ORDER BY |^cd /d "| -classpath |com\.tarnwick|^(Plugins Directory|Performance Management)$'
 no_log_text+='|^(action data ends in|The (ODBC|database) )'
 # Error texts that only the host shows stand in the file left out.

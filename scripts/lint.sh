@@ -42,7 +42,7 @@ for script in "${scripts[@]}"; do
     esac
 done
 
-# The tests' shell lines are still longer.
+# The shell tests have longer lines still.
 wide=$(git ls-files -z --cached --others --exclude-standard '*.cpp' '*.h' '*.cmake' '*CMakeLists.txt' '*.awk' '*.sh' \
     ':!tests/*.sh' | xargs -0 awk 'length > 120 { print FILENAME ":" FNR ": " length " columns" }')
 [ -z "$wide" ] || { printf '%s\n' "$wide" >&2; fail "the lines above are wider than 120 columns"; }
