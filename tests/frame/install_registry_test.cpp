@@ -2,8 +2,8 @@
 
 #include "frame/directories.h"
 #include "tests/support/counted_keys.h"
-#include "tests/support/machine.h"
 #include "tests/support/private_registry.h"
+#include "tests/support/session_test.h"
 
 using namespace setupactions;
 using testing::ElementsAre;
@@ -79,24 +79,4 @@ TEST_F(SessionTest, ADirectoryIsSetWhenItsDriveIsThere) {
                 ElementsAre("myMsiSetDirectory: Setting Directory INSTALLDIR = C:\\Elsewhere",
                             cannot + "Q:. Directory OTHER will not be set to Q:\\gone",
                             cannot + ". Directory OTHER will not be set to \\\\server\\share"));
-}
-
-TEST_F(MachineTest, GetDefaultJVMRuntimeLibFollowsTheRegistry) {
-    const std::string javaKey = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
-    const std::string versionKey = javaKey + "\\1.4", library = "C:\\jre\\jvm.dll";
-    const RegistryValue version = Text(javaKey, "CurrentVersion", "1.4");
-    const std::string failed = ") failed.", noLibrary = "CInstallRegistry::GetString(RuntimeLib";
-    const std::tuple<Machine, Properties, std::string> cases[] = {
-        {{}, {}, "CInstallRegistry::OpenKey(" + javaKey + failed},
-        {{{KeyAlone(javaKey)}}, {}, noLibrary + failed},
-        {{{version}}, {}, "CInstallRegistry::OpenKey(1.4" + failed},
-        {{{version, KeyAlone(versionKey)}}, {}, noLibrary + failed},
-        {{{version, Text(versionKey, "RuntimeLib", library)}},
-         {{"JRE_RUNTIMELIB", library}},
-         "myMsiSetDirectory: Setting Directory JRE_RUNTIMELIB = " + library},
-    };
-    for (const auto& [machine, changed, line] : cases) {
-        EXPECT_EQ(RunOn(machine, GetDefaultJVMRuntimeLib), changed);
-        EXPECT_THAT(Log(), ElementsAre(line));
-    }
 }

@@ -21,12 +21,9 @@ BOOL WINAPI Adjust(HANDLE, BOOL, TOKEN_PRIVILEGES* change, DWORD, TOKEN_PRIVILEG
 
 TEST_F(SessionTest, EveryRunningHelperIsEndedEvenWithoutTheDebugPrivilege) {
     const ReplacedImport<decltype(Adjust)> adjust("AdjustTokenPrivileges", Adjust);
-    const struct {
-        const char* name;
-        bool ended;
-    } cases[] = {{"xSvrRestart.EXE", true}, {"svrrestart_log.exe", false}};
-    for (const auto& row : cases) {
-        const std::string helper = Scratch() + row.name;
+    for (const bool isHelper : {true, false}) {
+        const std::string helper =
+            Scratch() + (isHelper ? "xSvrRestart.EXE" : "svrrestart_log.exe");
         CopyFileA((TestProgramFolder() + "child_program.exe").c_str(), helper.c_str(), FALSE);
         std::string commandLine = "\"" + helper + "\" wait";
         STARTUPINFOA startup = {};
@@ -41,13 +38,13 @@ TEST_F(SessionTest, EveryRunningHelperIsEndedEvenWithoutTheDebugPrivilege) {
         ClearMessages();
         EXPECT_EQ(StopSvrrestart(session), ERROR_SUCCESS);
         DWORD exitCode = 1;
-        WaitForSingleObject(process.Get(), row.ended ? 5000 : 50);
+        WaitForSingleObject(process.Get(), isHelper ? 5000 : 50);
         EXPECT_TRUE(GetExitCodeProcess(process.Get(), &exitCode));
-        EXPECT_EQ(exitCode, row.ended ? 0u : DWORD(STILL_ACTIVE)) << helper;
+        EXPECT_EQ(exitCode, isHelper ? 0u : DWORD(STILL_ACTIVE)) << helper;
         std::vector<std::string> lines = {
             "AdjustTokenPrivileges(PrivName=SeDebugPrivilege,Enable=1) failed. GetLastError: " +
             ErrorText(ERROR_ACCESS_DENIED)};
-        if (row.ended)
+        if (isHelper)
             lines.push_back("Terminating " + helper + "...");
         EXPECT_EQ(Log(), lines);
         TerminateProcess(process.Get(), 99);

@@ -93,3 +93,11 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
     SetAll(session, Changes(after, original));
     return Changes(before, after);
 }
+
+void MachineTest::RunOnEach(const std::vector<Case>& cases, Action action) {
+    for (const Case& row : cases) {
+        SCOPED_TRACE(row.name);
+        EXPECT_EQ(RunOn(row.machine, action, row.result), row.changed);
+        EXPECT_EQ(Log(), row.log);
+    }
+}

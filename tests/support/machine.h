@@ -32,6 +32,20 @@ struct Machine {
     std::string deniedKey = {}; // refuses access
 };
 
+// A machine, and what an action does on it: the properties that it changes, its
+// lines, its result. The name is shown when it does something else.
+struct Case {
+    Case(const char* name, const Machine& machine, const Properties& changed,
+         const std::vector<std::string>& log, UINT result = ERROR_SUCCESS)
+        : name(name), machine(machine), changed(changed), log(log), result(result) {}
+
+    const char* name;
+    Machine machine;
+    Properties changed;
+    std::vector<std::string> log;
+    UINT result;
+};
+
 class MachineTest : public SessionTest {
 protected:
     using Action = UINT(__stdcall*)(MSIHANDLE);
@@ -43,6 +57,9 @@ protected:
     // they were before; Log() is what this action wrote. Fails the test when it
     // leaves a registry key open.
     Properties RunOn(const Machine& machine, Action action, UINT expectedResult = ERROR_SUCCESS);
+
+    // Runs the action on each machine; fails the test where it does something else.
+    void RunOnEach(const std::vector<Case>& cases, Action action);
 
     // A path in this test's folder.
     std::string Here(const std::string& path = "") { return Scratch() + path; }

@@ -112,6 +112,8 @@ private:
     }
 
     std::vector<std::string> open_; // names; empty once closed
+    // Keeps the import in programs that test units which start nothing.
+    decltype(&StartServiceA) volatile startOriginal_ = StartServiceA;
     ReplacedImport<decltype(OpenManager)> openManager_{"OpenSCManagerA", OpenManager};
     ReplacedImport<decltype(OpenOne)> openService_{"OpenServiceA", OpenOne};
     ReplacedImport<decltype(Close)> close_{"CloseServiceHandle", Close};
