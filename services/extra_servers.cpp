@@ -51,9 +51,9 @@ void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name
         LogMessage(session, "Invalid handle to service");
         return;
     }
-    // A service that takes the request is deleted by the system once it has
-    // ended; only one that refuses is waited for, which ends at once where the
-    // system holds to the handle's rights: they do not let its status be read.
+    // A service that accepts the request is deleted by the system once it has
+    // ended; only one that refuses is waited for. Where the system enforces the
+    // handle's rights that wait ends at once: they do not include its status.
     SERVICE_STATUS status = {};
     if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
         WaitForServiceState(service.Get(), SERVICE_STOPPED);
@@ -77,7 +77,7 @@ void RemoveServers(MSIHANDLE session) {
     LogMessage(session, "Found the following servers for deletion on uninstall:");
     if (!manager)
         return;
-    // The list is complete before the first deletion shifts it.
+    // Listed to the end before the first deletion shifts the entries.
     std::vector<std::string> services;
     if (!ListServices(manager.Get(), services))
         LogMessage(session, Format("RemoveExtraServers: Not all services could be listed "
@@ -117,11 +117,11 @@ bool ListServices(SC_HANDLE manager, std::vector<std::string>& names) {
         const bool done =
             EnumServicesStatusA(manager, AllServiceTypes, SERVICE_STATE_ALL, services.data(),
                                 static_cast<DWORD>(size), &needed, &count, &resume) != FALSE;
-        // Both errors may stand for a buffer that is too small.
+        // Either error may mean that the buffer is too small.
         if (!done && GetLastError() != ERROR_MORE_DATA &&
             GetLastError() != ERROR_INSUFFICIENT_BUFFER)
             return false;
-        // A piece that did not move the resume handle holds nothing, whatever
+        // A call that did not move the resume handle returned nothing, whatever
         // its count says: the buffer was too small for any service.
         if (done || resume != resumedAt)
             for (DWORD i = 0; i < count; ++i)

@@ -20,9 +20,9 @@ bool IsServerOrClone(const std::string& service, const std::vector<std::string>&
 // last error set, when the enumeration ended before the last one.
 bool ListServices(SC_HANDLE manager, std::vector<std::string>& names);
 
-// Polls a service until it is in the wanted state. True also when the service
-// stands still at one check point for twice its wait hint: the wait is then
-// given up. False when its status cannot be read or it settles elsewhere.
+// Polls a service until it is in the wanted state. Also true when the service
+// stays at one check point for twice its wait hint: the wait is then given up.
+// False when its status cannot be read or it settles in another state.
 bool WaitForServiceState(SC_HANDLE service, DWORD wanted);
 
 } // namespace setupactions

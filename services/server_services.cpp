@@ -27,12 +27,12 @@ const int StartTicks = 30 * ProgressUnitTicks;
 const char RecordSection[] = "StopService";
 const char RecordCount[] = "Last";
 
-// More than a record ever holds: the file is the user's to write, and each read
-// of a value costs a look through the file.
+// More than any record needs: the user may write to the file, and each value read
+// costs a search through it.
 const unsigned LongestRecord = 1000;
 
-// False, with the last error set, on failure. The count then stays: the next
-// service takes the place, and no gap hides it.
+// False on failure, with the last error set. The count then stays as it is: the
+// next service takes the position, so that no gap hides it.
 bool RecordStoppedService(const std::string& service, const std::string& file) {
     const auto last = static_cast<unsigned>(GetProfileNumber(RecordSection, RecordCount, 0, file));
     const std::string next = Format("%u", last + 1);
@@ -75,7 +75,7 @@ bool ChangeCommandLine(SC_HANDLE service, const std::string& commandLine) {
                                 nullptr) != FALSE;
 }
 
-// Puts the command line back, unless it is another one by now.
+// Puts the command line back, unless it has changed since.
 void UndoCommandLine(const UndoRun& run) {
     for (const UndoEntry& change : run.changes) {
         if (change.size() != 3 || change[0] != CommandLineKind)
@@ -128,7 +128,7 @@ void StartWebServices(MSIHANDLE session, const std::string& file, UndoRecord* ch
 }
 
 void ForgetStoppedServices(const std::string& file) {
-    // A file that is not there must not be made.
+    // A missing file must not be created.
     if (IsProfileFile(file) && GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES)
         WritePrivateProfileStringA(RecordSection, nullptr, nullptr, file.c_str());
 }

@@ -6,9 +6,9 @@
 
 namespace setupactions {
 
-// Stops a service; when it then stands still, also when it did before, appends
-// its name to the file's record. An empty path records nothing. With a record of
-// changes, the change is recorded there too.
+// Stops a service and appends its name to the file's record once it is stopped,
+// or if it already was. An empty path records nothing. With a record of changes,
+// the change is recorded there too.
 void StopServiceRecorded(MSIHANDLE session, const std::string& service, const std::string& file,
                          UndoRecord* changes = nullptr);
 

@@ -112,8 +112,8 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session, Und
         return 0;
     }
 
-    // A service whose status cannot be read is neither pending nor there yet:
-    // the request itself then tells.
+    // A service whose status cannot be read counts as neither pending nor there
+    // yet: the request itself shows what can be done.
     SERVICE_STATUS status = {};
     QueryStatus(session, service, handle.Get(), status);
     if (IsPending(status.dwCurrentState)) {

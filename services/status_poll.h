@@ -14,7 +14,7 @@ bool IsPending(DWORD state);
 
 // What a status says compared with the one before.
 enum class Progress {
-    Waiting,  // nothing to remark; also the first status
+    Waiting,  // nothing to report; also the first status
     Advanced, // pending, and the check point moved
     Stalled,  // pending, and the check point did not move for too long
     Settled,  // not pending, and the same state as before
@@ -23,17 +23,17 @@ enum class Progress {
 // The memory of one wait.
 class StatusPoll {
 public:
-    // A check point may rest for `toleratedHints` times the service's own wait
+    // A check point may stay the same for `toleratedHints` times the service's wait
     // hint; no sleep is longer than `longestSleep` milliseconds.
     StatusPoll(DWORD toleratedHints, DWORD longestSleep)
         : toleratedHints_(toleratedHints), longestSleep_(longestSleep) {}
 
-    // Compares a status with the one before. Advanced and Stalled start the
-    // time for which the check point rests anew.
+    // Compares a status with the one before. Advanced and Stalled restart the time
+    // that the check point may stay the same.
     Progress Judge(const SERVICE_STATUS& status);
 
-    // Remembers the status and answers how many milliseconds to sleep before
-    // the next one is asked for: a tenth of the wait hint, at least a second.
+    // Remembers the status and returns how many milliseconds to sleep before
+    // asking for the next one: a tenth of the wait hint, at least a second.
     DWORD NextSleep(const SERVICE_STATUS& status);
 
     // The check point of the status before; 0 at first.

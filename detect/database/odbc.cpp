@@ -38,7 +38,7 @@ std::string ReadDriverPath(const std::string& dataSource) {
             path.resize(static_cast<size_t>(length));
             return path;
         }
-        size = std::min(length, MaxDriverPathSize) * 2; // a driver may answer any length
+        size = std::min(length, MaxDriverPathSize) * 2; // a driver may return any length
     }
     return "";
 }

@@ -1,5 +1,5 @@
-// Where an earlier release kept its repository, and what stands in the way of
-// the desktop database engine (MSDE) now.
+// Where an earlier release kept its repository, and what now conflicts with the
+// desktop database engine (MSDE).
 #include "detect/database/sql_flags.h"
 #include "exports/action.h"
 #include "frame/session.h"
@@ -24,8 +24,8 @@ struct Outcome {
     const char* line;
 };
 
-// What to do with an earlier management server. A server that was found decides
-// alone, and its line speaks of MSDE also where the earlier release had none.
+// What to do with an earlier management server. A database server that was found
+// decides alone; its line mentions MSDE even where the earlier release had none.
 const Outcome Outcomes[] = {
     {"1", When::No, When::No, When::Yes,
      "IsCmsDataSourceConflict: NO_MSDE_PRESELECT_BUT_MSDE_CONFLICT"},
@@ -41,7 +41,7 @@ const Outcome Outcomes[] = {
 
 bool Matches(When when, bool fact) { return when == When::Either || (when == When::Yes) == fact; }
 
-// Some row matches: the rows cover every case.
+// There is always a match: the rows cover every case.
 const Outcome& ChooseOutcome(bool usedMsde, bool serverFound, bool msdeConflict) {
     const Outcome* row = Outcomes;
     while (!Matches(row->usedMsde, usedMsde) || !Matches(row->serverFound, serverFound) ||

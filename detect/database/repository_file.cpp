@@ -12,8 +12,8 @@ namespace {
 const char ServerSetupKey[] = "SOFTWARE\\Microsoft\\MSSQLServer\\Setup";
 const char FileExistsProperty[] = "EXISTFILEDB";
 
-// True when the default server's data folder holds the database's file, until
-// a run of the action has said so.
+// True when the default server's data folder holds the database's file and no
+// earlier run of the action has said so.
 bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
     CInstallRegistry registry;
     std::string dataRoot;
@@ -21,15 +21,15 @@ bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
         !registry.GetString("SQLDataRoot", dataRoot))
         return false;
     const std::string file = dataRoot + "\\Data\\" + databaseName + ".mdf";
-    // The dialogs want to hear of a file once: after the first yes the answer is
-    // no, and the property keeps its "1".
+    // Dialogs hear of a file once: later runs return false, and the property keeps
+    // its "1".
     return PropertyText(session, FileExistsProperty) != "1" && PathFileExistsA(file.c_str());
 }
 
 } // namespace
 
 // Scheduled when the repository database's name is known. Reads DATABASEDB;
-// sets EXISTFILEDB to "1" when a file of that database lies in the default SQL
+// sets EXISTFILEDB to "1" when a file of that database is in the default SQL
 // Server's data folder. Never clears it.
 EXPORTED_ACTION(DetectVXDatabaseFile) {
     const std::string databaseName = PropertyText(session, "DATABASEDB");

@@ -8,16 +8,16 @@ namespace setupactions {
 
 namespace {
 
-// A silent machine holds the installation no longer than this at each step.
+// A machine that does not respond delays each step by no more than this.
 const SQLULEN TimeOutSeconds = 15;
 
-// Neither the server's own tables count, nor the one that its design tool
+// The server's own tables do not count, nor does the one that its design tool
 // leaves in every database that it opens.
 const char TablesQuery[] = "SELECT name FROM sysobjects WHERE OBJECTPROPERTY(id, 'IsUserTable') = 1"
                            " AND OBJECTPROPERTY(id, 'IsMSShipped') = 0 AND name <> 'dtproperties'"
                            " ORDER BY name";
 const SQLUSMALLINT NameColumn = 1;
-// The longest name that the server allows, in two bytes each.
+// The longest name that the server allows: 128 characters of two bytes each.
 const size_t NameSize = 257;
 
 const char NotStarted[] = "The ODBC driver manager could not be started.";
@@ -25,12 +25,12 @@ const char NotAsked[] = "The database could not be asked for its tables.";
 
 SQLPOINTER Number(SQLULEN value) { return reinterpret_cast<SQLPOINTER>(value); }
 
-// Drivers read texts only, though the calls do not say so.
+// Drivers do not change the text, though their calls do not promise it.
 SQLCHAR* Text(const std::string& text) {
     return reinterpret_cast<SQLCHAR*>(const_cast<char*>(text.c_str()));
 }
 
-// A value that would end before its last character stands in braces.
+// A value of which the driver would drop characters goes into braces.
 std::string ConnectionValue(const std::string& value) {
     const bool needsBraces =
         value.find(';') != std::string::npos ||
@@ -84,7 +84,7 @@ ProbeAnswer AskDatabase(const std::string& connectionText) {
     if (!connection)
         return No(NotStarted);
 
-    // A driver that knows no limit for something answers so and goes without.
+    // A driver that does not support a limit reports so and works without it.
     const SQLHANDLE handle = connection.Get().handle;
     for (const SQLINTEGER limit : {SQL_ATTR_LOGIN_TIMEOUT, SQL_ATTR_CONNECTION_TIMEOUT})
         odbc.setConnectAttr(handle, limit, Number(TimeOutSeconds), 0);

@@ -1,5 +1,5 @@
-// Asks a database server whether the suite's repository, or anything else,
-// already lies in the database that is to hold it.
+// Asks a database server whether the database that is to hold the suite's
+// repository already holds one, or anything else.
 #pragma once
 
 #include <string>
@@ -13,7 +13,7 @@ struct ProbeAnswer {
 
 // Yes when the database can be reached and holds at least one table that does
 // not belong to the server itself. Releases name their tables differently, and
-// a repository wants a database of its own: any table stands for one. No when
+// a repository needs a database of its own: any table counts as one. No when
 // the database is empty, is not there, or cannot be asked. Without a user the
 // connection is trusted. Waits at most 15 seconds for each of login, connection
 // and answer. Never throws, whatever the driver does. The message never holds

@@ -1,4 +1,4 @@
-// The flags in which detection leaves the SQL Server products of the machine.
+// The flags that name the SQL Server products on the machine.
 #pragma once
 
 #include "frame/windows_api.h"

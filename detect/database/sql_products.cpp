@@ -79,8 +79,7 @@ bool FindNamedInstance(SqlServer& server) {
         server.service = Format("MSSQL$%s", name.c_str());
         server.version = version;
         DWORD mode = 0;
-        // A mode of 0 stays 0 here: only default instances left it so and meant
-        // mixed logins.
+        // A mode of 0 stays 0: only in default instances does it mean mixed logins.
         if (ReadMachineNumber(NamedInstanceKey(name, "MSSQLServer"), LoginModeValue, mode))
             server.authentication = LoginModeText(mode);
         return true;
@@ -121,8 +120,8 @@ bool FindSql7ClientByDmo() {
 }
 
 bool FindSql65Client() {
-    // The library lies in the same place for every release of the tools: that it
-    // is there tells nothing about 6.5, and the answer stays no on purpose.
+    // The library is in the same place in every release of the tools: its presence
+    // says nothing about 6.5, and the result is false on purpose.
     std::string clientPath;
     if (ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) && clientPath >= " ")
         FileExists(ManagementLibraryIn(clientPath));

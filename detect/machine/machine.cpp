@@ -10,8 +10,8 @@ namespace {
 const char MachineNameProperty[] = "MACHINENAME";
 const DWORD MachineNameSize = 260;
 
-// Asks for the host name, which only later systems know. False, with a line
-// that says where it ended, when there is no answer.
+// Asks for the host name, which only later systems know. False on failure, with
+// a line that names the step that failed.
 bool GetHostName(MSIHANDLE session, char (&name)[MachineNameSize]) {
     using GetComputerNameExCall = BOOL(WINAPI*)(COMPUTER_NAME_FORMAT, char*, DWORD*);
     const Library kernel = LoadSystemLibrary("kernel32.dll");
@@ -35,8 +35,8 @@ bool GetHostName(MSIHANDLE session, char (&name)[MachineNameSize]) {
 } // namespace
 
 // Scheduled before the dialogs and conditions that name this machine. Reads
-// nothing; sets MACHINENAME to the host name, or to the NetBIOS name where the
-// system does not know the first.
+// nothing; sets MACHINENAME to the host name, or to the NetBIOS name where there
+// is none.
 EXPORTED_ACTION(GetMachineName) {
     char name[MachineNameSize] = "";
     if (!GetHostName(session, name)) {
@@ -47,8 +47,8 @@ EXPORTED_ACTION(GetMachineName) {
             name[0] = '\0';
         }
     }
-    // Also after both failed: the stand-in is only what is left when this write
-    // fails too, a name that nobody knows ends up empty.
+    // Even when both failed: an unknown name ends up empty, and the stand-in only
+    // remains where this write fails too.
     MsiSetPropertyA(session, MachineNameProperty, name);
     return ERROR_SUCCESS;
 }

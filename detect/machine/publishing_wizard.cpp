@@ -1,4 +1,4 @@
-// For whom an installed publishing wizard was installed.
+// Whether the publishing wizard was installed for the machine or for a user.
 #include "exports/action.h"
 #include "frame/install_registry.h"
 #include "frame/session.h"

@@ -1,4 +1,4 @@
-// Access lists of the suite's registry keys, put right before they are used.
+// Repairs the access lists of the suite's registry keys before they are used.
 #include "exports/action.h"
 #include "frame/guard.h"
 #include "frame/registry_security.h"
@@ -31,8 +31,8 @@ void RepairGuarded(MSIHANDLE session, Work work) {
 } // namespace
 
 // Scheduled before registry values are written. Reads nothing; gives each of
-// the suite's keys and two shared ones, with all below them, the access list of
-// SOFTWARE where they have none at all.
+// the suite's keys and two shared ones, with all keys below them, the access list
+// of SOFTWARE where they have none at all.
 EXPORTED_ACTION(FixRegistry) {
     RepairGuarded(session, [&] {
         for (const RepairedKey& key : RepairedKeys)
@@ -42,9 +42,9 @@ EXPORTED_ACTION(FixRegistry) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled where the version's key is there, an earlier installation's or, after
-// InstallFinalize, this one's. Reads nothing; gives it and all below it the
-// access list of the company's key, whatever theirs was.
+// Scheduled where the version's key exists: an earlier installation's or, after
+// InstallFinalize, this one's. Reads nothing; gives it and all keys below it the
+// access list of the company's key, whatever they had.
 EXPORTED_ACTION(InheritPermissions) {
     RepairGuarded(session, [&] {
         FixRegSecurity(session, HKEY_LOCAL_MACHINE, VersionKey, HKEY_LOCAL_MACHINE, CompanyKey,

@@ -1,4 +1,4 @@
-// Properties that a person or a command line gave: are they there and usable?
+// Whether properties that a user or a command line must give are there and usable.
 #include "exports/action.h"
 #include "frame/session.h"
 
@@ -22,8 +22,7 @@ bool IsUsableServerName(const std::string& name) {
     return !name.empty() && name.find_first_of(" \t\n") == std::string::npos;
 }
 
-// True when the property has a value; otherwise the installer is told which
-// one is missing.
+// True when the property has a value; otherwise an error message names it.
 bool EnsureProperty(MSIHANDLE session, const char* name) {
     LogMessage(session, Format("Ensuring property %s exists", name));
     if (!PropertyText(session, name).empty())
@@ -39,7 +38,7 @@ bool EnsureProperty(MSIHANDLE session, const char* name) {
 
 // Scheduled when the server's name was entered and in silent installations.
 // Reads NAMESERVER; writes it back without white space around it and sets
-// VALIDCOMPUTERNAME to 1 when a server can bear that name.
+// VALIDCOMPUTERNAME to 1 when a server can have that name.
 EXPORTED_ACTION(ValidateNAMESERVER) {
     const std::string name = Trimmed(PropertyText(session, NameServer));
     MsiSetPropertyA(session, NameServer, name.c_str());

@@ -33,8 +33,8 @@ HWND FindOwnerWindow() {
     return window != nullptr ? window : GetFocus();
 }
 
-// Lets the user pick a folder. False when there is none: cancelled, or a place
-// that is not in the file system.
+// Lets the user pick a folder. False when the user cancels, or picks a place that
+// is not in the file system.
 bool BrowseForFolder(const std::string& prompt, std::string& folder) {
     char displayName[MAX_PATH] = "";
     BROWSEINFOA browse = {};

@@ -11,13 +11,13 @@ namespace setupactions {
 namespace {
 
 const char BrowserKey[] = "SOFTWARE\\Microsoft\\Internet Explorer";
-// No more of a registered version is looked at or told.
+// Longer versions are cut to this.
 const size_t VersionLimit = 64;
 
 } // namespace
 
 std::string HundredfoldVersion(const std::string& version) {
-    // Rounded to a double before it is cut: 4.72 gives 472, where the
+    // Rounded to a double before it is truncated: 4.72 gives 472, where the
     // processor's longer registers would hold 471.99.
     const volatile double hundredfold = std::strtod(version.c_str(), nullptr) * 100.0;
     const double number = hundredfold;
@@ -40,7 +40,7 @@ const char* BrowserFlag(const std::string& version) {
         return "HASIE3";
     if (version.compare(0, 1, "5") == 0)
         return "HASIE5";
-    // Only a version as an early browser registered it has this form.
+    // Only versions that early browsers registered have this form.
     if (version.size() >= 4 && version[0] == '4' && version[2] == '7' &&
         (version[3] == '1' || version[3] == '2'))
         return "HASIE4";

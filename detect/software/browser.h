@@ -5,8 +5,8 @@
 
 namespace setupactions {
 
-// A hundred times the number that a version text begins with, cut to a whole
-// number: "5.50.4134.0600" gives "550". Without a number it is "0".
+// A hundred times the number that a version text begins with, truncated to a
+// whole number: "5.50.4134.0600" gives "550". Without a number it is "0".
 std::string HundredfoldVersion(const std::string& version);
 
 // The browser's version: hundredfold ("600") for browsers that register a full

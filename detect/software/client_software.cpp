@@ -9,8 +9,8 @@ namespace setupactions {
 
 namespace {
 
-// Libraries that make up a client, as they are called on the search path and
-// in the folder that the client's home has for them.
+// A library of a client: its names on the search path and in the subfolder of
+// the client's home.
 struct LibraryNames {
     const char* onSearchPath;
     const char* inHome;
@@ -37,7 +37,7 @@ const LibrarySet Db2 = {
 
 const char SqlServerLibrary[] = "NTWDBLIB.DLL";
 
-// Searches the given folders, or, without any, where the system looks for
+// Searches the given folders; without any, those in which the system looks for
 // programs and libraries.
 bool IsFound(const char* file, const char* folders = nullptr) {
     return SearchPathA(folders, file, nullptr, 0, nullptr, nullptr) != 0;
@@ -53,7 +53,7 @@ std::string Joined(const std::string& folder, const char* name) {
     return path;
 }
 
-// Each library may lie in another one of the two places.
+// Some libraries may be in the one place, the rest in the other.
 bool HasLibrarySet(const LibrarySet& set) {
     std::string home;
     const bool hasHome = ReadMachineText(set.homeKey, set.homeValue, home);

@@ -13,7 +13,7 @@ const char VersionValue[] = "CurrentVersion";
 const char LibraryValue[] = "RuntimeLib";
 const char LibraryDirectory[] = "JRE_RUNTIMELIB";
 
-// Opens a key of the machine, or logs its failure under the given name.
+// Opens a key of the machine; a failure is logged under the given name.
 bool OpenOrLog(MSIHANDLE session, CInstallRegistry& registry, const std::string& path,
                const std::string& shownAs) {
     if (registry.TryOpenKey(HKEY_LOCAL_MACHINE, path))
@@ -22,8 +22,8 @@ bool OpenOrLog(MSIHANDLE session, CInstallRegistry& registry, const std::string&
     return false;
 }
 
-// Reads a value. Whichever it is, the log names the one that was looked for in
-// the end: people search logs for "RuntimeLib".
+// Reads a value. Whichever is missing, the line names "RuntimeLib": that is what
+// people search logs for.
 bool ReadOrLog(MSIHANDLE session, CInstallRegistry& registry, const char* name,
                std::string& value) {
     if (registry.GetString(name, value))

@@ -13,15 +13,15 @@ const char ProgramDirectory[] = "NOTESDIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
 const char DataDirectory[] = "NOTESDATADIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
 const char IniDirectory[] = "NOTESINIDIR.BE00BFC4_2CFC_11D3_BE22_0010A4F29E70";
 
-// Properties in which the package's searches left the folders of one release.
+// Properties in which the package's searches leave the folders of one release.
 struct NotesRelease {
     const char* program;
     const char* data;
     const char* ini;
 };
 const NotesRelease Releases[] = {
-    // The fifth release keeps notes.ini beside its program, and NOTESDIR, without
-    // a suffix, is that folder as the package searched for it.
+    // The fifth release keeps notes.ini beside its program: NOTESDIR, without a
+    // suffix, is that folder as the package's search found it.
     {"NOTES_5_DIR", "NOTES_5_DATA_DIR", "NOTESDIR"},
     {"NOTES_4_DIR", "NOTES_4_DATA_DIR", "WindowsFolder"},
 };

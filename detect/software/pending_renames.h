@@ -7,12 +7,12 @@
 
 namespace setupactions {
 
-// True for a file of the installer's own rollback, directly in the Config.Msi
-// folder of a drive: those pend after every installation and mean nothing.
+// True for a rollback file of the installer, directly in a drive's Config.Msi
+// folder: such files are pending after every installation and do not matter.
 bool IsRollbackFile(const std::string& path);
 
-// Sets NeedReboot to TRUE when renames are pending, other than the deletion of
-// rollback files. Logs each entry.
+// Sets NeedReboot to TRUE when more is pending than the deletion of rollback
+// files. Logs each entry.
 void CheckPendingFileRenameOperations(MSIHANDLE session);
 
 } // namespace setupactions

@@ -7,8 +7,8 @@ using namespace setupactions;
 namespace {
 
 // The files of the legacy designer, which packages ask for by its short name.
-// The last one, without a "|" after it, is not looked for, and that is meant:
-// where it lies alone no upgrade is offered.
+// The last one, without a "|" after it, is not looked for, on purpose: where it
+// is the only one, no upgrade is offered.
 const char LegacyDesigner[] = "qdw";
 const char LegacyDesignerFiles[] = "qdw.exe|qdw32.exe"
                                    "|qdwfiles.inf|qdw.net"

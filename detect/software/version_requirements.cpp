@@ -28,7 +28,7 @@ std::string WithDots(std::string version) {
 }
 
 // Opens the current version's key below the kit's and puts the version
-// together. False, with the line that says why, when it cannot.
+// together. False on failure, with a line that says why.
 bool FindCurrentJava(MSIHANDLE session, CInstallRegistry& kit, CInstallRegistry& current,
                      std::string& version) {
     std::string currentVersion;
@@ -69,7 +69,7 @@ bool MeetsJavaMinimum(MSIHANDLE session, const std::string& version, const std::
 }
 
 // Sets JAVA_HOME to the folder of the current version. False when no compiler
-// is there; an unset folder is none, whatever lies in the current one.
+// is there; an unset folder has none, whatever the current directory holds.
 bool TakeJavaHome(MSIHANDLE session, CInstallRegistry& current) {
     std::string home;
     current.GetString("JavaHome", home);
@@ -87,7 +87,7 @@ bool TakeJavaHome(MSIHANDLE session, CInstallRegistry& current) {
 }
 
 // The highest version among the subkeys; the first of equal ones. Subkeys that
-// do not begin with a digit are none.
+// do not begin with a digit are no versions.
 std::string NewestAspNet(CInstallRegistry& registry) {
     std::string best = "0.0.0.0";
     for (std::string name; registry.EnumKey(name);)
@@ -114,7 +114,7 @@ bool CheckJavaSDKVersion(MSIHANDLE session) {
     const std::string minimum = WithDots(PropertyText(session, JavaMinimum));
     for (std::string name; kit.EnumKey(name);) {
         const bool isBuildOfCurrent = name.compare(0, detected.size(), detected) == 0;
-        // Every build answers with the folder of the current version's key.
+        // All builds share the folder in the current version's key.
         if (isBuildOfCurrent && MeetsJavaMinimum(session, WithDots(name), minimum) &&
             TakeJavaHome(session, current))
             return true;

@@ -1,5 +1,5 @@
-// Installed versions against the minimum that the package states in properties
-// of its own. Each logs every step of its reasoning.
+// Compares installed versions with the minimum that properties of the package
+// state. Each check logs every step of its reasoning.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -11,8 +11,8 @@ namespace setupactions {
 bool CheckJavaSDKVersion(MSIHANDLE session);
 
 // True when the newest installed ASP.NET is new enough. Sets ASPNET to the
-// version to use, the installed or the minimum; without any ASP.NET takes the
-// upgrade's command line out of its property instead.
+// version to use, the installed or the minimum; without any ASP.NET removes the
+// property with the upgrade's command line instead.
 bool CheckAspNetVersion(MSIHANDLE session);
 
 // True when the .NET Framework that the installer found is as new as the

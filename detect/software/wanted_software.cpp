@@ -1,4 +1,4 @@
-// What the packages want to know of a machine's software, in one action.
+// What packages want to know about a machine's software, in one action.
 #include "detect/software/browser.h"
 #include "detect/software/client_software.h"
 #include "detect/software/pending_renames.h"
@@ -34,8 +34,8 @@ void SetBrowserProperties(MSIHANDLE session) {
         SetFlag(session, flag, true);
 }
 
-// Assemblies side by side came with NT 5. Packages for systems beside NT bring
-// what it takes themselves and count on the flag: only NT 4 goes without.
+// Side-by-side assemblies came with NT 5. Packages for systems other than NT
+// bring the support themselves and rely on the flag: only NT 4 goes without.
 bool SupportsSideBySide() {
     OSVERSIONINFOEXA version;
     return GetSystemVersion(version) &&
@@ -82,7 +82,7 @@ void SetOlapProviderVersion(MSIHANDLE session) {
     std::string provider;
     if (!ResolvePath(session, "[CommonFilesFolder]System\\ole db\\msolap.dll", provider))
         return;
-    // A file without a version leaves what the installer makes of the buffer.
+    // For a file without a version, whatever the installer leaves in the buffer.
     char version[FileVersionSize] = "0";
     DWORD size = FileVersionSize;
     MsiGetFileVersionA(provider.c_str(), version, &size, nullptr, nullptr);

@@ -23,8 +23,8 @@ using GetModuleFileNameExFunction = DWORD WINAPI(HANDLE process, HMODULE module,
 
 std::string LastErrorText() { return ErrorText(GetLastError()); }
 
-// All running processes. A filled buffer may have been too small: it is read
-// again into one of twice the size. A failing read gives no process.
+// All running processes. A full buffer may have been too small: they are read
+// again into one of twice the size. None when the call fails.
 std::vector<DWORD> ReadProcesses(EnumProcessesFunction* enumProcesses) {
     std::vector<DWORD> identifiers;
     DWORD size = 4096;

@@ -6,8 +6,8 @@
 namespace setupactions {
 
 // Enables or disables a privilege of this process. False when a call failed,
-// which is logged. A privilege that the process does not hold at all is no
-// failure to the system: it changes nothing and the answer is true.
+// which is logged. To the system, a privilege that the process does not hold is
+// no failure: nothing changes and the result is true.
 bool SetPrivilege(MSIHANDLE session, const char* privilege, bool enable);
 
 } // namespace setupactions

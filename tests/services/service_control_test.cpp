@@ -51,8 +51,8 @@ TEST_F(ServicesTest, EveryStepOfAChangeIsLogged) {
              "ChangeService: Service: S: invalid state. Expecting: SERVICE_RUNNING, Got: "
              "SERVICE_PAUSED\n" +
              error + "\n" + failed},
-        {"runs already", true, "", running, 1, "Service S already running, ignoring request...\n"},
-        {"stands already", false, "", stopped, 1,
+        {"already running", true, "", running, 1, "Service S already running, ignoring request...\n"},
+        {"already stopped", false, "", stopped, 1,
          "Service S already stopped, ignoring request...\n"},
         {"pending", true, "", pauses, 0, Look(3, "SERVICE_PAUSE_PENDING", 400) + pending},
         {"no manager", true, "OpenSCManager", {}, 0, error + "failed to open SCManager\n"},
