@@ -3,7 +3,7 @@
 #include "exports/action.h"
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
-#include "frame/handles.h"
+#include "frame/msi_database.h"
 #include "frame/session.h"
 #include "services/status_poll.h"
 
@@ -31,65 +31,18 @@ void HandOverServiceNames(MSIHANDLE session) {
     const InstallerHandle database(MsiGetActiveDatabase(session));
     if (!database)
         return;
+    const InstallerHandle view = OpenQuery(database.Get(), InstalledServices);
     std::string names;
-    InstallerHandle view;
-    if (MsiDatabaseOpenViewA(database.Get(), InstalledServices, view.Out()) == ERROR_SUCCESS &&
-        MsiViewExecute(view.Get(), 0) == ERROR_SUCCESS) {
-        InstallerHandle row;
-        while (MsiViewFetch(view.Get(), row.Out()) == ERROR_SUCCESS) {
-            std::string name;
-            GetRecordString(row.Get(), NameField, name);
-            names += name + NameEnd;
-        }
+    InstallerHandle row;
+    while (view && MsiViewFetch(view.Get(), row.Out()) == ERROR_SUCCESS) {
+        std::string name;
+        GetRecordString(row.Get(), NameField, name);
+        names += name + NameEnd;
     }
     MsiSetPropertyA(session, DeferredAction, names.c_str());
 }
 
-void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name) {
-    const ServiceHandle service(OpenServiceA(manager, name.c_str(), DELETE | SERVICE_STOP));
-    if (!service) {
-        LogMessage(session, "Invalid handle to service");
-        return;
-    }
-    // A service that accepts the request is deleted by the system once it has
-    // ended; only one that refuses is waited for. Where the system enforces the
-    // handle's rights that wait ends at once: they do not include its status.
-    SERVICE_STATUS status = {};
-    if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
-        WaitForServiceState(service.Get(), SERVICE_STOPPED);
-    if (!DeleteService(service.Get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE)
-        LogMessage(session, Format("RemoveExtraServers: %s could not be deleted (error %lu)",
-                                   name.c_str(), GetLastError()));
-    LogMessage(session, name);
-}
-
-// The deferred run.
-void RemoveServers(MSIHANDLE session) {
-    std::vector<std::string> names;
-    std::string actionData;
-    if (GetDeferredData(session, actionData) == ERROR_SUCCESS)
-        names = SplitServiceNames(actionData);
-    for (const std::string& name : names)
-        LogMessage(session, name);
-
-    const ServiceHandle manager(
-        OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_ENUMERATE_SERVICE));
-    LogMessage(session, "Found the following servers for deletion on uninstall:");
-    if (!manager)
-        return;
-    // Listed to the end before the first deletion shifts the entries.
-    std::vector<std::string> services;
-    if (!ListServices(manager.Get(), services))
-        LogMessage(session, Format("RemoveExtraServers: Not all services could be listed "
-                                   "(error %lu)",
-                                   GetLastError()));
-    for (const std::string& service : services)
-        if (IsServerOrClone(service, names))
-            RemoveService(session, manager.Get(), service);
-}
-
-} // namespace
-
+// The names of an action data text "A|B|"; empty pieces are dropped.
 std::vector<std::string> SplitServiceNames(const std::string& actionData) {
     std::vector<std::string> names;
     for (size_t start = 0; start < actionData.size();) {
@@ -101,12 +54,16 @@ std::vector<std::string> SplitServiceNames(const std::string& actionData) {
     return names;
 }
 
+// True when the service's name begins with one of the names, in any case: the
+// package's own services match too.
 bool IsServerOrClone(const std::string& service, const std::vector<std::string>& names) {
     return std::any_of(names.begin(), names.end(), [&](const std::string& name) {
         return _strnicmp(service.c_str(), name.c_str(), name.size()) == 0;
     });
 }
 
+// Appends the names of all services and drivers of the machine. False, with the
+// last error set, when the enumeration ended before the last one.
 bool ListServices(SC_HANDLE manager, std::vector<std::string>& names) {
     std::vector<ENUM_SERVICE_STATUSA> services(EnumerationSize / sizeof(ENUM_SERVICE_STATUSA));
     DWORD resume = 0;
@@ -135,6 +92,50 @@ bool ListServices(SC_HANDLE manager, std::vector<std::string>& names) {
     }
 }
 
+void RemoveService(MSIHANDLE session, SC_HANDLE manager, const std::string& name) {
+    const ServiceHandle service(OpenServiceA(manager, name.c_str(), DELETE | SERVICE_STOP));
+    if (!service) {
+        LogMessage(session, "Invalid handle to service");
+        return;
+    }
+    // A service that accepts the request is deleted by the system once it has
+    // ended; only one that refuses is waited for. Where the system enforces the
+    // handle's rights that wait ends at once: they do not include its status.
+    SERVICE_STATUS status = {};
+    if (!ControlService(service.Get(), SERVICE_CONTROL_STOP, &status))
+        WaitForServiceState(service.Get(), SERVICE_STOPPED);
+    if (!DeleteService(service.Get()) && GetLastError() != ERROR_SERVICE_MARKED_FOR_DELETE)
+        LogFormat(session, "RemoveExtraServers: %s could not be deleted (error %lu)", name.c_str(),
+                  GetLastError());
+    LogMessage(session, name);
+}
+
+// The deferred run.
+void RemoveServers(MSIHANDLE session) {
+    std::vector<std::string> names;
+    std::string actionData;
+    if (GetDeferredData(session, actionData) == ERROR_SUCCESS)
+        names = SplitServiceNames(actionData);
+    for (const std::string& name : names)
+        LogMessage(session, name);
+
+    const ServiceHandle manager(
+        OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT | SC_MANAGER_ENUMERATE_SERVICE));
+    LogMessage(session, "Found the following servers for deletion on uninstall:");
+    if (!manager)
+        return;
+    // Listed to the end before the first deletion shifts the entries.
+    std::vector<std::string> services;
+    if (!ListServices(manager.Get(), services))
+        LogFormat(session, "RemoveExtraServers: Not all services could be listed (error %lu)",
+                  GetLastError());
+    for (const std::string& service : services)
+        if (IsServerOrClone(service, names))
+            RemoveService(session, manager.Get(), service);
+}
+
+} // namespace
+
 bool WaitForServiceState(SC_HANDLE service, DWORD wanted) {
     StatusPoll poll(ToleratedHints, LongestSleep);
     SERVICE_STATUS status = {};
@@ -151,10 +152,6 @@ bool WaitForServiceState(SC_HANDLE service, DWORD wanted) {
     return false;
 }
 
-} // namespace setupactions
-
-using namespace setupactions;
-
 // Scheduled twice, the deferred one on uninstall under this very name. The
 // immediate run sets the property RemoveExtraServers to the ServiceInstall
 // names; the deferred run stops and deletes every service on the machine whose
@@ -168,3 +165,5 @@ EXPORTED_ACTION(RemoveExtraServers) {
     RunGuarded([&] { RemoveServers(session); });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -3,6 +3,7 @@
 #include "exports/action.h"
 #include "frame/guard.h"
 #include "frame/handles.h"
+#include "frame/paths.h"
 #include "frame/profile.h"
 #include "frame/programs.h"
 #include "frame/session.h"
@@ -88,13 +89,12 @@ void UndoCommandLine(const UndoRun& run) {
         if (!ReadCommandLine(service.Get(), commandLine))
             logFailure("queryServiceConfig");
         else if (commandLine != change[2])
-            LogMessage(run.session, Format("%s: the command line is not the one that was set, left "
-                                           "alone",
-                                           run.action.c_str()));
+            LogFormat(run.session, "%s: the command line is not the one that was set, left alone",
+                      run.action.c_str());
         else if (!ChangeCommandLine(service.Get(), change[1]))
             logFailure("ChangeServiceConfig");
         else
-            LogMessage(run.session, Format("%s: command line put back", run.action.c_str()));
+            LogFormat(run.session, "%s: command line put back", run.action.c_str());
     }
 }
 
@@ -104,38 +104,34 @@ void StopServiceRecorded(MSIHANDLE session, const std::string& service, const st
                          UndoRecord* changes) {
     const bool stopped = ChangeService(service, false, session, changes) == 1;
     if (stopped && !file.empty() && !RecordStoppedService(service, file))
-        LogMessage(session, Format("StopService: Service: %s could not be recorded (error %lu), "
-                                   "it will not be started again.",
-                                   service.c_str(), GetLastError()));
-    LogMessage(session, Format("StopService: Service: %s Return value %s.", service.c_str(),
-                               stopped ? "true" : "false"));
+        LogFormat(session,
+                  "StopService: Service: %s could not be recorded (error %lu), "
+                  "it will not be started again.",
+                  service.c_str(), GetLastError());
+    LogFormat(session, "StopService: Service: %s Return value %s.", service.c_str(),
+              stopped ? "true" : "false");
 }
 
 void StartWebServices(MSIHANDLE session, const std::string& file, UndoRecord* changes) {
-    LogMessage(session, Format("StartWebServices( File=%s ).", file.c_str()));
+    LogFormat(session, "StartWebServices( File=%s ).", file.c_str());
     for (unsigned position = 1; position <= LongestRecord; ++position) {
         std::string service;
         GetProfileString(RecordSection, Format("%u", position).c_str(), "", service, file);
         if (service.empty())
             return;
         const int result = ChangeService(service, true, session, changes);
-        LogMessage(session,
-                   Format("StartService. Service: %s Return Value: %d.", service.c_str(), result));
+        LogFormat(session, "StartService. Service: %s Return Value: %d.", service.c_str(), result);
     }
-    LogMessage(session, Format("StartWebServices: %u services were asked to start, no more of the "
-                               "record are read.",
-                               LongestRecord));
+    LogFormat(session,
+              "StartWebServices: %u services were asked to start, no more of the record are read.",
+              LongestRecord);
 }
 
 void ForgetStoppedServices(const std::string& file) {
     // A missing file must not be created.
-    if (IsProfileFile(file) && GetFileAttributesA(file.c_str()) != INVALID_FILE_ATTRIBUTES)
+    if (IsProfileFile(file) && PathExists(file))
         WritePrivateProfileStringA(RecordSection, nullptr, nullptr, file.c_str());
 }
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled deferred, before the server's files change. Reads and sets no
 // property; stops the central management server. Partner: StartAPSService.
@@ -201,3 +197,5 @@ EXPORTED_ACTION(ChangeAPSToCreateNamedUser) {
         logFailure("ChangeServiceConfig");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -25,20 +25,23 @@ bool QueryStatus(MSIHANDLE session, const std::string& name, SC_HANDLE service,
     if (QueryServiceStatus(service, &status))
         return true;
     const DWORD error = GetLastError();
-    LogMessage(session, Format("ChangeService: Service: %s: QueryServiceStatus failed %d",
-                               name.c_str(), static_cast<int>(error)));
+    LogFormat(session, "ChangeService: Service: %s: QueryServiceStatus failed %d", name.c_str(),
+              static_cast<int>(error));
     return false;
 }
 
 void LogStatus(MSIHANDLE session, const std::string& name, const SERVICE_STATUS& status) {
-    LogMessage(session,
-               Format("QueryServiceStatus: Service: %s: CheckPoint: %d, State: %s, Hint: %d",
-                      name.c_str(), static_cast<int>(status.dwCheckPoint),
-                      StateName(status.dwCurrentState), static_cast<int>(status.dwWaitHint)));
+    LogFormat(session, "QueryServiceStatus: Service: %s: CheckPoint: %d, State: %s, Hint: %d",
+              name.c_str(), static_cast<int>(status.dwCheckPoint), StateName(status.dwCurrentState),
+              static_cast<int>(status.dwWaitHint));
+}
+
+void ReportServiceError(const std::string& text, MSIHANDLE session) {
+    LogFormat(session, "ntservice Error: %s", text.c_str());
 }
 
 bool RequestStart(MSIHANDLE session, const std::string& name, SC_HANDLE service) {
-    LogMessage(session, Format("Attempting to start Service %s", name.c_str()));
+    LogFormat(session, "Attempting to start Service %s", name.c_str());
     if (!StartServiceA(service, 0, nullptr)) {
         ReportServiceError("StartService function failed", session);
         return false;
@@ -48,7 +51,7 @@ bool RequestStart(MSIHANDLE session, const std::string& name, SC_HANDLE service)
 }
 
 bool RequestStop(MSIHANDLE session, const std::string& name, SC_HANDLE service) {
-    LogMessage(session, Format("Attempting to stop Service %s", name.c_str()));
+    LogFormat(session, "Attempting to stop Service %s", name.c_str());
     SERVICE_STATUS status = {};
     if (!ControlService(service, SERVICE_CONTROL_STOP, &status)) {
         ReportServiceError("ControlService with SERVICE_CONTROL_STOP parameter failed", session);
@@ -69,23 +72,22 @@ bool AwaitState(MSIHANDLE session, const std::string& name, SC_HANDLE service, D
         if (progress == Progress::Advanced)
             stalls = 0;
         if (progress == Progress::Stalled) {
-            LogMessage(session, Format(StallLine, name.c_str(), stalls,
-                                       static_cast<int>(poll.PreviousCheckPoint()),
-                                       static_cast<int>(status.dwCheckPoint)));
+            LogFormat(session, StallLine, name.c_str(), stalls,
+                      static_cast<int>(poll.PreviousCheckPoint()),
+                      static_cast<int>(status.dwCheckPoint));
             if (stalls == ToleratedStalls)
                 return false;
             ++stalls;
             Sleep(StallSleep);
         }
         if (progress == Progress::Settled) {
-            LogMessage(session,
-                       Format("ChangeService: Service: %s: invalid state. Expecting: %s, Got: %s",
-                              name.c_str(), StateName(target), StateName(status.dwCurrentState)));
+            LogFormat(session, "ChangeService: Service: %s: invalid state. Expecting: %s, Got: %s",
+                      name.c_str(), StateName(target), StateName(status.dwCurrentState));
             ReportServiceError("", session);
             return false;
         }
         if (status.dwCurrentState == target) {
-            LogMessage(session, Format("Expected Service Status %s reached", StateName(target)));
+            LogFormat(session, "Expected Service Status %s reached", StateName(target));
             return true;
         }
         Sleep(poll.NextSleep(status));
@@ -94,10 +96,6 @@ bool AwaitState(MSIHANDLE session, const std::string& name, SC_HANDLE service, D
 }
 
 } // namespace
-
-void ReportServiceError(const std::string& text, MSIHANDLE session) {
-    LogMessage(session, Format("ntservice Error: %s", text.c_str()));
-}
 
 int ChangeService(const std::string& service, bool start, MSIHANDLE session, UndoRecord* record) {
     const ServiceHandle manager(OpenSCManagerA(nullptr, nullptr, SC_MANAGER_CONNECT));
@@ -108,7 +106,7 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session, Und
     const DWORD access = (start ? SERVICE_START : SERVICE_STOP) | SERVICE_QUERY_STATUS;
     const ServiceHandle handle(OpenServiceA(manager.Get(), service.c_str(), access));
     if (!handle) {
-        LogMessage(session, Format("Failed to open service '%s'", service.c_str()));
+        LogFormat(session, "Failed to open service '%s'", service.c_str());
         return 0;
     }
 
@@ -123,13 +121,11 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session, Und
         return 0;
     }
     if (start && status.dwCurrentState == SERVICE_RUNNING) {
-        LogMessage(session,
-                   Format("Service %s already running, ignoring request...", service.c_str()));
+        LogFormat(session, "Service %s already running, ignoring request...", service.c_str());
         return 1;
     }
     if (!start && status.dwCurrentState == SERVICE_STOPPED) {
-        LogMessage(session,
-                   Format("Service %s already stopped, ignoring request...", service.c_str()));
+        LogFormat(session, "Service %s already stopped, ignoring request...", service.c_str());
         return 1;
     }
 
@@ -140,7 +136,7 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session, Und
         return 0;
     const DWORD target = start ? SERVICE_RUNNING : SERVICE_STOPPED;
     const int result = AwaitState(session, service, handle.Get(), target) ? 1 : 0;
-    LogMessage(session, Format("ControlService function exiting (%d)", result));
+    LogFormat(session, "ControlService function exiting (%d)", result);
     return result;
 }
 

@@ -19,7 +19,4 @@ int ChangeService(const std::string& service, bool start, MSIHANDLE session,
 // was stopped, unless it is so already.
 void UndoServiceChanges(const UndoRun& run);
 
-// Logs "ntservice Error: " and the text.
-void ReportServiceError(const std::string& text, MSIHANDLE session);
-
 } // namespace setupactions

@@ -4,7 +4,7 @@
 #include "exports/action.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -98,3 +98,5 @@ EXPORTED_ACTION(IsCmsDataSourceConflict) {
     MsiSetPropertyA(session, MsdeConflictProperty, msdeConflict ? "1" : "0");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,11 +1,11 @@
 // The repository database's file on this machine.
 #include "exports/action.h"
-#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
 #include "frame/session.h"
 
 #include <shlwapi.h>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -15,10 +15,8 @@ const char FileExistsProperty[] = "EXISTFILEDB";
 // True when the default server's data folder holds the database's file and no
 // earlier run of the action has said so.
 bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
-    CInstallRegistry registry;
     std::string dataRoot;
-    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, ServerSetupKey) ||
-        !registry.GetString("SQLDataRoot", dataRoot))
+    if (!ReadMachineText(ServerSetupKey, "SQLDataRoot", dataRoot))
         return false;
     const std::string file = dataRoot + "\\Data\\" + databaseName + ".mdf";
     // Dialogs hear of a file once: later runs return false, and the property keeps
@@ -33,8 +31,7 @@ bool DetectVXDBFile(const std::string& databaseName, MSIHANDLE session) {
 // Server's data folder. Never clears it.
 EXPORTED_ACTION(DetectVXDatabaseFile) {
     const std::string databaseName = PropertyText(session, "DATABASEDB");
-    LogMessage(session,
-               Format("[DetectVXDatabaseFile] Checking for Database '%s'", databaseName.c_str()));
+    LogFormat(session, "[DetectVXDatabaseFile] Checking for Database '%s'", databaseName.c_str());
     if (!DetectVXDBFile(databaseName, session)) {
         LogMessage(session, "[DetectVXDatabaseFile] DetectVXDBFile returned false");
         return ERROR_SUCCESS;
@@ -43,3 +40,5 @@ EXPORTED_ACTION(DetectVXDatabaseFile) {
     MsiSetPropertyA(session, FileExistsProperty, "1");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

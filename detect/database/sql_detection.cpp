@@ -5,7 +5,7 @@
 #include "exports/action.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -33,10 +33,11 @@ void InitialiseAuthentication(MSIHANDLE session, const char* loginMode) {
 
 void ReportServer(MSIHANDLE session, const SqlServer& server) {
     MsiSetPropertyA(session, EngineVersionProperty, server.version.c_str());
-    LogMessage(session, Format("CheckSQLInstalled: MS SQL Server 2000 or higher, Instance(%s) "
-                               "Service(%s) Version(%s) Authentication(%s)",
-                               server.instance.c_str(), server.service.c_str(),
-                               server.version.c_str(), server.authentication.c_str()));
+    LogFormat(session,
+              "CheckSQLInstalled: MS SQL Server 2000 or higher, Instance(%s) "
+              "Service(%s) Version(%s) Authentication(%s)",
+              server.instance.c_str(), server.service.c_str(), server.version.c_str(),
+              server.authentication.c_str());
     SetSqlDetectionProperties(session, server.instance, server.service, ServerFound);
 
     // After the first run the choice is the user's.
@@ -48,9 +49,8 @@ void ReportServer(MSIHANDLE session, const SqlServer& server) {
 
 void ReportOldServer(MSIHANDLE session, std::string version) {
     MsiSetPropertyA(session, EngineVersionProperty, version.c_str());
-    LogMessage(session,
-               Format("CheckSQLInstalled: MS SQL Server 7.0 or lower is detected, Version(%s)",
-                      version.c_str()));
+    LogFormat(session, "CheckSQLInstalled: MS SQL Server 7.0 or lower is detected, Version(%s)",
+              version.c_str());
     if (version.empty()) {
         LogMessage(session, "CheckSQLInstalled: szSQLVersion is Empty, defaulting to version 7");
         version = "7";
@@ -60,8 +60,8 @@ void ReportOldServer(MSIHANDLE session, std::string version) {
 }
 
 void ReportNothing(MSIHANDLE session, const SqlServer& nothing) {
-    LogMessage(session, Format("CheckSQLInstalled: MSDE may be installed Instance(%s) Service(%s)",
-                               nothing.instance.c_str(), nothing.service.c_str()));
+    LogFormat(session, "CheckSQLInstalled: MSDE may be installed Instance(%s) Service(%s)",
+              nothing.instance.c_str(), nothing.service.c_str());
     SetSqlDetectionProperties(session, "(local)", "MSSQLServer", NothingFound);
     InitialiseAuthentication(session, MixedLogin);
     LogMessage(session, "CheckSQLInstalled: No SQL Server is installed, preparing MSDE install");
@@ -88,12 +88,14 @@ void DetectSqlProducts(MSIHANDLE session) {
 } // namespace
 
 // Scheduled before the database dialogs and each time they are left. Reads the
-// machine and the DATABASE... properties; sets the server, the ..._FOUND flags,
-// the login mode and, with SQL_CONTINUE, whether the setup may go on.
-// IsCmsDataSourceConflict reads the flags.
+// machine and the DATABASE... properties; sets the server, the ..._FOUND flags
+// (which IsCmsDataSourceConflict reads), the login mode and, in SQL_CONTINUE,
+// whether the setup may go on.
 EXPORTED_ACTION(CheckSQLInstalled) {
     DetectSqlProducts(session);
     // A refusal acts through the properties that the dialogs read, not here.
     ValidateSQLRequirement(session);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

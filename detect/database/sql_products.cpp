@@ -30,16 +30,6 @@ int CompareMajor(const std::string& version, const char* major) {
     return CompareVersions(version, major, 1);
 }
 
-bool FileExists(const std::string& path) {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-std::string ManagementLibraryIn(const std::string& clientPath) {
-    std::string library;
-    MakePath(library, nullptr, clientPath.c_str(), ManagementLibrary, nullptr);
-    return library;
-}
-
 std::string LoginModeText(DWORD mode) { return Format("%d", static_cast<int>(mode)); }
 
 std::string ComputerName() {
@@ -87,6 +77,18 @@ bool FindNamedInstance(SqlServer& server) {
     return false;
 }
 
+// The client tools of 7, known by the version of their management library.
+bool FindSql7ClientByDmo() {
+    std::string clientPath;
+    if (!ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) || !PathExists(clientPath))
+        return false;
+    const std::string library = InFolder(clientPath, ManagementLibrary);
+    std::string version;
+    // The library of 7 carries 7.x, that of 2000 carries 2000.x.
+    return PathExists(library) && GetFileVersionString(library, version) == ERROR_SUCCESS &&
+           CompareMajor(version, "2000") < 0;
+}
+
 } // namespace
 
 bool FindSqlServer2000Instance(SqlServer& server) {
@@ -108,23 +110,12 @@ bool FindSql7or2000Client(std::string& version) {
     return FindSql7ClientByDmo();
 }
 
-bool FindSql7ClientByDmo() {
-    std::string clientPath;
-    if (!ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) || !FileExists(clientPath))
-        return false;
-    const std::string library = ManagementLibraryIn(clientPath);
-    std::string version;
-    // The library of 7 carries 7.x, that of 2000 carries 2000.x.
-    return FileExists(library) && GetFileVersionString(library, version) == ERROR_SUCCESS &&
-           CompareMajor(version, "2000") < 0;
-}
-
 bool FindSql65Client() {
     // The library is in the same place in every release of the tools: its presence
     // says nothing about 6.5, and the result is false on purpose.
     std::string clientPath;
     if (ReadMachineText(ClientSetupKey, ClientPathValue, clientPath) && clientPath >= " ")
-        FileExists(ManagementLibraryIn(clientPath));
+        PathExists(InFolder(clientPath, ManagementLibrary));
     return false;
 }
 

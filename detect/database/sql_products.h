@@ -24,9 +24,6 @@ bool FindSqlServerBefore7(std::string& version);
 // The client tools of 2000 with their version, or else those of 7, without.
 bool FindSql7or2000Client(std::string& version);
 
-// The client tools of 7, known by the version of their management library.
-bool FindSql7ClientByDmo();
-
 // The client tools of 6.5: always false.
 bool FindSql65Client();
 

@@ -75,14 +75,14 @@ UINT ValidateServer(MSIHANDLE session, bool silent) {
 
 UINT ValidateSQLRequirement(MSIHANDLE session) {
     const bool silent = IsSilentInstall(session);
-    LogMessage(session, Format("ValidateSQLRequirement: IsSilentInstall(%d).", silent));
+    LogFormat(session, "ValidateSQLRequirement: IsSilentInstall(%d).", silent);
     const SqlFlags flags = ReadSqlFlags(session);
-    LogMessage(session,
-               Format("ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(%s), "
-                      "SQL2000CLIENT_FOUND(%s), SQL7SERVER_FOUND(%s), SQL65SERVER_FOUND(%s), "
-                      "SQL65CLIENT_FOUND(%s)",
-                      flags.server2000OrHigher.c_str(), flags.client2000.c_str(),
-                      flags.server7.c_str(), flags.server65.c_str(), flags.client65.c_str()));
+    LogFormat(session,
+              "ValidateSQLRequirement: SQL2000SERVER_OR_HIGHER_FOUND(%s), "
+              "SQL2000CLIENT_FOUND(%s), SQL7SERVER_FOUND(%s), SQL65SERVER_FOUND(%s), "
+              "SQL65CLIENT_FOUND(%s)",
+              flags.server2000OrHigher.c_str(), flags.client2000.c_str(), flags.server7.c_str(),
+              flags.server65.c_str(), flags.client65.c_str());
     return IsSet(flags.server2000OrHigher) ? ValidateServer(session, silent)
                                            : ValidateDesktopEngine(session, flags, silent);
 }

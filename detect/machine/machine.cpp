@@ -3,7 +3,7 @@
 #include "frame/libraries.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -62,3 +62,5 @@ EXPORTED_ACTION(GetNumberOfProcessors) {
     MsiSetPropertyA(session, "NUMBEROFPROCESSORS", count.c_str());
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

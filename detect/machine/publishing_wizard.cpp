@@ -3,7 +3,7 @@
 #include "frame/install_registry.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -23,9 +23,9 @@ bool IsWizardInstalled(MSIHANDLE session) {
     if (result == ERROR_SUCCESS)
         return true;
     if (result != ERROR_UNKNOWN_PRODUCT)
-        LogMessage(session, Format("InstallPubWizAs: (Failure) MsiGetProductInfo error %d, "
-                                   "GetLastError %d.",
-                                   static_cast<int>(result), static_cast<int>(GetLastError())));
+        LogFormat(session,
+                  "InstallPubWizAs: (Failure) MsiGetProductInfo error %d, GetLastError %d.",
+                  static_cast<int>(result), static_cast<int>(GetLastError()));
     return false;
 }
 
@@ -55,3 +55,5 @@ EXPORTED_ACTION(InstallPubWizAs) {
         MsiSetPropertyA(session, "PubWizInstalledAsOtherUser", "1");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,22 +1,21 @@
 // Repairs the access lists of the suite's registry keys before they are used.
 #include "exports/action.h"
 #include "frame/guard.h"
+#include "frame/known_keys.h"
 #include "frame/registry_security.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
 const char Software[] = "SOFTWARE";
-const char CompanyKey[] = "SOFTWARE\\Tarnwick";
-const char VersionKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0";
 
 struct RepairedKey {
     HKEY root;
     const char* path;
 };
 const RepairedKey RepairedKeys[] = {
-    {HKEY_LOCAL_MACHINE, CompanyKey},          {HKEY_LOCAL_MACHINE, VersionKey},
+    {HKEY_LOCAL_MACHINE, CompanyKey},          {HKEY_LOCAL_MACHINE, SuiteKey},
     {HKEY_LOCAL_MACHINE, "SOFTWARE\\MapInfo"}, {HKEY_LOCAL_MACHINE, "SOFTWARE\\ODBC"},
     {HKEY_CURRENT_USER, CompanyKey},
 };
@@ -47,8 +46,10 @@ EXPORTED_ACTION(FixRegistry) {
 // access list of the company's key, whatever they had.
 EXPORTED_ACTION(InheritPermissions) {
     RepairGuarded(session, [&] {
-        FixRegSecurity(session, HKEY_LOCAL_MACHINE, VersionKey, HKEY_LOCAL_MACHINE, CompanyKey,
+        FixRegSecurity(session, HKEY_LOCAL_MACHINE, SuiteKey, HKEY_LOCAL_MACHINE, CompanyKey,
                        DACL_SECURITY_INFORMATION, true);
     });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -2,7 +2,7 @@
 #include "exports/action.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -24,7 +24,7 @@ bool IsUsableServerName(const std::string& name) {
 
 // True when the property has a value; otherwise an error message names it.
 bool EnsureProperty(MSIHANDLE session, const char* name) {
-    LogMessage(session, Format("Ensuring property %s exists", name));
+    LogFormat(session, "Ensuring property %s exists", name);
     if (!PropertyText(session, name).empty())
         return true;
     const InstallerHandle record(MsiCreateRecord(3));
@@ -65,3 +65,5 @@ EXPORTED_ACTION(DetectWantedProperties) {
     }
     return complete ? ERROR_SUCCESS : ERROR_INVALID_COMMAND_LINE;
 }
+
+} // namespace setupactions

@@ -6,16 +6,11 @@
 
 #include <shlobj.h>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-struct ItemListTraits {
-    using Value = LPITEMIDLIST;
-    static Value None() { return nullptr; }
-    static void Close(Value value) { CoTaskMemFree(value); }
-};
-using ItemList = TraitsOwner<ItemListTraits>;
+using ItemList = Owner<LPITEMIDLIST, CoTaskMemFree>;
 
 // Stops at the first visible window of this process.
 BOOL CALLBACK TakeOwnWindow(HWND window, LPARAM found) {
@@ -60,3 +55,5 @@ EXPORTED_ACTION(BrowseForVXInstaller) {
         myMsiSetDirectory(session, "VXInstallerDir", folder);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

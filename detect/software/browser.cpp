@@ -14,8 +14,8 @@ const char BrowserKey[] = "SOFTWARE\\Microsoft\\Internet Explorer";
 // Longer versions are cut to this.
 const size_t VersionLimit = 64;
 
-} // namespace
-
+// A hundred times the number that a version text begins with, truncated to a
+// whole number: "5.50.4134.0600" gives "550". Without a number it is "0".
 std::string HundredfoldVersion(const std::string& version) {
     // Rounded to a double before it is truncated: 4.72 gives 472, where the
     // processor's longer registers would hold 471.99.
@@ -25,6 +25,8 @@ std::string HundredfoldVersion(const std::string& version) {
         return Format("%d", INT_MAX);
     return Format("%d", number > INT_MIN ? static_cast<int>(number) : INT_MIN);
 }
+
+} // namespace
 
 std::string BrowserVersion() {
     std::string version;

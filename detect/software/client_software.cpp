@@ -43,36 +43,27 @@ bool IsFound(const char* file, const char* folders = nullptr) {
     return SearchPathA(folders, file, nullptr, 0, nullptr, nullptr) != 0;
 }
 
-bool Exists(const std::string& path) {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
-
-std::string Joined(const std::string& folder, const char* name) {
-    std::string path;
-    MakePath(path, nullptr, folder.c_str(), name, nullptr);
-    return path;
-}
-
 // Some libraries may be in the one place, the rest in the other.
 bool HasLibrarySet(const LibrarySet& set) {
     std::string home;
     const bool hasHome = ReadMachineText(set.homeKey, set.homeValue, home);
-    const std::string folder = Joined(home, set.subFolder);
+    const std::string folder = InFolder(home, set.subFolder);
     return std::all_of(set.libraries.begin(), set.libraries.end(), [&](const LibraryNames& names) {
-        return IsFound(names.onSearchPath) || (hasHome && Exists(Joined(folder, names.inHome)));
+        return IsFound(names.onSearchPath) ||
+               (hasHome && PathExists(InFolder(folder, names.inHome)));
     });
 }
 
 bool HasOracle() {
     std::string home;
-    return ReadMachineText("Software\\ORACLE\\HOME0", "ORACLE_HOME", home) && Exists(home);
+    return ReadMachineText("Software\\ORACLE\\HOME0", "ORACLE_HOME", home) && PathExists(home);
 }
 
 bool HasInformix(const char* library) {
     std::string home;
     return IsFound(library) ||
            (ReadMachineText("Software\\Informix\\Environment", "INFORMIXDIR", home) &&
-            Exists(Joined(Joined(home, "bin"), library)));
+            PathExists(InFolder(InFolder(home, "bin"), library)));
 }
 
 bool HasSqlServerClient() {

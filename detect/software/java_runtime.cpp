@@ -2,13 +2,13 @@
 #include "exports/action.h"
 #include "frame/directories.h"
 #include "frame/install_registry.h"
+#include "frame/known_keys.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-const char RuntimeKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 const char VersionValue[] = "CurrentVersion";
 const char LibraryValue[] = "RuntimeLib";
 const char LibraryDirectory[] = "JRE_RUNTIMELIB";
@@ -18,7 +18,7 @@ bool OpenOrLog(MSIHANDLE session, CInstallRegistry& registry, const std::string&
                const std::string& shownAs) {
     if (registry.TryOpenKey(HKEY_LOCAL_MACHINE, path))
         return true;
-    LogMessage(session, Format("CInstallRegistry::OpenKey(%s) failed.", shownAs.c_str()));
+    LogFormat(session, "CInstallRegistry::OpenKey(%s) failed.", shownAs.c_str());
     return false;
 }
 
@@ -28,7 +28,7 @@ bool ReadOrLog(MSIHANDLE session, CInstallRegistry& registry, const char* name,
                std::string& value) {
     if (registry.GetString(name, value))
         return true;
-    LogMessage(session, Format("CInstallRegistry::GetString(%s) failed.", LibraryValue));
+    LogFormat(session, "CInstallRegistry::GetString(%s) failed.", LibraryValue);
     return false;
 }
 
@@ -41,10 +41,12 @@ EXPORTED_ACTION(GetDefaultJVMRuntimeLib) {
     CInstallRegistry registry;
     std::string version;
     std::string library;
-    if (OpenOrLog(session, registry, RuntimeKey, RuntimeKey) &&
+    if (OpenOrLog(session, registry, JavaRuntimeKey, JavaRuntimeKey) &&
         ReadOrLog(session, registry, VersionValue, version) &&
-        OpenOrLog(session, registry, Format("%s\\%s", RuntimeKey, version.c_str()), version) &&
+        OpenOrLog(session, registry, Format("%s\\%s", JavaRuntimeKey, version.c_str()), version) &&
         ReadOrLog(session, registry, LibraryValue, library))
         myMsiSetDirectory(session, LibraryDirectory, library);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

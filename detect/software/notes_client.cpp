@@ -4,7 +4,7 @@
 #include "frame/paths.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -73,3 +73,5 @@ EXPORTED_ACTION(GetNotesPath) {
         LocateNotesIni(session);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

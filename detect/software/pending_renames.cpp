@@ -12,6 +12,18 @@ const char SessionManagerKey[] =
     "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Control\\Session Manager";
 const char NativePathPrefix[] = "\\??\\";
 
+// True for a rollback file of the installer, directly in a drive's Config.Msi
+// folder: such files are pending after every installation and do not matter.
+bool IsRollbackFile(const std::string& path) {
+    const size_t prefixLength = sizeof NativePathPrefix - 1;
+    const bool isNative = path.compare(0, prefixLength, NativePathPrefix) == 0;
+    std::string folder;
+    std::string extension;
+    SplitPath(path.substr(isNative ? prefixLength : 0), nullptr, &folder, nullptr, &extension);
+    return _stricmp(folder.c_str(), "\\Config.Msi\\") == 0 &&
+           _stricmp(extension.c_str(), ".rbf") == 0;
+}
+
 // The list pairs each source with its target; an empty target means deletion.
 // True when an entry needs a restart, or when the last source lacks its target.
 bool AnyRenamePends(MSIHANDLE session, const std::vector<std::string>& list) {
@@ -24,27 +36,17 @@ bool AnyRenamePends(MSIHANDLE session, const std::vector<std::string>& list) {
         const std::string& source = list[i];
         const std::string& target = list[i + 1];
         const bool isIgnored = target.empty() && IsRollbackFile(source);
-        LogMessage(session, Format(isIgnored ? "CheckPendingFileRenameOperations: Ignoring entry. "
-                                               "Source: '%s' Target: '%s'"
-                                             : "CheckPendingFileRenameOperations: "
-                                               "Source: '%s' Target: '%s'",
-                                   source.c_str(), target.c_str()));
+        LogFormat(session,
+                  isIgnored ? "CheckPendingFileRenameOperations: Ignoring entry. "
+                              "Source: '%s' Target: '%s'"
+                            : "CheckPendingFileRenameOperations: Source: '%s' Target: '%s'",
+                  source.c_str(), target.c_str());
         pends = pends || !isIgnored;
     }
     return pends;
 }
 
 } // namespace
-
-bool IsRollbackFile(const std::string& path) {
-    const size_t prefixLength = sizeof NativePathPrefix - 1;
-    const bool isNative = path.compare(0, prefixLength, NativePathPrefix) == 0;
-    std::string folder;
-    std::string extension;
-    SplitPath(path.substr(isNative ? prefixLength : 0), nullptr, &folder, nullptr, &extension);
-    return _stricmp(folder.c_str(), "\\Config.Msi\\") == 0 &&
-           _stricmp(extension.c_str(), ".rbf") == 0;
-}
 
 void CheckPendingFileRenameOperations(MSIHANDLE session) {
     CInstallRegistry registry;

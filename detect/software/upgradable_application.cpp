@@ -1,8 +1,9 @@
 // Files by which an older designer installation is known.
 #include "exports/action.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -22,8 +23,7 @@ const char LegacyDesignerFiles[] = "qdw.exe|qdw32.exe"
 bool AnyFileExists(const std::string& folder, const std::string& list) {
     size_t start = 0;
     for (size_t end; (end = list.find('|', start)) != std::string::npos; start = end + 1) {
-        const std::string path = folder + list.substr(start, end - start);
-        if (GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES)
+        if (PathExists(folder + list.substr(start, end - start)))
             return true;
     }
     return false;
@@ -45,3 +45,5 @@ EXPORTED_ACTION(FindUpgradableApp) {
     MsiSetPropertyA(session, "FOUNDUPGRADE", AnyFileExists(folder, names) ? "1" : "0");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -2,6 +2,7 @@
 
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/known_keys.h"
 #include "frame/paths.h"
 #include "frame/session.h"
 #include "frame/versions.h"
@@ -11,9 +12,6 @@
 namespace setupactions {
 
 namespace {
-
-const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
-const char AspNetKey[] = "SOFTWARE\\Microsoft\\ASP.NET";
 
 const char JavaMinimum[] = "JDKMinVersion.1E1AAE88_A8AA_4C35_B05A_ED4AEDC64943";
 const char AspNetMinimum[] = "ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
@@ -37,7 +35,7 @@ bool FindCurrentJava(MSIHANDLE session, CInstallRegistry& kit, CInstallRegistry&
         return false;
     }
     if (!current.TryOpenKey(HKEY_LOCAL_MACHINE,
-                            Format("%s\\%s", JavaKey, currentVersion.c_str()))) {
+                            Format("%s\\%s", JavaKitKey, currentVersion.c_str()))) {
         LogMessage(session,
                    "CheckJavaSDKVersion: Unable to open Java SDK reg key for CurrentVersion");
         return false;
@@ -48,23 +46,22 @@ bool FindCurrentJava(MSIHANDLE session, CInstallRegistry& kit, CInstallRegistry&
         return false;
     }
     version = Format("%s.%s", currentVersion.c_str(), microVersion.c_str());
-    LogMessage(session,
-               Format("CheckJavaSDKVersion: Detected Java SDK Version: %s", version.c_str()));
+    LogFormat(session, "CheckJavaSDKVersion: Detected Java SDK Version: %s", version.c_str());
     return true;
 }
 
 bool MeetsJavaMinimum(MSIHANDLE session, const std::string& version, const std::string& minimum) {
     int difference = 0;
     if (!RunGuarded([&] { difference = CompareVersions(version, minimum, AllFields); })) {
-        LogMessage(session, Format("CheckJavaSDKVersion: Version comparison of %s & %s crashed",
-                                   version.c_str(), minimum.c_str()));
+        LogFormat(session, "CheckJavaSDKVersion: Version comparison of %s & %s crashed",
+                  version.c_str(), minimum.c_str());
         return false;
     }
-    LogMessage(session,
-               Format(difference < 0 ? "CheckJavaSDKVersion: Installed JDK Version %s does not "
-                                       "meet version requirements"
-                                     : "CheckJavaSDKVersion: JDK %s meets version requirements",
-                      version.c_str()));
+    LogFormat(session,
+              difference < 0 ? "CheckJavaSDKVersion: Installed JDK Version %s does not "
+                               "meet version requirements"
+                             : "CheckJavaSDKVersion: JDK %s meets version requirements",
+              version.c_str());
     return difference >= 0;
 }
 
@@ -74,14 +71,14 @@ bool TakeJavaHome(MSIHANDLE session, CInstallRegistry& current) {
     std::string home;
     current.GetString("JavaHome", home);
     EnsureTrailingChar(home, '\\');
-    const std::string compiler = home + "bin\\javac.exe";
-    if (home.empty() || GetFileAttributesA(compiler.c_str()) == INVALID_FILE_ATTRIBUTES) {
-        LogMessage(session, Format("CheckJavaSDKVersion: Registry points to invalid location %s -- "
-                                   "detected no valid JDK",
-                                   home.c_str()));
+    if (home.empty() || !PathExists(home + "bin\\javac.exe")) {
+        LogFormat(session,
+                  "CheckJavaSDKVersion: Registry points to invalid location %s -- "
+                  "detected no valid JDK",
+                  home.c_str());
         return false;
     }
-    LogMessage(session, Format("CheckJavaSDKVersion: JDK found at %s", home.c_str()));
+    LogFormat(session, "CheckJavaSDKVersion: JDK found at %s", home.c_str());
     MsiSetPropertyA(session, "JAVA_HOME", home.c_str());
     return true;
 }
@@ -101,7 +98,7 @@ std::string NewestAspNet(CInstallRegistry& registry) {
 
 bool CheckJavaSDKVersion(MSIHANDLE session) {
     CInstallRegistry kit;
-    if (!kit.TryOpenKey(HKEY_LOCAL_MACHINE, JavaKey)) {
+    if (!kit.TryOpenKey(HKEY_LOCAL_MACHINE, JavaKitKey)) {
         LogMessage(session, "CheckJavaSDKVersion: No Java SDK detected");
         return false;
     }
@@ -135,12 +132,12 @@ bool CheckAspNetVersion(MSIHANDLE session) {
     }
     const std::string installed = NewestAspNet(registry);
     const std::string minimum = PropertyText(session, AspNetMinimum);
-    LogMessage(session, Format("ASP.NET: Installed Version is '%s', Required Version is '%s'",
-                               installed.c_str(), minimum.c_str()));
+    LogFormat(session, "ASP.NET: Installed Version is '%s', Required Version is '%s'",
+              installed.c_str(), minimum.c_str());
     const bool isMet = CompareVersions(installed, minimum, AllFields) >= 0;
     const std::string& used = isMet ? installed : minimum;
     MsiSetPropertyA(session, "ASPNET", used.c_str());
-    LogMessage(session, Format("ASP.NET: Using v%s", used.c_str()));
+    LogFormat(session, "ASP.NET: Using v%s", used.c_str());
     return isMet;
 }
 
@@ -151,13 +148,13 @@ bool CheckDotNetFrameworkVersion(MSIHANDLE session) {
         return false;
     }
     const std::string minimum = PropertyText(session, AspNetMinimum);
-    LogMessage(session,
-               Format(".NET Framework: Installed Version is '%s', Required Version is '%s'",
-                      installed.c_str(), minimum.c_str()));
+    LogFormat(session, ".NET Framework: Installed Version is '%s', Required Version is '%s'",
+              installed.c_str(), minimum.c_str());
     const bool isMet = CompareVersions(installed, minimum, AllFields) >= 0;
-    LogMessage(session, Format(isMet ? ".NET Framework: v%s meets version requirements"
-                                     : ".NET Framework: v%s does not meet version requirements",
-                               installed.c_str()));
+    LogFormat(session,
+              isMet ? ".NET Framework: v%s meets version requirements"
+                    : ".NET Framework: v%s does not meet version requirements",
+              installed.c_str());
     return isMet;
 }
 

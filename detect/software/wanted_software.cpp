@@ -11,7 +11,7 @@
 #include "frame/system_version.h"
 #include "frame/web_server.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -55,21 +55,19 @@ void SetPluginFolder(MSIHANDLE session) {
 // itself. Empty: neither is there.
 std::string FrontPageWebs() {
     std::string folder;
-    std::string webs;
     if (ReadMachineText("SOFTWARE\\Microsoft\\Office\\9.0\\Common\\InstallRoot", "Path", folder)) {
         CharLowerA(&folder[0]);
         const size_t suite = folder.find("\\office\\");
         if (suite != std::string::npos) {
             const std::string templates = Format("Templates\\%d\\webs", GetSystemDefaultLangID());
-            MakePath(webs, nullptr, folder.substr(0, suite).c_str(), templates.c_str(), nullptr);
-            return webs;
+            return InFolder(folder.substr(0, suite), templates);
         }
     }
     folder.clear();
     if (ReadMachineText("SOFTWARE\\Microsoft\\FrontPage\\3.0", "FrontPageRoot", folder) &&
         !folder.empty())
-        MakePath(webs, nullptr, folder.c_str(), "webs", nullptr);
-    return webs;
+        return InFolder(folder, "webs");
+    return "";
 }
 
 void SetFrontPageDirectory(MSIHANDLE session) {
@@ -120,3 +118,5 @@ EXPORTED_ACTION(DetectWantedSoftware) {
     CheckPendingFileRenameOperations(session);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,11 +1,10 @@
-#include "services/processes/process_shutdown.h"
-
+// Ending the suite's restart helper before its files are replaced.
 #include "exports/action.h"
 #include "frame/libraries.h"
 
 #include <vector>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -54,13 +53,14 @@ void EndIfRestartHelper(MSIHANDLE session, DWORD identifier,
     getModuleFileName(process.Get(), nullptr, path, PathSize);
     if (!IsRestartHelper(path))
         return;
-    LogMessage(session, Format("Terminating %s...", path));
+    LogFormat(session, "Terminating %s...", path);
     TerminateProcess(process.Get(), 0);
 }
 
-} // namespace
-
-bool setupactions::SetPrivilege(MSIHANDLE session, const char* privilege, bool enable) {
+// Enables or disables a privilege of this process. False when a call failed, which
+// is logged. To the system, a privilege that the process does not hold is no
+// failure: nothing changes and the result is true.
+bool SetPrivilege(MSIHANDLE session, const char* privilege, bool enable) {
     KernelHandle token;
     if (!OpenProcessToken(GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES, token.Out())) {
         SendRecord(session, INSTALLMESSAGE_INFO, "OpenProcessToken() failed. GetLastError: [1]",
@@ -86,6 +86,8 @@ bool setupactions::SetPrivilege(MSIHANDLE session, const char* privilege, bool e
     return true;
 }
 
+} // namespace
+
 // Scheduled before the suite's files are replaced or removed. Reads nothing.
 // Ends every running copy of the restart helper and leaves the installer's
 // debug privilege, which opens other users' processes, enabled.
@@ -109,3 +111,5 @@ EXPORTED_ACTION(StopSvrrestart) {
         EndIfRestartHelper(session, identifier, getModuleFileName);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

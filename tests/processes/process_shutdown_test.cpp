@@ -1,5 +1,3 @@
-#include "services/processes/process_shutdown.h"
-
 #include "frame/session.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"

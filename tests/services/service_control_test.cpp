@@ -51,7 +51,8 @@ TEST_F(ServicesTest, EveryStepOfAChangeIsLogged) {
              "ChangeService: Service: S: invalid state. Expecting: SERVICE_RUNNING, Got: "
              "SERVICE_PAUSED\n" +
              error + "\n" + failed},
-        {"already running", true, "", running, 1, "Service S already running, ignoring request...\n"},
+        {"already running", true, "", running, 1,
+         "Service S already running, ignoring request...\n"},
         {"already stopped", false, "", stopped, 1,
          "Service S already stopped, ignoring request...\n"},
         {"pending", true, "", pauses, 0, Look(3, "SERVICE_PAUSE_PENDING", 400) + pending},
