@@ -13,15 +13,13 @@ INSTALLSTATE WINAPI QueryFeature(const char* product, const char* feature) {
 
 // The five flags in the order in which CheckSQLInstalled sets them.
 Machine Earlier(const char* upgrade, const char* product, const std::string& flags) {
-    return {{},
-            {},
-            {{"PREVIOUS_VX_UPGRADE", upgrade},
-             {"PREVIOUS_VX_PRODUCTCODE", product},
-             {"SQL2000SERVER_OR_HIGHER_FOUND", flags.substr(0, 1)},
-             {"SQL2000CLIENT_FOUND", flags.substr(1, 1)},
-             {"SQL7SERVER_FOUND", flags.substr(2, 1)},
-             {"SQL65SERVER_FOUND", flags.substr(3, 1)},
-             {"SQL65CLIENT_FOUND", flags.substr(4, 1)}}};
+    Machine machine;
+    machine.properties = {{"PREVIOUS_VX_UPGRADE", upgrade}, {"PREVIOUS_VX_PRODUCTCODE", product}};
+    size_t flag = 0;
+    for (const char* name : {"SQL2000SERVER_OR_HIGHER_FOUND", "SQL2000CLIENT_FOUND",
+                             "SQL7SERVER_FOUND", "SQL65SERVER_FOUND", "SQL65CLIENT_FOUND"})
+        machine.properties[name] = flags[flag++];
+    return machine;
 }
 
 Properties Conflict(const char* server, const char* engine) {

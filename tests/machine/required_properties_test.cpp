@@ -22,13 +22,13 @@ TEST_F(SessionTest, AServerNameIsTrimmedAndValidWithoutInnerBlanks) {
 
 TEST_F(MachineTest, ASilentExpansionNeedsItsProperties) {
     const auto given = [](const char* level, const char* mode, const char* aps, const char* dsn) {
-        return Machine{{},
-                       {},
-                       {{"UILevel", level},
-                        {"INSTALLMODE", mode},
-                        {"EXPANDAPS", aps},
-                        {"DATABASEDSN", dsn},
-                        {"DATABASEUID", dsn}}};
+        Machine machine;
+        machine.properties = {{"UILevel", level},
+                              {"INSTALLMODE", mode},
+                              {"EXPANDAPS", aps},
+                              {"DATABASEDSN", dsn},
+                              {"DATABASEUID", dsn}};
+        return machine;
     };
     const std::string dsn = "Ensuring property DATABASEDSN exists";
     const std::string uid = "Ensuring property DATABASEUID exists";

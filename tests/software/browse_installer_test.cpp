@@ -9,7 +9,6 @@ namespace {
 bool isPicked, isPath;
 void* item;
 
-HRESULT WINAPI NoAllocator(IMalloc**) { return E_FAIL; }
 LPITEMIDLIST WINAPI Browse(BROWSEINFOA* browse) {
     EXPECT_STREQ(browse->lpszTitle, "Pick it");
     browse->pszDisplayName[MAX_PATH - 1] = 'x';
@@ -28,7 +27,6 @@ TEST_F(MachineTest, TheFolderPickedForTheInstallerBecomesItsDirectory) {
     const ReplacedImport<decltype(PathOfItem)> path("SHGetPathFromIDListA", PathOfItem);
     IMalloc* shellAllocator;
     ASSERT_EQ(SHGetMalloc(&shellAllocator), S_OK);
-    const ReplacedImport<decltype(NoAllocator)> allocator("SHGetMalloc", NoAllocator);
     for (const bool picked : {true, false})
         for (const bool inFileSystem : {true, false}) {
             isPicked = picked;
