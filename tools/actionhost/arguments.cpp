@@ -3,7 +3,7 @@
 namespace actionhost {
 
 const char Usage[] = "usage: actionhost PACKAGE.msi ACTION [PROPERTY=value ...] [--data TEXT] "
-                     "[--cost] [--dll FILE]\n"
+                     "[--cost] [--dll FILE] [--wait]\n"
                      "       actionhost PACKAGE.msi --check\n"
                      "       actionhost --list [--dll FILE]\n"
                      "       actionhost --help\n";
@@ -24,6 +24,8 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
             arguments.help = true;
         } else if (word == "--check") {
             arguments.check = true;
+        } else if (word == "--wait") {
+            arguments.wait = true;
         } else if (word == "--cost") {
             arguments.cost = true;
         } else if (word == "--data") {

@@ -22,6 +22,7 @@ struct Arguments {
     bool deferred = false; // --data was given
     std::string data;
     bool cost = false;
+    bool wait = false; // for a debugger
     bool list = false;
     bool check = false;
     bool help = false;

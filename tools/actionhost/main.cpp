@@ -221,6 +221,11 @@ int RunAction(const actionhost::Arguments& arguments, HMODULE module, const std:
     const Properties before = ReadProperties(session.Get());
     std::printf("action  %s%s\n", arguments.action.c_str(),
                 arguments.deferred ? " (deferred)" : "");
+    if (arguments.wait) {
+        std::fprintf(stderr, "waiting for a debugger (process %lu); Enter goes on\n",
+                     GetCurrentProcessId());
+        std::getchar();
+    }
     printer.Print(true);
     UINT result = ERROR_INSTALL_FAILURE;
     const bool completed = RunGuarded([&] { result = action(session.Get()); });
