@@ -18,7 +18,6 @@ protected:
             Sql("INSERT INTO `Feature` (`Feature`, `Display`, `Level`, `Attributes`) VALUES ('" +
                 feature + "', 1, 1, 0)");
         Cost();
-        SetProperty("INSTALLLEVEL", "");
         Choose({});
     }
     void Choose(const std::set<std::string>& chosen, INSTALLSTATE state = INSTALLSTATE_LOCAL) {
@@ -29,14 +28,20 @@ protected:
     // Runs an action. Result: "+feature " and "-feature " for those that it set,
     // its other lines with ";" after them, and the level that it set.
     std::string Lines(UINT(WINAPI* action)(MSIHANDLE)) {
+        SetProperty("INSTALLLEVEL", "");
         ClearMessages();
         EXPECT_EQ(action(session), ERROR_SUCCESS);
         std::string text;
-        for (const std::string& line : Log())
-            text += line + ";";
-        const std::string start = "Attempting to set Feature '([^']*)' to: 'INSTALLSTATE_";
-        text = std::regex_replace(text, std::regex(start + "LOCAL';"), "+$1 ");
-        text = std::regex_replace(text, std::regex(start + "ABSENT';"), "-$1 ");
+        for (const std::string& line : Log()) {
+            std::smatch set;
+            if (std::regex_match(
+                    line, set,
+                    std::regex(
+                        "Attempting to set Feature '(.*)' to: 'INSTALLSTATE_(LOCAL|ABSENT)'")))
+                text += (set[2] == "LOCAL" ? "+" : "-") + set[1].str() + " ";
+            else
+                text += line + ";";
+        }
         return text + Property("INSTALLLEVEL");
     }
 };
@@ -54,58 +59,63 @@ TEST_F(FeatureSelectionTest, ChosenFeaturesPullInWhatTheyNeed) {
     const std::string last = "UpdateFeatureList: InstallMode:. ;";
     for (const auto& [chosen, changes] : cases) {
         Choose(chosen);
-        EXPECT_EQ(Lines(UpdateFeatureList), changes + last);
+        EXPECT_EQ(Lines(UpdateFeatureList), changes + last) << *chosen.begin();
     }
     Choose({"Servers", "PubWiz"}, INSTALLSTATE_SOURCE);
     EXPECT_EQ(Lines(UpdateFeatureList), last) << "only local features count";
 }
 
 TEST_F(FeatureSelectionTest, TheModeAndTheTickedRolesDecide) {
-    const std::string start = "UpdateFeatureList: InstallMode:",
-                      noDotNet = "-DotNETOnly -JobSvrDotNETOnly ";
+    using Roles = std::set<std::string>;
     SetProperty("InstallMode", "expand"); // counts when the other is empty
-    SetProperty("INSTALLMODE", "New");
-    SetProperty("EXPANDAPS", "1");
-    EXPECT_EQ(Lines(UpdateFeatureList), start + "New. ;" + noDotNet);
-    SetProperty("SINGLESERVER", "x");
-    SetProperty("INSTALLMODE", "Expand");
-    EXPECT_EQ(Lines(UpdateFeatureList),
-              start + "Expand. SingleServer.;Setting INSTALLLEVEL=1;+WebConnector +HelpFiles " +
-                  noDotNet + "1");
-    SetProperty("SINGLESERVER", "");
-    SetProperty("INSTALLMODE", "");
-    const std::string noProcessing = "-JobServer -PageServer -ProgramServer -ProcLovServer "
-                                     "-DestinationServer -ProcLumo -Lumo ",
-                      processing = std::regex_replace(noProcessing, std::regex("-"), "+");
-    const std::string expanding = start + "expand. ;Setting INSTALLLEVEL=3;Expanding multiple "
-                                          "server install;-MetaData -Clients -WCAList ";
-    const std::string noRest = "-EventServer -ReportAppServer ",
-                      mereStore = "-DataAccessAndOutputFormats ";
-    const std::pair<std::set<std::string>, std::string> cases[] = {
-        {{"APS"},
-         "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest + mereStore},
-        {{"FILESERVER", "EVENT", "RAS"},
-         "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing +
-             "+EventServer +ReportAppServer " + mereStore},
-        {{"APS", "WCS", "PROCESSING"},
-         "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + processing + noRest},
-    };
-    for (const auto& [ticked, changes] : cases) {
+    const auto expect = [&](const char* name, const char* mode, const char* single,
+                            const Roles& ticked, const std::string& lines, const char* level) {
+        SetProperty("INSTALLMODE", mode);
+        SetProperty("SINGLESERVER", single);
         for (const std::string role : {"APS", "WCS", "FILESERVER", "PROCESSING", "EVENT", "RAS"})
             SetProperty(("EXPAND" + role).c_str(), ticked.count(role) > 0 ? "1" : "true");
-        EXPECT_EQ(Lines(UpdateFeatureList), expanding + changes + noDotNet + "3");
-    }
+        EXPECT_EQ(Lines(UpdateFeatureList), "UpdateFeatureList: InstallMode:" + lines +
+                                                "-DotNETOnly -JobSvrDotNETOnly " + level)
+            << name;
+    };
+    expect("another mode", "New", "", {"APS"}, "New. ;", "");
+    expect("a single server", "Expand", "x", {"APS"},
+           "Expand. SingleServer.;Setting INSTALLLEVEL=1;+WebConnector +HelpFiles ", "1");
+    const std::string processing = "+JobServer +PageServer +ProgramServer +ProcLovServer "
+                                   "+DestinationServer +ProcLumo +Lumo ",
+                      noProcessing = std::regex_replace(processing, std::regex("\\+"), "-"),
+                      noRest = "-EventServer -ReportAppServer ",
+                      mereStore = "-DataAccessAndOutputFormats ";
+    const auto expectRoles = [&](const char* name, const Roles& ticked, const std::string& lines) {
+        expect(name, "", "", ticked,
+               "expand. ;Setting INSTALLLEVEL=3;Expanding multiple server install;-MetaData "
+               "-Clients -WCAList " +
+                   lines,
+               "3");
+    };
+    expectRoles("a repository alone", {"APS"},
+                "+APS -MSDE -CacheServer -InputFRS -OutputFRS " + noProcessing + noRest +
+                    mereStore);
+    expectRoles("files and what does not compute", {"FILESERVER", "EVENT", "RAS"},
+                "-APS -CacheServer +InputFRS +OutputFRS " + noProcessing +
+                    "+EventServer +ReportAppServer " + mereStore);
+    expectRoles("a store that computes", {"APS", "WCS", "PROCESSING"},
+                "+APS -MSDE +CacheServer -InputFRS -OutputFRS " + processing + noRest);
 }
 
 TEST_F(FeatureSelectionTest, TheDatabaseEngineComesBackWhenAskedForWithoutConflict) {
-    const char* const cases[][4] = {{"2", "2", "", "+MSDE "},
-                                    {"4", "1", "2", "+MSDE "},
-                                    {"2", "1", "1", ""},
-                                    {"3", "2", "2", ""}};
-    for (const auto& [conflict, first, second, lines] : cases) {
-        SetProperty("VX_CMS_CONFLICT", conflict);
-        SetProperty("UPGRADE_APS_MSDE_SELECTION1", first);
-        SetProperty("UPGRADE_APS_MSDE_SELECTION2", second);
-        EXPECT_EQ(Lines(UpdateFeatureForAPSConflict), lines) << conflict << first;
+    const struct {
+        const char *name, *conflict, *first, *second, *lines;
+    } cases[] = {
+        {"chosen first", "2", "2", "", "+MSDE "},
+        {"chosen second", "4", "1", "2", "+MSDE "},
+        {"not chosen", "2", "1", "1", ""},
+        {"in conflict", "3", "2", "2", ""},
+    };
+    for (const auto& row : cases) {
+        SetProperty("VX_CMS_CONFLICT", row.conflict);
+        SetProperty("UPGRADE_APS_MSDE_SELECTION1", row.first);
+        SetProperty("UPGRADE_APS_MSDE_SELECTION2", row.second);
+        EXPECT_EQ(Lines(UpdateFeatureForAPSConflict), row.lines) << row.name;
     }
 }

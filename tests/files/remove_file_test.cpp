@@ -1,53 +1,52 @@
-#include "tests/support/machine.h"
 #include "tests/support/sent_lines.h"
+#include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 #include "tests/support/unix_shell.h"
 
 using testing::ElementsAre;
 
-TEST_F(MachineTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
-    const std::string path = Here("file.txt");
-    WriteFileText(path, "x");
-    SentLines sent;
-    const auto remove = [&](const std::string& data) {
+namespace {
+
+class RemoveFileTest : public SessionTest {
+protected:
+    std::vector<std::string> Remove(const std::string& data) {
         MakeDeferred(data);
         return sent.Of(DeferredRemoveFile, session);
-    };
+    }
+    SentLines sent;
+};
+
+} // namespace
+
+TEST_F(RemoveFileTest, AFileGoesUnlessItIsReadOnlyOrInUse) {
+    const std::string path = Scratch() + "file.txt", quoted = "'" + path + "'",
+                      deleting = "Deleting File " + quoted, cannot = "Cannot Delete File " + quoted;
+    WriteFileText(path, "x");
     const HANDLE open = CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
                                     OPEN_EXISTING, 0, nullptr);
-    EXPECT_THAT(remove(path), ElementsAre("Deleting File '" + path + "'",
-                                          "Error deleting File '" + path + "' [32]"));
+    EXPECT_THAT(Remove(path), ElementsAre(deleting, "Error deleting File " + quoted + " [32]"));
     CloseHandle(open);
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_READONLY);
-    EXPECT_THAT(remove(path), ElementsAre("Cannot Delete File '" + path + "': File is read-only"));
+    EXPECT_THAT(Remove(path), ElementsAre(cannot + ": File is read-only"));
     SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
-    EXPECT_THAT(remove(path), ElementsAre("Deleting File '" + path + "'",
-                                          "Success deleting File '" + path + "'"));
-    EXPECT_THAT(remove(path),
-                ElementsAre("Cannot Delete File '" + path + "': File does not exist"));
-    EXPECT_THAT(remove(""), ElementsAre());
+    EXPECT_THAT(Remove(path), ElementsAre(deleting, "Success deleting File " + quoted));
+    EXPECT_THAT(Remove(path), ElementsAre(cannot + ": File does not exist"));
+    EXPECT_THAT(Remove(""), ElementsAre());
 }
 
-TEST_F(MachineTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
-    RunUnixShell(Scratch(), "mkdir -p tree/below outside && echo x > tree/below/file && "
-                            "echo x > outside/kept && ln -s ../outside tree/link && "
-                            "ln -s outside direct");
-    for (const char* path : {"tree", "direct", "direct\\"}) {
-        MakeDeferred(Here(path));
-        EXPECT_EQ(DeferredRemoveFile(session), ERROR_SUCCESS);
-    }
-    EXPECT_EQ(Log().front(), "Deleting Folder '" + Here("tree") + "'");
-    EXPECT_FALSE(IsThere(Here("tree\\below")));
-    EXPECT_TRUE(IsThere(Here("outside\\kept")));
+TEST_F(RemoveFileTest, AFolderGoesWithAllThatIsInItButNothingBehindALink) {
+    RunUnixShell(Scratch(), "mkdir -p tree/below outside && echo x > outside/kept && "
+                            "ln -s ../outside tree/link && ln -s outside direct");
+    EXPECT_EQ(Remove(Scratch() + "tree").front(), "Deleting Folder '" + Scratch() + "tree'");
+    EXPECT_FALSE(IsThere(Scratch() + "tree\\below"));
+    Remove(Scratch() + "direct");
+    Remove(Scratch() + "direct\\");
 
-    SetCurrentDirectoryA(Here("outside").c_str()); // where an unset property leads
-    SentLines sent;
-    for (const char* path : {".", "kept"}) {
-        MakeDeferred(path);
-        EXPECT_THAT(sent.Of(DeferredRemoveFile, session),
-                    ElementsAre(std::string("Cannot Delete File '") + path +
+    SetCurrentDirectoryA((Scratch() + "outside").c_str()); // where an unset property leads
+    for (const std::string path : {".", "kept"})
+        EXPECT_THAT(Remove(path),
+                    ElementsAre("Cannot Delete File '" + path +
                                 "': It is no full path of a file or folder of its own"));
-    }
     SetCurrentDirectoryA("C:\\");
-    EXPECT_TRUE(IsThere(Here("outside\\kept")));
+    EXPECT_TRUE(IsThere(Scratch() + "outside\\kept"));
 }

@@ -1,11 +1,9 @@
-#include "setup/network/services_text.h"
-
 #include "tests/support/private_registry.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
 
-using namespace setupactions;
+using setupactions::Format;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -15,9 +13,7 @@ namespace {
 const char FolderKey[] = "SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters";
 const std::string Failure = "Failure(ConfServiceFile): ";
 const std::string Original = "# mine\r\necho 7/tcp\r\n";
-const IPService Halcyon = {"halcyon", "6400", "tcp", "hal", "name server"};
-const std::string Line = "halcyon\t6400/tcp\thal # name server";
-const std::string First = Line + "\r\n";
+const std::string First = "halcyon\t6400/tcp\thal # name server\r\n";
 const std::string Second = "halrep\t6401/udp\t # \r\n";
 
 // The old file goes, the new one cannot come.
@@ -32,56 +28,6 @@ BOOL WINAPI RefuseMove(const char*, const char*) {
 }
 
 } // namespace
-
-TEST(ServicesText, AddingAndRemovingComeOutEven) {
-    // A text, its line break, and the one that its last line lacks.
-    const std::string cases[][3] = {
-        {"", "\r\n", ""},
-        {"\necho 7/tcp\n", "\n", ""},
-        {"echo 7/tcp\nftp 21/tcp", "\n", "\n"},
-        {"# \xE4\xF6\xFC\x81\\", "\r\n", "\r\n"},
-    };
-    for (const auto& [text, lineBreak, ownBreak] : cases) {
-        const std::string before = text + ownBreak, after = before + Line + lineBreak;
-        EXPECT_EQ(WithServiceLine(text, Halcyon), after);
-        EXPECT_EQ(WithServiceLine(after, Halcyon), after);
-        EXPECT_EQ(WithoutServiceLine(after, Halcyon), before);
-    }
-}
-
-TEST(ServicesText, OnlyTheSameNamePortAndProtocolAreKnown) {
-    const std::pair<const char*, bool> cases[] = {
-        {"  HALCYON\t \t6400/TCP\tother # mine", true},
-        {"halcyon 6400/tcp# mine", true},
-        {"# halcyon 6400/tcp", false},
-        {"halcyon 6400/udp", false},
-        {"halcyon2 6400/tcp", false},
-    };
-    for (const auto& [line, isKnown] : cases) {
-        const std::string text = std::string("a 1/tcp\n") + line + "\nb 2/tcp\n";
-        EXPECT_EQ(WithServiceLine(text, Halcyon) == text, isKnown) << line;
-        EXPECT_EQ(WithoutServiceLine(text, Halcyon), text) << line << ": not ours to remove";
-    }
-}
-
-TEST(ServicesText, OnlyTheLineAsWrittenIsRemoved) {
-    const std::string others = " " + Line + "\r\n" + Line + "!\nH" + Line.substr(1) + "\n";
-    EXPECT_EQ(WithoutServiceLine(Line + "\n" + others + Line + " \t", Halcyon), others);
-    // Without alias and comment the line ends in blanks, which editors drop.
-    EXPECT_EQ(WithoutServiceLine("a\t1/tcp\t #\r\n", {"a", "1", "tcp", "", ""}), "");
-}
-
-TEST(ServicesText, RowsAndTextsOutOfShapeAreTold) {
-    EXPECT_TRUE(FitsOneLine({"h", "1", "u", "two names\ttabbed", "a # b / c"}));
-    const IPService cases[] = {{"", "1", "tcp", "", ""},       {"a b", "1", "tcp", "", ""},
-                               {"a", "-1", "tcp", "", ""},     {"a", "1", "tcp/udp", "", ""},
-                               {"a", "1", "tcp", "b # c", ""}, {"a", "1", "tcp", "", "b\r\nx 2"}};
-    for (const IPService& row : cases)
-        EXPECT_FALSE(FitsOneLine(row)) << row.name << row.port << row.protocol << row.alias;
-    EXPECT_TRUE(IsPlainText("\xEF\xBB\xBF# \xFF\t\r\n"));
-    EXPECT_FALSE(IsPlainText("a 1/tcp\r\n\x1A"));
-    EXPECT_FALSE(IsPlainText(std::string("a\0", 2)));
-}
 
 class IPServicesTest : public SessionTest {
 protected:
@@ -106,11 +52,6 @@ protected:
     static void SetFolder(const std::string& path) {
         PrivateRegistry::Write(HKEY_LOCAL_MACHINE, FolderKey, "DataBasePath", path);
     }
-    void AddRow(const char* values) {
-        Sql(Format("INSERT INTO `HalcyonIPService` (`Component_`, `ServiceName`, `Port`, "
-                   "`Protocol`, `Alias`, `Comment`) VALUES (%s)",
-                   values));
-    }
     std::vector<std::string> Run(UINT(WINAPI* action)(MSIHANDLE) = AddIPService) {
         return sent.Of(action, session);
     }
@@ -123,17 +64,18 @@ protected:
 TEST_F(IPServicesTest, LinesFollowTheComponents) {
     SetFileAttributesA(services.c_str(), FILE_ATTRIBUTE_HIDDEN);
     const struct {
-        const char* component;
+        const char *name, *component;
         INSTALLSTATE state;
         UINT(WINAPI* action)(MSIHANDLE);
         std::string text;
     } cases[] = {
-        {"Other", INSTALLSTATE_ABSENT, AddIPService, Original + First},
-        {"Other", INSTALLSTATE_SOURCE, AddIPService, Original + First + Second},
-        {"Main", INSTALLSTATE_ABSENT, RemoveIPService, Original + Second},
-        {"Other", INSTALLSTATE_ABSENT, RemoveIPService, Original},
+        {"added", "Other", INSTALLSTATE_ABSENT, AddIPService, Original + First},
+        {"from source", "Other", INSTALLSTATE_SOURCE, AddIPService, Original + First + Second},
+        {"removed", "Main", INSTALLSTATE_ABSENT, RemoveIPService, Original + Second},
+        {"the last", "Other", INSTALLSTATE_ABSENT, RemoveIPService, Original},
     };
     for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
         ASSERT_EQ(MsiSetComponentStateA(session, row.component, row.state), ERROR_SUCCESS);
         EXPECT_THAT(Run(row.action), ElementsAre(written));
         EXPECT_THAT(Run(row.action), IsEmpty()) << "once is enough";
@@ -143,8 +85,11 @@ TEST_F(IPServicesTest, LinesFollowTheComponents) {
 }
 
 TEST_F(IPServicesTest, RowsThatAreNoLineAreSkipped) {
-    AddRow("'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'");
-    AddRow("'Unheard', 'unheard', '6402', 'tcp', '', ''");
+    for (const std::string row : {"'Main', 'evil', '1', 'tcp', '', 'a\r\nroot 1/tcp'",
+                                  "'Unheard', 'unheard', '6402', 'tcp', '', ''"})
+        Sql("INSERT INTO `HalcyonIPService` (`Component_`, `ServiceName`, `Port`, `Protocol`, "
+            "`Alias`, `Comment`) VALUES (" +
+            row + ")");
     EXPECT_THAT(
         Run(),
         ElementsAre(Failure + "state of component Unheard unknown, its services skipped [1607]",

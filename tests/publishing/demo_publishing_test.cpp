@@ -8,8 +8,8 @@ using testing::IsEmpty;
 namespace {
 
 const std::string Suffix = ".51E1B228_523E_4858_8B11_C7BA1538A57C";
-const char JavaKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
-const char KitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
+const std::string SamplesAction = "AddLumoSamples" + Suffix; // the deferred action
+const std::string Java = "SOFTWARE\\JavaSoft\\Java ";
 
 class PublishingTest : public SessionTest {
 protected:
@@ -53,7 +53,7 @@ TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
     SetProperty("win32_x86", "C:\\bin\\");
     Cost();
     EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
-    const std::string data = Property(("AddLumoSamples" + Suffix).c_str());
+    const std::string data = Property(SamplesAction.c_str());
     EXPECT_EQ(data, "NAMESERVER=cms:6400;unws" + Suffix + "=C:\\Program Files\\Samples\\unv\\;" +
                         "UserDocs" + Suffix + "=C:\\docs;relationship.txt" + Suffix + "=" + folder +
                         "relationship.txt;" + named + ";CUIDList.txt" + Suffix + "=" + folder +
@@ -62,7 +62,7 @@ TEST_F(PublishingTest, TheHelperGathersWhatTheActionWrites) {
     EXPECT_EQ(Property("ADD_LUMO_DOCS_COMMAND"), "cmd /c \"" + batch + "\" ");
     for (const char special : std::string("(&)@^")) { // names cannot hold < > |
         const std::string place = std::string("C:\\Suite ") + special + "\\";
-        SetProperty(("AddLumoSamples" + Suffix).c_str(), "");
+        SetProperty(SamplesAction.c_str(), "");
         MsiSetTargetPathA(session, "INSTALLDIR", place.c_str());
         EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
         EXPECT_EQ(Property("ADD_LUMO_DOCS_COMMAND"),
@@ -90,12 +90,12 @@ TEST_F(PublishingTest, AValueBringsNeitherPairsNorLinesOfItsOwn) {
     for (const std::string& evil : {"cms;" + named, std::string("cms\r\nOverwrite=n")}) {
         SetProperty("NAMESERVER", evil);
         SetProperty("win32_x86", "C:\\bin\\");
-        SetProperty(("AddLumoSamples" + Suffix).c_str(), "");
+        SetProperty(SamplesAction.c_str(), "");
         ClearMessages();
         EXPECT_EQ(PublishDemoHelper(session), ERROR_SUCCESS);
         EXPECT_THAT(Log(), ElementsAre("NAMESERVER is not handed over: it holds \";\" or a line "
                                        "break"));
-        EXPECT_EQ(Property(("AddLumoSamples" + Suffix).c_str()), "win32_x86=C:\\bin\\");
+        EXPECT_EQ(Property(SamplesAction.c_str()), "win32_x86=C:\\bin\\");
     }
 }
 
@@ -104,16 +104,15 @@ TEST_F(PublishingTest, JavaIsTheRegisteredRuntimeOrElseTheKit) {
         Publish(named);
         EXPECT_EQ(FileText(batch), Batch(java)) << what;
     };
-    const auto write = [](const std::string& key, const char* name, const char* value) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, key, name, value);
+    const auto registerJava = [](const std::string& key, const char* version, const char* home) {
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, Java + key, "CurrentVersion", version);
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, Java + key + "\\" + version, "JavaHome", home);
     };
-    write(KitKey, "CurrentVersion", "1.4");
-    write(std::string(KitKey) + "\\1.4", "JavaHome", "C:\\jdk \xE4");
+    registerJava("Development Kit", "1.4", "C:\\jdk \xE4");
     expect("\"C:\\jdk \x84\\bin\\java\"", "the kit, as the command processor reads it");
-    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, JavaKey);
+    PrivateRegistry::Key(HKEY_LOCAL_MACHINE, Java + "Runtime Environment");
     expect("java", "a runtime without a version hides the kit");
-    write(JavaKey, "CurrentVersion", "1.4.2");
-    write(std::string(JavaKey) + "\\1.4.2", "JavaHome", "C:\\j2re1.4.2");
+    registerJava("Runtime Environment", "1.4.2", "C:\\j2re1.4.2");
     expect("\"C:\\j2re1.4.2\\bin\\java\"", "the runtime");
 }
 

@@ -2,27 +2,25 @@
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 
-using namespace setupactions;
-using testing::ElementsAre;
-
 namespace {
 
 std::vector<std::string> broadcasts;
 LRESULT WINAPI KeepBroadcast(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags,
                              UINT timeOut, DWORD_PTR*) {
-    broadcasts.push_back(Format("%p %x %u %s %u %u", window, message, wParam,
-                                reinterpret_cast<const char*>(lParam), flags, timeOut));
+    broadcasts.push_back(setupactions::Format("%p %x %u %s %u %u", window, message, wParam,
+                                              reinterpret_cast<const char*>(lParam), flags,
+                                              timeOut));
     return 0;
 }
 
 } // namespace
 
 TEST_F(SessionTest, SuppressRebootTakesBothRequestsBackEvenWhenRefused) {
-    MsiSetMode(session, MSIRUNMODE_REBOOTATEND, TRUE);
-    MsiSetMode(session, MSIRUNMODE_REBOOTNOW, TRUE);
-    EXPECT_EQ(SuppressReboot(session), ERROR_SUCCESS);
-    for (const MSIRUNMODE mode : {MSIRUNMODE_REBOOTATEND, MSIRUNMODE_REBOOTNOW})
+    for (const MSIRUNMODE mode : {MSIRUNMODE_REBOOTATEND, MSIRUNMODE_REBOOTNOW}) {
+        MsiSetMode(session, mode, TRUE);
+        EXPECT_EQ(SuppressReboot(session), ERROR_SUCCESS);
         EXPECT_FALSE(MsiGetMode(session, mode));
+    }
     EXPECT_EQ(SuppressReboot(0), ERROR_SUCCESS);
 }
 
@@ -30,7 +28,7 @@ TEST_F(SessionTest, CommitWindowsSettingsBroadcastsOnceAndOnlyInASession) {
     const ReplacedImport<decltype(KeepBroadcast)> send("SendMessageTimeoutA", KeepBroadcast);
     EXPECT_EQ(CommitWindowsSettings(0), ERROR_SUCCESS);
     EXPECT_EQ(CommitWindowsSettings(session), ERROR_SUCCESS);
-    EXPECT_THAT(broadcasts, ElementsAre("0000ffff 1a 0 Environment 2 5000"));
+    EXPECT_THAT(broadcasts, testing::ElementsAre("0000ffff 1a 0 Environment 2 5000"));
 }
 
 TEST_F(SessionTest, GetPidSetsTheIdentifierOfThisProcess) {

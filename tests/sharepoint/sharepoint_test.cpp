@@ -1,5 +1,5 @@
 #include "tests/support/machine.h"
-#include "tests/support/replaced_import.h"
+#include "tests/support/refused_processes.h"
 #include "tests/support/test_folder.h"
 #include "tests/support/test_text.h"
 
@@ -7,7 +7,6 @@
 #include <shellapi.h>
 
 #include <filesystem>
-#include <functional>
 
 using testing::ElementsAre;
 
@@ -50,6 +49,7 @@ TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteLoggedAndHandedOn) {
          MsiCreateWebPartUnInstallBatchFile},
     };
     for (const auto& row : cases) {
+        SCOPED_TRACE(row.expected);
         WriteFileText(row.path, std::string(5000, 'x')); // a longer one of an earlier run
         SetProperty("SPSNAME", row.server);
         SetProperty("SPSFarmSwitch", row.farm);
@@ -58,7 +58,7 @@ TEST_F(SharePointTest, BatchFilesAreAsExpectedToTheByteLoggedAndHandedOn) {
         ClearMessages();
         EXPECT_EQ(row.action(session), ERROR_SUCCESS);
         const std::string expected = FileText(TestProgramFolder() + "expected\\" + row.expected);
-        EXPECT_EQ(FileText(row.path), expected) << row.expected;
+        EXPECT_EQ(FileText(row.path), expected);
         EXPECT_EQ(Property("SilentCmdline"), row.path);
         std::string logged;
         for (const std::string& line : Log())
@@ -74,32 +74,17 @@ TEST_F(SharePointTest, ABatchFileIsWrittenAsTheCommandProcessorReadsIt) {
     EXPECT_EQ(Log().back().substr(0, 9), "\"C:\\B\xFCros");
 }
 
-namespace {
-
-BOOL WINAPI StartHidden(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL, DWORD,
-                        void*, const char* folder, STARTUPINFOA* startup, PROCESS_INFORMATION*) {
-    EXPECT_TRUE(folder == nullptr && startup->wShowWindow == SW_HIDE);
-    SetLastError(ERROR_FILE_NOT_FOUND);
-    return FALSE;
-}
-
-} // namespace
-
-TEST_F(SharePointTest, ABatchFileIsNeverWrittenIntoWhatStandsInItsPlace) {
+TEST_F(SharePointTest, ABatchFileIsNeverWrittenIntoWhatIsInItsPlace) {
     const std::string other = Folder + "other.txt", expected = "\"C:\\SPS Bin\\stsadm.exe\"";
     WriteFileText(other, "kept");
-    const std::function<void()> plants[] = {
-        [&] { CreateHardLinkA(UninstallFile.c_str(), other.c_str(), nullptr); },
-        [&] {
-            WriteFileText(UninstallFile, "planted");
-            SetFileAttributesA(UninstallFile.c_str(),
-                               FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN);
-        },
-    };
-    for (const auto& plant : plants) {
+    for (const bool isLink : {true, false}) {
         DeleteFileA(UninstallFile.c_str());
-        plant();
-        EXPECT_TRUE(IsThere(UninstallFile));
+        if (isLink)
+            CreateHardLinkA(UninstallFile.c_str(), other.c_str(), nullptr);
+        else
+            WriteFileText(UninstallFile, "planted");
+        EXPECT_TRUE(SetFileAttributesA(UninstallFile.c_str(),
+                                       FILE_ATTRIBUTE_READONLY | FILE_ATTRIBUTE_HIDDEN));
         EXPECT_EQ(MsiCreateWebPartUnInstallBatchFile(session), ERROR_SUCCESS);
         EXPECT_EQ(FileText(UninstallFile).substr(0, expected.size()), expected);
         EXPECT_EQ(FileText(other), "kept");
@@ -122,7 +107,7 @@ TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
     const std::string plain = Scratch() + "x.bat", special = Scratch() + "x&(y).bat";
     for (const std::string& file : {plain, special, InstallFile})
         WriteFileText(file, "");
-    const ReplacedImport<decltype(StartHidden)> create("CreateProcessA", StartHidden);
+    RefusedProcesses processes;
     const std::pair<std::string, std::string> cases[] = {
         {longest, longest},
         {longest + "a", ""}, // half of it could be another command
@@ -135,24 +120,27 @@ TEST_F(SharePointTest, TheSilentCommandLineRunsHiddenForThirtyUnits) {
     };
     for (const auto& [commandLine, run] : cases) {
         SetProperty("SilentCmdline", commandLine);
+        processes.started.clear();
         ClearMessages();
         EXPECT_EQ(MsiRunCmdlineSilent(session), ERROR_SUCCESS);
         EXPECT_THAT(Log(), ElementsAre("RunRedistProgram(" + run + "). failed: 2"));
+        EXPECT_EQ(processes.started,
+                  std::vector<std::string>(run.empty() ? 0 : 1, "hidden: " + run));
         EXPECT_EQ(messages.back().text, "1: 2 2: 3000000 3: 0 ");
     }
 }
 
 TEST_F(SharePointTest, TheToolsLogDecidesAboutTheInstallation) {
-    const std::string log = Folder + "InstallSharePointWebPartLog.txt";
-    const std::string success = "Operation completed successfully";
+    const std::string log = Folder + "InstallSharePointWebPartLog.txt",
+                      line = "ine \"Operation completed successfully\" ";
     EXPECT_EQ(MsiCheckStsadmLogFile(session), ERROR_INSTALL_FAILURE);
     EXPECT_EQ(messages.back().type, INSTALLMESSAGE_FATALEXIT);
     EXPECT_THAT(messages.back().text, testing::HasSubstr("25007"));
     EXPECT_EQ(messages.size(), 2u);
     WriteFileText(log, "\"stsadm\"\r\n\r\noperation completed successfully.\r\n");
     EXPECT_EQ(MsiCheckStsadmLogFile(session), ERROR_SUCCESS);
-    EXPECT_THAT(Log(), ElementsAre("Line \"" + success + "\" not found in " + log,
-                                   "Found line \"" + success + "\" in " + log + " at line 3"));
+    EXPECT_THAT(Log(), ElementsAre("L" + line + "not found in " + log,
+                                   "Found l" + line + "in " + log + " at line 3"));
 }
 
 namespace {
@@ -171,14 +159,14 @@ HINSTANCE WINAPI RecordLaunch(HWND window, const char* verb, const char* file,
 
 TEST_F(MachineTest, AdministrationPagesOpenWhenTheirAddressIsRegistered) {
     const ReplacedImport<decltype(RecordLaunch)> execute("ShellExecuteA", RecordLaunch);
-    const auto address = [](const char* name, const std::string& url) {
-        return Machine{{Text("SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", name, url)}};
-    };
     const std::string longest = "http://h/" + std::string(250, 'a');
-    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchDotNetAdminPortal);
-    RunOn(address("DotNetAdminURL", "http://h/net"), LaunchJavaAdminPortal);
-    RunOn(address("JavaAdminURL", longest), LaunchJavaAdminPortal);
-    RunOn(address("JavaAdminURL", longest + "a"), LaunchJavaAdminPortal);
+    const std::pair<const char*, std::string> values[] = {{"DotNetAdminURL", "http://h/net"},
+                                                          {"JavaAdminURL", longest},
+                                                          {"JavaAdminURL", longest + "a"}};
+    for (const auto& [name, url] : values)
+        for (auto* action : {LaunchDotNetAdminPortal, LaunchJavaAdminPortal})
+            RunOn({{Text("SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options", name, url)}},
+                  action);
     RunOn({}, LaunchDotNetAdminPortal);
     EXPECT_THAT(launched, ElementsAre("Open http://h/net 5", "Open " + longest + " 5"));
     EXPECT_TRUE(messages.empty());
