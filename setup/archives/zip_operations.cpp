@@ -21,10 +21,6 @@ namespace setupactions {
 namespace {
 
 const char DeferredAction[] = "UnzipFiles.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9";
-const char Operations[] = "SELECT * FROM KestrelUnzipOperations ORDER BY `DestinationDirectory`";
-const int FileColumn = 1; // by position: packages name it differently
-const int DestinationColumn = 2;
-
 const char InstallOperation[] = "install";
 const char UninstallOperation[] = "uninstall";
 const char FieldEnd[] = "|";
@@ -40,16 +36,10 @@ ComponentAction ActionOfFile(MSIHANDLE session, const CMsiDatabase& database,
     const std::string query =
         Format("SELECT `File`.`Component_` FROM `File` WHERE `File`.`File`='%s'", file.c_str());
     CMsiHelper view(database.Handle(), query);
-    bool executed = false;
-    try {
-        executed = view.Execute();
-    } catch (int) {
-        // The line below says so.
-    }
-    if (!executed) {
+    if (!view.TryExecute()) {
         // Such an archive is passed over, whatever the line says.
-        LogMessage(session, Format("Could not execute SQL '%s', assume component installing.",
-                                   query.c_str()));
+        LogFormat(session, "Could not execute SQL '%s', assume component installing.",
+                  query.c_str());
         return ComponentAction::None;
     }
     if (!view.Fetch())
@@ -62,13 +52,10 @@ ComponentAction ActionOfFile(MSIHANDLE session, const CMsiDatabase& database,
     return ComponentAction::None;
 }
 
-// Empty when the installer does not tell it.
+// Empty when the installer does not know it.
 std::string InstalledPath(MSIHANDLE session, const std::string& file) {
-    const InstallerHandle record(MsiCreateRecord(1));
     std::string path;
-    if (MsiRecordSetStringA(record.Get(), 0, Format("[#%s]", file.c_str()).c_str()) ==
-        ERROR_SUCCESS)
-        FormatRecordString(session, record.Get(), path);
+    FormatText(session, "[#" + file + "]", path);
     return path;
 }
 
@@ -79,8 +66,8 @@ std::string DestinationFolder(MSIHANDLE session, const std::string& directory) {
     return folder;
 }
 
-// Downloads the tool from the English folder, whatever the user's language. Of
-// a tool that cannot be had the path stays as it was.
+// Downloads the tool from the English folder, whatever the user's language. The
+// path is unchanged when that fails.
 void DownloadUnzipTool(MSIHANDLE session, const std::string& source, std::string& path) {
     LogMessage(session, "[SetUnZipCmd] Unzip.exe running from web");
     const std::string address = WebAddress(source, std::string("Redist/en/") + UnzipTool);
@@ -93,20 +80,18 @@ void DownloadUnzipTool(MSIHANDLE session, const std::string& source, std::string
         LogMessage(session, "[SetUnZipCmd] Failed to get address for download function");
         break;
     case Download::Failed:
-        LogMessage(session,
-                   Format("[SetUnZipCmd] Unzip.exe download failed from: %s: .", address.c_str()));
+        LogFormat(session, "[SetUnZipCmd] Unzip.exe download failed from: %s: .", address.c_str());
         break;
     case Download::Done:
-        LogMessage(session, Format("[SetUnZipCmd] Downloaded from: %s  To: %s", address.c_str(),
-                                   cacheFile.c_str()));
+        LogFormat(session, "[SetUnZipCmd] Downloaded from: %s  To: %s", address.c_str(),
+                  cacheFile.c_str());
         path = cacheFile;
         break;
     }
 }
 
-// The unzip tool's path as a command line begins with it. A tool that is not
-// found is no failure of the finder: the deferred run logs that it does not
-// start.
+// The unzip tool's path as a command line begins with it. Always true: a missing
+// tool shows when the deferred run cannot start it.
 bool SetUnZipCmd(MSIHANDLE session, std::string& path) {
     LogMessage(session, "[SetUnZipCmd].");
     std::string source;
@@ -128,12 +113,16 @@ void ExpectProgress(MSIHANDLE session, int ticks) {
     MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
 }
 
-// False for no path at all, and for one that would end its field, or its quotes
-// in the command line, before its own end: in the ANSI code page a letter of a
-// folder's name may have become such a mark.
+// False for an empty path and for one that holds a separator or a quote, which would
+// cut off its field or its argument: in the ANSI code page a letter of a folder's
+// name may have become one.
 bool MayHandOver(const std::string& path) {
     return !path.empty() && FindCharacter(path, "|\"") == std::string::npos;
 }
+
+const char Operations[] = "SELECT * FROM KestrelUnzipOperations ORDER BY `DestinationDirectory`";
+const int FileColumn = 1; // read by position: packages name it differently
+const int DestinationColumn = 2;
 
 // The immediate run: hands what is to be unpacked and removed to the deferred one.
 void HandOverOperations(MSIHANDLE session) {
@@ -155,10 +144,10 @@ void HandOverOperations(MSIHANDLE session) {
         const std::string folder = DestinationFolder(session, directory);
         if (!MayHandOver(folder) ||
             (action == ComponentAction::Installing && !MayHandOver(archive))) {
-            LogMessage(session,
-                       Format("[UncompressZipFile] %s to %s: no paths to hand over, left "
-                              "alone. ('%s', '%s')",
-                              file.c_str(), directory.c_str(), archive.c_str(), folder.c_str()));
+            LogFormat(session,
+                      "[UncompressZipFile] %s to %s: no paths to hand over, left "
+                      "alone. ('%s', '%s')",
+                      file.c_str(), directory.c_str(), archive.c_str(), folder.c_str());
             continue;
         }
         if (action == ComponentAction::Installing) {
@@ -179,12 +168,12 @@ void HandOverOperations(MSIHANDLE session) {
 
 void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
     Guarded(session, "RemoveFolderStructure failed", [&] {
-        LogMessage(session, Format("[CDFilesDelete] Remove directory %s.", folder.c_str()));
+        LogFormat(session, "[CDFilesDelete] Remove directory %s.", folder.c_str());
         if (folder.empty())
             LogMessage(session, "[RemoveFolderStructure] FolderName is empty.");
         else if (!IsOwnPath(folder))
-            LogMessage(session, Format("[CDFilesDelete] %s is no folder of its own, left alone.",
-                                       folder.c_str()));
+            LogFormat(session, "[CDFilesDelete] %s is no folder of its own, left alone.",
+                      folder.c_str());
         else
             RemoveFolderStructure(session, folder);
         LogMessage(session, "[RemoveFolderStructure] completes.");
@@ -195,13 +184,11 @@ void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
 bool UnpackEntry(MSIHANDLE session, FieldReader& fields, UndoRecord& record) {
     std::string archive, command;
     if (!fields.Take(archive)) {
-        LogMessage(session,
-                   Format("Couldn't get argument for file from '%s'", fields.Rest().c_str()));
+        LogFormat(session, "Couldn't get argument for file from '%s'", fields.Rest().c_str());
         return false;
     }
     if (!fields.TakeWhole(command)) {
-        LogMessage(session,
-                   Format("Couldn't get argument for cmdline from '%s'", fields.Rest().c_str()));
+        LogFormat(session, "Couldn't get argument for cmdline from '%s'", fields.Rest().c_str());
         return false;
     }
     ShowActionData(session, archive);
@@ -228,9 +215,9 @@ void DeferredUnzip(MSIHANDLE session) {
             if (fields.TakeWhole(folder))
                 CDFilesDelete(session, folder);
         } else {
-            LogMessage(session, Format("ERROR: DeferredUnzip got '%s' when expecting 'install' or "
-                                       "'uninstall'.",
-                                       operation.c_str()));
+            LogFormat(session,
+                      "ERROR: DeferredUnzip got '%s' when expecting 'install' or 'uninstall'.",
+                      operation.c_str());
         }
     }
 }
@@ -263,10 +250,6 @@ std::string UnzipFolder(const std::string& commandLine) {
     return commandLine.substr(first, commandLine.size() - 1 - first);
 }
 
-} // namespace setupactions
-
-using namespace setupactions;
-
 // Scheduled twice: immediate after costing, deferred after the files are there.
 // The immediate run sets the property named as the deferred action, UnzipFiles.
 // and its identifier, from KestrelUnzipOperations; the deferred one unpacks the
@@ -282,3 +265,5 @@ EXPORTED_ACTION(UncompressZipFile) {
     });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

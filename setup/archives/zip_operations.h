@@ -6,7 +6,7 @@
 
 namespace setupactions {
 
-// The hand-off text is a row of fields, each with "|" after it.
+// Reads the hand-off text: fields, each followed by "|".
 class FieldReader {
 public:
     explicit FieldReader(const std::string& text) : rest_(text) {}
@@ -15,11 +15,11 @@ public:
     // also without its "|".
     bool Take(std::string& field);
 
-    // The same for what is going to be acted upon: without its "|" it was cut
-    // off, and stays in the rest.
+    // The same for a field that is acted upon: one without its "|" was cut off
+    // and is not taken.
     bool TakeWhole(std::string& field);
 
-    // What is not taken yet.
+    // What has not been taken yet.
     const std::string& Rest() const { return rest_; }
 
 private:

@@ -19,9 +19,9 @@ const char ExpandMode[] = "Expand";
 const int SingleServerLevel = 1;
 const int ServerRolesLevel = 3;
 
-// What one of the chosen features needs beside it.
+// What a chosen feature needs as well.
 struct Dependency {
-    Names chosen; // any of these, asked for in this order
+    Names chosen; // any of these, read in this order
     Names needed;
 };
 const Dependency Dependencies[] = {
@@ -63,7 +63,7 @@ const Names DotNetFeatures = {"DotNETOnly", "JobSvrDotNETOnly"};
 
 const char DatabaseEngine[] = "MSDE";
 const char InstallDatabaseEngine[] = "2";
-// The outcomes of the data-source check in which nothing stands against it.
+// Outcomes of the data-source check that allow the engine.
 const Names NoEngineConflict = {"2", "4"};
 
 bool IsInstalled(MSIHANDLE session, const char* feature) {
@@ -77,7 +77,7 @@ void SetFeatures(MSIHANDLE session, const Names& features, INSTALLSTATE state) {
 
 bool IsExpandMode(const std::string& mode) { return lstrcmpiA(mode.c_str(), ExpandMode) == 0; }
 
-// Each test asks again: setting one feature may change what is asked of others.
+// Each row reads the states anew: setting a feature may change that of others.
 void InstallNeededFeatures(MSIHANDLE session) {
     for (const Dependency& row : Dependencies)
         if (std::any_of(row.chosen.begin(), row.chosen.end(),
@@ -86,7 +86,7 @@ void InstallNeededFeatures(MSIHANDLE session) {
 }
 
 void SetInstallLevel(MSIHANDLE session, int level) {
-    LogMessage(session, Format("Setting INSTALLLEVEL=%d", level));
+    LogFormat(session, "Setting INSTALLLEVEL=%d", level);
     MsiSetInstallLevel(session, level);
 }
 
@@ -116,10 +116,6 @@ void ExpandServerRoles(MSIHANDLE session) {
 
 } // namespace
 
-} // namespace setupactions
-
-using namespace setupactions;
-
 // Scheduled immediate, after CostInitialize and the dialogs. Reads INSTALLMODE (or
 // InstallMode), SINGLESERVER and the EXPAND... check boxes; sets feature
 // states and the install level.
@@ -130,8 +126,8 @@ EXPORTED_ACTION(UpdateFeatureList) {
     InstallNeededFeatures(session);
 
     const bool single = !PropertyText(session, "SINGLESERVER").empty();
-    LogMessage(session, Format("UpdateFeatureList: InstallMode:%s. %s", mode.c_str(),
-                               single ? "SingleServer." : ""));
+    LogFormat(session, "UpdateFeatureList: InstallMode:%s. %s", mode.c_str(),
+              single ? "SingleServer." : "");
     if (IsExpandMode(mode) && single)
         ExpandSingleServer(session);
     else if (IsExpandMode(mode))
@@ -155,3 +151,5 @@ EXPORTED_ACTION(UpdateFeatureForAPSConflict) {
         SetFeatureStateChecked(session, DatabaseEngine, INSTALLSTATE_LOCAL);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

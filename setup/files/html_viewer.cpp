@@ -7,7 +7,7 @@
 #include "frame/paths.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -36,17 +36,18 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
     const std::string source = InFolder(data.substr(0, separator), ViewerFolder);
     const std::string destination = InFolder(data.substr(separator + 1), ViewerFolder);
     if (!IsOwnPath(source) || !IsOwnPath(destination)) {
-        LogMessage(session, Format("CopyHTMLViewerToPFCD: source or destination is no full path in "
-                                   "'%s', nothing copied",
-                                   data.c_str()));
+        LogFormat(session,
+                  "CopyHTMLViewerToPFCD: source or destination is no full path in "
+                  "'%s', nothing copied",
+                  data.c_str());
         return ERROR_SUCCESS;
     }
     RecordFolder(record, destination);
     CreateDirectoryA(destination.c_str(), nullptr);
     const HeldFolder held(destination);
     if (held && !held.IsInPlace()) {
-        LogMessage(session, Format("CopyHTMLViewerToPFCD: %s is a link, nothing copied",
-                                   destination.c_str()));
+        LogFormat(session, "CopyHTMLViewerToPFCD: %s is a link, nothing copied",
+                  destination.c_str());
         return ERROR_SUCCESS;
     }
     for (const char* language : Languages)
@@ -54,3 +55,5 @@ EXPORTED_ACTION(CopyHTMLViewerToPFCD) {
                       &record);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -17,8 +17,7 @@ void RemoveFileOrFolder(MSIHANDLE session, const std::string& path) {
         LogFormat(session, "Cannot Delete File '%s': File is read-only", path.c_str());
     } else if (!IsOwnPath(path)) {
         LogFormat(session,
-                  "Cannot Delete File '%s': It is no full path of a file or folder "
-                  "of its own",
+                  "Cannot Delete File '%s': It is no full path of a file or folder of its own",
                   path.c_str());
     } else if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0) {
         LogFormat(session, "Deleting Folder '%s'", path.c_str());

@@ -1,6 +1,6 @@
 // The network services that the package names in the Windows services file.
 #include "exports/action.h"
-#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
 #include "frame/msi_database.h"
 #include "frame/paths.h"
 #include "frame/session.h"
@@ -13,32 +13,33 @@ namespace setupactions {
 
 namespace {
 
-const char Query[] =
-    "SELECT Component_, ServiceName, Port, Protocol, Alias, Comment FROM HalcyonIPService";
-
 const char FolderKey[] = "SYSTEM\\CurrentControlSet\\Services\\Tcpip\\Parameters";
 const char FolderValue[] = "DataBasePath";
 const char FileName[] = "services";
-const DWORD LargestFile = 16 * 1024 * 1024; // bytes; far more than all ports there are
+const DWORD LargestFile = 16 * 1024 * 1024; // bytes; far more than a line for every port
 
 enum class Change { Add, Remove };
 
-// True when the installation does to the component what the change goes with.
+// True when the installation installs the component (Add) or removes it (Remove).
 bool Applies(MSIHANDLE session, const std::string& component, Change change) {
     INSTALLSTATE installed = INSTALLSTATE_UNKNOWN, action = INSTALLSTATE_UNKNOWN;
     const UINT result = MsiGetComponentStateA(session, component.c_str(), &installed, &action);
     if (result != ERROR_SUCCESS) {
-        LogMessage(session, Format("Failure(ConfServiceFile): state of component %s unknown, its "
-                                   "services skipped [%u]",
-                                   component.c_str(), result));
+        LogFormat(session,
+                  "Failure(ConfServiceFile): state of component %s unknown, its "
+                  "services skipped [%u]",
+                  component.c_str(), result);
         return false;
     }
     return change == Change::Add ? action == INSTALLSTATE_LOCAL || action == INSTALLSTATE_SOURCE
                                  : action == INSTALLSTATE_ABSENT;
 }
 
-// The services of the components that change so. False when the table is not
-// there or cannot be read.
+const char Query[] =
+    "SELECT Component_, ServiceName, Port, Protocol, Alias, Comment FROM HalcyonIPService";
+
+// Reads the services of the components that the change applies to. False when the
+// table is missing or cannot be read.
 bool ReadServices(MSIHANDLE session, Change change, std::vector<IPService>& services) {
     try {
         CMsiDatabase database(session);
@@ -65,11 +66,9 @@ std::string WithVariables(const std::string& text) {
 }
 
 // The folder ends in a backslash. False, with the last error set, when the
-// registry tells none.
+// registry names none.
 bool GetServicesFolder(std::string& folder) {
-    CInstallRegistry registry;
-    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, FolderKey) ||
-        !registry.GetString(FolderValue, folder))
+    if (!ReadMachineText(FolderKey, FolderValue, folder))
         return false;
     folder = WithVariables(folder);
     EnsureTrailingChar(folder, '\\');
@@ -130,12 +129,12 @@ Replacement PutInPlace(const std::string& path, const std::string& replacement) 
 }
 
 void LogFileFailure(MSIHANDLE session, const char* call, const std::string& file) {
-    LogMessage(session, Format("Failure(ConfServiceFile): %s failed [%s, %d]", call, file.c_str(),
-                               static_cast<int>(GetLastError())));
+    LogFormat(session, "Failure(ConfServiceFile): %s failed [%s, %d]", call, file.c_str(),
+              static_cast<int>(GetLastError()));
 }
 
-// Replaces the file by way of a complete new one beside it, so that the old
-// text or the new one is whole at any moment, and logs what came of it.
+// Replaces the file with a complete new one written beside it, so that at any
+// moment the old or the new text is whole, and logs the outcome.
 void ReplaceText(MSIHANDLE session, const std::string& folder, const std::string& path,
                  DWORD attributes, const std::string& text) {
     char replacement[MAX_PATH] = "";
@@ -145,13 +144,13 @@ void ReplaceText(MSIHANDLE session, const std::string& folder, const std::string
     if (WriteWhole(replacement, text) && SetFileAttributesA(replacement, attributes))
         outcome = PutInPlace(path, replacement);
     if (outcome == Replacement::Done) {
-        LogMessage(session, Format("ConfServiceFile: %s written", path.c_str()));
+        LogFormat(session, "ConfServiceFile: %s written", path.c_str());
         return;
     }
     LogFileFailure(session, "ReplaceFile", path);
     if (outcome == Replacement::OldFileLost)
-        LogMessage(session, Format("Failure(ConfServiceFile): %s is lost, its new text is in %s",
-                                   path.c_str(), replacement));
+        LogFormat(session, "Failure(ConfServiceFile): %s is lost, its new text is in %s",
+                  path.c_str(), replacement);
     else if (!DeleteFileA(replacement))
         LogFileFailure(session, "DeleteFile", replacement);
 }
@@ -160,9 +159,10 @@ std::string Edited(MSIHANDLE session, std::string text, const std::vector<IPServ
                    Change change) {
     for (const IPService& service : services)
         if (!FitsOneLine(service))
-            LogMessage(session, Format("Failure(ConfServiceFile): service %s is no line of the "
-                                       "services file, skipped",
-                                       service.name.c_str()));
+            LogFormat(session,
+                      "Failure(ConfServiceFile): service %s is no line of the "
+                      "services file, skipped",
+                      service.name.c_str());
         else if (change == Change::Add)
             text = WithServiceLine(text, service);
         else
@@ -173,31 +173,29 @@ std::string Edited(MSIHANDLE session, std::string text, const std::vector<IPServ
 void ConfServiceFile(MSIHANDLE session, const std::vector<IPService>& services, Change change) {
     std::string folder;
     if (!GetServicesFolder(folder)) {
-        LogMessage(session,
-                   Format("Failure(ConfServiceFile): getServiceFilePath failed [%s, %s, %d]",
-                          FolderKey, FolderValue, static_cast<int>(GetLastError())));
+        LogFormat(session, "Failure(ConfServiceFile): getServiceFilePath failed [%s, %s, %d]",
+                  FolderKey, FolderValue, static_cast<int>(GetLastError()));
         return;
     }
     const std::string path = folder + FileName;
     const DWORD attributes = GetFileAttributesA(path.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) {
-        LogMessage(session, Format("Failure(ConfServiceFile): GetFileAttributes failed [%s, %d]",
-                                   path.c_str(), static_cast<int>(GetLastError())));
+        LogFormat(session, "Failure(ConfServiceFile): GetFileAttributes failed [%s, %d]",
+                  path.c_str(), static_cast<int>(GetLastError()));
         return;
     }
     std::string text;
     if (!ReadWhole(path, text))
         return LogFileFailure(session, "ReadFile", path);
     if (!IsPlainText(text)) {
-        LogMessage(session,
-                   Format("Failure(ConfServiceFile): %s is no plain text file", path.c_str()));
+        LogFormat(session, "Failure(ConfServiceFile): %s is no plain text file", path.c_str());
         return;
     }
     const std::string edited = Edited(session, text, services, change);
     if (edited == text)
         return;
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0) {
-        LogMessage(session, Format("Failure(ConfServiceFile): %s is read-only", path.c_str()));
+        LogFormat(session, "Failure(ConfServiceFile): %s is read-only", path.c_str());
         return;
     }
     ReplaceText(session, folder, path, attributes, edited);
@@ -206,16 +204,12 @@ void ConfServiceFile(MSIHANDLE session, const std::vector<IPService>& services, 
 void ChangeServices(MSIHANDLE session, Change change) {
     std::vector<IPService> services;
     if (!ReadServices(session, change, services))
-        LogMessage(session, Format("Fail to execute: [%s]", Query));
+        LogFormat(session, "Fail to execute: [%s]", Query);
     else if (!services.empty())
         ConfServiceFile(session, services, change);
 }
 
 } // namespace
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled immediate, after InstallFinalize: it reads the package and changes
 // the machine at once. Reads HalcyonIPService; adds a line to the Windows
@@ -232,3 +226,5 @@ EXPORTED_ACTION(RemoveIPService) {
     ChangeServices(session, Change::Remove);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,5 +1,5 @@
-// Where the database files of the package's ODBC data sources go: to the place
-// of the file that an earlier installation left.
+// Directs the database files of the package's ODBC data sources to where an
+// earlier installation left them.
 #include "exports/action.h"
 #include "frame/directories.h"
 #include "frame/feature_state.h"
@@ -16,14 +16,6 @@ namespace setupactions {
 
 namespace {
 
-const char SourceTable[] = "ODBCDataSource";
-const char SourceQuery[] = "SELECT DataSource, Description FROM ODBCDataSource";
-const char AttributeTable[] = "ODBCSourceAttribute";
-const char AttributeQuery[] =
-    "SELECT `DataSource_`, `Attribute`, `Value` FROM `ODBCSourceAttribute`";
-const char FileQuery[] = "SELECT `Directory_`, `FileName` FROM `File`, `Component` "
-                         "WHERE `Component_` = `Component` AND `File` = '%s'";
-
 // The database file, as an attribute in the package and as a value in the
 // registry of a data source on the machine.
 const char DatabaseFile[] = "DBQ";
@@ -35,7 +27,11 @@ struct PackageFile {
     std::string name;
 };
 
-// The texts of the attribute in the package, by data source.
+const char AttributeTable[] = "ODBCSourceAttribute";
+const char AttributeQuery[] =
+    "SELECT `DataSource_`, `Attribute`, `Value` FROM `ODBCSourceAttribute`";
+
+// The attribute's values in the package, by data source.
 std::map<std::string, std::string> ReadDatabaseAttributes(CMsiDatabase& database) {
     std::map<std::string, std::string> values;
     if (!database.TableExists(AttributeTable))
@@ -48,6 +44,9 @@ std::map<std::string, std::string> ReadDatabaseAttributes(CMsiDatabase& database
             values[rows.GetNamedField("DataSource_")] = rows.GetNamedField("Value");
     return values;
 }
+
+const char FileQuery[] = "SELECT `Directory_`, `FileName` FROM `File`, `Component` "
+                         "WHERE `Component_` = `Component` AND `File` = '%s'";
 
 // Empty when there is no such file, also for a key that breaks the query.
 PackageFile FindFile(CMsiDatabase& database, const std::string& fileKey) {
@@ -63,7 +62,7 @@ PackageFile FindFile(CMsiDatabase& database, const std::string& fileKey) {
     }
 }
 
-// What an attribute's text names: "[Directory]name" or "[#File]". Empty for
+// The file that an attribute's text names: "[Directory]name" or "[#File]". Empty for
 // every other form.
 PackageFile ParseDatabaseFile(CMsiDatabase& database, const std::string& text) {
     const size_t end = text.find(']');
@@ -78,9 +77,9 @@ PackageFile ParseDatabaseFile(CMsiDatabase& database, const std::string& text) {
     return {key, name};
 }
 
-// The database file that the data source of this name works with. The user's own
-// goes before that of all users, as for ODBC itself, where the installation is
-// the user's own too: whoever runs it must not direct files of all users.
+// The database file that the data source of this name uses. As ODBC itself does, the
+// user's own data source is preferred to that of all users, but only in a per-user
+// installation: one for all users must not follow what a single user has set.
 std::string RegisteredFile(MSIHANDLE session, const std::string& sourceName) {
     const bool isUsersOwn = PropertyText(session, "ALLUSERS").empty();
     for (const HKEY root : {HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE}) {
@@ -95,7 +94,7 @@ std::string RegisteredFile(MSIHANDLE session, const std::string& sourceName) {
 }
 
 // The folder of an installed file of that name, with its last separator; empty
-// when the path is partial, names another file or no file at all.
+// when the path is partial or leads to another file or to none.
 std::string FolderOfInstalled(const std::string& path, const std::string& name) {
     const DWORD attributes =
         IsFullPath(path) ? GetFileAttributesA(path.c_str()) : INVALID_FILE_ATTRIBUTES;
@@ -116,12 +115,14 @@ void PointToInstalledFile(MSIHANDLE session, const PackageFile& file, const std:
         return;
     const std::string folder = FolderOfInstalled(registered, file.name);
     if (folder.empty())
-        LogMessage(session, Format("SetODBCPath: %s of data source %s is not an installed %s, left "
-                                   "alone",
-                                   registered.c_str(), source.c_str(), file.name.c_str()));
+        LogFormat(session, "SetODBCPath: %s of data source %s is not an installed %s, left alone",
+                  registered.c_str(), source.c_str(), file.name.c_str());
     else if (done.insert(file.directory).second && _stricmp(folder.c_str(), current.c_str()) != 0)
         myMsiSetDirectory(session, file.directory, folder);
 }
+
+const char SourceTable[] = "ODBCDataSource";
+const char SourceQuery[] = "SELECT DataSource, Description FROM ODBCDataSource";
 
 // Throws the query's error numbers.
 void PointToInstalledFiles(MSIHANDLE session) {
@@ -145,10 +146,6 @@ void PointToInstalledFiles(MSIHANDLE session) {
 
 } // namespace
 
-} // namespace setupactions
-
-using namespace setupactions;
-
 // Scheduled immediate, after CostFinalize of a first installation. Reads
 // ODBCDataSource, ODBCSourceAttribute, ALLUSERS and the data sources there; sets
 // the directory of each database file to that of the file already installed.
@@ -156,7 +153,9 @@ EXPORTED_ACTION(SetODBCPath) {
     try {
         PointToInstalledFiles(session);
     } catch (int) {
-        LogMessage(session, Format("Fail to execute: [%s]", SourceQuery));
+        LogFormat(session, "Fail to execute: [%s]", SourceQuery);
     }
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

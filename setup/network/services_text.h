@@ -19,13 +19,13 @@ struct IPService {
 // texts holds what would end its column or the line.
 bool FitsOneLine(const IPService& service);
 
-// True when the text can be edited as lines of bytes: it holds no zero (as
+// True when the text can be edited as lines of bytes: it holds no zero byte (as
 // UTF-16 would) and no end-of-file character.
 bool IsPlainText(const std::string& text);
 
-// The text with the service's line at its end, in the text's own line breaks.
-// The text as it is when some line gives the same name (in any case) the same
-// port and protocol.
+// The text with the service's line appended, with the text's own line breaks;
+// unchanged when a line already gives the same name (in any case) the same port
+// and protocol.
 std::string WithServiceLine(const std::string& text, const IPService& service);
 
 // The text without the lines that WithServiceLine adds for the service. Blanks

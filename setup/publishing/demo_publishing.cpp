@@ -1,4 +1,4 @@
-// Publishing the sample content: what the publishing utility is told, and the
+// Publishing the sample content: the publishing utility's properties file and the
 // batch file that starts it.
 #include "exports/action.h"
 #include "frame/ansi_text.h"
@@ -6,7 +6,8 @@
 #include "frame/file_changes.h"
 #include "frame/files.h"
 #include "frame/guard.h"
-#include "frame/install_registry.h"
+#include "frame/known_keys.h"
+#include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
@@ -15,7 +16,7 @@ namespace setupactions {
 
 namespace {
 
-// The deferred action, and what it is handed, by name.
+// The deferred action and the names of what it is handed.
 const char PublishAction[] = "AddLumoSamples.51E1B228_523E_4858_8B11_C7BA1538A57C";
 const char NameServer[] = "NAMESERVER";
 const char Universes[] = "unws.51E1B228_523E_4858_8B11_C7BA1538A57C";
@@ -32,9 +33,6 @@ const char CommandProperty[] = "ADD_LUMO_DOCS_COMMAND";
 const char BatchFile[] = "runPublishUtil.bat";
 const char ClassPath[] = "publishUtil.jar;vxcore.jar;vxlib.jar;vxplugins.jar;vxsession.jar;"
                          "corbaidl.jar;ebus405.jar;xercesImpl.jar;xml-apis.jar";
-
-const char RuntimeKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
-const char DevelopmentKitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";
 
 enum class Source { Fixed, Value, Path };
 
@@ -76,20 +74,18 @@ std::string PropertiesText(const CDeferredData& data) {
     return text;
 }
 
-// What stands before "java" in the command: a quote and the folder of the
-// machine's Java, or nothing. A runtime that is registered but broken is not
-// made up for by a development kit.
+// What precedes "java" in the command: a quote and the folder of the machine's Java,
+// or nothing. A development kit does not make up for a runtime that is registered but
+// broken.
 std::string JavaPrefix() {
-    for (const char* key : {RuntimeKey, DevelopmentKitKey}) {
-        CInstallRegistry registry;
-        if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, key))
+    for (const std::string key : {JavaRuntimeKey, JavaKitKey}) {
+        if (!MachineKeyOpens(key.c_str()))
             continue;
         std::string version, home;
-        if (registry.GetString("CurrentVersion", version) &&
-            registry.TryOpenKey(HKEY_LOCAL_MACHINE, Format("%s\\%s", key, version.c_str())) &&
-            registry.GetString("JavaHome", home))
-            return "\"" + home + "\\bin\\";
-        return "";
+        return ReadMachineText(key, "CurrentVersion", version) &&
+                       ReadMachineText(key + "\\" + version, "JavaHome", home)
+                   ? "\"" + home + "\\bin\\"
+                   : "";
     }
     return "";
 }
@@ -102,8 +98,8 @@ std::string BatchText(const std::string& folder, const std::string& propertiesFi
                   propertiesFile.c_str());
 }
 
-// The command line that runs the batch file. Where the command processor drops
-// the quotes around it, these have quotes around them to be dropped.
+// The command line that runs the batch file. Where the command processor drops the
+// outer quotes, a second pair around the first is there to be dropped.
 std::string BatchCommand(const std::string& batchFile) {
     const std::string quoted = "\"" + batchFile + "\" ";
     if (FindCharacter(batchFile, CommandProcessorCharacters) == std::string::npos)
@@ -112,7 +108,7 @@ std::string BatchCommand(const std::string& batchFile) {
 }
 
 bool WriteRecorded(UndoRecord& record, const std::string& path, const std::string& text) {
-    if (IsFullPath(path)) // no other one is written
+    if (IsFullPath(path)) // only such a path is written
         RecordFile(record, path);
     return WriteNewFile(path, text) == FileWrite::Whole;
 }
@@ -122,7 +118,7 @@ void WritePublishingFiles(MSIHANDLE session) {
     const CDeferredData data(session, PublishAction);
     std::string propertiesFile, drive, directory;
     data.Lookup(Properties, propertiesFile);
-    // Without it the utility says so itself.
+    // The utility itself reports that it is missing.
     WriteRecorded(record, propertiesFile, PropertiesText(data));
 
     SplitPath(propertiesFile, &drive, &directory, nullptr, nullptr);
@@ -133,10 +129,6 @@ void WritePublishingFiles(MSIHANDLE session) {
 }
 
 } // namespace
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled immediate, after costing. Reads NAMESERVER and the samples' files
 // and folders; sets ADD_LUMO_DOCS_COMMAND and the data of PublishDemo, its
@@ -169,3 +161,5 @@ EXPORTED_ACTION(PublishDemo) {
             [&] { WritePublishingFiles(session); });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -4,7 +4,7 @@
 #include "frame/programs.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -23,3 +23,5 @@ EXPORTED_ACTION(AddLumo) {
         commandLine = PropertyText(session, WebDocumentsCommand);
     return RunPreparedCommand(session, commandLine);
 }
+
+} // namespace setupactions

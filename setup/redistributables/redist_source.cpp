@@ -14,7 +14,7 @@ const char RestartProperty[] = "NeedReboot";
 const size_t ShortLanguageLength = 2;
 const int LanguageNameSize = 16; // the system's names have three letters
 
-// Three letters, such as "ENU"; empty when the system does not tell.
+// Three letters, such as "ENU"; empty when the system names none.
 std::string UserLanguageName() {
     char name[LanguageNameSize] = "";
     if (GetLocaleInfoA(GetUserDefaultLCID(), LOCALE_SABBREVLANGNAME, name, LanguageNameSize) == 0)
@@ -24,10 +24,10 @@ std::string UserLanguageName() {
 
 bool ResolveDownloaded(MSIHANDLE session, const std::string& address, const std::string& cacheFile,
                        std::string& path) {
-    LogMessage(session, Format("[ResolveRedistPath] Downloaded from: %s  To: %s", address.c_str(),
-                               cacheFile.c_str()));
+    LogFormat(session, "[ResolveRedistPath] Downloaded from: %s  To: %s", address.c_str(),
+              cacheFile.c_str());
     path = cacheFile;
-    LogMessage(session, Format("[ResolveRedistPath] asPath=%s", path.c_str()));
+    LogFormat(session, "[ResolveRedistPath] asPath=%s", path.c_str());
     // The cache numbers its files in brackets: "setup[1].exe".
     return ResolvePath(session, EscapeBrackets(cacheFile), path);
 }
@@ -35,7 +35,7 @@ bool ResolveDownloaded(MSIHANDLE session, const std::string& address, const std:
 bool ResolveOnWeb(MSIHANDLE session, const std::string& folder, const std::string& name,
                   const std::string& language, const std::string& extension, std::string& path) {
     const std::string first = folder + name + extension;
-    LogMessage(session, Format("[ResolveRedistPath] Attempt to download from %s", first.c_str()));
+    LogFormat(session, "[ResolveRedistPath] Attempt to download from %s", first.c_str());
     std::string cacheFile;
     Download download = DownloadToCache(first, cacheFile);
     if (download == Download::NoLibrary)
@@ -44,15 +44,15 @@ bool ResolveOnWeb(MSIHANDLE session, const std::string& folder, const std::strin
         return false;
     if (download == Download::Done)
         return ResolveDownloaded(session, first, cacheFile, path);
-    LogMessage(session, Format("Failed to download from: %s: .", first.c_str()));
+    LogFormat(session, "Failed to download from: %s: .", first.c_str());
 
     const std::string second = folder + name + language + extension;
-    LogMessage(session, Format("[ResolveRedistPath] Attempt to download from %s", second.c_str()));
+    LogFormat(session, "[ResolveRedistPath] Attempt to download from %s", second.c_str());
     download = DownloadToCache(second, cacheFile);
     if (download == Download::Done)
         return ResolveDownloaded(session, second, cacheFile, path);
-    LogMessage(session, Format("[ResolveRedistPath] Failed to Download from: %s  To: %s",
-                               second.c_str(), cacheFile.c_str()));
+    LogFormat(session, "[ResolveRedistPath] Failed to Download from: %s  To: %s", second.c_str(),
+              cacheFile.c_str());
     return false;
 }
 
@@ -62,10 +62,10 @@ bool ResolveOnWeb(MSIHANDLE session, const std::string& folder, const std::strin
 bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::string& parentPath,
                        const std::string& language, const std::string& extension,
                        std::string& path) {
-    LogMessage(session, Format("[ResolveRedistPath] called with: ParentPath= %s, Lang= %s, "
-                               "FileName= %s, Extension= %s, asPath= %s",
-                               parentPath.c_str(), language.c_str(), name.c_str(),
-                               extension.c_str(), path.c_str()));
+    LogFormat(session,
+              "[ResolveRedistPath] called with: ParentPath= %s, Lang= %s, "
+              "FileName= %s, Extension= %s, asPath= %s",
+              parentPath.c_str(), language.c_str(), name.c_str(), extension.c_str(), path.c_str());
     std::string source;
     if (!GetSourceFolder(session, "ResolveRedistPath", source))
         return false;
@@ -82,16 +82,15 @@ bool ResolveRedistPath(const std::string& name, MSIHANDLE session, const std::st
 
 // Looks for the file in the folders of the user's language, by its three
 // letters and by the first two of them, then in the English one. True when it
-// was found; the path is then the file's, else that of the last try.
+// was found; the path is then the file's, else the last one tried.
 bool MKRedistPath(MSIHANDLE session, const std::string& parentPath, const std::string& fileName,
                   std::string& path) {
     std::string name, extension;
     SplitPath(fileName, nullptr, nullptr, &name, &extension);
     const std::string language = UserLanguageName();
     if (!language.empty()) {
-        LogMessage(session, Format("Language is: %s", language.c_str()));
-        LogMessage(session,
-                   Format("[MKRedistPath] calling ResolveRedistPath with path=: %s", path.c_str()));
+        LogFormat(session, "Language is: %s", language.c_str());
+        LogFormat(session, "[MKRedistPath] calling ResolveRedistPath with path=: %s", path.c_str());
         if (ResolveRedistPath(name, session, parentPath, language, extension, path) ||
             ResolveRedistPath(name, session, parentPath, language.substr(0, ShortLanguageLength),
                               extension, path))
@@ -106,25 +105,22 @@ UINT CheckRedist(MSIHANDLE session, const Redistributable& redistributable) {
     std::string source;
     if (!GetSourceFolder(session, "CheckRedist", source))
         return ERROR_SUCCESS;
-    LogMessage(session, Format("[CheckRedist] - InstallRedist: SourceDir is %s", source.c_str()));
+    LogFormat(session, "[CheckRedist] - InstallRedist: SourceDir is %s", source.c_str());
 
     std::string path = PropertyText(session, redistributable.property);
     if (!path.empty())
         return ERROR_SUCCESS;
-    LogMessage(session,
-               Format("[CheckRedist] Calling MKRedistPath with %s as asPath.", path.c_str()));
+    LogFormat(session, "[CheckRedist] Calling MKRedistPath with %s as asPath.", path.c_str());
     if (!MKRedistPath(session, ParentPath, redistributable.fileName, path)) {
         ShowErrorTableMessage(session, redistributable.missingMessage);
         return ERROR_INSTALL_FAILURE;
     }
 
     // Without its arguments the installer would not be silent.
-    const InstallerHandle record(MsiCreateRecord(1));
     std::string arguments;
-    if (MsiRecordSetStringA(record.Get(), 0, redistributable.arguments) != ERROR_SUCCESS ||
-        FormatRecordString(session, record.Get(), arguments) != ERROR_SUCCESS) {
-        LogMessage(session, Format("[CheckRedist] - Failed: Couldn't format '%s', not prepared: %s",
-                                   redistributable.arguments, path.c_str()));
+    if (FormatText(session, redistributable.arguments, arguments) != ERROR_SUCCESS) {
+        LogFormat(session, "[CheckRedist] - Failed: Couldn't format '%s', not prepared: %s",
+                  redistributable.arguments, path.c_str());
         return ERROR_SUCCESS;
     }
     MsiSetPropertyA(session, redistributable.property,

@@ -1,4 +1,4 @@
-// Redistributables of other makers: finding their installers in the language
+// Third-party redistributables: finding their installers in the language
 // folders beside the package, on its media or on the web.
 #pragma once
 
@@ -8,9 +8,9 @@
 
 namespace setupactions {
 
-// A redistributable and what is to become of it.
+// A redistributable and how it is installed.
 struct Redistributable {
-    const char* property;  // receives the command line, "program" arguments
+    const char* property;  // receives the command line: "program" arguments
     const char* fileName;  // name and extension of its installer
     const char* arguments; // a template that the installer formats
     int missingMessage;    // of the Error table, shown when the installer is not found

@@ -1,8 +1,8 @@
-// What the suite needs of other makers: checks that prepare their installers,
-// and the actions that run what was prepared.
+// Third-party software that the suite needs: checks that prepare its installers,
+// and the action that runs what was prepared.
 #include "exports/action.h"
 #include "frame/deferred_data.h"
-#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
@@ -55,10 +55,6 @@ bool HasScriptHost(MSIHANDLE session) {
 
 } // namespace
 
-} // namespace setupactions
-
-using namespace setupactions;
-
 // Scheduled immediate, after costing. Looks at the version of msdadc.dll; sets
 // the property InstallMDAC.9CED35E4_C9E6_11D3_9833_00A0C9DA4FE9 and NeedReboot
 // when it is below 2.1. Partner: InstallRedist, deferred under that name.
@@ -85,8 +81,7 @@ EXPORTED_ACTION(CheckScriptHost) {
 // TempFolder, where its installer is put; sets LaunchLotusDriverInstaller.9CED35E4_
 // C9E6_11D3_9833_00A0C9DA4FE9. Partner: InstallRedist, deferred under that name.
 EXPORTED_ACTION(CheckNotesSQL) {
-    CInstallRegistry driver;
-    if (driver.TryOpenKey(HKEY_LOCAL_MACHINE, NotesDriverKey)) {
+    if (MachineKeyOpens(NotesDriverKey)) {
         LogMessage(session, "Lotus NotesSQL driver 3.02 is already installed.");
         return ERROR_SUCCESS;
     }
@@ -95,8 +90,7 @@ EXPORTED_ACTION(CheckNotesSQL) {
     const std::string command =
         Format("\"%s\" -s -a /p\"%s\" /s", installer.c_str(), target.c_str());
     MsiSetPropertyA(session, NotesDriverCommand, command.c_str());
-    LogMessage(session,
-               Format("Setting the Lotus Driver Installer command to '%s'", command.c_str()));
+    LogFormat(session, "Setting the Lotus Driver Installer command to '%s'", command.c_str());
     return ERROR_SUCCESS;
 }
 
@@ -107,3 +101,5 @@ EXPORTED_ACTION(InstallRedist) {
     GetDeferredData(session, commandLine);
     return RunPreparedCommand(session, commandLine);
 }
+
+} // namespace setupactions

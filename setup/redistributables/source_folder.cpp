@@ -19,20 +19,18 @@ using URLDownloadToCacheFileProcedure = HRESULT WINAPI(IUnknown*, const char*, c
 } // namespace
 
 bool GetSourceFolder(MSIHANDLE session, const char* routine, std::string& source) {
-    LogMessage(session,
-               Format("[%s] - Checking to make sure we can get sourcedir property", routine));
+    LogFormat(session, "[%s] - Checking to make sure we can get sourcedir property", routine);
     source = PropertyText(session, SourceProperty);
     if (source.empty()) {
-        LogMessage(
-            session,
-            Format("[%s] - Couldn't get SourceDir MsiProperty.Trying to resolve source", routine));
+        LogFormat(session, "[%s] - Couldn't get SourceDir MsiProperty.Trying to resolve source",
+                  routine);
         MsiDoActionA(session, "ResolveSource");
-        LogMessage(session, Format("[%s] - Checking (again) to make we can get sourcedir property",
-                                   routine));
+        LogFormat(session, "[%s] - Checking (again) to make we can get sourcedir property",
+                  routine);
         source = PropertyText(session, SourceProperty);
     }
     if (source.empty())
-        LogMessage(session, Format("[%s] - Failed: Couldn't get SourceDir", routine));
+        LogFormat(session, "[%s] - Failed: Couldn't get SourceDir", routine);
     return !source.empty();
 }
 

@@ -12,7 +12,7 @@ namespace setupactions {
 // Logs its steps under the routine's name. False when it stays empty.
 bool GetSourceFolder(MSIHANDLE session, const char* routine, std::string& source);
 
-// True for a source that is a web address; all else is local media.
+// True for a source that is a web address; anything else is local media.
 bool IsWebSource(const std::string& source);
 
 // The web address of something below the source ("redist/en/setup.exe").
@@ -20,9 +20,9 @@ std::string WebAddress(const std::string& source, const std::string& below);
 
 enum class Download { Done, NoLibrary, NoProcedure, Failed };
 
-// Downloads a file into the system's download cache and tells its path there,
-// at most 259 characters; the path is empty unless Done. Waits for the end of
-// the download; the system's own time-outs hold.
+// Downloads a file into the system's download cache. Its path there has at most
+// 259 characters and is empty unless Done. Waits until the download ends, under
+// the system's own time-outs.
 Download DownloadToCache(const std::string& address, std::string& cacheFile);
 
 } // namespace setupactions

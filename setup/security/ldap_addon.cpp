@@ -3,7 +3,7 @@
 #include "exports/action.h"
 #include "frame/file_changes.h"
 #include "frame/held_folder.h"
-#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/session.h"
 
@@ -21,9 +21,9 @@ const char* const AddOnFiles[] = {
     "\\secldap.hlp", "\\secldap.cnt", "\\secldap.chm", // help
 };
 
-// The folder without a last backslash, when the text is its one plain form:
-// with a drive, without "." and "..", nothing doubled. Empty for any other
-// text, for a whole drive and for a path longer than the system allows.
+// The folder without a trailing backslash, when the text is its plain form: with a
+// drive, without "." and "..", nothing doubled. Empty for any other text, for a
+// whole drive and for a path longer than the system allows.
 std::string PlainFolder(const std::string& text) {
     std::string folder = text;
     EnsureTrailingChar(folder, '\\', true);
@@ -32,7 +32,7 @@ std::string PlainFolder(const std::string& text) {
     return isPlain ? folder : "";
 }
 
-// True when the folder is there and no part of its path is a link.
+// True when the folder exists and no part of its path is a link.
 bool IsReachedDirectly(const std::string& folder) {
     const DWORD attributes = GetFileAttributesA(folder.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
@@ -44,28 +44,23 @@ void RemoveFile(MSIHANDLE session, const std::string& file, UndoRecord& record) 
     if (attributes == INVALID_FILE_ATTRIBUTES)
         return;
     if ((attributes & (FILE_ATTRIBUTE_DIRECTORY | FILE_ATTRIBUTE_REPARSE_POINT)) != 0) {
-        LogMessage(session,
-                   Format("UninstallJuniperLDAP: %s is no file, left alone", file.c_str()));
+        LogFormat(session, "UninstallJuniperLDAP: %s is no file, left alone", file.c_str());
         return;
     }
     RecordFile(record, file);
     if ((attributes & FILE_ATTRIBUTE_READONLY) != 0)
         SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
     if (DeleteFileA(file.c_str())) {
-        LogMessage(session, Format("UninstallJuniperLDAP: %s deleted", file.c_str()));
+        LogFormat(session, "UninstallJuniperLDAP: %s deleted", file.c_str());
         return;
     }
     const DWORD error = GetLastError();
     SetFileAttributesA(file.c_str(), attributes);
-    LogMessage(session, Format("UninstallJuniperLDAP: DeleteFile failed on %s: %d", file.c_str(),
-                               static_cast<int>(error)));
+    LogFormat(session, "UninstallJuniperLDAP: DeleteFile failed on %s: %d", file.c_str(),
+              static_cast<int>(error));
 }
 
 } // namespace
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled deferred, when an older release is replaced. Reads that release's
 // information directory from the registry; deletes the LDAP add-on's files in
@@ -74,18 +69,18 @@ EXPORTED_ACTION(UninstallJuniperLDAP) {
     if (TakesBack(session, "UninstallJuniperLDAP", UndoFileChanges))
         return ERROR_SUCCESS;
     UndoRecord record(session, "UninstallJuniperLDAP");
-    CInstallRegistry registry;
     std::string directory;
-    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, OptionsKey) ||
-        !registry.GetString(InformationDirectory, directory))
+    if (!ReadMachineText(OptionsKey, InformationDirectory, directory))
         return ERROR_SUCCESS;
     const std::string folder = PlainFolder(directory);
     if (folder.empty() || !IsReachedDirectly(folder)) {
-        LogMessage(session, Format("UninstallJuniperLDAP: %s is no folder of its own, left alone",
-                                   directory.c_str()));
+        LogFormat(session, "UninstallJuniperLDAP: %s is no folder of its own, left alone",
+                  directory.c_str());
         return ERROR_SUCCESS;
     }
     for (const char* file : AddOnFiles)
         RemoveFile(session, folder + file, record);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

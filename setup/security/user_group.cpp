@@ -1,4 +1,4 @@
-// The suite's Windows user group, which its security plug-in makes, and the
+// The suite's Windows user group, which its security plug-in creates, and the
 // plug-in's second copy in the 32-bit server tree.
 #include "exports/action.h"
 #include "frame/deferred_data.h"
@@ -7,6 +7,7 @@
 #include "frame/guard.h"
 #include "frame/held_folder.h"
 #include "frame/install_registry.h"
+#include "frame/known_keys.h"
 #include "frame/libraries.h"
 #include "frame/paths.h"
 #include "frame/programs.h"
@@ -19,9 +20,7 @@ namespace setupactions {
 
 namespace {
 
-const char OptionsKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
 const char InformationDirectory[] = "CInfoDirectory";
-const char InstallRootKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\InstallRoot";
 const char InstallRoot[] = "Path";
 
 const char MappingScript[] = "scripts\\mapNTUserGroup.js";
@@ -32,21 +31,21 @@ const char PlugInFileKey[] = "[#secWindowsNT.dll.83845F71_707E_4AC4_B493_BDCA5EF
 
 const char CreateCrashed[] = "CreateNTUserGroup crashed";
 const char GroupFinder[] = "FindKestrelNTUserGroup";
-const DWORD GroupNameSize = 260; // characters, as the plug-in is told
+const DWORD GroupNameSize = 260; // characters, as passed to the plug-in
 const int MappingUnits = 45;
 
 // The entry of a group that was created: the plug-in's path and its copy follow.
 const char CreatedGroupKind[] = "group";
 
-// The plug-in's exports. They answer 0, or an error number.
+// The plug-in's exports. They return 0 or an error number.
 using GroupAction = UINT __stdcall(MSIHANDLE session);
 using GroupNameReader = UINT __stdcall(char* name, DWORD size);
 
 // Calls the plug-in. False when a fault in it ended the call.
 //
 // A plug-in built with the other calling convention leaves the stack pointer
-// displaced. The function that makes the call must then find back by its frame,
-// which every compiler sees to where memory is taken from the stack.
+// displaced. The function that makes the call must then restore it from its frame
+// pointer, which every compiler keeps where memory is allocated on the stack.
 template <typename... Parameters>
 bool CallPlugIn(UINT& error, UINT(__stdcall* function)(Parameters...), Parameters... arguments) {
     return RunGuarded([&] {
@@ -63,7 +62,7 @@ Library LoadPlugIn(const std::string& path) {
     return Library();
 }
 
-// The path as its four parts make it up.
+// The path put together again from its four parts.
 std::string Rebuilt(const std::string& path) {
     std::string drive, directory, name, extension, rebuilt;
     SplitPath(path, &drive, &directory, &name, &extension);
@@ -75,9 +74,9 @@ std::string Rebuilt(const std::string& path) {
 void DeleteGroup(MSIHANDLE session, const std::string& path) {
     const Library plugIn = LoadPlugIn(path);
     if (!plugIn) {
-        LogMessage(session,
-                   Format("Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n%s",
-                          Rebuilt(path).c_str()));
+        LogFormat(session,
+                  "Error(DeleteNTUserGroup): Couldn't load secWindowsNT.dll from path:\n%s",
+                  Rebuilt(path).c_str());
         return;
     }
     auto* remove = FindProcedure<GroupAction>(session, plugIn, "DeleteNTUserGroup");
@@ -87,15 +86,15 @@ void DeleteGroup(MSIHANDLE session, const std::string& path) {
     if (!CallPlugIn(error, remove, session))
         LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup crashed");
     else if (error != ERROR_SUCCESS)
-        LogMessage(session, Format("(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",
-                                   static_cast<int>(error)));
+        LogFormat(session, "(DeleteNTUserGroup): DeleteNTUserGroup returned error code %i",
+                  static_cast<int>(error));
     else
         LogMessage(session, "(DeleteNTUserGroup): DeleteNTUserGroup returned success");
 }
 
 enum class Group { Unknown, Missing, There };
 
-// What the plug-in says of the group. Not logged: it serves the record alone.
+// Whether the plug-in finds the group. Not logged: only the undo record needs it.
 Group FindGroup(const Library& plugIn) {
     auto* find = reinterpret_cast<GroupNameReader*>(
         reinterpret_cast<void*>(GetProcAddress(plugIn.Get(), GroupFinder)));
@@ -111,9 +110,8 @@ void UndoGroup(const UndoRun& run) {
         if (change.size() != 3 || change[0] != CreatedGroupKind)
             continue;
         // The installer may have taken the plug-in away by now.
-        const bool isGone = GetFileAttributesA(change[1].c_str()) == INVALID_FILE_ATTRIBUTES;
-        const bool hasCopy = !change[2].empty();
-        DeleteGroup(run.session, isGone && hasCopy ? run.folder + "\\" + change[2] : change[1]);
+        const bool usesCopy = !PathExists(change[1]) && !change[2].empty();
+        DeleteGroup(run.session, usesCopy ? run.folder + "\\" + change[2] : change[1]);
     }
 }
 
@@ -123,15 +121,14 @@ void CreateGroup(MSIHANDLE session) {
     std::string path;
     GetDeferredData(session, path);
     if (path.empty()) {
-        LogMessage(session,
-                   Format("Failure(%s): The full path name of secWindowsNT.dll is empty [%d]",
-                          action, static_cast<int>(GetLastError())));
+        LogFormat(session, "Failure(%s): The full path name of secWindowsNT.dll is empty [%d]",
+                  action, static_cast<int>(GetLastError()));
         return;
     }
     Library plugIn = LoadPlugIn(path);
     if (!plugIn) {
-        LogMessage(session, Format("Failure(%s): Could not load secWindowsNT.dll from path %s [%d]",
-                                   action, path.c_str(), static_cast<int>(GetLastError())));
+        LogFormat(session, "Failure(%s): Could not load secWindowsNT.dll from path %s [%d]", action,
+                  path.c_str(), static_cast<int>(GetLastError()));
         return;
     }
     auto* create = FindProcedure<GroupAction>(session, plugIn, "CreateNTUserGroup");
@@ -140,18 +137,17 @@ void CreateGroup(MSIHANDLE session) {
         const Group before = FindGroup(plugIn);
         const std::string copy = before == Group::Missing ? record.Keep(path) : std::string();
         const bool returned = CallPlugIn(error, create, session);
-        // Only now it is known whose the group is.
+        // Only now is it known whose group it is.
         if (before == Group::Missing && returned && error == ERROR_SUCCESS &&
             FindGroup(plugIn) == Group::There)
             record.Add({CreatedGroupKind, path, copy});
         if (!returned)
             LogMessage(session, CreateCrashed);
         else if (error != ERROR_SUCCESS)
-            LogMessage(session,
-                       Format("Failure(%s): Couldn't create the Kestrel NT User Group, error %d",
-                              action, static_cast<int>(error)));
+            LogFormat(session, "Failure(%s): Couldn't create the Kestrel NT User Group, error %d",
+                      action, static_cast<int>(error));
         else
-            LogMessage(session, Format("Success(%s): create the Kestrel NT User Group", action));
+            LogFormat(session, "Success(%s): create the Kestrel NT User Group", action);
     }
     LogMessage(session, "CreateNTUserGroup: freeing library..");
     plugIn.Reset();
@@ -160,10 +156,8 @@ void CreateGroup(MSIHANDLE session) {
 
 // The path at which the package's plug-in is installed; empty when it is not.
 std::string PackagePlugIn(MSIHANDLE session) {
-    const InstallerHandle record(MsiCreateRecord(1));
-    MsiRecordSetStringA(record.Get(), 0, PlugInFileKey);
     std::string path;
-    FormatRecordString(session, record.Get(), path);
+    FormatText(session, PlugInFileKey, path);
     return path;
 }
 
@@ -179,7 +173,7 @@ std::string DirectoryAbove(const std::string& library) {
 
 bool ReadInformationDirectory(MSIHANDLE session, std::string& directory) {
     CInstallRegistry registry;
-    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, OptionsKey)) {
+    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, EnterpriseOptionsKey)) {
         LogMessage(session, "could not get x86folder from registry.");
         return false;
     }
@@ -193,27 +187,27 @@ bool ReadInformationDirectory(MSIHANDLE session, std::string& directory) {
     return true;
 }
 
-// Finds the script and the plug-in library below the information directory:
-// the one that the action data's library lies in, or else the registry's. Both
-// stay empty when there is none.
+// Finds the script and the plug-in library below the information directory: the one
+// above the action data's library, or else the registry's. Both stay empty when
+// there is none.
 void FindScriptAndLibrary(MSIHANDLE session, const char* action, std::string& script,
                           std::string& library) {
     std::string actionData;
     GetDeferredData(session, actionData);
     std::string directory = DirectoryAbove(actionData);
     if (directory.empty()) {
-        LogMessage(session,
-                   Format("Failure(%s): The full path name of secWindowsNT.dll is empty [%d] "
-                          "trying to get path from registry",
-                          action, static_cast<int>(GetLastError())));
+        LogFormat(session,
+                  "Failure(%s): The full path name of secWindowsNT.dll is empty [%d] "
+                  "trying to get path from registry",
+                  action, static_cast<int>(GetLastError()));
         if (!ReadInformationDirectory(session, directory))
             return;
     }
     script = InFolder(directory, MappingScript);
     library = InFolder(directory, PlugInLibrary);
-    LogMessage(session, Format("Javascript path %s", script.c_str()));
-    LogMessage(session, Format("Dll Path %s", library.c_str()));
-    LogMessage(session, Format("Got the CInfoValue %s", directory.c_str()));
+    LogFormat(session, "Javascript path %s", script.c_str());
+    LogFormat(session, "Dll Path %s", library.c_str());
+    LogFormat(session, "Got the CInfoValue %s", directory.c_str());
 }
 
 // Asks the plug-in for the group's name. The name is empty on failure; the
@@ -222,7 +216,7 @@ DWORD GetKestrelNTGroupName(MSIHANDLE session, const std::string& path, std::str
     const Library plugIn = LoadPlugIn(path);
     if (!plugIn) {
         const DWORD error = GetLastError();
-        LogMessage(session, Format("LoadLibrary on %s failed", path.c_str()));
+        LogFormat(session, "LoadLibrary on %s failed", path.c_str());
         return error;
     }
     auto* find = FindProcedure<GroupNameReader>(session, plugIn, GroupFinder);
@@ -262,30 +256,30 @@ std::string ReadDirectory(const char* key, const char* valueName) {
 
 // Throws the int 5 when a key refuses access.
 PlugInFolders FindPlugInFolders() {
-    const std::string directory = ReadDirectory(OptionsKey, InformationDirectory);
-    const std::string root = ReadDirectory(InstallRootKey, InstallRoot);
+    const std::string directory = ReadDirectory(EnterpriseOptionsKey, InformationDirectory);
+    const std::string root = ReadDirectory(EnterpriseRootKey, InstallRoot);
     return {directory, root, InFolder(directory, PlugInFolder), InFolder(root, CopyFolder)};
 }
 
-// An empty or partial directory of the registry would lead to the current folder.
+// A missing or partial path in the registry would lead to the current folder.
 bool AreFullPaths(MSIHANDLE session, const char* action, const PlugInFolders& folders) {
     if (IsFullPath(folders.original) && IsOwnPath(folders.copy))
         return true;
-    LogMessage(session, Format("%s: %s or %s is no full path, nothing done", action,
-                               folders.original.c_str(), folders.copy.c_str()));
+    LogFormat(session, "%s: %s or %s is no full path, nothing done", action,
+              folders.original.c_str(), folders.copy.c_str());
     return false;
 }
 
-// True when there is no second tree to copy into: an installation root that is
-// the information directory has none, and one above it holds the original itself.
-// What is taken for a copy gets deleted.
+// True when there is no second tree to copy into: the installation root is the
+// information directory, or the copy's place is the original's. Whatever counts as a
+// copy is deleted later.
 bool IsOneTree(const PlugInFolders& folders) {
     return IsSameFolder(folders.information, folders.root) ||
            IsSameFolder(folders.original, folders.copy);
 }
 
 // Runs the body. False when something ended it: the error is then the number
-// that was thrown (the last error is lost on its way) or the last error.
+// that was thrown (which the last error does not survive) or the last error.
 template <typename Body>
 bool Completes(DWORD& error, Body body) {
     DWORD thrown = ERROR_SUCCESS;
@@ -302,10 +296,6 @@ bool Completes(DWORD& error, Body body) {
 }
 
 } // namespace
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled deferred, after the plug-in was installed. Reads CustomActionData,
 // the plug-in library's full path; has the plug-in create the suite's user
@@ -338,8 +328,8 @@ EXPORTED_ACTION(MapNTUserGroupToAPS) {
     std::string group;
     const DWORD error = GetKestrelNTGroupName(session, library, group);
     if (group.empty()) {
-        LogMessage(session, Format("Failure(%s): Couldn't get the Kestrel NT User Group Name [%d]",
-                                   action, static_cast<int>(error)));
+        LogFormat(session, "Failure(%s): Couldn't get the Kestrel NT User Group Name [%d]", action,
+                  static_cast<int>(error));
         return ERROR_SUCCESS;
     }
 
@@ -347,11 +337,10 @@ EXPORTED_ACTION(MapNTUserGroupToAPS) {
         Format("WScript \"%s\" //B //NoLogo /Groupname \"%s\"", script.c_str(), group.c_str());
     const UINT result = RunRedistProgram(session, commandLine, MappingUnits, true);
     if (result == ERROR_SUCCESS)
-        LogMessage(session, Format("Success(%s): Kestrel NT User Group is mapped to CMS", action));
+        LogFormat(session, "Success(%s): Kestrel NT User Group is mapped to CMS", action);
     else
-        LogMessage(session,
-                   Format("Failure(%s): Couldn't map the Kestrel NT User Group to CMS, error %d",
-                          action, static_cast<int>(result)));
+        LogFormat(session, "Failure(%s): Couldn't map the Kestrel NT User Group to CMS, error %d",
+                  action, static_cast<int>(result));
     return ERROR_SUCCESS;
 }
 
@@ -368,14 +357,14 @@ EXPORTED_ACTION(DuplicateSecDLLforAPS) {
         if (!AreFullPaths(session, "DuplicateSecDLLforAPS", folders))
             return;
         if (IsOneTree(folders))
-            LogMessage(session,
-                       Format("DuplicateSecDLLforAPS: InstallPath %s is the same as CInfoDirectory",
-                              folders.root.c_str()));
+            LogFormat(session,
+                      "DuplicateSecDLLforAPS: InstallPath %s is the same as CInfoDirectory",
+                      folders.root.c_str());
         else
             CopyDirectory(session, folders.original, folders.copy, &record);
     });
     if (!completed)
-        LogMessage(session, Format("DuplicateSecDLLForAPS failed:  %d", static_cast<int>(error)));
+        LogFormat(session, "DuplicateSecDLLForAPS failed:  %d", static_cast<int>(error));
     return ERROR_SUCCESS;
 }
 
@@ -393,7 +382,8 @@ EXPORTED_ACTION(RemoveDuplicateSecDLLforAPS) {
             RemoveFolderStructure(session, folders.copy, &record);
     });
     if (!completed)
-        LogMessage(session,
-                   Format("RemoveDuplicateSecDLLForAPS failed:  %d", static_cast<int>(error)));
+        LogFormat(session, "RemoveDuplicateSecDLLForAPS failed:  %d", static_cast<int>(error));
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

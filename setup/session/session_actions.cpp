@@ -2,7 +2,7 @@
 #include "exports/action.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 // Scheduled last in the immediate sequence, after everything that may ask for
 // a reboot. Sets no property; takes back the requests to reboot at the end and
@@ -20,10 +20,10 @@ EXPORTED_ACTION(CommitWindowsSettings) {
     const UINT timeOutMilliseconds = 5000;
     if (session == 0)
         return ERROR_SUCCESS;
-    DWORD_PTR answer = 0;
+    DWORD_PTR result = 0;
     SendMessageTimeoutA(HWND_BROADCAST, WM_SETTINGCHANGE, 0,
                         reinterpret_cast<LPARAM>("Environment"), SMTO_ABORTIFHUNG,
-                        timeOutMilliseconds, &answer);
+                        timeOutMilliseconds, &result);
     return ERROR_SUCCESS;
 }
 
@@ -34,3 +34,5 @@ EXPORTED_ACTION(GetPid) {
     MsiSetPropertyA(session, "MSIEXECPID", identifier.c_str());
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -4,12 +4,14 @@
 #include "frame/install_registry.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-const char* const NoPath = "\"\"";
-const char* const QuotedAddInPath = "\"[#vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E]\"";
+const char NoPath[] = "\"\"";
+// Formats to the text under which Excel finds the add-in: its quoted path, or NoPath
+// when it is not installed.
+const char AddInPath[] = "\"[#vdptxls.xla.07DECC62_8F11_11D3_B383_00A0C9DA500E]\"";
 
 // Excel 11.0 keeps its entry on uninstall: it is left out there on purpose.
 struct ExcelOptions {
@@ -22,14 +24,6 @@ const ExcelOptions Versions[] = {
     {"Software\\Microsoft\\Office\\10.0\\Excel\\Options", true},
     {"Software\\Microsoft\\Office\\11.0\\Excel\\Options", false},
 };
-
-// The text under which Excel finds the add-in: empty quotes when it is not
-// installed. False when it cannot be made.
-bool FormatAddInPath(MSIHANDLE session, std::string& path) {
-    const InstallerHandle record(MsiCreateRecord(1));
-    return MsiRecordSetStringA(record.Get(), 0, QuotedAddInPath) == ERROR_SUCCESS &&
-           FormatRecordString(session, record.Get(), path) == ERROR_SUCCESS;
-}
 
 std::string ValueName(int number) { return number == 0 ? "OPEN" : Format("OPEN%i", number); }
 
@@ -66,8 +60,8 @@ LONG Unregister(CInstallRegistry& options, const std::string& path) {
 
 void LogOutcome(MSIHANDLE session, const char* what, const char* key, LONG result) {
     if (result != ERROR_SUCCESS)
-        LogMessage(session, Format("%s HKEY_CURRENT_USER\\%s (error %d)", what, key,
-                                   static_cast<int>(result)));
+        LogFormat(session, "%s HKEY_CURRENT_USER\\%s (error %d)", what, key,
+                  static_cast<int>(result));
 }
 
 } // namespace
@@ -77,7 +71,7 @@ void LogOutcome(MSIHANDLE session, const char* what, const char* key, LONG resul
 // that the user has. SetExcelAddinUninstallRegName takes it out.
 EXPORTED_ACTION(SetExcelAddinInstallRegName) {
     std::string path;
-    if (!FormatAddInPath(session, path) || path == NoPath)
+    if (FormatText(session, AddInPath, path) != ERROR_SUCCESS || path == NoPath)
         return ERROR_SUCCESS;
     for (const ExcelOptions& version : Versions) {
         CInstallRegistry options;
@@ -93,7 +87,7 @@ EXPORTED_ACTION(SetExcelAddinInstallRegName) {
 // missing name; the others keep their names.
 EXPORTED_ACTION(SetExcelAddinUninstallRegName) {
     std::string path;
-    if (!FormatAddInPath(session, path))
+    if (FormatText(session, AddInPath, path) != ERROR_SUCCESS)
         return ERROR_SUCCESS;
     for (const ExcelOptions& version : Versions) {
         CInstallRegistry options;
@@ -103,3 +97,5 @@ EXPORTED_ACTION(SetExcelAddinUninstallRegName) {
     }
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

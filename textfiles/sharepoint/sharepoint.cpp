@@ -4,6 +4,7 @@
 #include "frame/ansi_text.h"
 #include "frame/com_apartment.h"
 #include "frame/files.h"
+#include "frame/known_keys.h"
 #include "frame/programs.h"
 #include "textfiles/action_log.h"
 
@@ -11,30 +12,29 @@
 
 #include <vector>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-const char* const Tool = "stsadm.exe";
-const char* const InstallLog = "InstallSharePointWebPartLog.txt";
-const char* const SuccessLine = "Operation completed successfully";
-const char* const FailedInstallError = "25007"; // the package's own error table
+const char Tool[] = "stsadm.exe";
+const char InstallLog[] = "InstallSharePointWebPartLog.txt";
+const char SuccessLine[] = "Operation completed successfully";
+const char FailedInstallError[] = "25007"; // the package's own error table
 
 const DWORD CommandLineSize = 1040;
 const int SilentRunUnits = 30;
 
-// Paths of the suite on the server that SharePoint must leave to it.
+// Paths of the suite on the server that SharePoint must not take over.
 const char* const ExcludedPaths[] = {
     "/kestrelreportviewers11/", "/tarnwick/",       "/enterprisereportscs/",
     "/AnalysisHelp/",           "/AnalysisViewer/", "/Styles/",
 };
 
-const char* const AdminOptionsKey = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\Options";
 const DWORD AdminUrlSize = 260;
 
 // The batch file's lines. The first command, given the farm switch, starts the
-// log afresh with its own text; everything else is added to it. A switch that
-// is empty leaves its blanks behind.
+// log afresh with its own text; everything else is added to it. An empty
+// switch leaves its blanks behind.
 std::vector<std::string> InstallLines(MSIHANDLE session, const std::string& folder) {
     const std::string tool = PropertyText(session, "SPSBINDIR") + Tool;
     const std::string cabinet = folder + "Enterprise.Sharepoint.CAB";
@@ -84,9 +84,9 @@ void HandOnBatchFile(MSIHANDLE session, const std::string& path,
     const FileWrite result = WriteNewFile(path, AnsiToOem(text));
     const int error = static_cast<int>(GetLastError());
     if (result != FileWrite::NotCreated)
-        LogMessage(session, Format("Writing to %s:\r\n", path.c_str()));
+        LogFormat(session, "Writing to %s:\r\n", path.c_str());
     if (result != FileWrite::Whole) {
-        LogMessage(session, Format("CreateFile returned %d", error));
+        LogFormat(session, "CreateFile returned %d", error);
         return;
     }
     for (const std::string& line : lines)
@@ -94,8 +94,8 @@ void HandOnBatchFile(MSIHANDLE session, const std::string& path,
     MsiSetPropertyA(session, "SilentCmdline", path.c_str());
 }
 
-// The command line as it can be run: the path of a file needs quotes where it
-// would be taken for several words or commands.
+// The command line as it can be run: a file's path needs quotes where it would be
+// taken for several words or commands.
 std::string QuotedIfPath(const std::string& commandLine) {
     const DWORD attributes = GetFileAttributesA(commandLine.c_str());
     const bool isFile =
@@ -108,7 +108,8 @@ std::string QuotedIfPath(const std::string& commandLine) {
 
 bool ReadAdminUrl(const char* valueName, std::string& url) {
     RegistryKey key;
-    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, AdminOptionsKey, 0, KEY_READ, key.Out()) != ERROR_SUCCESS)
+    if (RegOpenKeyExA(HKEY_LOCAL_MACHINE, EnterpriseOptionsKey, 0, KEY_READ, key.Out()) !=
+        ERROR_SUCCESS)
         return false;
     char buffer[AdminUrlSize + 1] = ""; // a value may come without its final zero
     DWORD size = AdminUrlSize;
@@ -123,7 +124,7 @@ void LaunchAdminPortal(const char* valueName) {
     std::string url;
     if (!ReadAdminUrl(valueName, url))
         return;
-    const ComApartment apartment; // what opens a page may be a shell extension
+    const ComApartment apartment; // a shell extension may open the page
     ShellExecuteA(nullptr, "Open", url.c_str(), nullptr, nullptr, SW_SHOW);
 }
 
@@ -165,8 +166,8 @@ EXPORTED_ACTION(MsiRunCmdlineSilent) {
 }
 
 // Scheduled immediate after MsiRunCmdlineSilent on installation. Reads VXSPDIR
-// and the log that the batch file wrote there; answers 1603 and shows the
-// package's error 25007 unless the log tells of success.
+// and the log that the batch file wrote there; returns 1603 and shows the
+// package's error 25007 unless the log reports success.
 EXPORTED_ACTION(MsiCheckStsadmLogFile) {
     const std::string log = PropertyText(session, "VXSPDIR") + InstallLog;
     if (FindLineLogged(session, log, SuccessLine) != 0)
@@ -190,3 +191,5 @@ EXPORTED_ACTION(LaunchJavaAdminPortal) {
     LaunchAdminPortal("JavaAdminURL");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions
