@@ -35,8 +35,6 @@ protected:
         Cost();
         for (const char* component : {"Cgone", "Ctoo"})
             MsiSetComponentStateA(session, component, INSTALLSTATE_SOURCE);
-        archive = Scratch() + "samples\\new of ours.zip";
-        arguments = " -qqo \"" + archive + "\" -d \"" + Scratch() + "place\"";
     }
     const std::vector<std::string>& RunDeferred(const std::string& data) {
         ClearMessages();
@@ -44,7 +42,9 @@ protected:
         return sent.Of(UncompressZipFile, session);
     }
 
-    std::string archive, arguments; // of what is installed
+    // Of what is installed.
+    const std::string archive = Scratch() + "samples\\new of ours.zip",
+                      arguments = " -qqo \"" + archive + "\" -d \"" + Scratch() + "place\"";
     SentLines sent;
 };
 

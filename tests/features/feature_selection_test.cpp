@@ -32,16 +32,11 @@ protected:
         ClearMessages();
         EXPECT_EQ(action(session), ERROR_SUCCESS);
         std::string text;
-        for (const std::string& line : Log()) {
-            std::smatch set;
-            if (std::regex_match(
-                    line, set,
-                    std::regex(
-                        "Attempting to set Feature '(.*)' to: 'INSTALLSTATE_(LOCAL|ABSENT)'")))
-                text += (set[2] == "LOCAL" ? "+" : "-") + set[1].str() + " ";
-            else
-                text += line + ";";
-        }
+        for (const std::string& line : Log())
+            text += line + ";";
+        const std::string set = "Attempting to set Feature '([^']*)' to: 'INSTALLSTATE_";
+        text = std::regex_replace(text, std::regex(set + "LOCAL';"), "+$1 ");
+        text = std::regex_replace(text, std::regex(set + "ABSENT';"), "-$1 ");
         return text + Property("INSTALLLEVEL");
     }
 };

@@ -33,9 +33,7 @@ class IPServicesTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        MakeFolders(folder = Scratch() + "etc\\");
-        services = folder + "services";
-        written = "ConfServiceFile: " + services + " written";
+        MakeFolders(folder);
         SetEnvironmentVariableA("SCRATCH_ETC", Scratch().c_str());
         SetFolder("%SCRATCH_ETC%etc");
         WriteFileText(services, Original);
@@ -56,7 +54,8 @@ protected:
         return sent.Of(action, session);
     }
 
-    std::string folder, services, written;
+    const std::string folder = Scratch() + "etc\\", services = folder + "services",
+                      written = "ConfServiceFile: " + services + " written";
     const PrivateRegistry registry;
     SentLines sent;
 };

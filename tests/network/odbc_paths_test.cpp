@@ -11,7 +11,6 @@ class OdbcPathsTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        old = Scratch() + "old place\\";
         for (const std::string& folder : {old, Scratch() + "other\\"})
             WriteFileInFolders(folder + "Sample.mdb", "x");
         AddFile("sample.file", "SAMPLE~1.MDB|sample.mdb");
@@ -34,7 +33,8 @@ protected:
         return sent.Of(SetODBCPath, session);
     }
 
-    std::string old, fresh;
+    const std::string old = Scratch() + "old place\\";
+    std::string fresh;
     const PrivateRegistry registry;
     SentLines sent;
 };

@@ -15,10 +15,7 @@ class PublishingTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        MakeFolders(folder = Scratch() + "my samples\\");
-        properties = folder + "PublishUtil.properties";
-        batch = folder + "runPublishUtil.bat";
-        named = "PublishUtil.properties" + Suffix + "=" + properties;
+        MakeFolders(folder);
     }
     std::vector<std::string> Publish(const std::string& actionData) {
         DeleteFileA(batch.c_str());
@@ -36,7 +33,10 @@ protected:
                properties + "\"\r\n";
     }
 
-    std::string folder, properties, batch, named;
+    const std::string folder = Scratch() + "my samples\\",
+                      properties = folder + "PublishUtil.properties",
+                      batch = folder + "runPublishUtil.bat",
+                      named = "PublishUtil.properties" + Suffix + "=" + properties;
     const PrivateRegistry registry;
 };
 

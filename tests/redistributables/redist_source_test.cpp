@@ -26,12 +26,10 @@ UINT WINAPI Resolve(MSIHANDLE session, const char* action) {
     return MsiSetPropertyA(session, "SourceDir", resolvedSource.c_str());
 }
 
-decltype(MsiFormatRecordA)* formatRecord;
-UINT WINAPI FormatPathsAlone(MSIHANDLE session, MSIHANDLE record, char* text, DWORD* size) {
-    std::string recordTemplate;
-    GetRecordString(record, 0, recordTemplate);
-    return recordTemplate == Tool.arguments ? ERROR_FUNCTION_FAILED
-                                            : formatRecord(session, record, text, size);
+decltype(MsiRecordSetStringA)* setString;
+UINT WINAPI RefuseArguments(MSIHANDLE record, UINT field, const char* text) {
+    return std::string(Tool.arguments) == text ? ERROR_FUNCTION_FAILED
+                                               : setString(record, field, text);
 }
 
 class RedistSourceTest : public SessionTest {
@@ -103,8 +101,8 @@ TEST_F(RedistSourceTest, TheLogTellsEveryTry) {
 
 TEST_F(RedistSourceTest, AnInstallerWithoutItsSwitchesIsNotPrepared) {
     const std::string path = Put("en\\setup.exe");
-    const ReplacedImport<decltype(FormatPathsAlone)> format("MsiFormatRecordA", FormatPathsAlone);
-    formatRecord = format.Original();
+    const ReplacedImport<decltype(RefuseArguments)> set("MsiRecordSetStringA", RefuseArguments);
+    setString = set.Original();
     EXPECT_EQ(ProgramFrom(Scratch()), "");
     EXPECT_EQ(Property("NeedReboot"), "");
     EXPECT_EQ(sent.lines.back(),

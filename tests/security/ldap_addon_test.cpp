@@ -25,7 +25,6 @@ class LdapAddOnTest : public SessionTest {
 protected:
     void SetUp() override {
         SessionTest::SetUp();
-        info = Scratch() + "info\\";
         MakeFolders(info + "sub");
         for (const char* file : Files)
             WriteFileText(info + file, "x");
@@ -46,7 +45,7 @@ protected:
         return lines;
     }
 
-    std::string info;
+    const std::string info = Scratch() + "info\\";
     const PrivateRegistry registry;
 };
 

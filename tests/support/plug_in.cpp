@@ -1,7 +1,6 @@
-// A security plug-in for tests. What it answers stands in the environment:
+// A security plug-in for tests. What it returns is in the environment:
 //   PLUG_IN_RESULT  the result of every export: a number, "argument" for the
 //                   one that it was given, "fault" to write to address 0 instead,
-//                   "raise CODE" for a structured exception of that hexadecimal code
 //                   "group" for 0, and 1376 while there is no group to find
 //   PLUG_IN_MADE    set while there is one
 //   PLUG_IN_GROUP   the group's name, in as many characters as it has
@@ -22,8 +21,6 @@ static unsigned Answer(unsigned long argument) {
         volatile int* volatile nowhere = nullptr;
         *nowhere = 1; // cppcheck-suppress nullPointer
     }
-    if (result.rfind("raise ", 0) == 0)
-        RaiseException(std::strtoul(result.c_str() + 6, nullptr, 16), 0, 0, nullptr);
     return result == "argument" ? argument : static_cast<unsigned>(std::atoi(result.c_str()));
 }
 
