@@ -171,10 +171,10 @@ no_log_text+='|^(action data ends in|The (ODBC|database) )'
 find "$REPO"/{frame,services,web,detect,textfiles,setup} -name '*.cpp' ! -name msi_database.cpp -print0 |
     xargs -0 cat | fixed_pieces | grep -vE "$no_log_text" >"$work/pieces"
 agree "the sources hold texts of the log" [ "$(wc -l <"$work/pieces")" -gt 300 ]
-awk -F ' [|] ' 'NF == 3 { print $1 }' "$log_lines" >"$work/explained"
+"$REPO/scripts/log_lines.sh" | cut -f 2 >"$work/explained"
 agree "every line of the log is explained" all "$work/pieces" has "$work/explained"
-unattributed=$(awk -F ' [|] ' 'NF == 3 && $2 !~ /^(written by|---)$|[]][(]actions[/]/' "$log_lines")
-agree "and has its action" [ -z "$unattributed" ]
+log_lines_page() { "$REPO/scripts/reference.sh" --log-lines; }
+agree "the page of log lines is the list's (else run: scripts/reference.sh)" same "$REPO/docs/log-lines.md" <(log_lines_page)
 
 # A fixed Id is the one that the partner's source sets; the properties that hold
 # an Id are told to the package's author.
