@@ -5,9 +5,7 @@
 set -euo pipefail
 {
     printf '#define LOG_SECTION(title, text) @section; title; text\n'
-    for macro in 'LOG_LINE line' 'UNDATED_LINE undated'; do
-        printf '#define %s(patterns, actions, worth, meaning, remedy) @%s; patterns; actions; worth; meaning; remedy\n' $macro
-    done
+    printf '#define %s(a, b, c, d, e) @%s; a; b; c; d; e\n' LOG_LINE line UNDATED_LINE undated
     cat "$(dirname "${BASH_SOURCE[0]}")/../exports/log_lines.inc"
 } | clang -E -P -x c - | tr '\n' ' ' | sed 's/@\(section\|line\|undated\);/\n&/g' | awk '
     # What stands outside of literals is the row'"'"'s kind, its worth and the semicolons.

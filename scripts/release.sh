@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Makes build/release/setupactions-VERSION.zip from the commit: the DLL, its
-# symbols, the host, the authoring kit, the reference, and the sums of them all.
+# symbols, the host, the authoring kit, the reference as Markdown and as HTML, and the
+# sums of them all.
 # The same commit gives the same bytes; with --check the release is made once
 # more, from a copy of the commit in another folder, and compared.
 set -euo pipefail
@@ -47,6 +48,9 @@ objcopy() { i686-w64-mingw32-objcopy -p "$@"; }
 cp -r "$build/kit" "$content/kit"
 cp -r docs/log-lines.md docs/security.md docs/actions "$content/docs"
 sed "1a\\\nOf setupactions.dll, version $version." docs/actions.md >"$content/docs/actions.md"
+scripts/reference.sh
+cp -r build/reference/. "$content/docs"
+sed -i "s|^<h1 .*|&\n<p>Of setupactions.dll, version $version.</p>|" "$content/docs/actions.html"
 sums() { find . -type f ! -name SHA256SUMS | sed 's|^\./||' | LC_ALL=C sort | tr '\n' '\0' | xargs -0 sha256sum; }
 (cd "$content" && sums >SHA256SUMS)
 
