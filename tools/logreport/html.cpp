@@ -1,0 +1,480 @@
+#include "tools/logreport/html.h"
+
+#include "tools/logreport/line_list.h"
+#include "tools/logreport/page.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdio>
+
+namespace logreport {
+
+namespace {
+
+const size_t LongTimeline = 150; // actions; a longer one shows what matters, the rest on demand
+const double MinorShare = 0.01;  // of the installation's time
+const int DeepestIndent = 5;
+const char TitleMark[] = "@TITLE@";
+
+// The reference's page of each action.
+const struct {
+    const char* action;
+    const char* page;
+} ReferencePages[] = {
+#define SETUP_ACTION(Name, room, When, Purpose) {#Name, #room},
+#include "exports/catalogue.inc"
+#undef SETUP_ACTION
+};
+
+std::string Escaped(const std::string& text) {
+    std::string escaped;
+    for (const char letter : text) {
+        switch (letter) {
+        case '&':
+            escaped += "&amp;";
+            break;
+        case '<':
+            escaped += "&lt;";
+            break;
+        case '>':
+            escaped += "&gt;";
+            break;
+        case '"':
+            escaped += "&quot;";
+            break;
+        case '\'':
+            escaped += "&#39;";
+            break;
+        default:
+            escaped += letter;
+        }
+    }
+    return escaped;
+}
+
+// A text of the list of lines, in which code stands between backticks.
+std::string Prose(const std::string& text) {
+    std::string prose;
+    bool inCode = false;
+    for (const char letter : Escaped(text)) {
+        if (letter == '`') {
+            inCode = !inCode;
+            prose += inCode ? "<code>" : "</code>";
+        } else {
+            prose += letter;
+        }
+    }
+    return prose;
+}
+
+// <tag class="style">html</tag>; "html" is escaped already.
+std::string Element(const char* tag, const std::string& style, const std::string& html) {
+    const std::string name = tag;
+    return "<" + name + (style.empty() ? "" : " class=\"" + style + "\"") + ">" + html + "</" +
+           name + ">";
+}
+
+std::string Counted(uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string Lower(std::string text) {
+    std::transform(text.begin(), text.end(), text.begin(),
+                   [](unsigned char letter) { return static_cast<char>(std::tolower(letter)); });
+    return text;
+}
+
+std::string ClockTime(const Moment& moment) {
+    if (!moment.IsKnown())
+        return "";
+    const int seconds = static_cast<int>(moment.ms / 1000 % (24 * 60 * 60));
+    char text[32];
+    std::snprintf(text, sizeof text, "%d:%02d:%02d", seconds / 3600, seconds / 60 % 60,
+                  seconds % 60);
+    return text;
+}
+
+// Of something whose end the log may not have.
+std::string LineRange(LineNumber first, LineNumber last) {
+    const std::string from = std::to_string(first);
+    return last == 0 ? "from line " + from + " on"
+                     : "lines " + from + " to " + std::to_string(last);
+}
+
+std::string LeftOut(uint64_t count, const char* noun) {
+    if (count == 0)
+        return "";
+    return Element("p", "",
+                   Element("small", "",
+                           "and " + Counted(count, std::string("more ") + noun) +
+                               ", to be seen in the log only"));
+}
+
+struct Verdict {
+    const char* style;
+    std::string text;
+};
+
+Verdict VerdictOn(const Installation& installation) {
+    Verdict verdict = {"unsure", "The log ends before its outcome"};
+    if (installation.outcome == Outcome::Succeeded)
+        verdict = {"good", "Succeeded"};
+    if (installation.outcome == Outcome::Failed)
+        verdict = {"failed", "Failed"};
+    if (installation.outcome == Outcome::Cancelled)
+        verdict = {"failed", "Cancelled"};
+    if (installation.outcome == Outcome::Suspended)
+        verdict = {"unsure", "Goes on after a restart"};
+    else if (installation.restartWanted)
+        verdict.text += ", restart wanted";
+    if (installation.rolledBack)
+        verdict.text += " and rolled back";
+    if (installation.code >= 0)
+        verdict.text += " (" + std::to_string(installation.code) + ")";
+    return verdict;
+}
+
+std::string ResultOf(const Action& action) {
+    const std::string code = action.error > 0 ? " (" + std::to_string(action.error) + ")" : "";
+    if (action.Failed())
+        return "failed" + code;
+    if (action.returnValue == 2)
+        return "cancelled";
+    std::string result = "not said";
+    if (action.error > 0)
+        result = "failed" + code + ", ignored";
+    else if (action.returnValue == 0)
+        result = "not run";
+    else if (action.returnValue == 1 || action.error == 0)
+        result = "done";
+    else if (action.lastLine == 0)
+        result = "no end in the log";
+    return action.badLines > 0 ? result + ", but not all" : result;
+}
+
+const char* StyleOf(Phase phase) {
+    switch (phase) {
+    case Phase::Deferred:
+        return "deferred";
+    case Phase::Rollback:
+        return "rollback";
+    case Phase::Commit:
+        return "commit";
+    case Phase::Immediate:
+        break;
+    }
+    return "immediate";
+}
+
+// Ours, and of others what a reader looks for, have an entry of their own.
+bool HasEntry(const Action& action) { return action.IsOurs() || action.IsBad(); }
+
+std::string LineItem(LineNumber line, const char* style, const std::string& text,
+                     const std::string& explanation) {
+    return "<li value=\"" + std::to_string(line) + "\" class=\"" + style + "\">" +
+           Element("span", "text", Escaped(text)) + explanation + "</li>\n";
+}
+
+std::string LinesOf(const Action& action, bool withRemedies) {
+    std::string items;
+    for (const Said& said : action.lines) {
+        std::string explanation;
+        if (said.listed != nullptr && said.listed->meaning[0] != 0)
+            explanation = Element("p", "", Prose(said.listed->meaning));
+        if (said.listed != nullptr && withRemedies && said.listed->remedy[0] != 0)
+            explanation += Element("p", "remedy", Prose(said.listed->remedy));
+        const bool isGood = said.worth == Worth::Good;
+        items += LineItem(said.line, said.worth == Worth::Bad ? "bad" : (isGood ? "good" : ""),
+                          said.text, explanation);
+    }
+    return (items.empty() ? "" : Element("ol", "lines", items)) +
+           LeftOut(action.linesLeftOut, "line");
+}
+
+// The remedies of the action's bad lines, each once.
+std::string RemediesOf(const Action& action) {
+    std::vector<std::string> remedies;
+    std::string items;
+    for (const Said& said : action.lines) {
+        if (said.worth != Worth::Bad || said.listed == nullptr || said.listed->remedy[0] == 0)
+            continue;
+        if (std::find(remedies.begin(), remedies.end(), said.listed->remedy) != remedies.end())
+            continue;
+        remedies.emplace_back(said.listed->remedy);
+        items += Element("li", "", Prose(remedies.back()));
+    }
+    if (items.empty())
+        return "";
+    return Element("div", "todo", Element("strong", "", "What to do") + Element("ul", "", items)) +
+           "\n";
+}
+
+std::string ErrorsOf(const Installation& installation) {
+    std::string items;
+    for (const Error& error : installation.errors)
+        items += LineItem(error.line, "bad", error.text, "");
+    return (items.empty() ? "" : Element("ol", "lines", items)) +
+           LeftOut(installation.errorsLeftOut, "message");
+}
+
+std::string ChangesOf(const Action& action) {
+    std::string rows;
+    for (const Change& change : action.changes) {
+        const std::string before =
+            change.hadValue ? Escaped(change.before) : Element("small", "", "not set");
+        const std::string after =
+            change.hasValue ? Escaped(change.after) : Element("small", "", "deleted");
+        rows += Element("tr", "",
+                        Element("td", "number", std::to_string(change.line)) +
+                            Element("td", "", Escaped(change.property)) +
+                            Element("td", "text", before) + Element("td", "text", after));
+    }
+    const char head[] = "<tr><th>line</th><th>property</th><th>before</th><th>after</th></tr>";
+    return (rows.empty() ? "" : Element("div", "table", Element("table", "", head + rows))) +
+           LeftOut(action.changesLeftOut, "change");
+}
+
+std::string StatesOf(const Installation& installation) {
+    if (installation.states.empty())
+        return "";
+    std::string rows = "<tr><th>line</th><th>kind</th><th>name</th><th>was</th>"
+                       "<th>asked for</th><th>becomes</th></tr>";
+    for (const State& state : installation.states)
+        rows += Element("tr", "",
+                        Element("td", "number", std::to_string(state.line)) +
+                            Element("td", "", state.isFeature ? "feature" : "component") +
+                            Element("td", "", Escaped(state.name)) +
+                            Element("td", "", Escaped(state.installed)) +
+                            Element("td", "", Escaped(state.request)) +
+                            Element("td", "", Escaped(state.action)));
+    const uint64_t count = installation.states.size() + installation.statesLeftOut;
+    return Element("h3", "", "Features and components that change") +
+           Element("details", "",
+                   Element("summary", "", Counted(count, "state")) +
+                       Element("div", "table", Element("table", "", rows)) +
+                       LeftOut(installation.statesLeftOut, "state"));
+}
+
+class Page {
+public:
+    Page(const Log& log, const std::string& name, const std::string& reference)
+        : log_(log), name_(name), reference_(reference) {}
+
+    std::string Body() const {
+        const Installation* main = log_.Main();
+        std::string body = main != nullptr ? HeadOf(*main) : NoInstallation();
+        body +=
+            "<div id=\"tools\" hidden><input id=\"filter\" type=\"search\" aria-label=\"Filter\" "
+            "placeholder=\"Filter: an action, a word of a line\">"
+            "<label><input id=\"bad\" type=\"checkbox\"> only bad news</label>"
+            "<small id=\"count\" aria-live=\"polite\"></small></div>\n";
+        for (const Installation& installation : log_.installations)
+            body += SectionOf(installation, &installation == main);
+        body += LeftOut(log_.installationsLeftOut, "installation");
+        return body +
+               Element("footer", "",
+                       Escaped(name_) + ": " + Counted(log_.lines, "line") + ", " +
+                           Escaped(log_.encoding) + ". Values of secret properties are left out.");
+    }
+
+private:
+    // The action's export, leading to its description.
+    std::string Described(const Action& action) const {
+        for (const auto& row : ReferencePages)
+            if (!reference_.empty() && action.entry == row.action)
+                return "<a href=\"" + Escaped(reference_) + "actions/" + row.page + ".html#" +
+                       Lower(action.entry) + "\">" + Escaped(action.entry) + "</a>";
+        return Escaped(action.entry);
+    }
+
+    std::string IdOf(const Installation& installation, const Action& action) const {
+        return "a" + std::to_string(&installation - log_.installations.data()) + "-" +
+               std::to_string(&action - installation.actions.data());
+    }
+
+    std::string NoInstallation() const {
+        return Element("header", "unsure",
+                       Element("h1", "", Escaped(name_)) +
+                           Element("p", "verdict", "No installation stands in this log"));
+    }
+
+    std::string HeadOf(const Installation& installation) const {
+        const Verdict verdict = VerdictOn(installation);
+        const bool wasAsked = installation.asked != Asked::NotSaid;
+        const std::pair<const char*, std::string> facts[] = {
+            {"Asked for", wasAsked ? Shown(installation.asked) : ""},
+            {"Maker", installation.manufacturer},
+            {"Package", installation.package},
+            {"Product code", installation.productCode},
+            {"Command line", installation.commandLine},
+            {"Began", ClockTime(installation.start)},
+            {"Took", Shown(Between(installation.start, installation.end))},
+            {"In the log", LineRange(installation.firstLine, installation.lastLine)},
+        };
+        std::string list;
+        for (const auto& fact : facts)
+            if (!fact.second.empty())
+                list += Element("dt", "", fact.first) + Element("dd", "", Escaped(fact.second));
+        const std::string& title = installation.product.empty() ? name_ : installation.product;
+        return Element("header", verdict.style,
+                       Element("h1", "",
+                               Escaped(title) + " " +
+                                   Element("small", "", Escaped(installation.version))) +
+                           Element("p", "verdict", Escaped(verdict.text)) +
+                           Element("dl", "", list)) +
+               "\n" + CauseOf(installation);
+    }
+
+    std::string CauseOf(const Installation& installation) const {
+        std::string cause;
+        if (installation.firstCause >= 0) {
+            const Action& action =
+                installation.actions[static_cast<size_t>(installation.firstCause)];
+            const char* others = action.isCustom ? "a custom action that is not of this library"
+                                                 : "an action of the installer";
+            cause = Element("h2", "", "The first cause") +
+                    Element("p", "",
+                            "<a href=\"#" + IdOf(installation, action) + "\">" +
+                                Element("strong", "", Escaped(action.name)) + "</a> " +
+                                ResultOf(action) + ": " + Shown(action.phase) + ", " +
+                                (action.IsOurs() ? Described(action) : others) + ", " +
+                                LineRange(action.firstLine, action.lastLine) + ".") +
+                    LinesOf(action, false) + ErrorsOf(installation) + RemediesOf(action);
+        } else if (!installation.errors.empty()) {
+            cause = Element("h2", "", "What the installer said") + ErrorsOf(installation);
+        } else if (installation.outcome == Outcome::Failed) {
+            cause = Element("p", "", "The log does not say which action failed.");
+        }
+        return cause.empty() ? "" : Element("section", "cause", cause) + "\n";
+    }
+
+    std::string SectionOf(const Installation& installation, bool isMain) const {
+        const Verdict verdict = VerdictOn(installation);
+        std::string about = verdict.text;
+        if (installation.asked != Asked::NotSaid)
+            about = std::string(Shown(installation.asked)) + ": " + about;
+        if (!installation.within.empty())
+            about += ", started by " + installation.within;
+        about += ", " + LineRange(installation.firstLine, installation.lastLine);
+        const bool isOpen = isMain || installation.outcome == Outcome::Failed;
+        const std::string& title =
+            installation.product.empty() ? "Installation" : installation.product;
+        return std::string("<details class=\"installation\"") + (isOpen ? " open" : "") + ">" +
+               Element("summary", "", Escaped(title) + " " + Element("small", "", Escaped(about))) +
+               (isMain ? "" : CauseOf(installation)) + TimelineOf(installation) +
+               EntriesOf(installation) + StatesOf(installation) + "</details>\n";
+    }
+
+    std::string TimelineOf(const Installation& installation) const {
+        int64_t from = -1;
+        int64_t to = -1;
+        for (const Action& action : installation.actions) {
+            if (action.start.IsKnown() && (from < 0 || action.start.ms < from))
+                from = action.start.ms;
+            to = std::max({to, action.start.ms, action.end.ms});
+        }
+        const double whole = from < 0 ? 0 : static_cast<double>(to - from);
+        const bool isLong = installation.actions.size() > LongTimeline;
+        std::string legend;
+        for (const Phase phase :
+             {Phase::Immediate, Phase::Deferred, Phase::Rollback, Phase::Commit})
+            legend += Element("li", "", Element("i", StyleOf(phase), "") + Shown(phase));
+        legend += Element("li", "", Element("i", "bad", "") + "bad news") +
+                  Element("li", "", "bold: of this library");
+        std::string bars;
+        for (const Action& action : installation.actions)
+            bars += BarOf(installation, action, from, whole, isLong);
+        return Element("h3", "",
+                       "Timeline " +
+                           Element("small", "", Counted(installation.actions.size(), "action"))) +
+               Element("ul", "legend", legend) + (isLong ? AllOf(installation) : "") +
+               Element("ol", "bars", bars) + LeftOut(installation.actionsLeftOut, "action");
+    }
+
+    std::string AllOf(const Installation& installation) const {
+        const std::string id = "all" + std::to_string(&installation - log_.installations.data());
+        return "<input type=\"checkbox\" class=\"all\" id=\"" + id + "\"> <label for=\"" + id +
+               "\">also the short ones of others</label>\n";
+    }
+
+    // whole: the timeline's milliseconds; 0: its times do not tell the actions apart.
+    std::string BarOf(const Installation& installation, const Action& action, int64_t from,
+                      double whole, bool isLong) const {
+        const Duration took = Between(action.start, action.end);
+        const double share = whole > 0 && took.IsKnown() ? static_cast<double>(took.ms) / whole : 0;
+        std::string style = action.IsOurs() ? "ours" : "";
+        if (action.IsBad())
+            style += " bad";
+        if (isLong && !HasEntry(action) && share < MinorShare)
+            style += " minor";
+        std::string bar;
+        if (whole > 0 && action.start.IsKnown()) {
+            char place[80];
+            std::snprintf(place, sizeof place, "left:min(%.2f%%,100%% - 3px);width:%.2f%%",
+                          100 * static_cast<double>(action.start.ms - from) / whole, 100 * share);
+            bar = std::string("<i class=\"") + StyleOf(action.phase) + "\" style=\"" + place +
+                  "\"></i>";
+        }
+        const std::string name =
+            "class=\"name d" + std::to_string(std::min(action.depth, DeepestIndent)) + "\"";
+        return "<li class=\"" + style + "\">" +
+               (HasEntry(action) ? "<a " + name + " href=\"#" + IdOf(installation, action) + "\">" +
+                                       Escaped(action.name) + "</a>"
+                                 : "<span " + name + ">" + Escaped(action.name) + "</span>") +
+               Element("span", "track", bar) + Element("span", "took", Shown(took)) + "</li>\n";
+    }
+
+    std::string EntriesOf(const Installation& installation) const {
+        std::string entries = Element("div", "columns",
+                                      "<span>action</span><span>runs</span><span>result</span>"
+                                      "<span>took</span><span>in the log</span>");
+        for (const Action& action : installation.actions)
+            if (HasEntry(action))
+                entries += EntryOf(installation, action);
+        return Element("h3", "", "Actions of this library, and others with bad news") +
+               Element("div", "actions", entries) + "\n";
+    }
+
+    std::string EntryOf(const Installation& installation, const Action& action) const {
+        const uint64_t lines = action.lines.size() + action.linesLeftOut;
+        const uint64_t changes = action.changes.size() + action.changesLeftOut;
+        std::string says = lines > 0 ? Counted(lines, "line") : "";
+        if (changes > 0)
+            says += (says.empty() ? "" : ", ") + Counted(changes, "change");
+        const bool hasOtherName = action.IsOurs() && action.entry != action.name;
+        std::string about = LineRange(action.firstLine, action.lastLine) + " of the log";
+        if (action.isClient)
+            about += ", in the client's sequence";
+        if (action.IsOurs())
+            about += "; what it does: " + Described(action);
+        return "<details class=\"action" + std::string(action.IsBad() ? " bad" : "") + "\" id=\"" +
+               IdOf(installation, action) + "\">" +
+               Element("summary", "",
+                       Element("span", "name",
+                               Escaped(action.name) +
+                                   (hasOtherName ? " " + Element("small", "", Escaped(action.entry))
+                                                 : "")) +
+                           Element("span", "phase", Shown(action.phase)) +
+                           Element("span", "result", ResultOf(action)) +
+                           Element("span", "took", Shown(Between(action.start, action.end))) +
+                           Element("span", "says", says)) +
+               Element("div", "inside",
+                       Element("p", "", Element("small", "", about)) + LinesOf(action, true) +
+                           ChangesOf(action)) +
+               "</details>\n";
+    }
+
+    const Log& log_;
+    const std::string& name_;
+    const std::string& reference_;
+};
+
+} // namespace
+
+std::string HtmlPage(const Log& log, const std::string& name, const std::string& reference) {
+    std::string page = PageHead;
+    page.replace(page.find(TitleMark), sizeof TitleMark - 1, "Report on " + Escaped(name));
+    return page + Page(log, name, reference).Body() + PageTail;
+}
+
+} // namespace logreport
