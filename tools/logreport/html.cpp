@@ -87,7 +87,8 @@ std::string Lower(std::string text) {
 std::string ClockTime(const Moment& moment) {
     if (!moment.IsKnown())
         return "";
-    const int seconds = static_cast<int>(moment.ms / 1000 % (24 * 60 * 60));
+    const int64_t day = 86400; // seconds
+    const int seconds = static_cast<int>(moment.ms / 1000 % day);
     char text[32];
     std::snprintf(text, sizeof text, "%d:%02d:%02d", seconds / 3600, seconds / 60 % 60,
                   seconds % 60);
