@@ -3,7 +3,6 @@
 
 #include "tools/logreport/model.h"
 
-#include <string>
 #include <string_view>
 
 namespace logreport {
@@ -12,21 +11,24 @@ enum class ListedWorth { Step, Good, Bad, Varies };
 
 struct ListedLine {
     const char* section;
-    const char* pattern; // variable pieces in angle brackets
-    const char* actions; // that write it, between blanks
+    const char* patterns; // one to a text line; variable pieces in angle brackets
+    const char* actions;  // that write it, between blanks; empty: any
     ListedWorth worth;
     const char* meaning;
     const char* remedy; // may be empty
+    bool isDated;       // has date and time in front
 };
 
-struct Match {
-    const ListedLine* listed = nullptr;
-    Worth worth = Worth::Unlisted;
-};
+// The row whose pattern a line fits best, of several one that names the library's
+// action that wrote it (empty where that is not known). Null where there is none.
+// The text comes without its date, as the log has it: what the library sent in square
+// brackets may be gone, or be a property's value.
+const ListedLine* FindLine(std::string_view text, bool isDated, std::string_view action);
 
-// The row whose pattern the text fits best, of several one that names the action.
-// The text comes without its date, as the log has it: what stood in square brackets
-// may be gone, or be a property's value.
-Match FindLine(std::string_view text, const std::string& action);
+// Does the row name the action, or stand for any?
+bool IsOf(const ListedLine& row, std::string_view action);
+
+// Varies says nothing of a single line.
+Worth WorthOf(const ListedLine& row);
 
 } // namespace logreport

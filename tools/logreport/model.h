@@ -88,6 +88,8 @@ struct Action {
     int64_t error = -1;        // what a custom action answered, where the log says it; -1: not said
     bool errorIgnored = false; // the package goes on after its failure
 
+    bool failed = false; // and the installation with it
+
     std::vector<Said> lines; // of ours all, within the bounds; of others the last before a failure
     std::vector<Change> changes;
     uint64_t linesLeftOut = 0;
@@ -95,7 +97,7 @@ struct Action {
     uint64_t badLines = 0; // also those left out
 
     bool IsOurs() const { return !entry.empty(); }
-    bool Failed() const { return returnValue == 3 || (error > 0 && !errorIgnored); }
+    bool Failed() const { return failed || returnValue == 3 || (error > 0 && !errorIgnored); }
     bool IsBad() const { return Failed() || returnValue == 2 || error > 0 || badLines > 0; }
 };
 

@@ -1,0 +1,302 @@
+#include "tools/logreport/report.h"
+
+#include "tools/logreport/installer_codes.h"
+#include "tools/logreport/line_list.h"
+
+#include <algorithm>
+
+namespace logreport {
+
+namespace {
+
+const size_t Width = 110;         // of the screen
+const size_t CauseLines = 10;     // of the action that failed
+const size_t MaxBadShown = 15;    // actions
+const size_t MaxOthersShown = 25; // actions with nothing bad
+const size_t MaxErrorsShown = 5;
+const size_t NameWidth = 34;
+
+std::string Number(uint64_t number) { return std::to_string(number); }
+
+std::string Counted(uint64_t count, const char* one) {
+    return Number(count) + " " + one + (count == 1 ? "" : "s");
+}
+
+// The text cut to so many characters.
+std::string Cut(const std::string& text, size_t most) {
+    size_t characters = 0;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const bool isFirst = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
+        if (isFirst && characters++ == most)
+            return text.substr(0, i) + "...";
+    }
+    return text;
+}
+
+// Lines of the text at most so wide, all but the first indented.
+std::string Wrapped(const std::string& text, size_t indent) {
+    std::string wrapped;
+    size_t column = indent;
+    size_t at = 0;
+    while (at < text.size()) {
+        const size_t end = std::min(text.find(' ', at), text.size());
+        const size_t size = end - at;
+        if (column > indent && column + 1 + size > Width) {
+            wrapped += "\n" + std::string(indent, ' ');
+            column = indent;
+        } else if (column > indent) {
+            wrapped += ' ';
+            ++column;
+        }
+        wrapped.append(text, at, size);
+        column += size;
+        at = end + 1;
+    }
+    return wrapped;
+}
+
+std::string Labelled(const char* label, const std::string& text) {
+    const size_t indent = 9;
+    std::string line = label;
+    line.resize(indent, ' ');
+    return line + Wrapped(text, indent) + "\n";
+}
+
+std::string NameOf(const Action& action) {
+    return action.IsOurs() && action.entry != action.name ? action.name + " (" + action.entry + ")"
+                                                          : action.name;
+}
+
+std::string Product(const Installation& installation) {
+    if (installation.product.empty())
+        return installation.package.empty() ? "a product that the log does not name"
+                                            : installation.package;
+    return installation.version.empty() ? installation.product
+                                        : installation.product + " " + installation.version;
+}
+
+// "installation", or "something" where the log does not say what.
+std::string AskedText(const Installation& installation) {
+    const std::string asked = Shown(installation.asked);
+    if (asked.empty())
+        return "installation, repair, change or removal (the log does not say which)";
+    return installation.byUpgrade ? asked + " for a newer version" : asked;
+}
+
+const Said* Worst(const Action& action) {
+    for (const Said& said : action.lines)
+        if (said.worth == Worth::Bad)
+            return &said;
+    const Said* last = nullptr;
+    for (const Said& said : action.lines)
+        if (last == nullptr || said.worth == Worth::Good || last->worth != Worth::Good)
+            last = &said;
+    return last;
+}
+
+std::string LineWithNumber(const Said& said) {
+    std::string number = Number(said.line);
+    number.insert(0, number.size() < 7 ? 7 - number.size() : 0, ' ');
+    return number + "  " + Cut(said.text, Width - 9) + "\n";
+}
+
+// What a listed line means, and what to do.
+std::string Explained(const Said& said) {
+    if (said.listed == nullptr)
+        return {};
+    std::string text = Labelled("  means", said.listed->meaning);
+    if (*said.listed->remedy != '\0')
+        text += Labelled("  do", said.listed->remedy);
+    return text;
+}
+
+std::string Explained(const Error& error) {
+    std::string text = Number(error.line);
+    text.insert(0, text.size() < 7 ? 7 - text.size() : 0, ' ');
+    text += "  " + Cut(error.text, Width - 9) + "\n";
+    if (const CodeAdvice* advice = AdviceOfError(error.number)) {
+        text += Labelled("  means", advice->meaning + std::string("."));
+        text += Labelled("  do", advice->remedy);
+    }
+    return text;
+}
+
+std::string FirstCause(const Installation& installation) {
+    const Action& action = installation.actions[static_cast<size_t>(installation.firstCause)];
+    std::string text = "First cause: " + NameOf(action) + ", " + Shown(action.phase) + ", ";
+    text += installation.outcome == Outcome::Cancelled ? "was cancelled" : "failed";
+    if (action.error > 0)
+        text += " with " + std::to_string(action.error);
+    const LineNumber line = action.firstLine != 0 ? action.firstLine : action.lastLine;
+    text += (action.firstLine != 0 ? " (it began in line " : " (it ended in line ") + Number(line) +
+            ")\n";
+
+    bool isExplained = false;
+    std::string explained;
+    for (const Said* said : TellingLines(action, CauseLines)) {
+        text += LineWithNumber(*said);
+        if (said->worth != Worth::Bad)
+            continue;
+        // Every bad line is worth its words once.
+        const std::string words = Explained(*said);
+        if (explained.find(words) == std::string::npos)
+            text += words;
+        explained += words;
+        isExplained = isExplained || !words.empty();
+    }
+    size_t shown = 0;
+    for (const Error& error : installation.errors) {
+        const bool isIts = error.line >= action.firstLine &&
+                           (action.lastLine == 0 || error.line <= action.lastLine);
+        const bool isTold = std::any_of(action.lines.begin(), action.lines.end(),
+                                        [&](const Said& said) { return said.line == error.line; });
+        if (!isIts || (isTold && AdviceOfError(error.number) == nullptr) || shown == MaxErrorsShown)
+            continue;
+        ++shown;
+        text += Explained(error);
+        isExplained = isExplained || AdviceOfError(error.number) != nullptr;
+    }
+    if (!isExplained && action.lines.empty() && shown == 0)
+        text += Labelled("", "It said nothing in the log before that.");
+    if (!isExplained && action.name == "LaunchConditions")
+        text += Labelled(
+            "  do",
+            "A condition of the package does not hold on this machine; the message tells which.");
+    else if (!isExplained && !action.IsOurs() && installation.outcome != Outcome::Cancelled)
+        text += Labelled(
+            "  do",
+            "It is no action of the library. Ask who made the package what the lines above mean.");
+    return text;
+}
+
+// One line for an action.
+std::string ActionLine(const Action& action) {
+    std::string line = action.IsBad() ? "bad  " : "     ";
+    std::string name = Cut(NameOf(action), NameWidth - 3);
+    name.resize(std::max(name.size(), NameWidth), ' ');
+    std::string took = Shown(Between(action.start, action.end));
+    took.resize(std::max<size_t>(took.size(), 13), ' ');
+    line += name + " " + took + " ";
+    if (const Said* said = Worst(action))
+        line += Cut(said->text, Width - std::min(Width - 20, line.size()) - 12) + " (" +
+                Number(said->line) + ")";
+    return line + "\n";
+}
+
+std::string OurActions(const Installation& installation) {
+    std::vector<const Action*> bad;
+    std::vector<const Action*> others;
+    for (const Action& action : installation.actions)
+        if (action.IsOurs() && (!action.lines.empty() || action.IsBad()))
+            (action.IsBad() ? bad : others).push_back(&action);
+    if (bad.empty() && others.empty())
+        return "No action of the library had anything to say in it.\n";
+    std::string text = "The library's actions, bad news first (with the line of the log):\n";
+    std::string explained;
+    for (size_t i = 0; i < bad.size() && i < MaxBadShown; ++i) {
+        text += ActionLine(*bad[i]);
+        const Said* said = Worst(*bad[i]);
+        const bool isCause =
+            installation.firstCause >= 0 &&
+            bad[i] == &installation.actions[static_cast<size_t>(installation.firstCause)];
+        if (said == nullptr || isCause)
+            continue;
+        const std::string words = Explained(*said);
+        if (explained.find(words) == std::string::npos)
+            text += words;
+        explained += words;
+    }
+    if (bad.size() > MaxBadShown)
+        text += "bad  and " + Counted(bad.size() - MaxBadShown, "more action") + " with bad news\n";
+    for (size_t i = 0; i < others.size() && i < MaxOthersShown; ++i)
+        text += ActionLine(*others[i]);
+    if (others.size() > MaxOthersShown)
+        text += "     and " + Counted(others.size() - MaxOthersShown, "more action") +
+                " with nothing bad\n";
+    return text;
+}
+
+std::string Summary(const Installation& installation) {
+    return Product(installation) + ": " + AskedText(installation) + " " + OutcomeText(installation);
+}
+
+} // namespace
+
+std::string OutcomeText(const Installation& installation) {
+    std::string text;
+    switch (installation.outcome) {
+    case Outcome::NotSaid:
+        return "has no outcome: the log ends before it";
+    case Outcome::Succeeded:
+        text = "succeeded";
+        break;
+    case Outcome::Failed:
+        text = "failed";
+        break;
+    case Outcome::Cancelled:
+        text = "was cancelled";
+        break;
+    case Outcome::Suspended:
+        text = "was suspended until a restart";
+        break;
+    }
+    if (installation.rolledBack)
+        text += " and was rolled back";
+    if (installation.restartWanted)
+        text += ", a restart is wanted";
+    return text + (installation.code >= 0 ? " (" + std::to_string(installation.code) + ")"
+                                          : " (its code is not in the log)");
+}
+
+std::vector<const Said*> TellingLines(const Action& action, size_t most) {
+    std::vector<const Said*> lines;
+    const size_t count = action.lines.size();
+    size_t bad = 0;
+    for (size_t i = 0; i < count; ++i) {
+        const bool isBad = action.lines[i].worth == Worth::Bad && bad < most / 2;
+        bad += isBad ? 1 : 0;
+        if (isBad || i + most - most / 2 >= count)
+            lines.push_back(&action.lines[i]);
+    }
+    return lines;
+}
+
+std::string TextReport(const Log& log, const std::string& file) {
+    const Installation* main = log.Main();
+    if (main == nullptr)
+        return file + ": a log without an installation\n";
+    std::string text = Wrapped(Summary(*main), 0) + "\n";
+    if (const CodeAdvice* advice = AdviceOfCode(main->code))
+        text += Labelled("", std::string(advice->meaning) + ". " + advice->remedy);
+    text += Labelled("log", file + ", " + Counted(log.lines, "line") + ", " + log.encoding +
+                                "; this one from line " + Number(main->firstLine) + " on");
+    if (const std::string took = Shown(Between(main->start, main->end)); !took.empty())
+        text += Labelled("took", took);
+    if (!main->commandLine.empty())
+        text += Labelled("given", Cut(main->commandLine, 2 * Width));
+    if (main->outcome == Outcome::NotSaid && !main->actions.empty()) {
+        const auto open = std::find_if(main->actions.rbegin(), main->actions.rend(),
+                                       [](const Action& action) { return action.lastLine == 0; });
+        if (open != main->actions.rend())
+            text +=
+                Labelled("at", "the log's end " + NameOf(*open) +
+                                   " had not ended; it began in line " + Number(open->firstLine));
+    }
+    for (const Installation& other : log.installations)
+        if (&other != main)
+            text += Labelled("also", Summary(other) +
+                                         (other.within.empty() ? "" : ", within " + other.within) +
+                                         ", line " + Number(other.firstLine));
+    if (log.installationsLeftOut != 0)
+        text += Labelled("also", Counted(log.installationsLeftOut, "more installation"));
+    text += "\n";
+    if (main->firstCause >= 0)
+        text += FirstCause(*main) + "\n";
+    text += OurActions(*main);
+    uint64_t leftOut = main->actionsLeftOut;
+    if (leftOut != 0)
+        text += "     and " + Counted(leftOut, "action") + " that this report has no room for\n";
+    return text;
+}
+
+} // namespace logreport

@@ -1,0 +1,16 @@
+// Texts of a log as the report has them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace logreport {
+
+// In UTF-8, which the text may be in already, or from the ANSI code page; cut at
+// MaxText, with "..." then, and "?" for control characters.
+std::string Clean(std::string_view text);
+
+// Of "Error 1920. Service ...", with the word in any language; 0 where there is none.
+int ErrorNumber(std::string_view text);
+
+} // namespace logreport
