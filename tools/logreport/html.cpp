@@ -1,11 +1,15 @@
 #include "tools/logreport/html.h"
 
+#include "tools/logreport/installer_codes.h"
 #include "tools/logreport/line_list.h"
 #include "tools/logreport/page.h"
+#include "tools/logreport/report.h"
 
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
+#include <map>
 
 namespace logreport {
 
@@ -14,6 +18,7 @@ namespace {
 const size_t LongTimeline = 150; // actions; a longer one shows what matters, the rest on demand
 const double MinorShare = 0.01;  // of the installation's time
 const int DeepestIndent = 5;
+const size_t CauseLines = 10;
 const char TitleMark[] = "@TITLE@";
 
 // The reference's page of each action.
@@ -98,6 +103,8 @@ std::string ClockTime(const Moment& moment) {
 // Of something whose end the log may not have.
 std::string LineRange(LineNumber first, LineNumber last) {
     const std::string from = std::to_string(first);
+    if (first == 0)
+        return "up to line " + std::to_string(last);
     return last == 0 ? "from line " + from + " on"
                      : "lines " + from + " to " + std::to_string(last);
 }
@@ -111,28 +118,18 @@ std::string LeftOut(uint64_t count, const char* noun) {
                                ", to be seen in the log only"));
 }
 
-struct Verdict {
-    const char* style;
-    std::string text;
-};
-
-Verdict VerdictOn(const Installation& installation) {
-    Verdict verdict = {"unsure", "The log ends before its outcome"};
-    if (installation.outcome == Outcome::Succeeded)
-        verdict = {"good", "Succeeded"};
-    if (installation.outcome == Outcome::Failed)
-        verdict = {"failed", "Failed"};
-    if (installation.outcome == Outcome::Cancelled)
-        verdict = {"failed", "Cancelled"};
-    if (installation.outcome == Outcome::Suspended)
-        verdict = {"unsure", "Goes on after a restart"};
-    else if (installation.restartWanted)
-        verdict.text += ", restart wanted";
-    if (installation.rolledBack)
-        verdict.text += " and rolled back";
-    if (installation.code >= 0)
-        verdict.text += " (" + std::to_string(installation.code) + ")";
-    return verdict;
+const char* StyleOf(const Installation& installation) {
+    switch (installation.outcome) {
+    case Outcome::Succeeded:
+        return "good";
+    case Outcome::Failed:
+    case Outcome::Cancelled:
+        return "failed";
+    case Outcome::NotSaid:
+    case Outcome::Suspended:
+        break;
+    }
+    return "unsure";
 }
 
 std::string ResultOf(const Action& action) {
@@ -176,46 +173,40 @@ std::string LineItem(LineNumber line, const char* style, const std::string& text
            Element("span", "text", Escaped(text)) + explanation + "</li>\n";
 }
 
-std::string LinesOf(const Action& action, bool withRemedies) {
+// What a line or message means and what to do about it; null: not known.
+struct Advice {
+    const char* meaning;
+    const char* remedy;
+};
+
+Advice AdviceOn(const Said& said) {
+    return said.listed == nullptr ? Advice{} : Advice{said.listed->meaning, said.listed->remedy};
+}
+
+Advice AdviceOn(const Error& error) {
+    const CodeAdvice* advice = AdviceOfError(error.number);
+    return advice == nullptr ? Advice{} : Advice{advice->meaning, advice->remedy};
+}
+
+std::string Explained(const Advice& advice, bool withRemedy) {
+    std::string text;
+    if (advice.meaning != nullptr && *advice.meaning != 0)
+        text = Element("p", "", Prose(advice.meaning));
+    if (withRemedy && advice.remedy != nullptr && *advice.remedy != 0)
+        text += Element("p", "remedy", Prose(advice.remedy));
+    return text;
+}
+
+const char* StyleOf(const Said& said) {
+    return said.worth == Worth::Bad ? "bad" : (said.worth == Worth::Good ? "good" : "");
+}
+
+std::string LinesOf(const Action& action) {
     std::string items;
-    for (const Said& said : action.lines) {
-        std::string explanation;
-        if (said.listed != nullptr && said.listed->meaning[0] != 0)
-            explanation = Element("p", "", Prose(said.listed->meaning));
-        if (said.listed != nullptr && withRemedies && said.listed->remedy[0] != 0)
-            explanation += Element("p", "remedy", Prose(said.listed->remedy));
-        const bool isGood = said.worth == Worth::Good;
-        items += LineItem(said.line, said.worth == Worth::Bad ? "bad" : (isGood ? "good" : ""),
-                          said.text, explanation);
-    }
+    for (const Said& said : action.lines)
+        items += LineItem(said.line, StyleOf(said), said.text, Explained(AdviceOn(said), true));
     return (items.empty() ? "" : Element("ol", "lines", items)) +
            LeftOut(action.linesLeftOut, "line");
-}
-
-// The remedies of the action's bad lines, each once.
-std::string RemediesOf(const Action& action) {
-    std::vector<std::string> remedies;
-    std::string items;
-    for (const Said& said : action.lines) {
-        if (said.worth != Worth::Bad || said.listed == nullptr || said.listed->remedy[0] == 0)
-            continue;
-        if (std::find(remedies.begin(), remedies.end(), said.listed->remedy) != remedies.end())
-            continue;
-        remedies.emplace_back(said.listed->remedy);
-        items += Element("li", "", Prose(remedies.back()));
-    }
-    if (items.empty())
-        return "";
-    return Element("div", "todo", Element("strong", "", "What to do") + Element("ul", "", items)) +
-           "\n";
-}
-
-std::string ErrorsOf(const Installation& installation) {
-    std::string items;
-    for (const Error& error : installation.errors)
-        items += LineItem(error.line, "bad", error.text, "");
-    return (items.empty() ? "" : Element("ol", "lines", items)) +
-           LeftOut(installation.errorsLeftOut, "message");
 }
 
 std::string ChangesOf(const Action& action) {
@@ -255,6 +246,43 @@ std::string StatesOf(const Installation& installation) {
                        Element("div", "table", Element("table", "", rows)) +
                        LeftOut(installation.statesLeftOut, "state"));
 }
+
+std::string Capitalized(std::string text) {
+    text[0] = static_cast<char>(std::toupper(static_cast<unsigned char>(text[0])));
+    return text;
+}
+
+// Lines in their order, each once, and after them what to do about them.
+struct Told {
+    std::map<LineNumber, std::string> items;
+    std::vector<std::string> remedies;
+
+    void Add(LineNumber line, const char* style, const std::string& text, const Advice& advice) {
+        const std::string explanation = Explained(advice, false);
+        if (items.count(line) == 0 || !explanation.empty())
+            items[line] = LineItem(line, style, text, explanation);
+        if (advice.remedy != nullptr)
+            AddRemedy(advice.remedy);
+    }
+    void AddRemedy(const std::string& remedy) {
+        if (!remedy.empty() &&
+            std::find(remedies.begin(), remedies.end(), remedy) == remedies.end())
+            remedies.push_back(remedy);
+    }
+    std::string Text() const {
+        std::string lines;
+        for (const auto& item : items)
+            lines += item.second;
+        std::string list;
+        for (const std::string& remedy : remedies)
+            list += Element("li", "", Prose(remedy));
+        return (lines.empty() ? "" : Element("ol", "lines", lines)) +
+               (list.empty()
+                    ? ""
+                    : Element("div", "todo",
+                              Element("strong", "", "What to do") + Element("ul", "", list)));
+    }
+};
 
 class Page {
 public:
@@ -300,11 +328,11 @@ private:
     }
 
     std::string HeadOf(const Installation& installation) const {
-        const Verdict verdict = VerdictOn(installation);
+        const CodeAdvice* advice = AdviceOfCode(installation.code);
         const bool wasAsked = installation.asked != Asked::NotSaid;
         const std::pair<const char*, std::string> facts[] = {
             {"Asked for", wasAsked ? Shown(installation.asked) : ""},
-            {"Maker", installation.manufacturer},
+            {"Made by", installation.manufacturer},
             {"Package", installation.package},
             {"Product code", installation.productCode},
             {"Command line", installation.commandLine},
@@ -316,52 +344,74 @@ private:
         for (const auto& fact : facts)
             if (!fact.second.empty())
                 list += Element("dt", "", fact.first) + Element("dd", "", Escaped(fact.second));
-        const std::string& title = installation.product.empty() ? name_ : installation.product;
-        return Element("header", verdict.style,
-                       Element("h1", "",
-                               Escaped(title) + " " +
-                                   Element("small", "", Escaped(installation.version))) +
-                           Element("p", "verdict", Escaped(verdict.text)) +
-                           Element("dl", "", list)) +
+        return Element(
+                   "header", StyleOf(installation),
+                   Element("h1", "",
+                           Escaped(TitleOf(installation)) + " " +
+                               Element("small", "", Escaped(installation.version))) +
+                       Element("p", "verdict", Escaped(Capitalized(OutcomeText(installation)))) +
+                       (advice == nullptr ? ""
+                                          : Element("p", "",
+                                                    Escaped(std::string(advice->meaning) + ". " +
+                                                            advice->remedy))) +
+                       Element("dl", "", list)) +
                "\n" + CauseOf(installation);
     }
 
+    // Of the installation as the log names it best.
+    std::string TitleOf(const Installation& installation) const {
+        if (!installation.product.empty())
+            return installation.product;
+        return installation.package.empty() ? name_ : installation.package;
+    }
+
     std::string CauseOf(const Installation& installation) const {
-        std::string cause;
+        if (installation.firstCause < 0 && installation.errors.empty()) {
+            const bool failed = installation.outcome == Outcome::Failed;
+            return failed ? Element("section", "cause", "The log does not say which action failed.")
+                          : "";
+        }
+        Told told;
+        std::string heading = Element("h2", "", "What the installer said");
         if (installation.firstCause >= 0) {
             const Action& action =
                 installation.actions[static_cast<size_t>(installation.firstCause)];
             const char* others = action.isCustom ? "a custom action that is not of this library"
                                                  : "an action of the installer";
-            cause = Element("h2", "", "The first cause") +
-                    Element("p", "",
-                            "<a href=\"#" + IdOf(installation, action) + "\">" +
-                                Element("strong", "", Escaped(action.name)) + "</a> " +
-                                ResultOf(action) + ": " + Shown(action.phase) + ", " +
-                                (action.IsOurs() ? Described(action) : others) + ", " +
-                                LineRange(action.firstLine, action.lastLine) + ".") +
-                    LinesOf(action, false) + ErrorsOf(installation) + RemediesOf(action);
-        } else if (!installation.errors.empty()) {
-            cause = Element("h2", "", "What the installer said") + ErrorsOf(installation);
-        } else if (installation.outcome == Outcome::Failed) {
-            cause = Element("p", "", "The log does not say which action failed.");
+            heading = Element("h2", "", "The first cause") +
+                      Element("p", "",
+                              "<a href=\"#" + IdOf(installation, action) + "\">" +
+                                  Element("strong", "", Escaped(action.name)) + "</a> " +
+                                  ResultOf(action) + ": " + Shown(action.phase) + ", " +
+                                  (action.IsOurs() ? Described(action) : others) + ", " +
+                                  LineRange(action.firstLine, action.lastLine) + ".");
+            for (const Said* said : TellingLines(action, CauseLines)) {
+                const bool isBad = said->worth == Worth::Bad;
+                told.Add(said->line, StyleOf(*said), said->text,
+                         isBad ? AdviceOn(*said) : Advice{});
+            }
         }
-        return cause.empty() ? "" : Element("section", "cause", cause) + "\n";
+        for (const Error& error : installation.errors)
+            told.Add(error.line, "bad", error.text, AdviceOn(error));
+        if (told.remedies.empty() && installation.firstCause >= 0)
+            told.AddRemedy(GeneralRemedy(
+                installation, installation.actions[static_cast<size_t>(installation.firstCause)]));
+        return Element("section", "cause", heading + told.Text()) + "\n" +
+               LeftOut(installation.errorsLeftOut, "message");
     }
 
     std::string SectionOf(const Installation& installation, bool isMain) const {
-        const Verdict verdict = VerdictOn(installation);
-        std::string about = verdict.text;
+        std::string about = OutcomeText(installation);
         if (installation.asked != Asked::NotSaid)
-            about = std::string(Shown(installation.asked)) + ": " + about;
+            about = std::string(Shown(installation.asked)) + " " + about;
         if (!installation.within.empty())
             about += ", started by " + installation.within;
         about += ", " + LineRange(installation.firstLine, installation.lastLine);
         const bool isOpen = isMain || installation.outcome == Outcome::Failed;
-        const std::string& title =
-            installation.product.empty() ? "Installation" : installation.product;
         return std::string("<details class=\"installation\"") + (isOpen ? " open" : "") + ">" +
-               Element("summary", "", Escaped(title) + " " + Element("small", "", Escaped(about))) +
+               Element("summary", "",
+                       Escaped(TitleOf(installation)) + " " +
+                           Element("small", "", Escaped(about))) +
                (isMain ? "" : CauseOf(installation)) + TimelineOf(installation) +
                EntriesOf(installation) + StatesOf(installation) + "</details>\n";
     }
@@ -460,7 +510,7 @@ private:
                            Element("span", "took", Shown(Between(action.start, action.end))) +
                            Element("span", "says", says)) +
                Element("div", "inside",
-                       Element("p", "", Element("small", "", about)) + LinesOf(action, true) +
+                       Element("p", "", Element("small", "", about)) + LinesOf(action) +
                            ChangesOf(action)) +
                "</details>\n";
     }
@@ -471,6 +521,24 @@ private:
 };
 
 } // namespace
+
+std::string FileAddress(const std::string& path) {
+    std::string address = path.compare(0, 2, "\\\\") == 0 ? "file:" : "file:///";
+    for (const char letter : path) {
+        const unsigned char byte = static_cast<unsigned char>(letter);
+        if (letter == '\\')
+            address += '/';
+        else if (byte < 0x80 &&
+                 (std::isalnum(byte) != 0 || std::strchr("-._~/:", letter) != nullptr))
+            address += letter;
+        else {
+            char escape[4];
+            std::snprintf(escape, sizeof escape, "%%%02X", byte);
+            address += escape;
+        }
+    }
+    return address;
+}
 
 std::string HtmlPage(const Log& log, const std::string& name, const std::string& reference) {
     std::string page = PageHead;

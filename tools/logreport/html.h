@@ -12,4 +12,7 @@ namespace logreport {
 // reference's pages, which the actions then lead to; empty: they lead nowhere.
 std::string HtmlPage(const Log& log, const std::string& name, const std::string& reference);
 
+// The address of a file or folder with a full path in UTF-8.
+std::string FileAddress(const std::string& path);
+
 } // namespace logreport

@@ -158,14 +158,9 @@ std::string FirstCause(const Installation& installation) {
     }
     if (!isExplained && action.lines.empty() && shown == 0)
         text += Labelled("", "It said nothing in the log before that.");
-    if (!isExplained && action.name == "LaunchConditions")
-        text += Labelled(
-            "  do",
-            "A condition of the package does not hold on this machine; the message tells which.");
-    else if (!isExplained && !action.IsOurs() && installation.outcome != Outcome::Cancelled)
-        text += Labelled(
-            "  do",
-            "It is no action of the library. Ask who made the package what the lines above mean.");
+    const std::string remedy = GeneralRemedy(installation, action);
+    if (!isExplained && !remedy.empty())
+        text += Labelled("  do", remedy);
     return text;
 }
 
@@ -246,6 +241,15 @@ std::string OutcomeText(const Installation& installation) {
         text += ", a restart is wanted";
     return text + (installation.code >= 0 ? " (" + std::to_string(installation.code) + ")"
                                           : " (its code is not in the log)");
+}
+
+std::string GeneralRemedy(const Installation& installation, const Action& action) {
+    if (action.name == "LaunchConditions")
+        return "A condition of the package does not hold on this machine; the message tells which.";
+    if (!action.IsOurs() && installation.outcome != Outcome::Cancelled)
+        return "It is no action of the library. Ask who made the package what the lines above "
+               "mean.";
+    return "";
 }
 
 std::vector<const Said*> TellingLines(const Action& action, size_t most) {

@@ -10,6 +10,9 @@ namespace logreport {
 // What became of the installation, in a few words: "failed and rolled back (1603)".
 std::string OutcomeText(const Installation& installation);
 
+// What to do about an action that failed when none of its lines tells; may be empty.
+std::string GeneralRemedy(const Installation& installation, const Action& action);
+
 // The lines of an action before its failure that say most: the bad ones and the last.
 std::vector<const Said*> TellingLines(const Action& action, size_t most);
 
