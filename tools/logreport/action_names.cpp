@@ -2,6 +2,8 @@
 
 #include "tools/actionhost/catalogue.h"
 
+#include <map>
+
 namespace logreport {
 
 namespace {
@@ -10,33 +12,52 @@ bool EndsWith(std::string_view text, std::string_view end) {
     return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
 }
 
+const std::string_view Rollback = "Rollback";
+
+struct Names {
+    std::map<std::string_view, bool> exported;    // is it deferred alone?
+    std::map<std::string_view, const char*> rows; // the kit's Ids, which hand data over
+};
+
+const Names& KnownNames() {
+    static const Names names = [] {
+        Names known;
+        for (const actionhost::CatalogueRow& row : actionhost::Catalogue)
+            known.exported[row.name] = std::string_view(row.when) == "Deferred";
+        for (const actionhost::ActionDataRow& row : actionhost::ActionData)
+            known.rows[row.id] = row.action;
+        return known;
+    }();
+    return names;
+}
+
 } // namespace
 
 std::string ExportedName(std::string_view entry) {
-    for (const actionhost::CatalogueRow& row : actionhost::Catalogue)
-        if (entry == row.name)
-            return row.name;
-    return {};
+    const Names& names = KnownNames();
+    return names.exported.find(entry) == names.exported.end() ? std::string() : std::string(entry);
 }
 
 std::string ExportedNameOfRow(std::string_view row) {
-    std::string name = ExportedName(row);
-    if (!name.empty())
-        return name;
-    for (const actionhost::ActionDataRow& data : actionhost::ActionData)
-        if (row == data.id)
-            return data.action;
-    for (const std::string_view suffix : {"Rollback", "Immediate"})
-        if (EndsWith(row, suffix))
-            return ExportedNameOfRow(row.substr(0, row.size() - suffix.size()));
-    return {};
+    const Names& names = KnownNames();
+    for (;;) {
+        if (names.exported.find(row) != names.exported.end())
+            return std::string(row);
+        if (const auto found = names.rows.find(row); found != names.rows.end())
+            return found->second;
+        if (EndsWith(row, Rollback))
+            row.remove_suffix(Rollback.size());
+        else if (EndsWith(row, "Immediate"))
+            row.remove_suffix(9);
+        else
+            return {};
+    }
 }
 
 bool IsNeverImmediate(std::string_view row, std::string_view action) {
-    for (const actionhost::CatalogueRow& known : actionhost::Catalogue)
-        if (action == known.name && std::string_view(known.when) == "Deferred")
-            return true;
-    return EndsWith(row, "Rollback");
+    const auto& exported = KnownNames().exported;
+    const auto found = exported.find(action);
+    return EndsWith(row, Rollback) || (found != exported.end() && found->second);
 }
 
 } // namespace logreport

@@ -185,15 +185,12 @@ void Filler::EndInnermost(const Moment& at, int returnValue) {
 
     Installation& installation = log_.installations[open.installation];
     Action& action = ActionOf(open);
-    const auto drop = [&](auto& kept) {
-        keptLines_ -= std::min(keptLines_, kept.size());
-        kept.clear();
-        kept.shrink_to_fit();
-    };
-    if (!action.IsOurs())
-        drop(action.changes);
-    if (!action.IsOurs() && !action.IsBad() && returnValue != 0)
-        drop(action.lines);
+    if (!action.IsOurs()) {
+        keptLines_ -= std::min(keptLines_, action.changes.size());
+        std::vector<Change>().swap(action.changes);
+    }
+    if (!action.IsOurs() && (action.IsBad() || returnValue == 0))
+        KeepLastTexts(action);
     if (keptLines_ > MaxLines && !action.Failed()) {
         const auto isGood = [](const Said& said) { return said.worth != Worth::Bad; };
         const size_t before = action.lines.size();
@@ -414,6 +411,22 @@ void Filler::CustomFailed(const Line& line) {
         EndInnermost({}, -1);
 }
 
+// Of an action that is not ours, only its last lines before a failure count.
+void Filler::KeepLastTexts(Action& action) {
+    if (!action.lines.empty())
+        return;
+    for (size_t i = 0; i < EndLines; ++i) {
+        const Text& last = lastTexts_[(textCount_ + i) % EndLines];
+        if (last.line == 0 || last.line < action.firstLine)
+            continue;
+        Said said;
+        said.line = last.line;
+        said.text = Clean(last.text);
+        action.lines.push_back(std::move(said));
+    }
+    keptLines_ += action.lines.size();
+}
+
 void Filler::Say(View text, bool isDated) {
     if (open_.empty())
         return;
@@ -422,10 +435,16 @@ void Filler::Say(View text, bool isDated) {
     const ListedLine* row = nullptr;
     if (isDated || action.IsOurs())
         row = FindLine(text, isDated, action.entry);
-    if (row != nullptr && isDated && action.entry.empty() && !IsHolder(open.name))
+    if (row != nullptr && isDated && !action.IsOurs() && !IsHolder(open.name))
         SetEntry(action, row->actions);
-    if (row != nullptr && !IsOf(*row, action.entry) && !isDated)
+    if (row != nullptr && !isDated && !IsOf(*row, action.entry))
         row = nullptr;
+    if (!action.IsOurs()) {
+        Text& last = lastTexts_[textCount_++ % EndLines];
+        last.line = line_;
+        last.text.assign(text.data(), std::min(text.size(), MaxText + 1));
+        return;
+    }
 
     Said said;
     said.line = line_;
@@ -439,8 +458,7 @@ void Filler::Say(View text, bool isDated) {
         }
     }
     said.text = Clean(text);
-    const size_t most = action.IsOurs() ? MaxLinesOfAction : EndLines;
-    if (action.lines.size() >= most) { // the last ones push out what stands before them
+    if (action.lines.size() >= MaxLinesOfAction) { // the last ones push out what stands before them
         const auto last = action.lines.end() - static_cast<std::ptrdiff_t>(EndLines);
         const auto good = std::find_if(last, action.lines.end(),
                                        [](const Said& old) { return old.worth != Worth::Bad; });
@@ -578,6 +596,10 @@ void Filler::TakeReturned(int64_t code) {
 
 void Filler::Take(View text) {
     ++line_;
+    if (TellsNothing(text)) {
+        log_.isLog = true;
+        return;
+    }
     const Line line = ReadLine(text);
     log_.isLog |= line.kind != Kind::Text && line.kind != Kind::Noise &&
                   (line.words.empty() || line.isEnglish);
@@ -691,8 +713,11 @@ Log Filler::Finish() {
     while (!open_.empty()) {
         const bool isKept = open_.back().index >= 0;
         Action& action = ActionOf(open_.back());
-        if (isKept && !action.IsOurs())
+        if (isKept && !action.IsOurs()) {
             action.changes.clear();
+            if (!IsHolder(open_.back().name))
+                KeepLastTexts(action);
+        }
         open_.pop_back();
     }
     for (size_t i = 0; i < log_.installations.size(); ++i) {

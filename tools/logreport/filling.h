@@ -62,6 +62,7 @@ private:
     void Fact(std::string_view name, std::string_view value);
     void AddError(Installation& installation, int number, std::string_view text);
     void Say(std::string_view text, bool isDated);
+    void KeepLastTexts(Action& action);
     void MaskAll();
 
     void Started(const Line& line);
@@ -87,7 +88,13 @@ private:
     bool startsAnew_ = false; // the next action begins an installation, whatever is open
     bool isRollback_ = false; // the script that runs takes back
     std::string justAnnounced_;
-    std::string pendingEntry_;          // called before its action begins in the log
+    std::string pendingEntry_; // called before its action begins in the log
+    struct Text {
+        LineNumber line = 0;
+        std::string text;
+    };
+    Text lastTexts_[EndLines]; // the oldest at textCount_ % EndLines
+    size_t textCount_ = 0;
     std::map<Kind, std::string> words_; // Started and the like, in the log's language
     size_t keptActions_ = 0;
     size_t keptBadActions_ = 0;

@@ -29,6 +29,7 @@ const Row Rows[] = {
 // The fixed pieces of a pattern, with anything between them.
 struct Pattern {
     const ListedLine* row = nullptr;
+    std::string_view actions;
     std::vector<std::string_view>
         pieces;       // the first at the line's start, the last at its end; may be empty
     size_t fixed = 0; // characters in them
@@ -37,6 +38,7 @@ struct Pattern {
 Pattern ReadPattern(std::string_view text, const ListedLine& row) {
     Pattern pattern;
     pattern.row = &row;
+    pattern.actions = row.actions;
     for (;;) {
         const size_t open = text.find_first_of("<[");
         const size_t close =
@@ -56,14 +58,29 @@ bool Fits(const Pattern& pattern, std::string_view text) {
     if (pieces.size() == 1)
         return text.size() == pieces.front().size();
     text.remove_prefix(pieces.front().size());
+    const std::string_view last = pieces.back();
+    if (text.size() < last.size() || text.substr(text.size() - last.size()) != last)
+        return false;
+    text.remove_suffix(last.size());
     for (size_t i = 1; i + 1 < pieces.size(); ++i) {
         const size_t at = text.find(pieces[i]);
         if (at == std::string_view::npos)
             return false;
         text.remove_prefix(at + pieces[i].size());
     }
-    const std::string_view last = pieces.back();
-    return text.size() >= last.size() && text.substr(text.size() - last.size()) == last;
+    return true;
+}
+
+// Does the list name the action, or stand for any?
+bool Names(std::string_view actions, std::string_view action) {
+    for (size_t at = actions.find(action); at != std::string_view::npos;
+         at = actions.find(action, at + 1)) {
+        const size_t end = at + action.size();
+        if (!action.empty() && (at == 0 || actions[at - 1] == ' ') &&
+            (end == actions.size() || actions[end] == ' '))
+            return true;
+    }
+    return false;
 }
 
 // All patterns, by the first two characters of their first piece; a piece that is
@@ -100,17 +117,7 @@ struct Index {
 
 } // namespace
 
-bool IsOf(const ListedLine& row, std::string_view action) {
-    const std::string_view actions = row.actions;
-    for (size_t at = actions.find(action); at != std::string_view::npos;
-         at = actions.find(action, at + 1)) {
-        const size_t end = at + action.size();
-        if (!action.empty() && (at == 0 || actions[at - 1] == ' ') &&
-            (end == actions.size() || actions[end] == ' '))
-            return true;
-    }
-    return actions.empty();
-}
+bool IsOf(const ListedLine& row, std::string_view action) { return Names(row.actions, action); }
 
 Worth WorthOf(const ListedLine& row) {
     switch (row.worth) {
@@ -136,14 +143,12 @@ const ListedLine* FindLine(std::string_view text, bool isDated, std::string_view
         if (found == index.patterns.end())
             continue;
         for (const Pattern& pattern : found->second) {
-            if (pattern.row->isDated != isDated)
+            if (pattern.row->isDated != isDated || !Fits(pattern, text))
                 continue;
-            const bool names = IsOf(*pattern.row, action);
-            if (!names && (pattern.fixed < tooLittle || bestNames))
-                continue;
-            if (best != nullptr && names == bestNames && pattern.fixed <= best->fixed)
-                continue;
-            if (!Fits(pattern, text))
+            const bool names = Names(pattern.actions, action);
+            const bool isBetter =
+                best == nullptr || (names == bestNames ? pattern.fixed > best->fixed : names);
+            if (!isBetter || (!names && pattern.fixed < tooLittle))
                 continue;
             best = &pattern;
             bestNames = names;

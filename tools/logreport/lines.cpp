@@ -10,12 +10,17 @@ using View = std::string_view;
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
-bool StartsWith(View text, View start) { return text.substr(0, start.size()) == start; }
+// Literals of known size: the compiler compares them without a call.
+template <size_t Size>
+bool StartsWith(View text, const char (&start)[Size]) {
+    return text.size() >= Size - 1 && std::memcmp(text.data(), start, Size - 1) == 0;
+}
 
-bool TakeStart(View& text, View start) {
+template <size_t Size>
+bool TakeStart(View& text, const char (&start)[Size]) {
     if (!StartsWith(text, start))
         return false;
-    text.remove_prefix(start.size());
+    text.remove_prefix(Size - 1);
     return true;
 }
 
@@ -88,11 +93,11 @@ int64_t TakeClock(View& text) {
     return -1;
 }
 
-const View FullStop = "\xE3\x80\x82"; // of Chinese and Japanese, in UTF-8
-const View NoBreakSpace = "\xC2\xA0";
+const char FullStop[] = "\xE3\x80\x82"; // of Chinese and Japanese, in UTF-8
+const char NoBreakSpace[] = "\xC2\xA0";
 
 bool TakeStop(View& text) {
-    for (const View stop : {View("."), FullStop}) {
+    for (const View stop : {View("."), View(FullStop)}) {
         if (!EndsWith(text, stop))
             continue;
         text.remove_suffix(stop.size());
@@ -173,7 +178,6 @@ bool ReadDated(View text, Line& line) {
 }
 
 void ReadScript(View text, Line& line) {
-    line.kind = Kind::Noise;
     if (TakeStart(text, "ActionStart(")) {
         line.kind = Kind::ScriptAction;
         line.name = Argument(text, "Name=");
@@ -181,7 +185,7 @@ void ReadScript(View text, Line& line) {
         line.kind = TakeStart(text, "Schedule(")   ? Kind::ScriptCustom
                     : TakeStart(text, "Rollback(") ? Kind::RolledBack
                     : TakeStart(text, "Commit(")   ? Kind::Committed
-                                                   : Kind::Noise;
+                                                   : Kind::Installers;
         line.name = Argument(text, "Action=");
         line.number = NumberAt(Argument(text, "ActionType="));
         line.text = Argument(text, ",Target=");
@@ -198,11 +202,10 @@ void ReadScript(View text, Line& line) {
 // "Adding NAME property. Its value is 'VALUE'.", or "Modifying ... Its current value is
 // 'VALUE'. Its new value: 'VALUE'."
 void ReadProperty(View text, Line& line) {
-    line.kind = Kind::Noise;
     const View verb = TakeUntil(text, " ");
     const View name = TakeUntil(text, " property. ");
-    const View isNow = "Its value is '";
-    const View was = "Its current value is '";
+    const char isNow[] = "Its value is '";
+    const char was[] = "Its current value is '";
     const View becomes = "'. Its new value: '";
     if (name.empty() || verb.empty())
         return;
@@ -240,7 +243,6 @@ bool ReadMessage(View text, Line& line) {
 // "Windows Installer removed the product. Product Name: NAME. Product Version: 1.2.
 // ... Manufacturer: MAKER. Removal success or error status: 1603."
 void ReadStatus(View text, Line& line) {
-    line.kind = Kind::Noise;
     if (StartsWith(text, "requires a system restart")) {
         line.kind = Kind::RestartWanted;
         return;
@@ -261,8 +263,7 @@ void ReadStatus(View text, Line& line) {
 
 // "Feature: NAME; Installed: Absent;   Request: Local;   Action: Local"
 void ReadState(View text, char kind, Line& line) {
-    line.kind = Kind::Noise;
-    if (text.find("; Installed: ") == View::npos)
+    if (EndsWith(text, "Action: Null") || text.find("; Installed: ") == View::npos)
         return;
     line.kind = Kind::State;
     line.change = kind;
@@ -276,7 +277,8 @@ void ReadState(View text, char kind, Line& line) {
 
 void ReadNumbered(View text, Kind kind, Line& line) {
     line.number = NumberAt(text);
-    line.kind = line.number == NoNumber ? Kind::Noise : kind;
+    if (line.number != NoNumber)
+        line.kind = kind;
 }
 
 // What follows "MSI (s) (08:18) [22:48:49:577]: ".
@@ -321,41 +323,49 @@ void ReadInstallers(View text, Line& line) {
             ReadProperty(text, line);
             break;
         }
-        [[fallthrough]];
-    default:
+        ReadMessage(text, line);
+        break;
+    case 'W':
         if (TakeStart(text, "Windows Installer "))
             ReadStatus(text, line);
-        else if (text.size() > 2 && text.find(" -- ") != View::npos)
+        break;
+    default: // other languages' word for a product, in other letters
+        if (static_cast<signed char>(text.front()) < 0)
             ReadMessage(text, line);
         break;
     }
 }
 
-// The line's head, "MSI (s) (08:18) [22:48:49:577]: ".
-bool TakeHead(View& text, Line& line) {
-    if (text.size() < 30 || text[6] != ')' || text[8] != '(')
-        return false;
-    const View rest = text.substr(9);
-    const size_t end = rest.substr(0, 24).find(")");
-    if (end == View::npos)
-        return false;
-    View clock = rest.substr(end);
-    if (!TakeStart(clock, ") ["))
-        return false;
-    line.side = text[5];
-    const size_t bracket = clock.substr(0, 16).find(']');
-    if (bracket == View::npos)
-        return false;
-    line.clock = TakeClock(clock);
-    if (line.clock >= 0 && clock.size() > 4 && (clock[0] == ':' || clock[0] == '.') &&
-        clock[4] == ']' && IsDigit(clock[1]) && IsDigit(clock[2]) && IsDigit(clock[3])) {
-        line.clock += NumberIn(clock, 1, 3);
-        line.isExact = true;
+// The line's head, "MSI (s) (08:18) [22:48:49:577]: ": answers its clock, and takes it all.
+View TakeHead(View& text) {
+    // Mostly all of it has its usual place.
+    const size_t usualOpen = 16;
+    const size_t usualClose = 29;
+    size_t open = usualOpen;
+    size_t close = usualClose;
+    if (text.size() <= usualClose || text[open] != '[' || text[close] != ']') {
+        const size_t longest = 60;
+        open = text.substr(0, longest).find('[', 9);
+        close = open == View::npos ? open : text.substr(0, longest).find(']', open);
+        if (close == View::npos)
+            return {};
     }
-    TakeUntil(clock, "]");
-    TakeStart(clock, ": ");
-    text = clock;
-    return true;
+    if (text[6] != ')' || text[8] != '(' || text[open - 2] != ')')
+        return {};
+    const View clock = text.substr(open + 1, close - open - 1);
+    text.remove_prefix(close + 1);
+    TakeStart(text, ": ");
+    return clock;
+}
+
+// "22:48:49:577"
+void ReadClock(View clock, Line& line) {
+    line.clock = TakeClock(clock);
+    if (line.clock < 0 || clock.size() != 4 || !IsDigit(clock[1]) || !IsDigit(clock[2]) ||
+        !IsDigit(clock[3]))
+        return;
+    line.clock += NumberIn(clock, 1, 3);
+    line.isExact = true;
 }
 
 // "CustomAction NAME returned actual error code 1603 (note ...)"
@@ -372,7 +382,30 @@ bool ReadCustomFailed(View text, Line& line) {
     return true;
 }
 
+// Where the head mostly ends, "MSI (s) (08:18) [22:48:49:577]: ".
+const size_t UsualHead = 32;
+
 } // namespace
+
+bool TellsNothing(View text) {
+    if (text.size() < UsualHead + 12 || !StartsWith(text, "MSI (") || text[UsualHead - 3] != ']')
+        return false;
+    const View rest = text.substr(UsualHead);
+    switch (rest.front()) {
+    case 'C':
+        return StartsWith(rest, "Component: ") && rest[rest.size() - 1] == 'l' &&
+               EndsWith(rest, "Action: Null");
+    case 'E': // of what the script does, only actions and products count
+        return StartsWith(rest, "Executing op: ") && rest.size() > 14 && rest[14] != 'A' &&
+               rest[14] != 'C' && rest[14] != 'H' && rest[14] != 'P';
+    case 'F':
+        return StartsWith(rest, "File: ");
+    case 'N':
+        return StartsWith(rest, "Note: ");
+    default:
+        return false;
+    }
+}
 
 Line ReadLine(View text) {
     Line line;
@@ -383,9 +416,16 @@ Line ReadLine(View text) {
     }
     switch (text.front()) {
     case 'M':
-        if (StartsWith(text, "MSI (") && TakeHead(text, line)) {
-            ReadInstallers(text, line);
-            return line;
+        if (StartsWith(text, "MSI (")) {
+            const char side = text.size() > 5 ? text[5] : '\0';
+            const View clock = TakeHead(text);
+            if (!clock.empty()) {
+                line.side = side;
+                ReadInstallers(text, line);
+                if (line.kind != Kind::Installers)
+                    ReadClock(clock, line);
+                return line;
+            }
         }
         if (StartsWith(text, "Message type: 1, Argument: ")) {
             line.kind = Kind::Title;

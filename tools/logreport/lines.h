@@ -55,6 +55,10 @@ struct Line {
     std::string_view action;
 };
 
+// Is it one of the installer's lines that are most of a verbose log and tell nothing
+// here? A quick look; ReadLine takes them, too.
+bool TellsNothing(std::string_view line);
+
 Line ReadLine(std::string_view line);
 
 } // namespace logreport

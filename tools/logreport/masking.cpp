@@ -11,12 +11,18 @@ const size_t MaxNames = 1000;
 const size_t MaxValues = 200;
 const size_t ShortestValue = 6; // a shorter one stands for other things, too
 
+char Capital(char c) { return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c; }
+
 std::string Capitals(std::string_view text) {
     std::string capitals(text);
-    for (char& c : capitals)
-        if (c >= 'a' && c <= 'z')
-            c = static_cast<char>(c - 'a' + 'A');
+    std::transform(capitals.begin(), capitals.end(), capitals.begin(), Capital);
     return capitals;
+}
+
+bool Has(std::string_view text, std::string_view capitals) {
+    const auto isSame = [](char a, char b) { return Capital(a) == b; };
+    return std::search(text.begin(), text.end(), capitals.begin(), capitals.end(), isSame) !=
+           text.end();
 }
 
 bool IsNameCharacter(char c) {
@@ -36,9 +42,8 @@ void Secrets::Hide(std::string_view names) {
 }
 
 bool Secrets::IsSecret(std::string_view property) const {
-    const std::string name = Capitals(property);
-    return name.find("PWD") != std::string::npos || name.find("PASSWORD") != std::string::npos ||
-           hidden_.count(name) != 0;
+    return Has(property, "PWD") || Has(property, "PASSWORD") ||
+           (!hidden_.empty() && hidden_.count(Capitals(property)) != 0);
 }
 
 void Secrets::See(std::string_view property, std::string_view value) {

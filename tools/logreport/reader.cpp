@@ -1,5 +1,7 @@
 #include "tools/logreport/reader.h"
 
+#include "tools/logreport/fast_bytes.h"
+
 #include "frame/session.h"
 
 #include <algorithm>
@@ -41,12 +43,15 @@ char* PutCharacter(char* to, uint32_t character) {
 char* PutWide(char* to, const char* bytes, size_t size, uint32_t& highHalf) {
     const uint32_t unknown = 0xFFFD;
     for (size_t i = 0; i < size; i += 2) {
+        if (highHalf == 0) {
+            const size_t units = NarrowAscii(to, bytes + i, (size - i) / 2);
+            to += units;
+            i += 2 * units;
+            if (i == size)
+                break;
+        }
         const uint32_t unit = static_cast<uint8_t>(bytes[i]) |
                               static_cast<uint32_t>(static_cast<uint8_t>(bytes[i + 1])) << 8;
-        if (unit < 0x80 && highHalf == 0) {
-            *to++ = static_cast<char>(unit);
-            continue;
-        }
         const bool isLow = unit >= 0xDC00 && unit < 0xE000;
         if (highHalf != 0 && isLow) {
             to = PutCharacter(to, 0x10000 + ((highHalf - 0xD800) << 10) + (unit - 0xDC00));
@@ -133,8 +138,7 @@ bool Reader::Fill() {
 bool Reader::Next(std::string_view& line) {
     size_t searched = start_;
     for (;;) {
-        const char* from = text_.data() + searched;
-        const auto* lineEnd = static_cast<const char*>(std::memchr(from, '\n', end_ - searched));
+        const char* lineEnd = FindLineFeed(text_.data() + searched, text_.data() + end_);
         if (lineEnd != nullptr) {
             const char* begin = text_.data() + start_;
             start_ = static_cast<size_t>(lineEnd - text_.data()) + 1;
