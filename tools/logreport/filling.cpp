@@ -16,6 +16,7 @@ using View = std::string_view;
 const int Cancelled = 2;
 const int Failed = 3;
 const int Suspended = 4;
+const size_t MaxNextFacts = 100;
 const int64_t Hour = 60 * 60 * 1000;
 
 bool IsTopName(View name) { return name == "INSTALL" || name == "ADMIN" || name == "ADVERTISE"; }
@@ -93,10 +94,13 @@ Installation& Filler::Current() {
 }
 
 Installation& Filler::Latest(View product) {
-    for (size_t i = log_.installations.size(); i-- > 0 && !startsAnew_;)
+    Installation& current = Current();
+    if (current.product.empty() || current.product == product)
+        return current;
+    for (size_t i = log_.installations.size(); i-- > 0;)
         if (log_.installations[i].product == product)
             return log_.installations[i];
-    return Current();
+    return current;
 }
 
 Moment Filler::At(const Line& line) {
@@ -121,6 +125,7 @@ void Filler::Begin(View name, Phase phase, bool isScript, const Moment& at) {
 }
 
 void Filler::Begin(size_t installation, View name, Phase phase, bool isScript, const Moment& at) {
+    recent_ = installation;
     Open open;
     open.installation = installation;
     open.name = std::string(name);
@@ -174,6 +179,7 @@ bool Filler::DropLast(const Open& open) {
 void Filler::EndInnermost(const Moment& at, int returnValue) {
     Open open = std::move(open_.back());
     open_.pop_back();
+    recent_ = open.installation;
     if (open.isScheduling && DropLast(open))
         return;
     Action& ended = ActionOf(open);
@@ -290,6 +296,9 @@ void Filler::Started(const Line& line) {
             const size_t index = NewInstallation(at);
             log_.installations[index].within = within;
             Begin(index, line.name, Phase::Immediate, false, at);
+            for (const auto& fact : nextFacts_)
+                Fact(fact.first, fact.second);
+            nextFacts_.clear();
             return;
         }
     }
@@ -495,12 +504,22 @@ void Filler::ChangeProperty(const Line& line) {
     action.changes.push_back(std::move(change));
 }
 
+// Is what the log tells of the older product's removal, which is to begin?
+bool Filler::IsOfNext() const {
+    return !open_.empty() && open_.back().name == "RemoveExistingProducts";
+}
+
 // A property that tells what was asked for, or of which product.
 void Filler::Fact(View name, View value) {
     if (name == "MsiHiddenProperties")
         secrets_.Hide(value);
     if (log_.installations.empty() || startsAnew_)
         return;
+    if (IsOfNext()) {
+        if (nextFacts_.size() < MaxNextFacts)
+            nextFacts_.emplace_back(name, value.substr(0, MaxText));
+        return;
+    }
     Facts& facts = facts_[recent_];
     Installation& installation = log_.installations[recent_];
     if (name == "REMOVE" && !value.empty())
@@ -529,7 +548,8 @@ void Filler::Fact(View name, View value) {
 
 void Filler::TakeCommandLine(View text) {
     Installation& installation = Current();
-    if (installation.commandLine.empty() && text.find_first_not_of("* ") != View::npos)
+    if (!IsOfNext() && installation.commandLine.empty() &&
+        text.find_first_not_of("* ") != View::npos)
         installation.commandLine = Clean(text);
     for (const View name : {"REMOVE", "REINSTALL", "PATCH", "UPGRADINGPRODUCTCODE"})
         if (const View value = ValueIn(text, name); !value.empty())

@@ -9,6 +9,7 @@
 #include <map>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace logreport {
@@ -47,6 +48,7 @@ private:
     size_t NewInstallation(const Moment& start);
     Moment At(const Line& line);
     bool RunsScript() const;
+    bool IsOfNext() const;
     bool Accepts(const Line& line);
 
     void Begin(std::string_view name, Phase phase, bool isScript, const Moment& at);
@@ -81,8 +83,9 @@ private:
 
     Log log_;
     Secrets secrets_;
-    std::vector<Facts> facts_; // of the installations
-    std::vector<Open> open_;   // the innermost last
+    std::vector<Facts> facts_;                                   // of the installations
+    std::vector<std::pair<std::string, std::string>> nextFacts_; // of one to begin within another
+    std::vector<Open> open_;                                     // the innermost last
     LineNumber line_ = 0;
     size_t recent_ = 0;       // the installation that began or ended last
     bool startsAnew_ = false; // the next action begins an installation, whatever is open

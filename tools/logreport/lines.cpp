@@ -336,26 +336,32 @@ void ReadInstallers(View text, Line& line) {
     }
 }
 
-// The line's head, "MSI (s) (08:18) [22:48:49:577]: ": answers its clock, and takes it all.
-View TakeHead(View& text) {
+// Takes the line's head, "MSI (s) (08:18) [22:48:49:577]: ", of old installers without
+// the clock.
+bool TakeHead(View& text, View& clock) {
     // Mostly all of it has its usual place.
     const size_t usualOpen = 16;
     const size_t usualClose = 29;
+    const size_t ids = 8;
+    if (text.size() <= ids || text[6] != ')' || text[ids] != '(')
+        return false;
     size_t open = usualOpen;
     size_t close = usualClose;
     if (text.size() <= usualClose || text[open] != '[' || text[close] != ']') {
-        const size_t longest = 60;
-        open = text.substr(0, longest).find('[', 9);
-        close = open == View::npos ? open : text.substr(0, longest).find(']', open);
+        const size_t longest = 40;
+        const View head = text.substr(0, longest);
+        const size_t idsEnd = head.find(')', ids);
+        if (idsEnd == View::npos)
+            return false;
+        open = idsEnd + 2;
+        close = head.size() > open && head[open] == '[' ? head.find(']', open) : idsEnd;
         if (close == View::npos)
-            return {};
+            return false;
     }
-    if (text[6] != ')' || text[8] != '(' || text[open - 2] != ')')
-        return {};
-    const View clock = text.substr(open + 1, close - open - 1);
+    if (close > open)
+        clock = text.substr(open + 1, close - open - 1);
     text.remove_prefix(close + 1);
-    TakeStart(text, ": ");
-    return clock;
+    return TakeStart(text, ": ");
 }
 
 // "22:48:49:577"
@@ -418,10 +424,11 @@ Line ReadLine(View text) {
     case 'M':
         if (StartsWith(text, "MSI (")) {
             const char side = text.size() > 5 ? text[5] : '\0';
-            const View clock = TakeHead(text);
-            if (!clock.empty()) {
+            View clock;
+            View rest = text;
+            if (TakeHead(rest, clock)) {
                 line.side = side;
-                ReadInstallers(text, line);
+                ReadInstallers(rest, line);
                 if (line.kind != Kind::Installers)
                     ReadClock(clock, line);
                 return line;

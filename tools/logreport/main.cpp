@@ -99,7 +99,7 @@ int Report(const Words& words) {
     if (!log.isLog)
         throw NotReadable("is not an installer's log");
     if (words.page.empty())
-        Print(TextReport(log, words.log));
+        Print(TextReport(log, Clean(words.log)));
     else
         WritePage(words, log);
     const Installation* installation = log.Main();

@@ -9,11 +9,12 @@ namespace logreport {
 
 namespace {
 
-const size_t Width = 110;         // of the screen
-const size_t CauseLines = 10;     // of the action that failed
-const size_t MaxBadShown = 15;    // actions
-const size_t MaxOthersShown = 25; // actions with nothing bad
-const size_t MaxErrorsShown = 5;
+const size_t MaxShown = 300;       // characters of a line
+const size_t Width = 110;          // of the screen
+const size_t CauseLines = 10;      // of the action that failed
+const size_t MaxBadShown = 15;     // actions
+const size_t MaxOthersShown = 12;  // actions with nothing bad
+const size_t MaxBadLinesShown = 3; // of one action
 const size_t NameWidth = 34;
 
 std::string Number(uint64_t number) { return std::to_string(number); }
@@ -59,7 +60,10 @@ std::string Labelled(const char* label, const std::string& text) {
     const size_t indent = 9;
     std::string line = label;
     line.resize(indent, ' ');
-    return line + Wrapped(text, indent) + "\n";
+    std::string plain = text;
+    plain.erase(std::remove(plain.begin(), plain.end(), '`'),
+                plain.end()); // of the reference's form
+    return line + Wrapped(plain, indent) + "\n";
 }
 
 std::string NameOf(const Action& action) {
@@ -83,21 +87,23 @@ std::string AskedText(const Installation& installation) {
     return installation.byUpgrade ? asked + " for a newer version" : asked;
 }
 
-const Said* Worst(const Action& action) {
-    for (const Said& said : action.lines)
-        if (said.worth == Worth::Bad)
-            return &said;
-    const Said* last = nullptr;
-    for (const Said& said : action.lines)
-        if (last == nullptr || said.worth == Worth::Good || last->worth != Worth::Good)
-            last = &said;
-    return last;
+// The line that tells most of an action without bad news: the last good one, or the last.
+const Said* MostTelling(const Action& action) {
+    const auto good = std::find_if(action.lines.rbegin(), action.lines.rend(),
+                                   [](const Said& said) { return said.worth == Worth::Good; });
+    return good != action.lines.rend() ? &*good
+           : action.lines.empty()      ? nullptr
+                                       : &action.lines.back();
 }
 
-std::string LineWithNumber(const Said& said) {
-    std::string number = Number(said.line);
+// The line's number and text, at most MaxShown of it.
+std::string LineWithNumber(LineNumber line, const std::string& text) {
+    std::string number = Number(line);
     number.insert(0, number.size() < 7 ? 7 - number.size() : 0, ' ');
-    return number + "  " + Cut(said.text, Width - 9) + "\n";
+    return number + "  " +
+           Wrapped(Cut(text.substr(std::min(text.find_first_not_of(' '), text.size())), MaxShown),
+                   9) +
+           "\n";
 }
 
 // What a listed line means, and what to do.
@@ -110,15 +116,8 @@ std::string Explained(const Said& said) {
     return text;
 }
 
-std::string Explained(const Error& error) {
-    std::string text = Number(error.line);
-    text.insert(0, text.size() < 7 ? 7 - text.size() : 0, ' ');
-    text += "  " + Cut(error.text, Width - 9) + "\n";
-    if (const CodeAdvice* advice = AdviceOfError(error.number)) {
-        text += Labelled("  means", advice->meaning + std::string("."));
-        text += Labelled("  do", advice->remedy);
-    }
-    return text;
+std::string Explained(const CodeAdvice& advice) {
+    return Labelled("  means", advice.meaning + std::string(".")) + Labelled("  do", advice.remedy);
 }
 
 std::string FirstCause(const Installation& installation) {
@@ -133,8 +132,12 @@ std::string FirstCause(const Installation& installation) {
 
     bool isExplained = false;
     std::string explained;
+    const Said* before = nullptr;
     for (const Said* said : TellingLines(action, CauseLines)) {
-        text += LineWithNumber(*said);
+        if (before != nullptr && before->text == said->text)
+            continue; // the installer repeats its messages
+        before = said;
+        text += LineWithNumber(said->line, said->text);
         if (said->worth != Worth::Bad)
             continue;
         // Every bad line is worth its words once.
@@ -144,38 +147,58 @@ std::string FirstCause(const Installation& installation) {
         explained += words;
         isExplained = isExplained || !words.empty();
     }
-    size_t shown = 0;
     for (const Error& error : installation.errors) {
         const bool isIts = error.line >= action.firstLine &&
                            (action.lastLine == 0 || error.line <= action.lastLine);
-        const bool isTold = std::any_of(action.lines.begin(), action.lines.end(),
-                                        [&](const Said& said) { return said.line == error.line; });
-        if (!isIts || (isTold && AdviceOfError(error.number) == nullptr) || shown == MaxErrorsShown)
+        if (!isIts)
             continue;
-        ++shown;
-        text += Explained(error);
-        isExplained = isExplained || AdviceOfError(error.number) != nullptr;
+        if (std::none_of(action.lines.begin(), action.lines.end(),
+                         [&](const Said& said) { return said.line == error.line; }))
+            text += LineWithNumber(error.line, error.text);
+        if (const CodeAdvice* advice = AdviceOfError(error.number)) {
+            text += Explained(*advice);
+            isExplained = true;
+            break;
+        }
     }
-    if (!isExplained && action.lines.empty() && shown == 0)
-        text += Labelled("", "It said nothing in the log before that.");
+    if (action.name == "LaunchConditions") // ours says in the log what the installer shows only
+        for (const Action& other : installation.actions)
+            for (const Said& said : other.lines)
+                if (other.entry == "CheckHalcyonCondition" && &other < &action)
+                    text += LineWithNumber(said.line, said.text);
     const std::string remedy = GeneralRemedy(installation, action);
     if (!isExplained && !remedy.empty())
         text += Labelled("  do", remedy);
     return text;
 }
 
-// One line for an action.
-std::string ActionLine(const Action& action) {
+// One line for an action, with what tells most of it.
+std::string ActionLine(const Action& action, const Said* said) {
     std::string line = action.IsBad() ? "bad  " : "     ";
-    std::string name = Cut(NameOf(action), NameWidth - 3);
+    std::string name = Cut(action.name, NameWidth - 3);
     name.resize(std::max(name.size(), NameWidth), ' ');
     std::string took = Shown(Between(action.start, action.end));
-    took.resize(std::max<size_t>(took.size(), 13), ' ');
+    took.resize(std::max<size_t>(took.size(), 12), ' ');
     line += name + " " + took + " ";
-    if (const Said* said = Worst(action))
-        line += Cut(said->text, Width - std::min(Width - 20, line.size()) - 12) + " (" +
-                Number(said->line) + ")";
+    if (said != nullptr)
+        line +=
+            Number(said->line) + " " +
+            Cut(said->text.substr(std::min(said->text.find_first_not_of(' '), said->text.size())),
+                Width - 64);
     return line + "\n";
+}
+
+// The bad lines of an action that mean different things.
+std::vector<const Said*> BadLines(const Action& action) {
+    std::vector<const Said*> lines;
+    for (const Said& said : action.lines) {
+        const bool isTold = std::any_of(lines.begin(), lines.end(), [&](const Said* other) {
+            return other->listed == said.listed;
+        });
+        if (said.worth == Worth::Bad && !isTold && lines.size() < MaxBadLinesShown)
+            lines.push_back(&said);
+    }
+    return lines;
 }
 
 std::string OurActions(const Installation& installation) {
@@ -187,24 +210,25 @@ std::string OurActions(const Installation& installation) {
     if (bad.empty() && others.empty())
         return "No action of the library had anything to say in it.\n";
     std::string text = "The library's actions, bad news first (with the line of the log):\n";
+    const Action* cause = installation.firstCause < 0
+                              ? nullptr
+                              : &installation.actions[static_cast<size_t>(installation.firstCause)];
     std::string explained;
     for (size_t i = 0; i < bad.size() && i < MaxBadShown; ++i) {
-        text += ActionLine(*bad[i]);
-        const Said* said = Worst(*bad[i]);
-        const bool isCause =
-            installation.firstCause >= 0 &&
-            bad[i] == &installation.actions[static_cast<size_t>(installation.firstCause)];
-        if (said == nullptr || isCause)
-            continue;
-        const std::string words = Explained(*said);
-        if (explained.find(words) == std::string::npos)
-            text += words;
-        explained += words;
+        const std::vector<const Said*> lines = BadLines(*bad[i]);
+        text += ActionLine(*bad[i], lines.empty() ? MostTelling(*bad[i]) : lines.front());
+        for (size_t k = 0; k < lines.size() && bad[i] != cause; ++k) {
+            const std::string words = Explained(*lines[k]);
+            if (explained.find(words) != std::string::npos)
+                continue; // every line is worth its words once
+            text += (k == 0 ? "" : LineWithNumber(lines[k]->line, lines[k]->text)) + words;
+            explained += words;
+        }
     }
     if (bad.size() > MaxBadShown)
         text += "bad  and " + Counted(bad.size() - MaxBadShown, "more action") + " with bad news\n";
     for (size_t i = 0; i < others.size() && i < MaxOthersShown; ++i)
-        text += ActionLine(*others[i]);
+        text += ActionLine(*others[i], MostTelling(*others[i]));
     if (others.size() > MaxOthersShown)
         text += "     and " + Counted(others.size() - MaxOthersShown, "more action") +
                 " with nothing bad\n";
@@ -245,7 +269,10 @@ std::string OutcomeText(const Installation& installation) {
 
 std::string GeneralRemedy(const Installation& installation, const Action& action) {
     if (action.name == "LaunchConditions")
-        return "A condition of the package does not hold on this machine; the message tells which.";
+        return "A condition of the package does not hold on this machine; its message tells which.";
+    if (action.IsOurs() && installation.outcome != Outcome::Cancelled)
+        return "What it lacks stands in the lines above; see \"" + action.entry +
+               "\" in the reference, \"When it fails\".";
     if (!action.IsOurs() && installation.outcome != Outcome::Cancelled)
         return "It is no action of the library. Ask who made the package what the lines above "
                "mean.";
