@@ -10,7 +10,7 @@ PACKAGES=(
     wixl msitools zip                                              # packages
     libc6-i386 lib32gcc-s1 libz-mingw-w64                          # the engine runs on these
     googletest clang clang-format clang-tidy cppcheck shellcheck   # tests
-    cmark-gfm                                                      # the reference's pages
+    cmark-gfm chromium                                             # the reference's and the report's pages
 )
 # The engine itself. No font library on purpose: none is needed without a
 # display, and with one the engine does not start.

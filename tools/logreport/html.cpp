@@ -147,7 +147,7 @@ std::string ResultOf(const Action& action) {
         result = "done";
     else if (action.lastLine == 0)
         result = "no end in the log";
-    return action.badLines > 0 ? result + ", but not all" : result;
+    return action.badLines > 0 ? result + ", with bad news" : result;
 }
 
 const char* StyleOf(Phase phase) {
@@ -164,8 +164,10 @@ const char* StyleOf(Phase phase) {
     return "immediate";
 }
 
-// Ours, and of others what a reader looks for, have an entry of their own.
-bool HasEntry(const Action& action) { return action.IsOurs() || action.IsBad(); }
+// Ours and others with bad news have an entry, but for the sequence that holds them all.
+bool HasEntry(const Action& action) {
+    return action.IsOurs() || (action.IsBad() && action.depth > 0);
+}
 
 std::string LineItem(LineNumber line, const char* style, const std::string& text,
                      const std::string& explanation) {
