@@ -2,7 +2,8 @@
 # Builds everything and runs the sample package on a fresh machine of the engine
 # that has a web server: installs it, repairs it, changes its features, removes
 # it. Shows for each action its results and what it changed, then what each run
-# changed on the machine. Exits 1 when an action failed or when something stayed.
+# changed on the machine, and writes the log report of each run. Exits 1 when an
+# action failed or when something stayed.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
@@ -99,6 +100,11 @@ show_changes "what is another after the repair" install repair
 show_changes "what the change of features changed" repair change
 show_changes "what is another after the removal" before remove
 echo
+"$REPO/scripts/reference.sh" >"$out/reference.log"
+for run in "${runs[@]}"; do
+    "$REPO/scripts/logreport" "$out/$run.log" --html "$out/$run.html" || fail "the report on $out/$run.log tells of a failure"
+done
+say "what the logs tell, as pages: $out/{install,repair,change,remove}.html"
 say "every change of every action: $out/all-changes.txt; in text files: $out/text-files.diff"
 say "the installer's logs: $out/{install,repair,change,remove}.log; the machine: $drive"
 # The results stand in columns of 8, behind the name; what an action says comes after.
