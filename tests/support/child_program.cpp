@@ -2,6 +2,7 @@
 //   print N, error N  writes N times "a" to standard output or standard error
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
+//   hold FILE         lets no other program open the file while it runs
 //   wait              waits to be ended, at most a minute, then ends with 77
 //   exit N            ends with this code after the last command
 #include <windows.h>
@@ -26,6 +27,8 @@ int main(int count, char** arguments) {
         } else if (command == "arguments") {
             while (++i < count)
                 Write(stdout, "<" + std::string(arguments[i]) + ">");
+        } else if (command == "hold") {
+            CreateFileA(arguments[++i], GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         } else if (command == "wait") {
             Sleep(60000);
             return 77;

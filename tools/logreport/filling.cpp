@@ -133,7 +133,8 @@ void Filler::Begin(size_t installation, View name, Phase phase, bool isScript, c
     Action action;
     action.name = Clean(name);
     action.entry = ExportedNameOfRow(name);
-    action.isCustom = action.IsOurs();
+    action.isOurs = !action.entry.empty();
+    action.isCustom = action.isOurs;
     action.phase = phase;
     action.depth =
         static_cast<int>(std::count_if(open_.begin(), open_.end(), [&](const Open& other) {
@@ -363,8 +364,10 @@ void Filler::ScriptAction(const Line& line) {
 void Filler::SetEntry(Action& action, View entry) {
     const std::string name = ExportedName(entry);
     action.isCustom = true;
-    if (!name.empty())
-        action.entry = name;
+    if (name.empty())
+        return;
+    action.isOurs = true;
+    action.entry = name;
 }
 
 void Filler::CustomAction(const Line& line) {
@@ -436,6 +439,29 @@ void Filler::KeepLastTexts(Action& action) {
     keptLines_ += action.lines.size();
 }
 
+// A row of the package may have any name; whose lines it writes tells what it runs.
+void Filler::NarrowEntry(Open& open, Action& action, View writers) {
+    if (writers.empty())
+        return;
+    action.isOurs = true;
+    action.isCustom = true;
+    std::vector<View> left;
+    while (!writers.empty()) {
+        const size_t end = std::min(writers.find(' '), writers.size());
+        const View writer = writers.substr(0, end);
+        writers.remove_prefix(std::min(end + 1, writers.size()));
+        const bool isLeft = open.candidates.empty() ||
+                            std::find(open.candidates.begin(), open.candidates.end(), writer) !=
+                                open.candidates.end();
+        if (isLeft)
+            left.push_back(writer);
+    }
+    if (left.size() == 1)
+        SetEntry(action, left.front());
+    if (!left.empty())
+        open.candidates = std::move(left);
+}
+
 void Filler::Say(View text, bool isDated) {
     if (open_.empty())
         return;
@@ -444,8 +470,8 @@ void Filler::Say(View text, bool isDated) {
     const ListedLine* row = nullptr;
     if (isDated || action.IsOurs())
         row = FindLine(text, isDated, action.entry);
-    if (row != nullptr && isDated && !action.IsOurs() && !IsHolder(open.name))
-        SetEntry(action, row->actions);
+    if (row != nullptr && isDated && action.entry.empty() && !IsHolder(open.name))
+        NarrowEntry(open, action, row->actions);
     if (row != nullptr && !isDated && !IsOf(*row, action.entry))
         row = nullptr;
     if (!action.IsOurs()) {

@@ -31,6 +31,8 @@ private:
         Action own;
         bool isScript = false;     // begun by the script: nothing tells its end
         bool isScheduling = false; // it does not run here
+        std::vector<std::string_view>
+            candidates; // what it may run, by the lines so far; of the list of lines
     };
 
     // Properties that tell what was asked for.
@@ -55,6 +57,7 @@ private:
     void Begin(size_t installation, std::string_view name, Phase phase, bool isScript,
                const Moment& at);
     void SetEntry(Action& action, std::string_view entry);
+    void NarrowEntry(Open& open, Action& action, std::string_view writers);
     void SetFirstCause(Open& open);
     bool DropLast(const Open& open);
     void EndInnermost(const Moment& at, int returnValue);

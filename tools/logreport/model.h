@@ -72,9 +72,10 @@ const char* Shown(Phase phase);
 // InstallFinalize only schedules deferred actions; where the log shows the run itself,
 // there is no entry for the scheduling.
 struct Action {
-    std::string name; // as the package calls it
-    std::string
-        entry; // the library's action that it runs, as the reference calls it; empty: another one
+    std::string name;    // as the package calls it
+    std::string entry;   // the library's action that it runs, as the reference calls it; empty:
+                         // unknown, or another one
+    bool isOurs = false; // runs one of the library's, perhaps of an unknown name
     Phase phase = Phase::Immediate;
     bool isCustom = false; // the log shows that it is no standard action
     bool isClient = false; // ran in the client's sequence, before the server's
@@ -96,7 +97,7 @@ struct Action {
     uint64_t changesLeftOut = 0;
     uint64_t badLines = 0; // also those left out
 
-    bool IsOurs() const { return !entry.empty(); }
+    bool IsOurs() const { return isOurs; }
     bool Failed() const { return failed || returnValue == 3 || (error > 0 && !errorIgnored); }
     bool IsBad() const { return Failed() || returnValue == 2 || error > 0 || badLines > 0; }
 };
