@@ -494,7 +494,7 @@ private:
         std::string says = lines > 0 ? Counted(lines, "line") : "";
         if (changes > 0)
             says += (says.empty() ? "" : ", ") + Counted(changes, "change");
-        const bool hasOtherName = action.IsOurs() && action.entry != action.name;
+        const bool hasOtherName = !action.entry.empty() && action.entry != action.name;
         std::string about = LineRange(action.firstLine, action.lastLine) + " of the log";
         if (action.isClient)
             about += ", in the client's sequence";

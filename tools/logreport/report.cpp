@@ -67,8 +67,9 @@ std::string Labelled(const char* label, const std::string& text) {
 }
 
 std::string NameOf(const Action& action) {
-    return action.IsOurs() && action.entry != action.name ? action.name + " (" + action.entry + ")"
-                                                          : action.name;
+    return !action.entry.empty() && action.entry != action.name
+               ? action.name + " (" + action.entry + ")"
+               : action.name;
 }
 
 std::string Product(const Installation& installation) {
@@ -177,15 +178,14 @@ std::string ActionLine(const Action& action, const Said* said) {
     std::string line = action.IsBad() ? "bad  " : "     ";
     std::string name = Cut(action.name, NameWidth - 3);
     name.resize(std::max(name.size(), NameWidth), ' ');
-    std::string took = Shown(Between(action.start, action.end));
-    took.resize(std::max<size_t>(took.size(), 12), ' ');
-    line += name + " " + took + " ";
-    if (said != nullptr)
-        line +=
-            Number(said->line) + " " +
-            Cut(said->text.substr(std::min(said->text.find_first_not_of(' '), said->text.size())),
-                Width - 64);
-    return line + "\n";
+    line += name + " " + Shown(Between(action.start, action.end));
+    if (said == nullptr)
+        return line + "\n";
+    const size_t textColumn = 53;
+    line.resize(std::max(line.size() + 1, textColumn), ' ');
+    const size_t start = std::min(said->text.find_first_not_of(' '), said->text.size());
+    return line + Number(said->line) + " " + Cut(said->text.substr(start), Width - textColumn - 9) +
+           "\n";
 }
 
 // The bad lines of an action that mean different things.
@@ -216,12 +216,15 @@ std::string OurActions(const Installation& installation) {
     std::string explained;
     for (size_t i = 0; i < bad.size() && i < MaxBadShown; ++i) {
         const std::vector<const Said*> lines = BadLines(*bad[i]);
-        text += ActionLine(*bad[i], lines.empty() ? MostTelling(*bad[i]) : lines.front());
-        for (size_t k = 0; k < lines.size() && bad[i] != cause; ++k) {
+        const bool isTold = lines.empty() || bad[i] == cause;
+        text += ActionLine(*bad[i], isTold ? MostTelling(*bad[i]) : nullptr);
+        for (size_t k = 0; k < lines.size() && !isTold; ++k) {
             const std::string words = Explained(*lines[k]);
-            if (explained.find(words) != std::string::npos)
-                continue; // every line is worth its words once
-            text += (k == 0 ? "" : LineWithNumber(lines[k]->line, lines[k]->text)) + words;
+            const bool isNew = explained.find(words) == std::string::npos;
+            if (k == 0 || isNew)
+                text += LineWithNumber(lines[k]->line, lines[k]->text);
+            if (isNew) // every line is worth its words once
+                text += words;
             explained += words;
         }
     }
@@ -271,7 +274,8 @@ std::string GeneralRemedy(const Installation& installation, const Action& action
     if (action.name == "LaunchConditions")
         return "A condition of the package does not hold on this machine; its message tells which.";
     if (action.IsOurs() && installation.outcome != Outcome::Cancelled)
-        return "What it lacks stands in the lines above; see \"" + action.entry +
+        return "What it lacks stands in the lines above; see \"" +
+               (action.entry.empty() ? action.name : action.entry) +
                "\" in the reference, \"When it fails\".";
     if (!action.IsOurs() && installation.outcome != Outcome::Cancelled)
         return "It is no action of the library. Ask who made the package what the lines above "
