@@ -26,5 +26,5 @@ result=0
 [ "$result" = 1 ] || fail "the installation should have failed; see $WINEPREFIX/drive_c/install.log"
 # A window this high ends below the timeline.
 chromium --headless --no-sandbox --disable-gpu --hide-scrollbars --user-data-dir="$out/profile" \
-    --window-size=1000,1150 --screenshot="$REPO/docs/logreport.png" "file://$out/install.html" >>"$out/output" 2>&1
+    --window-size=1000,1250 --screenshot="$REPO/docs/logreport.png" "file://$out/install.html" >>"$out/output" 2>&1
 say "made docs/logreport.png ($(stat -c %s "$REPO/docs/logreport.png") bytes)"

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstring>
 #include <map>
+#include <set>
 
 namespace logreport {
 
@@ -164,9 +165,13 @@ const char* StyleOf(Phase phase) {
     return "immediate";
 }
 
-// Ours and others with bad news have an entry, but for the sequence that holds them all.
-bool HasEntry(const Action& action) {
-    return action.IsOurs() || (action.IsBad() && action.depth > 0);
+// Ours have an entry, and others with bad news, but for those that only hold the bad one.
+bool HasEntry(const Installation& installation, const Action& action) {
+    const size_t index = static_cast<size_t>(&action - installation.actions.data());
+    const bool holdsOthers = index + 1 < installation.actions.size() &&
+                             installation.actions[index + 1].depth > action.depth;
+    const bool isCause = installation.firstCause == static_cast<int>(index);
+    return action.IsOurs() || isCause || (action.IsBad() && !holdsOthers);
 }
 
 std::string LineItem(LineNumber line, const char* style, const std::string& text,
@@ -175,10 +180,10 @@ std::string LineItem(LineNumber line, const char* style, const std::string& text
            Element("span", "text", Escaped(text)) + explanation + "</li>\n";
 }
 
-// What a line or message means and what to do about it; null: not known.
+// What a line or message means and what to do about it; empty: not known.
 struct Advice {
-    const char* meaning;
-    const char* remedy;
+    std::string meaning;
+    std::string remedy;
 };
 
 Advice AdviceOn(const Said& said) {
@@ -187,14 +192,15 @@ Advice AdviceOn(const Said& said) {
 
 Advice AdviceOn(const Error& error) {
     const CodeAdvice* advice = AdviceOfError(error.number);
-    return advice == nullptr ? Advice{} : Advice{advice->meaning, advice->remedy};
+    return advice == nullptr ? Advice{}
+                             : Advice{advice->meaning + std::string("."), advice->remedy};
 }
 
 std::string Explained(const Advice& advice, bool withRemedy) {
     std::string text;
-    if (advice.meaning != nullptr && *advice.meaning != 0)
+    if (!advice.meaning.empty())
         text = Element("p", "", Prose(advice.meaning));
-    if (withRemedy && advice.remedy != nullptr && *advice.remedy != 0)
+    if (withRemedy && !advice.remedy.empty())
         text += Element("p", "remedy", Prose(advice.remedy));
     return text;
 }
@@ -254,36 +260,48 @@ std::string Capitalized(std::string text) {
     return text;
 }
 
-// Lines in their order, each once, and after them what to do about them.
-struct Told {
-    std::map<LineNumber, std::string> items;
-    std::vector<std::string> remedies;
-
-    void Add(LineNumber line, const char* style, const std::string& text, const Advice& advice) {
-        const std::string explanation = Explained(advice, false);
-        if (items.count(line) == 0 || !explanation.empty())
-            items[line] = LineItem(line, style, text, explanation);
-        if (advice.remedy != nullptr)
-            AddRemedy(advice.remedy);
+// Lines in their order, each once, and after them what to do about them: the remedies
+// of bad lines, without any those of all lines, without any a general one.
+class Told {
+public:
+    void Add(const Said& said) {
+        if (!texts_.insert(said.text).second)
+            return; // the installer repeats its messages
+        const Advice advice = AdviceOn(said);
+        items_[said.line] = LineItem(said.line, StyleOf(said), said.text, Explained(advice, false));
+        AddRemedy(said.worth == Worth::Bad ? remedies_ : hints_, advice);
     }
-    void AddRemedy(const std::string& remedy) {
-        if (!remedy.empty() &&
-            std::find(remedies.begin(), remedies.end(), remedy) == remedies.end())
-            remedies.push_back(remedy);
+    void Add(const Error& error) {
+        const Advice advice = AdviceOn(error);
+        if (texts_.insert(error.text).second || items_.count(error.line) != 0)
+            items_[error.line] = LineItem(error.line, "bad", error.text, Explained(advice, false));
+        AddRemedy(remedies_, advice);
     }
-    std::string Text() const {
+    std::string Text(const std::string& general) const {
         std::string lines;
-        for (const auto& item : items)
+        for (const auto& item : items_)
             lines += item.second;
         std::string list;
-        for (const std::string& remedy : remedies)
+        for (const std::string& remedy : remedies_.empty() ? hints_ : remedies_)
             list += Element("li", "", Prose(remedy));
+        if (remedies_.empty() && !general.empty())
+            list += Element("li", "", Prose(general));
+        const std::string title = Element("strong", "", "What to do");
         return (lines.empty() ? "" : Element("ol", "lines", lines)) +
-               (list.empty()
-                    ? ""
-                    : Element("div", "todo",
-                              Element("strong", "", "What to do") + Element("ul", "", list)));
+               (list.empty() ? "" : Element("div", "todo", title + Element("ul", "", list)));
     }
+
+private:
+    static void AddRemedy(std::vector<std::string>& list, const Advice& advice) {
+        if (!advice.remedy.empty() &&
+            std::find(list.begin(), list.end(), advice.remedy) == list.end())
+            list.push_back(advice.remedy);
+    }
+
+    std::map<LineNumber, std::string> items_;
+    std::set<std::string> texts_;
+    std::vector<std::string> remedies_;
+    std::vector<std::string> hints_;
 };
 
 class Page {
@@ -374,6 +392,7 @@ private:
                           : "";
         }
         Told told;
+        std::string general;
         std::string heading = Element("h2", "", "What the installer said");
         if (installation.firstCause >= 0) {
             const Action& action =
@@ -387,18 +406,18 @@ private:
                                   ResultOf(action) + ": " + Shown(action.phase) + ", " +
                                   (action.IsOurs() ? Described(action) : others) + ", " +
                                   LineRange(action.firstLine, action.lastLine) + ".");
-            for (const Said* said : TellingLines(action, CauseLines)) {
-                const bool isBad = said->worth == Worth::Bad;
-                told.Add(said->line, StyleOf(*said), said->text,
-                         isBad ? AdviceOn(*said) : Advice{});
-            }
+            for (const Said* said : TellingLines(action, CauseLines))
+                told.Add(*said);
+            if (action.name == "LaunchConditions") // whose messages ours has in the log
+                for (const Action& other : installation.actions)
+                    for (const Said& said : other.lines)
+                        if (other.entry == "CheckHalcyonCondition" && &other < &action)
+                            told.Add(said);
+            general = GeneralRemedy(installation, action);
         }
         for (const Error& error : installation.errors)
-            told.Add(error.line, "bad", error.text, AdviceOn(error));
-        if (told.remedies.empty() && installation.firstCause >= 0)
-            told.AddRemedy(GeneralRemedy(
-                installation, installation.actions[static_cast<size_t>(installation.firstCause)]));
-        return Element("section", "cause", heading + told.Text()) + "\n" +
+            told.Add(error);
+        return Element("section", "cause", heading + told.Text(general)) + "\n" +
                LeftOut(installation.errorsLeftOut, "message");
     }
 
@@ -456,9 +475,10 @@ private:
         const Duration took = Between(action.start, action.end);
         const double share = whole > 0 && took.IsKnown() ? static_cast<double>(took.ms) / whole : 0;
         std::string style = action.IsOurs() ? "ours" : "";
-        if (action.IsBad())
+        const bool hasEntry = HasEntry(installation, action);
+        if (action.IsBad() && hasEntry)
             style += " bad";
-        if (isLong && !HasEntry(action) && share < MinorShare)
+        if (isLong && !hasEntry && share < MinorShare)
             style += " minor";
         std::string bar;
         if (whole > 0 && action.start.IsKnown()) {
@@ -471,9 +491,9 @@ private:
         const std::string name =
             "class=\"name d" + std::to_string(std::min(action.depth, DeepestIndent)) + "\"";
         return "<li class=\"" + style + "\">" +
-               (HasEntry(action) ? "<a " + name + " href=\"#" + IdOf(installation, action) + "\">" +
-                                       Escaped(action.name) + "</a>"
-                                 : "<span " + name + ">" + Escaped(action.name) + "</span>") +
+               (hasEntry ? "<a " + name + " href=\"#" + IdOf(installation, action) + "\">" +
+                               Escaped(action.name) + "</a>"
+                         : "<span " + name + ">" + Escaped(action.name) + "</span>") +
                Element("span", "track", bar) + Element("span", "took", Shown(took)) + "</li>\n";
     }
 
@@ -482,7 +502,7 @@ private:
                                       "<span>action</span><span>runs</span><span>result</span>"
                                       "<span>took</span><span>in the log</span>");
         for (const Action& action : installation.actions)
-            if (HasEntry(action))
+            if (HasEntry(installation, action))
                 entries += EntryOf(installation, action);
         return Element("h3", "", "Actions of this library, and others with bad news") +
                Element("div", "actions", entries) + "\n";
