@@ -196,6 +196,10 @@ Advice AdviceOn(const Error& error) {
                              : Advice{advice->meaning + std::string("."), advice->remedy};
 }
 
+std::string Sentences(const CodeAdvice& advice) {
+    return std::string(advice.meaning) + ". " + advice.remedy;
+}
+
 std::string Explained(const Advice& advice, bool withRemedy) {
     std::string text;
     if (!advice.meaning.empty())
@@ -370,10 +374,7 @@ private:
                            Escaped(TitleOf(installation)) + " " +
                                Element("small", "", Escaped(installation.version))) +
                        Element("p", "verdict", Escaped(Capitalized(OutcomeText(installation)))) +
-                       (advice == nullptr ? ""
-                                          : Element("p", "",
-                                                    Escaped(std::string(advice->meaning) + ". " +
-                                                            advice->remedy))) +
+                       (advice == nullptr ? "" : Element("p", "", Escaped(Sentences(*advice)))) +
                        Element("dl", "", list)) +
                "\n" + CauseOf(installation);
     }
@@ -388,8 +389,10 @@ private:
     std::string CauseOf(const Installation& installation) const {
         if (installation.firstCause < 0 && installation.errors.empty()) {
             const bool failed = installation.outcome == Outcome::Failed;
-            return failed ? Element("section", "cause", "The log does not say which action failed.")
-                          : "";
+            const CodeAdvice* advice = AdviceOfCode(installation.code);
+            const std::string text = advice == nullptr ? "The log does not say which action failed."
+                                                       : Sentences(*advice);
+            return failed ? Element("section", "cause", Escaped(text)) : "";
         }
         Told told;
         std::string general;
@@ -438,6 +441,8 @@ private:
     }
 
     std::string TimelineOf(const Installation& installation) const {
+        if (installation.actions.empty())
+            return "";
         int64_t from = -1;
         int64_t to = -1;
         for (const Action& action : installation.actions) {
@@ -498,14 +503,16 @@ private:
     }
 
     std::string EntriesOf(const Installation& installation) const {
-        std::string entries = Element("div", "columns",
-                                      "<span>action</span><span>runs</span><span>result</span>"
-                                      "<span>took</span><span>in the log</span>");
+        const char columns[] = "<div class=\"columns\"><span>action</span><span>runs</span>"
+                               "<span>result</span><span>took</span><span>in the log</span></div>";
+        std::string entries;
         for (const Action& action : installation.actions)
             if (HasEntry(installation, action))
                 entries += EntryOf(installation, action);
+        if (entries.empty())
+            return "";
         return Element("h3", "", "Actions of this library, and others with bad news") +
-               Element("div", "actions", entries) + "\n";
+               Element("div", "actions", columns + entries) + "\n";
     }
 
     std::string EntryOf(const Installation& installation, const Action& action) const {
