@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Edits of text files against GNU sed and cp on the same files: run.sh [RUNS]
-# Prints the best of RUNS (3) for each, and ours as multiples of theirs.
+# Prints the best of RUNS (3) for each, and ours as multiples of theirs; then the log
+# report (logreport.sh).
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/engine.sh"
 
@@ -70,3 +71,5 @@ for megabytes in 1 10 100; do
     sed -i '/merge.*point/Ir block' source
     row unmerge "$megabytes" 'B:\bench\block' -e '/<!-- block starts -->/I,/<!-- block ends -->/Id'
 done
+
+"$REPO/bench/logreport.sh" 500 "$runs"

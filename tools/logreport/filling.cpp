@@ -608,14 +608,15 @@ void Filler::AddError(Installation& installation, int number, View text) {
     installation.errors.push_back({line_, number, std::move(clean)});
 }
 
-void Filler::TakeState(const Line& line) {
+void Filler::TakeState(Line line) {
     Installation& installation = Current();
-    if (line.action.empty() || line.action == "Null" || line.action == line.before)
-        return;
     if (installation.states.size() >= 2 * MaxStates) {
         ++installation.statesLeftOut;
         return;
     }
+    SplitState(line);
+    if (line.action.empty() || line.action == line.before)
+        return;
     installation.states.push_back({line_, line.change == 'F', Clean(line.name), Clean(line.before),
                                    Clean(line.text), Clean(line.action)});
 }

@@ -80,7 +80,7 @@ private:
     void ChangeProperty(const Line& line);
     void TakeCommandLine(std::string_view text);
     void TakeMessage(const Line& line);
-    void TakeState(const Line& line);
+    void TakeState(Line line);
     void TakeStatus(const Line& line);
     void TakeReturned(int64_t code);
 

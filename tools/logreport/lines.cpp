@@ -261,18 +261,13 @@ void ReadStatus(View text, Line& line) {
     line.text = TakeUntil(text, ". ");
 }
 
-// "Feature: NAME; Installed: Absent;   Request: Local;   Action: Local"
+// "NAME; Installed: Absent;   Request: Local;   Action: Local"
 void ReadState(View text, char kind, Line& line) {
-    if (EndsWith(text, "Action: Null") || text.find("; Installed: ") == View::npos)
+    if (EndsWith(text, "Action: Null"))
         return;
     line.kind = Kind::State;
     line.change = kind;
-    line.name = Trimmed(TakeUntil(text, "; Installed: "));
-    line.before = Trimmed(TakeUntil(text, "; "));
-    TakeUntil(text, "Request: ");
-    line.text = Trimmed(TakeUntil(text, "; "));
-    TakeUntil(text, "Action: ");
-    line.action = Trimmed(TakeUntil(text, ";"));
+    line.text = text;
 }
 
 void ReadNumbered(View text, Kind kind, Line& line) {
@@ -490,6 +485,16 @@ Line ReadLine(View text) {
     if (!ReadDated(text, line))
         ReadActionLine(text, line);
     return line;
+}
+
+void SplitState(Line& line) {
+    View text = line.text;
+    line.name = Trimmed(TakeUntil(text, "; Installed: "));
+    line.before = Trimmed(TakeUntil(text, "; "));
+    TakeUntil(text, "Request: ");
+    line.text = Trimmed(TakeUntil(text, "; "));
+    TakeUntil(text, "Action: ");
+    line.action = Trimmed(TakeUntil(text, ";"));
 }
 
 } // namespace logreport

@@ -31,7 +31,7 @@ enum class Kind {
     Title,         // the product's name as dialogs show it: name
     Package,       // text the file
     CommandLine,   // text
-    State,         // of a feature or component: name, before (installed), text (request), action
+    State,         // of a feature or component: text, for SplitState
     Returned,      // the whole answer: number
     RestartWanted,
 };
@@ -60,5 +60,8 @@ struct Line {
 bool TellsNothing(std::string_view line);
 
 Line ReadLine(std::string_view line);
+
+// Of a State, which most logs have many of: name, before (installed), text (request), action.
+void SplitState(Line& line);
 
 } // namespace logreport
