@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Makes build/release/setupactions-VERSION.zip from the commit: the DLL, its
-# symbols, the host, the authoring kit, the reference as Markdown and as HTML, and the
-# sums of them all.
+# symbols, the host, the log report, the authoring kit, the reference as Markdown and
+# as HTML, and the sums of them all.
 # The same commit gives the same bytes; with --check the release is made once
 # more, from a copy of the commit in another folder, and compared.
 set -euo pipefail
@@ -30,7 +30,7 @@ mkdir -p "$out"
 say "building $name (output in $out/build.log)"
 # The sources' folder must not show in the symbols.
 if ! { cmake --preset x86 -B "$build" -DBUILD_TESTING=OFF "-DCMAKE_CXX_FLAGS=-ffile-prefix-map=$REPO=." &&
-    cmake --build "$build" --target setupactions actionhost kit; } >"$out/build.log" 2>&1; then
+    cmake --build "$build" --target setupactions actionhost logreport kit; } >"$out/build.log" 2>&1; then
     tail -n 20 "$out/build.log" >&2
     fail "the build failed"
 fi
@@ -44,6 +44,7 @@ objcopy() { i686-w64-mingw32-objcopy -p "$@"; }
     objcopy --only-keep-debug "$build/setupactions.dll" setupactions.debug
     objcopy --strip-all --add-gnu-debuglink=setupactions.debug "$build/setupactions.dll" setupactions.dll
     objcopy --strip-all "$build/actionhost.exe" actionhost.exe
+    objcopy --strip-all "$build/logreport.exe" logreport.exe
 )
 cp -r "$build/kit" "$content/kit"
 cp -r docs/log-lines.md docs/security.md docs/actions "$content/docs"
