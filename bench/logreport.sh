@@ -18,20 +18,23 @@ trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
 map_drive "$WINEPREFIX" l "$work"
 map_drive "$WINEPREFIX" b "$REPO/build/x86"
 keep_machine
+"$WINELOADER" 'B:\logreport.exe' --help >/dev/null 2>&1 # the first start takes longer
 
 # What most lines of a verbose log are, with an action in every 500th and a line of the
 # library's in every 200th.
 awk -v bytes=$((megabytes * 1024 * 1024)) 'BEGIN {
     ORS = "\r\n"
+    action = "Action"
+    quote = "\047"
     head = "MSI (s) (5C:08) [09:15:01:233]: "
     print "Action start 9:15:01: INSTALL."
     for (i = 1; size < bytes; ++i) {
-        if (i % 500 == 0) text = "Action start 9:15:01: Fill" i ".\r\nAction ended 9:15:01: Fill" i ". Return value 1."
+        if (i % 500 == 0) text = action " start 9:15:01: F" i ".\r\n" action " ended 9:15:01: F" i ". Return value 1."
         else if (i % 200 == 0) text = "3/14/2024, 9:15:01: Attempting to start Service number " i
-        else if (i % 20 == 0) text = head "PROPERTY CHANGE: Adding Folder" i " property. Its value is '\''C:\\Gauges\\" i "'\''."
+        else if (i % 20 == 0) text = head "PROPERTY CHANGE: Adding F" i " property. Its value is " quote i quote "."
         else if (i % 5 == 0) text = head "Executing op: RegAddValue(Name=Gauge" i ",Value=a value of some length,)"
         else if (i % 5 == 1) text = head "Note: 1: 2205 2:  3: Patch "
-        else if (i % 5 == 2) text = head "File: C:\\Gauges\\gauge" i ".dll;\tTo be installed;\tWon'\''t patch;\tNo existing file"
+        else if (i % 5 == 2) text = head "File: C:\\Gauges\\gauge" i ".dll;\tTo be installed;\tNo existing file"
         else if (i % 5 == 3) text = head "Component: Gauge" i "; Installed: Absent;   Request: Local;   Action: Local"
         else text = "File: gauge" i ".dll,  Directory: C:\\Program Files\\Gauges\\,  Size: 90112"
         size += length(text) + 2
@@ -65,7 +68,9 @@ start=$(best "$WINELOADER" 'B:\logreport.exe' --help)
 for form in ANSI UTF-16; do
     seconds=$(best "$WINELOADER" 'B:\logreport.exe' "L:\\$form")
     grep_seconds=$(LC_ALL=C best grep -c . "$work/$form")
-    awk -v f="$form" -v m="$megabytes" -v s="$seconds" -v p="$(peak "$form")" -v g="$grep_seconds" -v t="$start" 'BEGIN {
+    awk -v f="$form" -v m="$megabytes" -v s="$seconds" -v p="$(peak "$form")" -v g="$grep_seconds" \
+        -v t="$start" 'BEGIN {
         s -= t
-        printf "log report %-7s %4d MB  %7.3f s (and %.3f s start)  %6d KB  grep -c . x %5.2f\n", f, m, s, t, p, s / g }'
+        printf "log report %-7s %4d MB  %7.3f s (and %.3f s start)  %6d KB  grep -c . x %5.2f\n",
+            f, m, s, t, p, s / g }'
 done

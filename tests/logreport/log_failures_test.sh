@@ -23,7 +23,7 @@ drive=$WINEPREFIX/drive_c
 # prepare: a fresh machine and package, for a fault.
 prepare() {
     copy_machine "$before" "$WINEPREFIX"
-    rm -rf "$out"/media/*
+    rm -rf "${out:?}"/media/*
     cp -r "$REPO"/build/x86/{sample.msi,redist} "$out/media"
 }
 query() { msibuild "$out/media/sample.msi" -q "$1"; }
@@ -55,7 +55,8 @@ prepare
 for table in LaunchCondition HalcyonCondition; do
     number=
     [ "$table" = LaunchCondition ] || number="\`Id\`, "
-    query "INSERT INTO \`$table\` ($number\`Condition\`, \`Description\`) VALUES (${number:+9, }'VersionNT > 9000', 'A newer Windows is needed.')"
+    query "INSERT INTO \`$table\` ($number\`Condition\`, \`Description\`)
+        VALUES (${number:+9, }'VersionNT > 9000', 'A newer Windows is needed.')"
 done
 is_told launch-condition 1 'installation failed' 'First cause: LaunchConditions' 'A newer Windows is needed.' \
     'do     A condition of the package does not hold on this machine'
@@ -65,12 +66,15 @@ prepare
 query "UPDATE \`ServiceInstall\` SET \`StartType\` = 4 WHERE \`ServiceInstall\` = 'CentralServer'"
 rm "$drive/metabase.txt"
 mkdir "$drive/metabase.txt"
-(cd "$drive" && exec "$REPO/scripts/engine-exec" 'P:\tests\child_program.exe' hold 'C:\host\host.conf' wait >/dev/null 2>&1) &
+(
+    cd "$drive" && exec "$REPO/scripts/engine-exec" 'P:\tests\child_program.exe' hold 'C:\host\host.conf' wait
+) >/dev/null 2>&1 &
 for ((i = 0; i < 50; ++i)); do
     (cd "$drive" && "$REPO/scripts/engine-exec" cmd /c 'type C:\host\host.conf' >/dev/null 2>&1) || break
 done
 is_told three-faults 0 'installation succeeded' \
-    'bad  StartAPSService' 'ntservice Error: StartService function failed' 'Disabled, program missing or account without logon.' \
+    'bad  StartAPSService' 'ntservice Error: StartService function failed' \
+    'Disabled, program missing or account without logon.' \
     "do     See the system's event log, put it right and start the service by hand." \
     'bad  ConfigureWebServices' 'IIS4AddVirtualDir' 'do     Repair the package when the web server is well again.' \
     'bad  MergeHost' 'host.conf'

@@ -44,9 +44,11 @@ says() {
 
 head -n 43 "$logs/upgrade.log" >input
 says "cut off in the middle" "no outcome: the log ends before it" \
-    "the log's end StartCentral (StartAPSService) had not ended; it began in line 36" "ControlService function exiting (0)" "exit 3"
+    "the log's end StartCentral (StartAPSService) had not ended; it began in line 36" \
+    "ControlService function exiting (0)" "exit 3"
 tail -n +44 "$logs/upgrade.log" >input
-says "cut off at its head" "Signals 2.0.0: installation failed and was rolled back (1603)" "First cause: FillDatabase" "exit 1"
+says "cut off at its head" "Signals 2.0.0: installation failed and was rolled back (1603)" \
+    "First cause: FillDatabase" "exit 1"
 head -c 1500 "$logs/upgrade.log" | iconv -t UTF-16LE | head -c 2001 >input
 says "half a character at its end, no mark at its head" "UTF-16" "exit 3"
 
@@ -62,8 +64,12 @@ says "a line of 10 MB" "First cause: Strange?[2J" "exit 1"
 # More actions than there is room for; the one that fails is the last.
 awk 'BEGIN {
     print "Action start 1:00:00: INSTALL."
-    for (i = 0; i < 7000; ++i) printf "Action start 1:00:00: Fill%d.\nsaid %d\nAction ended 1:00:01: Fill%d. Return value 1.\n", i, i, i
-    print "Action start 1:00:02: Last.\nlast words\nAction ended 1:00:02: Last. Return value 3.\nAction ended 1:00:02: INSTALL. Return value 3."
+    for (i = 0; i < 7000; ++i) {
+        print "Action start 1:00:00: Fill" i ".\nsaid " i
+        print "Action ended 1:00:01: Fill" i ". Return value 1."
+    }
+    print "Action start 1:00:02: Last.\nlast words\nAction ended 1:00:02: Last. Return value 3."
+    print "Action ended 1:00:02: INSTALL. Return value 3."
 }' >input
 says "7,000 actions" "First cause: Last" "last words" "2001 actions that this report has no room for" "exit 1"
 
