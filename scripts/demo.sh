@@ -102,7 +102,8 @@ show_changes "what is another after the removal" before remove
 echo
 "$REPO/scripts/reference.sh" >"$out/reference.log"
 for run in "${runs[@]}"; do
-    "$REPO/scripts/logreport" "$out/$run.log" --html "$out/$run.html" || fail "the report on $out/$run.log tells of a failure"
+    "$REPO/scripts/logreport" "$out/$run.log" --html "$out/$run.html" ||
+        fail "the report on $out/$run.log tells of a failure"
 done
 say "what the logs tell, as pages: $out/{install,repair,change,remove}.html"
 say "every change of every action: $out/all-changes.txt; in text files: $out/text-files.diff"

@@ -167,7 +167,8 @@ agree "the sources hold texts of the log" [ "$(wc -l <"$work/pieces")" -gt 300 ]
 "$REPO/scripts/log_lines.sh" | cut -f 2 >"$work/explained"
 agree "every line of the log is explained" all "$work/pieces" has "$work/explained"
 log_lines_page() { "$REPO/scripts/reference.sh" --log-lines; }
-agree "the page of log lines is the list's (else run: scripts/reference.sh)" same "$REPO/docs/log-lines.md" <(log_lines_page)
+agree "the page of log lines is the list's (else run: scripts/reference.sh)" \
+    same "$REPO/docs/log-lines.md" <(log_lines_page)
 agree "every link of the reference leads somewhere" "$REPO/scripts/reference.sh"
 
 # A fixed Id is the one that the partner's source sets; the properties that hold

@@ -18,7 +18,8 @@ plant_sample_machine "$WINEPREFIX"
 say "installing without the redistributables"
 (
     cd "$WINEPREFIX/drive_c"
-    timeout 300 "$REPO/scripts/engine-exec" msiexec /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 /qn '/l*v' 'C:\install.log'
+    timeout 300 "$REPO/scripts/engine-exec" msiexec /i 'P:\sample.msi' INSTALLMODE=Expand EXPANDAPS=1 \
+        /qn '/l*v' 'C:\install.log'
 ) >"$out/output" 2>&1 || true
 stop_machine "$WINEPREFIX"
 result=0
