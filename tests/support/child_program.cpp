@@ -28,6 +28,8 @@ int main(int count, char** arguments) {
             while (++i < count)
                 Write(stdout, "<" + std::string(arguments[i]) + ">");
         } else if (command == "hold") {
+            // Held until the program ends.
+            // cppcheck-suppress leakReturnValNotUsed
             CreateFileA(arguments[++i], GENERIC_READ, 0, nullptr, OPEN_EXISTING, 0, nullptr);
         } else if (command == "wait") {
             Sleep(60000);

@@ -76,8 +76,8 @@ std::string ReferenceBesideProgram() {
     const DWORD length = GetModuleFileNameA(nullptr, path, MAX_PATH);
     if (length == 0 || length == MAX_PATH)
         return "";
-    std::string folder(path, length);
-    folder = folder.substr(0, folder.rfind('\\') + 1) + "docs\\";
+    const std::string program(path, length);
+    const std::string folder = program.substr(0, program.rfind('\\') + 1) + "docs\\";
     return PathFileExistsA((folder + "actions.html").c_str()) ? FileAddress(Clean(folder)) : "";
 }
 
