@@ -17,7 +17,7 @@ const int Cancelled = 2;
 const int Failed = 3;
 const int Suspended = 4;
 const size_t MaxNextFacts = 100;
-const int64_t Hour = 60 * 60 * 1000;
+const int64_t Hour = 3600000;
 
 bool IsTopName(View name) { return name == "INSTALL" || name == "ADMIN" || name == "ADVERTISE"; }
 

@@ -418,11 +418,9 @@ Line ReadLine(View text) {
     switch (text.front()) {
     case 'M':
         if (StartsWith(text, "MSI (")) {
-            const char side = text.size() > 5 ? text[5] : '\0';
             View clock;
             View rest = text;
             if (TakeHead(rest, clock)) {
-                line.side = side;
                 ReadInstallers(rest, line);
                 if (line.kind != Kind::Installers)
                     ReadClock(clock, line);
@@ -449,7 +447,6 @@ Line ReadLine(View text) {
             View value = text.substr(12);
             TakeStart(value, " ");
             line.kind = Kind::FinalProperty;
-            line.side = text[9];
             line.name = TakeUntil(value, " = ");
             line.text = value;
             return line;

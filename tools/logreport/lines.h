@@ -41,7 +41,6 @@ const int64_t NoNumber = INT64_MIN;
 // The parts are of the line, and end with it.
 struct Line {
     Kind kind = Kind::Text;
-    char side = 0;          // 'c' client, 's' server, 0: not said
     int64_t clock = -1;     // ms since midnight; -1: none
     bool isExact = false;   // the clock has milliseconds
     bool isEnglish = false; // Announced, Started and Ended in the words that have no other meaning
