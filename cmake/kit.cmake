@@ -1,8 +1,10 @@
 # Makes the authoring kit: cmake -D SOURCES=FOLDER -D KIT=FOLDER -P kit.cmake
-# Copies package/kit of the sources into KIT and writes setupactions.wxi there
-# from the catalogue, the list of action data and the usual schedule, and
-# secure-properties.txt from the list of properties.
+# Copies package/kit of the sources into KIT and writes there, from the catalogue, the
+# lists of action data, rollback and properties, the usual schedule and the tables:
+# setupactions.wxi for wixl and WiX 3, setupactions-wix3.wxi with what WiX 3 can declare
+# beside it, setupactions-wix4.wxs for WiX 4, and secure-properties.txt.
 cmake_minimum_required(VERSION 3.21)
+include(${CMAKE_CURRENT_LIST_DIR}/kit_tables.cmake)
 
 # An immediate row, or with a third word (deferred, rollback, commit) an elevated one
 # of the installer's script.
@@ -52,18 +54,9 @@ foreach(line IN LISTS catalogue)
     endif()
 endforeach()
 
-# Any action with records deletes them all; its commit run is told the product.
-string(APPEND rows "  <!-- Deletes the records of changes once the installation has succeeded -->
-  <CustomAction Id=\"SetUndoRecordsCommit\" Property=\"UndoRecordsCommit\" Value=\"[ProductCode]\" />\n")
-row(UndoRecordsCommit StopAPSService commit)
-
-# The usual schedule: what a task needs, when the package wants the task.
-file(STRINGS ${SOURCES}/exports/schedule.txt schedule REGEX "^[^#]")
-set(sequence "")
-set(uiSequence "")
-set(lastTask "")
-foreach(line IN LISTS schedule)
-    if(NOT line MATCHES "^([A-Za-z]+) +([A-Za-z0-9_.]+) +([0-9]+),?([0-9]*) *(.*)$")
+# schedule_row(LINE): the fields of a row of the schedule; the condition as XML has it.
+macro(schedule_row line)
+    if(NOT "${line}" MATCHES "^([A-Za-z]+) +([A-Za-z0-9_.]+) +([0-9]+),?([0-9]*) *(.*)$")
         message(FATAL_ERROR "exports/schedule.txt: not a row: ${line}")
     endif()
     set(task ${CMAKE_MATCH_1})
@@ -71,6 +64,17 @@ foreach(line IN LISTS schedule)
     set(number ${CMAKE_MATCH_3})
     set(uiNumber "${CMAKE_MATCH_4}")
     set(condition "${CMAKE_MATCH_5}")
+    string(REPLACE "<" "&lt;" condition "${condition}")
+    string(REPLACE ">" "&gt;" condition "${condition}")
+endmacro()
+
+# The usual schedule: what a task needs, when the package wants the task.
+file(STRINGS ${SOURCES}/exports/schedule.txt schedule REGEX "^[^#]")
+set(sequence "")
+set(uiSequence "")
+set(lastTask "")
+foreach(line IN LISTS schedule)
+    schedule_row("${line}")
     if(id MATCHES "^Set(.+)Rollback$")
         set(of ${CMAKE_MATCH_1})
         string(APPEND rows "  <CustomAction Id=\"${id}\" Property=\"${of}Rollback\" Value=\"[${of}]\" />\n")
@@ -81,12 +85,13 @@ foreach(line IN LISTS schedule)
     if(condition STREQUAL "")
         set(end " />")
     else()
-        string(REPLACE "<" "&lt;" condition "${condition}")
-        string(REPLACE ">" "&gt;" condition "${condition}")
         string(REPLACE "$C" "$(var.Dollar)$(var.Schedule${task})" condition "${condition}")
         string(REPLACE "$U" "$(var.UpgradeProperty)" condition "${condition}")
         string(REPLACE "?C" "?$(var.Schedule${task})" condition "${condition}")
         set(end ">${condition}</Custom>")
+    endif()
+    if(id STREQUAL "GetWebInfo")
+        set(webTask ${task})
     endif()
     if(NOT uiNumber STREQUAL "")
         string(APPEND uiSequence "  <?ifdef var.Schedule${task}?>
@@ -123,13 +128,32 @@ foreach(line IN LISTS actionData)
     endif()
 endforeach()
 
-# What import-tables adds to SecureCustomProperties, which WiX lets nobody write.
+# Any action with records deletes them all; its commit run is told the product.
+set(actionRows "${rows}")
+set(rows "  <CustomAction Id=\"SetUndoRecordsCommit\" Property=\"UndoRecordsCommit\" Value=\"[ProductCode]\" />\n")
+row(UndoRecordsCommit StopAPSService commit)
+set(undoRows "${rows}")
+
+# What SecureCustomProperties must name, which WiX makes of Property elements alone. A
+# package that declares one of them itself says so by the define.
 file(STRINGS ${SOURCES}/exports/properties.inc secure REGEX "^SECURE_PROPERTY\\(")
-list(TRANSFORM secure REPLACE "^SECURE_PROPERTY\\(\"([^\"]+)\".*" "\\1\n")
-string(JOIN "" secure ${secure})
+list(TRANSFORM secure REPLACE "^SECURE_PROPERTY\\(\"([^\"]+)\".*" "\\1")
+set(secureElements "")
+foreach(name IN LISTS secure)
+    string(APPEND secureElements
+        "  <?ifndef var.Own_${name}?><Property Id=\"${name}\" Secure=\"yes\" /><?endif?>\n")
+endforeach()
+
+set(tableElements "")
+file(GLOB tables ${SOURCES}/package/kit/tables/*.idt)
+foreach(file IN LISTS tables)
+    table_element(element ${file})
+    list(APPEND tableElements "${element}")
+endforeach()
 
 file(COPY ${SOURCES}/package/kit/ DESTINATION ${KIT})
-file(WRITE ${KIT}/secure-properties.txt "${secure}")
+list(JOIN secure "\n" secureNames)
+file(WRITE ${KIT}/secure-properties.txt "${secureNames}\n")
 file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
 <!-- Made from the library's lists: the DLL, a row for each action, and the usual
      schedule of the tasks that the package names before it includes this. -->
@@ -140,8 +164,9 @@ file(WRITE ${KIT}/setupactions.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
   <?ifndef var.UpgradeProperty?><?define UpgradeProperty = WIX_UPGRADE_DETECTED ?><?endif?>
   <Binary Id=\"setupactions\" SourceFile=\"setupactions.dll\" />
 
-${rows}
-  <?ifdef var.ScheduleServer?>
+${actionRows}  <!-- Deletes the records of changes once the installation has succeeded -->
+${undoRows}
+  <?ifdef var.Schedule${webTask}?>
 ${properties}  <?endif?>
 
   <InstallUISequence>
@@ -150,3 +175,17 @@ ${uiSequence}  </InstallUISequence>
 ${sequence}  </InstallExecuteSequence>
 </Include>
 ")
+
+set(tables3 "${tableElements}")
+list(TRANSFORM tables3 REPLACE "Category=\"t" "Category=\"T")
+list(TRANSFORM tables3 REPLACE "Category=\"i" "Category=\"I")
+list(JOIN tables3 "" tables3)
+file(WRITE ${KIT}/setupactions-wix3.wxi "<?xml version=\"1.0\" encoding=\"utf-8\"?>
+<!-- Made from the library's lists, for WiX 3 alone: what SecureCustomProperties names,
+     and the tables, so that their rows stand in the source. -->
+<Include xmlns=\"http://schemas.microsoft.com/wix/2006/wi\">
+${secureElements}
+${tables3}</Include>
+")
+
+include(${CMAKE_CURRENT_LIST_DIR}/kit_wix4.cmake)

@@ -9,7 +9,7 @@ PACKAGES=(
     cmake ninja-build g++-mingw-w64-i686-posix libz-mingw-w64-dev   # building
     wixl msitools zip                                              # packages
     libc6-i386 lib32gcc-s1 libz-mingw-w64                          # the engine runs on these
-    googletest clang clang-format clang-tidy cppcheck shellcheck   # tests
+    googletest clang clang-format clang-tidy cppcheck shellcheck python3   # tests
     cmark-gfm chromium                                             # the reference's and the report's pages
 )
 # The engine itself. No font library on purpose: none is needed without a

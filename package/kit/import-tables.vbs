@@ -4,6 +4,8 @@
 ' one in tables\ with rows added) is added with its rows and replaces the table
 ' that the package has. Without names: every table in tables\, without rows.
 ' The properties of secure-properties.txt are added to SecureCustomProperties.
+' Tried without Windows but for three things: Import, which takes a FILE.idt or a new TABLE
+' in, Commit, which keeps the changes, and a package that cannot be opened.
 Option Explicit
 Const OpenTransacted = 1
 
@@ -36,29 +38,44 @@ For number = 1 To UBound(names)
 Next
 
 Set installer = CreateObject("WindowsInstaller.Installer")
-Set database = installer.OpenDatabase(arguments(0), OpenTransacted)
+OpenPackage arguments(0)
 For number = 1 To UBound(names)
     If IsFile(names(number)) Then
         file = files.GetAbsolutePathName(names(number))
-        database.Import files.GetParentFolderName(file), files.GetFileName(file)
+        Import files.GetParentFolderName(file), files.GetFileName(file)
         WScript.Echo names(number) & ": added with its rows"
-    ElseIf database.TablePersistent(names(number)) = 1 Then
+    ElseIf Len(ValueOf("SELECT `Name` FROM `_Tables` WHERE `Name` = '" & names(number) & "'")) > 0 Then
         WScript.Echo names(number) & ": already in the package"
     Else
-        database.Import folder, names(number) & ".idt"
+        Import folder, names(number) & ".idt"
         WScript.Echo names(number) & ": added"
     End If
 Next
 SecureProperties
-database.Commit
+Keep
+
+' An error that nobody looks at would end the script as if all were well.
+Sub OpenPackage(path)
+    On Error Resume Next
+    Set database = installer.OpenDatabase(path, OpenTransacted)
+    If Err.Number <> 0 Then Refuse path & " cannot be opened: " & Err.Description
+End Sub
+
+Sub Import(path, name)
+    On Error Resume Next
+    database.Import path, name
+    If Err.Number <> 0 Then Refuse name & " cannot be imported: " & Err.Description
+End Sub
+
+Sub Keep
+    On Error Resume Next
+    database.Commit
+    If Err.Number <> 0 Then Refuse "the changes cannot be kept: " & Err.Description
+End Sub
 
 Sub SecureProperties
-    Dim view, row, secure, before, name
-    Set view = database.OpenView("SELECT `Value` FROM `Property` WHERE `Property` = 'SecureCustomProperties'")
-    view.Execute
-    Set row = view.Fetch
-    If Not row Is Nothing Then secure = row.StringData(1)
-    view.Close
+    Dim secure, before, name
+    secure = ValueOf("SELECT `Value` FROM `Property` WHERE `Property` = 'SecureCustomProperties'")
     before = secure
     For Each name In Split(Replace(files.OpenTextFile(files.BuildPath(kit, "secure-properties.txt")).ReadAll, vbCr, ""), vbLf)
         If Len(name) > 0 And InStr(";" & secure & ";", ";" & name & ";") = 0 Then
@@ -71,6 +88,16 @@ Sub SecureProperties
     Change "INSERT INTO `Property` (`Property`, `Value`) VALUES ('SecureCustomProperties', '" & secure & "')"
     WScript.Echo "SecureCustomProperties: names what the actions read"
 End Sub
+
+' The first field of the query's first row; empty without one.
+Function ValueOf(query)
+    Dim view, row
+    Set view = database.OpenView(query)
+    view.Execute
+    Set row = view.Fetch
+    If Not row Is Nothing Then ValueOf = row.StringData(1)
+    view.Close
+End Function
 
 Sub Change(query)
     Dim view

@@ -61,13 +61,55 @@ for fault in 'short.idt, line 4: 3 columns instead of 9' 'twice.idt, line 5: the
 done
 
 # The example is built from the kit as its reader would do it.
-check "the example builds" bash "$kit/example/build.sh" "$build/setupactions.dll" "$build/sample_server.exe" "$work/pages.msi" >"$work/out"
+check "the example builds" bash "$kit/example/build.sh" "$build/sample_server.exe" "$work/pages.msi" >"$work/out"
 check "with rollback and commit actions" \
     [ "$(msiinfo export "$work/pages.msi" CustomAction | awk -F '\t' '$1 !~ /^Set/ && $1 ~ /(Rollback|Commit)$/ { print $2 }' | sort -u | xargs)" = "3329 3585" ]
 check "in the order of the actions" test "$(msiinfo export "$work/pages.msi" InstallExecuteSequence | awk -F '\t' '/APSService|Undo/ { print $3 + 0, $1 }' | sort -n | cut -d ' ' -f 2 | xargs)" = \
     "SetUndoRecordsCommit StopAPSServiceRollback StopAPSService StartAPSServiceRollback StartAPSService UndoRecordsCommit"
 "$REPO/scripts/actionhost" "$work/pages.msi" --check >"$work/out" 2>&1
 check "and calls the library as it should" [ $? = 0 ]
+
+# The sources, read as WiX would. One package has every task, its component Server.
+sound() { "$REPO/tests/support/wix_source.py" -I "$kit" "$@" >"$work/out" || { cat "$work/out"; false; }; }
+wix4=$kit/setupactions-wix4.wxs
+order_desk=$kit/example-wix4/order_desk.wxs
+refs=$(awk '!/^#/ && !seen[$1]++ { print "<CustomActionRef Id=\"Schedule" $1 "\" />" }
+    !/^#/ && /[$]C/ && !told[$1]++ { print "<WixVariable Id=\"Schedule" $1 "\" Value=\"Server\" />" }' "$REPO/exports/schedule.txt" | tr -d '\n')
+sed "/<CustomActionRef /d; /<WixVariable /d; s|<MediaTemplate .*|&$refs|" "$order_desk" >"$work/every.wxs"
+defines=$(awk '!/^#/ && !seen[$1]++ { print "<?define Schedule" $1 " = Server ?>" }' "$REPO/exports/schedule.txt" | tr -d '\n')
+table='<CustomTable Id="HalcyonInetShortcuts"><Row><Data Column="InetShortcut">a.url</Data><Data Column="Component_">Pages</Data></Row></CustomTable>'
+sed "/<?define /d; s|<?include .*|$defines&<?include setupactions-wix3.wxi ?>$table|" "$kit/example/report_pages.wxs" >"$work/three.wxs"
+check "the sample is a source of WiX" sound -I "$REPO/package/sample" -D Version=1.0.0 "$REPO/package/sample/sample.wxs"
+check "so are the example" sound "$kit/example/report_pages.wxs"
+check "one with every task and tables for WiX 3" sound "$work/three.wxs"
+check "the example for WiX 4" sound "$order_desk" "$wix4"
+check "and one with every task, in the order of the numbers" sound -n "$kit/setupactions.wxi" "$work/every.wxs" "$wix4"
+check "the kit for WiX 4 has the same rows" same \
+    <(grep '<CustomAction ' "$wix4" | grep -v 'Id="Schedule' | sed 's/BinaryRef/BinaryKey/; s/^ *//' | sort) \
+    <(grep '<CustomAction ' "$kit/setupactions.wxi" | sed 's/^ *//' | sort)
+check "scheduled the same" same <(sed -n '/<InstallExecuteSequence>/,/<.Install/p' "$wix4" | sed -nE 's/.*<Custom Action="([^"]+)".*/\1/p' | sort) \
+    <(scheduled 'Action="([^"]+)"')
+# Each line: an edit of the example or of the kit, and the fault that it makes.
+while IFS='|' read -r edit fault; do
+    sed "$edit" "$order_desk" >"$work/edited.wxs"
+    sed "$edit" "$wix4" >"$work/edited-kit.wxs"
+    sound -n "$kit/setupactions.wxi" "$work/edited.wxs" "$work/edited-kit.wxs" >/dev/null
+    check "a fault: $edit" has "$work/out" "$fault"
+done <<'EOF'
+s,v4/wxs,v3/wxs,|no namespace of WiX
+s/BinaryRef=/BinaryKey=/|has no attribute BinaryKey
+s/Execute="deferred"/Execute="Deferred"/|Execute is Deferred
+s/Binary Id="setupactions"/Binary Id="other"/|Binary setupactions is referred to, and nowhere
+s/Ref Id="ScheduleServices"/Ref Id="ScheduleService"/|CustomAction ScheduleService is referred to, and nowhere
+/<WixVariable Id="Schedule/d|WixVariable ScheduleTextfiles is referred to, and nowhere
+s/Value="Configuration"/Value="Configurations"/|no component Configurations
+s/Column="Port"/Column="Ports"/|HalcyonIPService has no column Ports
+/Column="Protocol"/d|HalcyonIPService: a row without Protocol
+s/Value="Server"/Value="Servers"/|HalcyonIPService: no Component Servers
+s/<Property Id="MsiMergePoint"/<Property Id="NAMESERVER"/|Property NAMESERVER is there more than once
+s/Before="CostInitialize"/After="CostInitialize"/|InstallPubWizAs is After CostInitialize, by its number it is not
+s,Condition="NOT Installed" />,>NOT Installed</Custom>,|holds text
+EOF
 
 # The script for Windows: the engine runs it up to the package itself.
 export WINEPREFIX=$REPO/build/machines/kit-test
@@ -81,5 +123,12 @@ import_on_windows() {
 check "on Windows it wants a package" eval '[[ "$(import_on_windows)" == "2 usage: cscript"* ]]'
 check "that is there" [ "$(import_on_windows 'P:\no.msi')" = '1 import-tables: no package P:\no.msi' ]
 check "and tables that are there" [ "$(import_on_windows 'P:\sample.msi' HalcyonCondition Nothing)" = '1 import-tables: no table Nothing; see P:\kit\tables' ]
+# What the engine's scripting lacks ends the script, after all that it has.
+msibuild "$package" -q "UPDATE Property SET Value = 'NAMESERVER' WHERE Property = 'SecureCustomProperties'"
+map_drive "$WINEPREFIX" q "$work"
+check "it reads and changes the package" eval \
+    '[[ "$(import_on_windows "Q:\a package.msi" HalcyonCondition | tr -d "\r" | paste -sd /)" == "1 HalcyonCondition: already in the package/SecureCustomProperties: names what the actions read/import-tables: the changes cannot be kept: "* ]]'
+check "and tells what is not taken in" eval \
+    '[[ "$(import_on_windows "Q:\a package.msi" "P:\kit\tables\HalcyonCondition.idt")" == "1 import-tables: HalcyonCondition.idt cannot be imported: "* ]]'
 
 finish
