@@ -108,8 +108,8 @@ foreach(wanted IN LISTS uniqueTasks)
         place(where ${id} ${number})
         if(id IN_LIST undoneIds)
             set(undo "    <?ifndef NoRollback?><CustomActionRef Id=\"UndoRecordsCommit\" /><?endif?>\n")
-            string(APPEND sequence
-                "      <?ifndef NoRollback?><Custom Action=\"${id}Rollback\" Before=\"${id}\"${condition} /><?endif?>\n")
+            string(APPEND sequence "      <?ifndef NoRollback?>"
+                "<Custom Action=\"${id}Rollback\" Before=\"${id}\"${condition} /><?endif?>\n")
         endif()
         string(APPEND sequence "      <Custom Action=\"${id}\" ${where}${condition} />\n")
         if(NOT uiNumber_${id} STREQUAL "")

@@ -27,4 +27,4 @@ done
 cd "$work"
 wixl "${defines[@]}" -o "$package" "$(basename "$source")"
 shopt -s nullglob
-bash "$kit/import-tables.sh" "$package" *.idt
+bash "$kit/import-tables.sh" "$package" ./*.idt

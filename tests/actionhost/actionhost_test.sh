@@ -62,6 +62,9 @@ complains "data needs a value" "$sample" GetPid --data
 complains "unknown option --speed" "$sample" GetPid --speed
 complains "list takes no package" --list "$sample"
 complains "check takes a package and no action" "$sample" GetPid --check
+complains "json goes with --check" "$sample" GetPid --json
+complains "no action GetPdi" --explain GetPdi
+complains "explain takes an action, or comes after a package" --explain GetPid "$sample"
 host "$sample" GetPid --dll "$work/missing.dll"
 check "a missing library exits 2" exits 2
 
@@ -86,7 +89,17 @@ check "a misspelt entry" has_line "$work/out" "found  action GetPid: GetPdi is n
 check "a deferred action that is scheduled immediate" has "$work/out" "found  action StartAPSService: StartAPSService runs deferred only"
 check "a deferred action without its data" has "$work/out" "found  action CopyHTMLViewerToPFCD: gets no action data"
 check "a missing column" has "$work/out" "found  table KestrelRedirection: has no column CallNumber"
+host "$work/a package.msi" --check --json
+check "for a build server the same, as JSON" eval 'exits 1 && python3 -c "
+import json, sys
+report = json.load(open(sys.argv[1]))
+assert len(report[\"findings\"]) == 4 and \"table KestrelRedirection\" in [f[\"where\"] for f in report[\"findings\"]]" "$work/out"'
 host "$work/text.msi" --check
 check "what is no package exits 2" exits 2
+
+host "$sample" --explain
+check "a package is explained" eval 'exits 0 && has "$work/out" "        SPSNAME is \"http://central\""'
+host --explain StartAPSService
+check "so is an action" has "$work/out" 'Sets / changes: starts the service "TRNWCentralMS"'
 
 finish

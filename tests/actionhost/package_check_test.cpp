@@ -1,6 +1,11 @@
+#include "tools/actionhost/check_report.h"
+#include "tools/actionhost/explain.h"
 #include "tools/actionhost/package_check.h"
+#include "tools/actionhost/reference.h"
 
 #include <gmock/gmock.h>
+
+#include <algorithm>
 
 using namespace actionhost;
 using testing::AllOf;
@@ -9,6 +14,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::StartsWith;
 
 namespace {
 
@@ -83,9 +89,9 @@ TEST(PackageCheck, KnowsTheLibraryUnderAnyName) {
         {{"B", Immediate, "other", "GetPit"}, 0},
         {{"C", Immediate, "third", "GetPit"}, 1001},
     }));
-    EXPECT_EQ(result.rows, 2);
-    EXPECT_EQ(result.scheduled, 1);
-    EXPECT_THAT(result.calls, ElementsAre(" 1000  immediate A -> GetPid", "not scheduled: B"));
+    EXPECT_THAT(TextReport(result), StartsWith("calls   1000  immediate A -> GetPid\n"
+                                               "calls  not scheduled: B\n"));
+    EXPECT_THAT(TextReport(result), HasSubstr("checked  2 rows that call the library, 1 of them"));
     EXPECT_THAT(result.findings, ElementsAre(HasSubstr("action B: ")));
 }
 
@@ -273,4 +279,118 @@ TEST(PackageCheck, LooksIntoTheTablesRows) {
                             HasSubstr("directory /reportsapp would stay after a removal: begin it "
                                       "with /reports/"),
                             HasSubstr("row /help: take the leading slash off")));
+}
+
+TEST(PackageCheck, WritesItsReportAsJson) {
+    CheckResult result;
+    result.calls = {{0, "deferred", "A\"\\\xE4", "GetPid"}};
+    result.findings = {"table T, row x: wrong: all of it"};
+    EXPECT_EQ(JsonReport("p.msi", result), R"({
+  "package": "p.msi",
+  "calls": [
+    {"sequence": null, "when": "deferred", "id": "A\"\\\u00e4", "action": "GetPid"}
+  ],
+  "findings": [
+    {"where": "table T, row x", "text": "wrong: all of it"}
+  ],
+  "remarks": []
+}
+)");
+}
+
+TEST(Explain, PutsConditionsInWords) {
+    const struct {
+        const char* condition;
+        const char* words;
+    } cases[] = {
+        {"NOT  Installed AND REMOVE = \"ALL\"",
+         "the product is not installed yet and the product is being removed"},
+        {"$A.B_1=3 AND ?A.B_1 <> 3", "A.B_1 is put in and A.B_1 was not there before"},
+        {"($A=2) OR not OLD", "(A is taken out) or no older version is here"},
+        {"OLDER OR INSTALLEDX OR $A=30 OR X=\"OR\"", "OLDER or INSTALLEDX or $A=30 or X=\"or\""},
+        {"REINSTALLMODE><\"a\" AND NOT REINSTALL",
+         "all files are put in again and nothing is being repaired"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(InWords(row.condition, "OLD"), row.words);
+    EXPECT_EQ(InWords("NOT OLD", ""), "NOT OLD");
+}
+
+TEST(Explain, TellsWhatEachRowDoesInOrder) {
+    const int rollback = 1 + 0x400 + 0x100 + 0x800;
+    PackageRows package = PackageWith({
+        {{"Copy", Deferred, "setupactions", "CopyHTMLViewerToPFCD"}, 4030, "Installed"},
+        {{"CopyBack", rollback, "setupactions", "CopyHTMLViewerToPFCD"}, 4029},
+        {{"SetCopy", SetsProperty, "Copy", "[A]|[B]"}, 1000},
+        {{"SetCopyAgain", SetsProperty, "Copy", "[C]|[B]"}, 4040},
+        {{"Pwd", SetsProperty, "DATABASEPWD", "secret"}, 400},
+        {{"Merge", Immediate, "setupactions", "MsiMergeFiles"}, 6630},
+        {{"Own", 1, "other", "Something"}, 6640},
+        {{"Elsewhere", Immediate, "setupactions", "GetPid"}, 0},
+    });
+    package.properties = {{"MsiHiddenProperties", "DATABASEPWD"}, {"MsiMergePoint", "x"}};
+    EXPECT_EQ(ExplainPackage(package, "## MsiMergeFiles\n- **Reads**: `MsiMergePoint`, `Other`.\n"),
+              R"~(In the installation
+
+At once, with the user's rights:
+  400  Pwd: sets DATABASEPWD to "(hidden)"
+
+While the script is written, with the user's rights:
+ 1000  SetCopy: sets Copy to "[A]|[B]"
+
+In the script, with the installer's rights:
+ 4030  Copy -> CopyHTMLViewerToPFCD: Copies the HTML viewer's language folders to the shared folder
+        its data is "[A]|[B]" (1000)
+        taken back when the installation fails
+        when the product is installed already
+
+While the script is written, with the user's rights:
+ 4040  SetCopyAgain: sets Copy to "[C]|[B]"
+
+At once, with the user's rights:
+ 6630  Merge -> MsiMergeFiles: Inserts a block of lines into a text file
+        MsiMergePoint is "x"
+ 6640  Own: the package's own
+)~");
+}
+
+TEST(Reference, ReadsAnActionsSection) {
+    const std::string pages =
+        "# One\n\n## A\n- **Reads**: the `X`,\n  `Y`.\n- **Sets**: `Z`.\n# Two\n\n"
+        "## AB\n**Reads**: `Q` and\n`[#f]`.\n\n**Sets / changes**: `R`.\n";
+    EXPECT_THAT(NamesRead(SectionOf(pages, "A")), ElementsAre("X", "Y"));
+    EXPECT_THAT(NamesRead(SectionOf(pages, "AB")), ElementsAre("Q", "[#f]"));
+    EXPECT_EQ(SectionOf(pages, "B"), "");
+}
+
+TEST(Reference, ShowsMarkdownWithoutItsMarks) {
+    const struct {
+        const char* markdown;
+        const char* text;
+    } cases[] = {
+        {"- **Result**: [`0`](a.md#b), \xE2\x80\xA6\n  more\n- a `[b](c) **d**`",
+         "Result: 0, ... more\n- a [b](c) **d**\n"},
+        {"| a | `b|c` |\n|---|:-:|\n| d\\|e | |\n", "    a | b|c\n    d|e | -\n"},
+        {"### Head\n\n\nOne two three four five six\n```\n- as  it is\n```\n",
+         "Head\n\nOne two three four\nfive six\n    - as  it is\n"},
+        {"- [unfinished(", "- [unfinished(\n"},
+    };
+    for (const auto& row : cases)
+        EXPECT_EQ(PlainText(row.markdown, 20), row.text);
+}
+
+TEST(Reference, ExplainsEveryAction) {
+    for (const CatalogueRow& row : Catalogue) {
+        const std::string text = ExplainAction(row.name);
+        size_t at = 0;
+        for (const char* field :
+             {"\nSchedule", "\nReads", "\nSets / changes", "\nPartner", "\nOn an upgrade",
+              "\nResult", "\nIn the log", "\nWhen it fails"}) {
+            at = text.find(field, at);
+            ASSERT_NE(at, std::string::npos) << row.name << field;
+        }
+        EXPECT_EQ(text.find("**"), std::string::npos) << row.name;
+        EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char letter) { return letter > 0; }))
+            << row.name;
+    }
 }

@@ -56,7 +56,7 @@ check "the data source's directory is that of the earlier database file" \
 others() { grep -v -E -e 'Tarnwick Lumo( #[0-9])?$' -e "${INSTALLERS_OWN/^/^. }" "$out/$1.changes"; }
 check "the repair puts everything back" test -z "$(others repair)"
 check "it undoes and redoes only what asks for it" \
-    eval 'has "$repair" "Removing web virtual dir webinfo" && has_not "$repair" "Removing web virtual dir viewer"'
+    eval 'has "$work/repair.log" "Removing web virtual dir webinfo" && has_not "$work/repair.log" "Removing web virtual dir viewer"'
 check "the change of features changes what belongs to them, nothing else" \
     test "$(others change | grep -v '/ROOT/connector ')" = "+ Program Files/Setupactions Sample/connector.url
 - Program Files/Setupactions Sample/features/EventServer.txt

@@ -15,6 +15,7 @@ WIX4 = 'http://wixtoolset.org/schemas/v4/wxs'
 TOP = ('Binary CustomAction CustomActionRef CustomTable Directory DirectoryRef Feature InstallExecuteSequence '
        'InstallUISequence Property PropertyRef SetProperty Upgrade MajorUpgrade Media')
 ACTIONS = 'FindRelatedProducts InstallExecute InstallExecuteAgain LaunchConditions RemoveExistingProducts'
+IN_BOTH = 'StandardDirectory WixVariable'
 # Element: attributes | children, those of both dialects first.
 COMMON = f'''
 Binary: Id SourceFile
@@ -58,9 +59,9 @@ CustomAction: Id BinaryRef DllEntry Property Value Error Execute Impersonate Ret
 CustomTable: Id | Column Row
 CustomTableRef: Id | Row
 Data: Column Value
-Fragment: Id | {TOP} CustomTableRef StandardDirectory WixVariable
+Fragment: Id | {TOP} CustomTableRef {IN_BOTH}
 Launch: Condition Message
-Package: Id Name Version Manufacturer Language UpgradeCode ProductCode Scope InstallerVersion Compressed | {TOP} CustomTableRef Launch MediaTemplate StandardDirectory WixVariable
+Package: Id Name Version Manufacturer UpgradeCode Scope | {TOP} CustomTableRef Launch MediaTemplate {IN_BOTH}
 MediaTemplate: EmbedCab
 SetProperty: Id Action Value Condition Before After Sequence
 StandardDirectory: Id | Directory Component
@@ -74,8 +75,9 @@ YES_NO = r'yes|no'
 CATEGORY = 'text|integer|identifier'
 VALUES = {'Execute': 'immediate|deferred|rollback|commit', 'Impersonate': YES_NO, 'Secure': YES_NO, 'KeyPath': YES_NO,
           'PrimaryKey': YES_NO, 'Nullable': YES_NO, 'Localizable': YES_NO, 'Overridable': YES_NO, 'Wait': YES_NO,
-          'Sequence': r'[1-9]\d*|execute|ui|both|first', 'Width': r'\d+', 'KeyColumn': '1', 'Level': r'\d+', 'Stop': 'install|uninstall|both',
-          'Remove': 'install|uninstall|both', 'Scope': 'perMachine|perUser|perUserOrMachine', 'EmbedCab': YES_NO}
+          'Sequence': r'[1-9]\d*|execute|ui|both|first', 'Width': r'\d+', 'KeyColumn': '1', 'Level': r'\d+',
+          'Stop': 'install|uninstall|both', 'Remove': 'install|uninstall|both', 'EmbedCab': YES_NO,
+          'Scope': 'perMachine|perUser|perUserOrMachine'}
 STANDARD = {'LaunchConditions': 100, 'ValidateProductID': 700, 'CostInitialize': 800, 'FileCost': 900,
             'CostFinalize': 1000, 'InstallValidate': 1400, 'InstallInitialize': 1500, 'ProcessComponents': 1600,
             'UnpublishFeatures': 1800, 'StopServices': 1900, 'DeleteServices': 2000, 'RemoveRegistryValues': 2600,

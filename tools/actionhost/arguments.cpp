@@ -4,7 +4,9 @@ namespace actionhost {
 
 const char Usage[] = "usage: actionhost PACKAGE.msi ACTION [PROPERTY=value ...] [--data TEXT] "
                      "[--cost] [--dll FILE] [--wait]\n"
-                     "       actionhost PACKAGE.msi --check\n"
+                     "       actionhost PACKAGE.msi --check [--json]\n"
+                     "       actionhost PACKAGE.msi --explain\n"
+                     "       actionhost --explain ACTION\n"
                      "       actionhost --list [--dll FILE]\n"
                      "       actionhost --help\n";
 
@@ -26,6 +28,12 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
             arguments.check = true;
         } else if (word == "--wait") {
             arguments.wait = true;
+        } else if (word == "--json") {
+            arguments.json = true;
+        } else if (word == "--explain") {
+            arguments.explain = true;
+            if (names.empty())
+                arguments.action = value();
         } else if (word == "--cost") {
             arguments.cost = true;
         } else if (word == "--data") {
@@ -51,12 +59,20 @@ Arguments ParseArguments(const std::vector<std::string>& words) {
             throw UsageError("--list takes no package and no action");
         return arguments;
     }
+    if (arguments.json && !arguments.check)
+        throw UsageError("--json goes with --check");
+    if (arguments.explain && !arguments.action.empty()) {
+        if (!names.empty())
+            throw UsageError("--explain takes an action, or comes after a package");
+        return arguments;
+    }
     if (names.empty())
         throw UsageError("no package given");
     arguments.package = names[0];
-    if (arguments.check) {
+    if (arguments.check || arguments.explain) {
         if (names.size() > 1)
-            throw UsageError("--check takes a package and no action");
+            throw UsageError(std::string(arguments.check ? "--check" : "--explain") +
+                             " takes a package and no action");
         return arguments;
     }
     if (names.size() < 2)

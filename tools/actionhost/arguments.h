@@ -25,6 +25,8 @@ struct Arguments {
     bool wait = false; // for a debugger
     bool list = false;
     bool check = false;
+    bool json = false;    // with check
+    bool explain = false; // the package, or without one the action
     bool help = false;
 };
 

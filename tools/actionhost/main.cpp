@@ -2,9 +2,11 @@
 // and shows what it did, or looks a whole package over.
 #include "tools/actionhost/arguments.h"
 #include "tools/actionhost/catalogue.h"
+#include "tools/actionhost/check_report.h"
+#include "tools/actionhost/explain.h"
 #include "tools/actionhost/export_table.h"
 #include "tools/actionhost/import_table.h"
-#include "tools/actionhost/package_check.h"
+#include "tools/actionhost/reference.h"
 
 #include "frame/guard.h"
 #include "frame/msi_database.h"
@@ -169,18 +171,23 @@ int ListActions(HMODULE module) {
     return 0;
 }
 
-int ReportPackage(const std::string& package) {
-    const auto result = actionhost::CheckPackage(actionhost::ReadPackageRows(package));
-    for (const std::string& call : result.calls)
-        std::printf("calls  %s\n", call.c_str());
-    for (const std::string& finding : result.findings)
-        std::printf("found  %s\n", finding.c_str());
-    for (const std::string& remark : result.remarks)
-        std::printf("remark  %s\n", remark.c_str());
-    std::printf("checked  %d rows that call the library, %d of them in the execute sequence: %zu "
-                "findings\n",
-                result.rows, result.scheduled, result.findings.size());
+int ReportPackage(const actionhost::Arguments& arguments) {
+    const auto result = actionhost::CheckPackage(actionhost::ReadPackageRows(arguments.package));
+    std::fputs((arguments.json ? actionhost::JsonReport(arguments.package, result)
+                               : actionhost::TextReport(result))
+                   .c_str(),
+               stdout);
     return result.findings.empty() ? 0 : ExitActionFailed;
+}
+
+int Explain(const actionhost::Arguments& arguments) {
+    const std::string text =
+        arguments.package.empty()
+            ? actionhost::ExplainAction(arguments.action)
+            : actionhost::ExplainPackage(actionhost::ReadPackageRows(arguments.package),
+                                         actionhost::ReferencePages());
+    std::fputs(text.c_str(), stdout);
+    return 0;
 }
 
 // Stands in for the library's MsiGetMode when the session is to look deferred.
@@ -255,7 +262,9 @@ int main(int argc, char** argv) {
             return 0;
         }
         if (arguments.check)
-            return ReportPackage(arguments.package);
+            return ReportPackage(arguments);
+        if (arguments.explain)
+            return Explain(arguments);
         const std::string dll =
             arguments.dll.empty() ? BesideThisProgram("setupactions.dll") : arguments.dll;
         const HMODULE module = LoadActions(dll);

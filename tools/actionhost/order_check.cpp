@@ -364,7 +364,8 @@ void CheckProperties(const PackageRows& package, const std::vector<Step>& steps,
     }
     if (!missing.empty())
         findings.push_back(Format("property %s: does not name %s: they are dropped unless the "
-                                  "installation was started elevated: run import-tables",
+                                  "installation was started elevated: run import-tables, or give "
+                                  "them Secure=\"yes\" in WiX",
                                   SecureProperties, missing.c_str()));
     for (const ServerPropertyRow& property : ServerPropertyRows)
         if (named.count(property.name) > 0)

@@ -1,7 +1,6 @@
 #include "tools/actionhost/package_check.h"
 
 #include "frame/session.h"
-#include "tools/actionhost/catalogue.h"
 #include "tools/actionhost/order_check.h"
 
 #include <algorithm>
@@ -24,14 +23,6 @@ const int NoImpersonate = 0x800; // of a custom action's type
 const size_t LikelyMisspelling = 4;
 const size_t LikelyMisspellingOfId = 2;
 
-const size_t ManyRows = 10; // not scheduled, as in a package that includes the kit
-
-const CatalogueRow* FindAction(const std::string& name) {
-    const auto* found = std::find_if(std::begin(Catalogue), std::end(Catalogue),
-                                     [&](const CatalogueRow& row) { return name == row.name; });
-    return found == std::end(Catalogue) ? nullptr : found;
-}
-
 const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
     const CatalogueRow* nearest = nullptr;
     size_t least = farthest + 1;
@@ -43,14 +34,6 @@ const CatalogueRow* NearestAction(const std::string& name, size_t farthest) {
         }
     }
     return nearest;
-}
-
-std::set<std::string> LibraryBinaries(const PackageRows& package) {
-    std::set<std::string> binaries = {KitBinary};
-    for (const CustomActionRow& row : package.customActions)
-        if (IsDllRow(row) && FindAction(row.target) != nullptr)
-            binaries.insert(row.source);
-    return binaries;
 }
 
 // The row's place in the execute sequence; 0 when it is not scheduled there.
@@ -282,6 +265,20 @@ void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& find
 
 } // namespace
 
+const CatalogueRow* FindAction(const std::string& name) {
+    const auto* found = std::find_if(std::begin(Catalogue), std::end(Catalogue),
+                                     [&](const CatalogueRow& row) { return name == row.name; });
+    return found == std::end(Catalogue) ? nullptr : found;
+}
+
+std::set<std::string> LibraryBinaries(const PackageRows& package) {
+    std::set<std::string> binaries = {KitBinary};
+    for (const CustomActionRow& row : package.customActions)
+        if (IsDllRow(row) && FindAction(row.target) != nullptr)
+            binaries.insert(row.source);
+    return binaries;
+}
+
 std::string Lower(std::string text) {
     for (char& letter : text)
         if (letter >= 'A' && letter <= 'Z')
@@ -308,36 +305,23 @@ size_t EditDistance(const std::string& one, const std::string& other) {
 CheckResult CheckPackage(const PackageRows& package) {
     CheckResult result;
     const std::set<std::string> library = LibraryBinaries(package);
-    std::multimap<int, std::string> calls;
-    std::vector<std::string> unscheduled;
     for (const CustomActionRow& row : package.customActions) {
         if (!IsDllRow(row) || library.count(row.source) == 0)
             continue;
-        ++result.rows;
-        const int sequence = SequenceOf(package, row.id);
-        if (sequence > 0)
-            calls.emplace(sequence, Format("%5d  %-9s %s", sequence,
-                                           IsRollbackRow(row)   ? "rollback"
-                                           : IsCommitRow(row)   ? "commit"
-                                           : IsDeferredRow(row) ? "deferred"
-                                                                : "immediate",
-                                           row.id.c_str()) +
-                                        (row.id == row.target ? "" : " -> " + row.target));
-        else
-            unscheduled.push_back(row.id);
+        result.calls.push_back({SequenceOf(package, row.id),
+                                IsRollbackRow(row)   ? "rollback"
+                                : IsCommitRow(row)   ? "commit"
+                                : IsDeferredRow(row) ? "deferred"
+                                                     : "immediate",
+                                row.id, row.target});
         const std::string fault = RowFault(package, row);
         if (!fault.empty())
             result.findings.push_back("action " + row.id + ": " + fault);
     }
-    result.scheduled = static_cast<int>(calls.size());
-    for (const auto& call : calls)
-        result.calls.push_back(call.second);
-    if (unscheduled.size() > ManyRows) {
-        result.calls.push_back(Format("not scheduled: %zu rows", unscheduled.size()));
-    } else {
-        for (const std::string& id : unscheduled)
-            result.calls.push_back("not scheduled: " + id);
-    }
+    // Zeros last.
+    const auto place = [](const Call& call) { return static_cast<unsigned>(call.sequence) - 1; };
+    std::stable_sort(result.calls.begin(), result.calls.end(),
+                     [&](const Call& one, const Call& other) { return place(one) < place(other); });
     CheckSequence(package, "InstallExecuteSequence", package.executeSequence, result.findings);
     CheckSequence(package, "InstallUISequence", package.uiSequence, result.findings);
     CheckOrder(package, library, result.findings);

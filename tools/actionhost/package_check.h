@@ -2,6 +2,7 @@
 // actions as they are meant to be used?
 #pragma once
 
+#include "tools/actionhost/catalogue.h"
 #include "tools/actionhost/package_rows.h"
 
 #include <string>
@@ -9,17 +10,29 @@
 
 namespace actionhost {
 
+// A row that calls the library.
+struct Call {
+    int sequence; // in the execute sequence; 0: not scheduled there
+    const char* when;
+    std::string id;
+    std::string action;
+};
+
 struct CheckResult {
-    int rows = 0;                      // that call the library
-    int scheduled = 0;                 // of those, in the execute sequence
-    std::vector<std::string> calls;    // a line for each of these, in their order
-    std::vector<std::string> findings; // one line each, with what to do
+    std::vector<Call> calls;           // in their order, what is not scheduled last
+    std::vector<std::string> findings; // "where: what, with what to do"
     std::vector<std::string> remarks;  // on what is no fault, one line each
 };
 
 // The findings on a package. The library is the Binary row named setupactions
 // and any other one from which a row calls an action of the library.
 CheckResult CheckPackage(const PackageRows& package);
+
+// The Binary rows that are the library.
+std::set<std::string> LibraryBinaries(const PackageRows& package);
+
+// An action's row of the catalogue; null for a name that is none.
+const CatalogueRow* FindAction(const std::string& name);
 
 // How many letters must be put in, taken out or replaced to turn one text into
 // the other.

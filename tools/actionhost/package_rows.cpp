@@ -108,11 +108,14 @@ PackageRows ReadPackageRows(const std::string& path) {
     });
     ForEachRow(handle, package, "Component", "`Component`",
                [&](const CMsiHelper& row) { package.components.insert(row.GetField(1)); });
-    for (const auto& known : ReadColumns())
+    for (const auto& known : ReadColumns()) {
+        ForEachRow(handle, package, known.table, "*",
+                   [&](const CMsiHelper&) { ++package.tableRows[known.table]; });
         if (HasColumn(package, known.table, "Component_"))
             ForEachRow(handle, package, known.table, "`Component_`", [&](const CMsiHelper& row) {
                 package.usedComponents[known.table].insert(row.GetField(1));
             });
+    }
     if (HasColumn(package, "HalcyonWebVirtualDir", "ApplicationDirs"))
         ForEachRow(handle, package, "HalcyonWebVirtualDir", "`VirtualDir`, `ApplicationDirs`",
                    [&](const CMsiHelper& row) {

@@ -52,6 +52,7 @@ struct PackageRows {
     std::map<std::string, std::set<std::string>> columns; // by table
     std::set<std::string> components;
     std::map<std::string, std::set<std::string>> usedComponents; // Component_, by table
+    std::map<std::string, int> tableRows; // of the library's tables that are there
     std::vector<VirtualDirRow> virtualDirs;
     std::string upgradeProperty; // says that an older version is here, to be removed
 };
