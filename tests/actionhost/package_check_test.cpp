@@ -393,4 +393,6 @@ TEST(Reference, ExplainsEveryAction) {
         EXPECT_TRUE(std::all_of(text.begin(), text.end(), [](char letter) { return letter > 0; }))
             << row.name;
     }
+    EXPECT_THAT(ExplainAction("StartAPSService"),
+                HasSubstr("\n  StartAPSService crashed.\n      Bad: "));
 }

@@ -62,4 +62,22 @@ inline const ServerPropertyRow ServerPropertyRows[] = {
 #undef SERVER_PROPERTY
 };
 
+struct LogLineRow {
+    const char* patterns; // one to a line
+    const char* actions;  // that write it, between blanks; empty: every one
+    const char* worth;    // Step, Good, Bad or Varies
+    const char* meaning;
+    const char* remedy;
+};
+inline const LogLineRow LogLines[] = {
+#define LOG_SECTION(Title, Text)
+#define LOG_LINE(Patterns, Actions, Worth, Meaning, Remedy)                                        \
+    {Patterns, Actions, #Worth, Meaning, Remedy},
+#define UNDATED_LINE LOG_LINE
+#include "exports/log_lines.inc"
+#undef LOG_SECTION
+#undef LOG_LINE
+#undef UNDATED_LINE
+};
+
 } // namespace actionhost

@@ -175,8 +175,20 @@ std::string ExplainAction(const std::string& action) {
     const CatalogueRow* row = FindAction(action);
     if (row == nullptr)
         throw UsageError("no action " + action + "; --list shows them");
-    return Format("%s (%s): %s\n\n", row->name, Lower(row->when).c_str(), row->purpose) +
-           PlainText(SectionOf(ReferencePages(), action), Columns);
+    std::string text =
+        Format("%s (%s): %s\n\n", row->name, Lower(row->when).c_str(), row->purpose) +
+        PlainText(SectionOf(ReferencePages(), action), Columns);
+    std::string lines;
+    for (const LogLineRow& line : LogLines) {
+        if ((" " + std::string(line.actions) + " ").find(" " + action + " ") == std::string::npos)
+            continue;
+        std::istringstream patterns(line.patterns);
+        for (std::string pattern; std::getline(patterns, pattern);)
+            lines += "  " + pattern + "\n";
+        lines += Wrapped(WithoutMarks(Format("%s: %s %s", line.worth, line.meaning, line.remedy)),
+                         "      ", Columns);
+    }
+    return lines.empty() ? text : text + "\nIts lines in the log:\n" + lines;
 }
 
 } // namespace actionhost

@@ -19,8 +19,8 @@ std::string PlainText(const std::string& markdown, size_t width);
 // The names in code marks of a section's field "Reads", in their order.
 std::vector<std::string> NamesRead(const std::string& section);
 
-// The page of an action as the host shows it: purpose and section. Throws UsageError for
-// a name that is no action's.
+// The page of an action as the host shows it: purpose, section and log lines. Throws
+// UsageError for a name that is no action's.
 std::string ExplainAction(const std::string& action);
 
 } // namespace actionhost
