@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # Makes the reference's page of log lines, docs/log-lines.md, from the list in
-# exports/log_lines.inc, and of all pages the reference as HTML in build/reference.
+# exports/log_lines.inc, and of all its pages the reference as HTML in build/reference.
 # A link that leads nowhere is a fault. With --log-lines the first page is only printed.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
@@ -66,9 +66,9 @@ rm -rf "$out"
 mkdir -p "$out/actions"
 cp docs/reference.css "$out"
 pages=(actions log-lines security)
-for file in docs/*.md docs/actions/*.md; do
+for file in docs/actions/*.md; do
     file=${file#docs/}
-    case " ${pages[*]} " in *" ${file%.md} "*) ;; *) pages+=("${file%.md}") ;; esac
+    pages+=("${file%.md}")
 done
 
 # A heading's id is what links to it in Markdown say.
