@@ -22,9 +22,9 @@ using Action = UINT(WINAPI*)(MSIHANDLE);
 
 const wchar_t Viewer[] = L"/LM/W3SVC/1/ROOT/viewer";
 const char Isapi[] = "XAZisapi.C7F9FAEF_0D7E_4B63_AAAE_C309147E20E8"; // in other letters
-const char ServerKey[] = "System\\CurrentControlSet\\Services\\W3SVC\\";
+const std::string ServerKey = "System\\CurrentControlSet\\Services\\W3SVC\\";
+const std::string OlderRoots = ServerKey + "Parameters\\Virtual Roots";
 const char SharePointKey[] = "SOFTWARE\\Microsoft\\Shared Tools\\Web Server Extensions\\6.0";
-const char OlderRoots[] = "System\\CurrentControlSet\\Services\\W3SVC\\Parameters\\Virtual Roots";
 const std::string NoTool = std::string("stsadm.exe path not found in: ") + SharePointKey;
 
 // How lines of what stands below begin: of the services and the store.
@@ -47,11 +47,10 @@ protected:
     void SetUp() override {
         ServicesTest::SetUp();
         MakeDeferred(file);
-        const std::string key = ServerKey;
         const DWORD version = 5;
-        RegSetValueExA(PrivateRegistry::Key(HKEY_LOCAL_MACHINE, key + "Parameters").Get(),
-                       "MajorVersion", 0, REG_DWORD, reinterpret_cast<const BYTE*>(&version), 4);
-        PrivateRegistry::Key(HKEY_LOCAL_MACHINE, key + "Enum");
+        SHSetValueA(HKEY_LOCAL_MACHINE, (ServerKey + "Parameters").c_str(), "MajorVersion",
+                    REG_DWORD, &version, sizeof version);
+        PrivateRegistry::Key(HKEY_LOCAL_MACHINE, ServerKey + "Enum");
         services = {{"W3SVC", SERVICE_RUNNING},
                     {"MSFTPSVC", SERVICE_STOPPED},
                     {"SMTPSVC", SERVICE_RUNNING}};
@@ -159,17 +158,17 @@ TEST_F(WebConfigurationTest, ARemovalUndoesItsRows) {
 
 TEST_F(WebConfigurationTest, AMimeRowsBitsChooseItsList) {
     const struct {
-        const char *attributes, *component;
+        const char *name, *attributes, *component;
         DWORD list; // 0: only logged
         std::wstring entry;
     } cases[] = {
-        {"1", "Main", MD_SCRIPT_MAPS, L".rpt,C:\\Suite\\rpt.dll,1"},
-        {"2", Isapi, 0, L"?"},
-        {"3", "Main", MD_MIME_MAP, L".rpt,application/x-rpt"},
-        {"5", Isapi, MD_SCRIPT_MAPS, L".rpt,C:\\Suite\\rpt.dll,1"},
+        {"a script map", "1", "Main", MD_SCRIPT_MAPS, L".rpt,C:\\Suite\\rpt.dll,1"},
+        {"a logged row", "2", Isapi, 0, L"?"},
+        {"a MIME type", "3", "Main", MD_MIME_MAP, L".rpt,application/x-rpt"},
+        {"the suite's DLL", "5", Isapi, MD_SCRIPT_MAPS, L".rpt,C:\\Suite\\rpt.dll,1"},
     };
     for (const auto& row : cases) {
-        SCOPED_TRACE(row.attributes);
+        SCOPED_TRACE(row.name);
         Forget();
         IIS4AddVirtualDir(session, "viewer", "C:\\x", 1, "");
         HandOver("", "+-", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL, row.attributes, row.component);
@@ -186,17 +185,19 @@ TEST_F(WebConfigurationTest, SharePointIsToldWhateverBecameOfTheStore) {
     PrivateRegistry::Write(HKEY_LOCAL_MACHINE, SharePointKey, "Location", "C:\\Share Point\\");
     const std::string tool = "C:\\Share Point\\\\bin\\stsadm.exe";
     const struct {
+        std::string operation;
         Action action;
-        std::string operation, noDirectory, noMapping;
+        std::string noDirectory, noMapping;
     } cases[] = {
-        {ConfigureWebServices, "addpath",
+        {"addpath", ConfigureWebServices,
          "IIS4AddVirtualDir: Couldn't create virtual directory viewer",
          "IIS4AddScriptMap: Couldn't add script map rpt->application/x-rpt"},
-        {UnConfigureWebServices, "deletepath",
+        {"deletepath", UnConfigureWebServices,
          "IIS4RemoveVirtualDir couldn't remove virtual directory viewer",
          "IIS4RemoveScriptMap: Couldn't remove extension rpt"},
     };
     for (const auto& row : cases) {
+        SCOPED_TRACE(row.operation);
         answers["CoCreateInstance"] = {E_FAIL, E_FAIL};
         const std::string command =
             "\"" + tool + "\" -o " + row.operation + " -url http://HOST/viewer/ -type exclusion";
@@ -218,14 +219,17 @@ TEST_F(WebConfigurationTest, AFailedInstallationLeavesTheStoreAndTheServicesAsTh
     old[Viewer + std::wstring(L"/app")];
     old[L"/LM/W3SVC/1/ROOT/Kestrel"] = old[Viewer];
     const struct {
+        const char* name;
         metabase::Keys before;
-        const char *flags, *exclusion; // what SharePoint is told at last
+        const char* flags;
+        std::string exclusion; // what SharePoint is told at last
         INSTALLSTATE installed, action;
     } cases[] = {
-        {metabase::NewServer(), "+-", "deletepath", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL},
-        {old, "+-", "", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
-        {old, "+!", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
-        {old, "+-", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_ABSENT},
+        {"first", metabase::NewServer(), "+-", "deletepath", INSTALLSTATE_ABSENT,
+         INSTALLSTATE_LOCAL},
+        {"repair", old, "+-", "", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
+        {"repair anew", old, "+!", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_LOCAL},
+        {"removal", old, "+-", "addpath", INSTALLSTATE_LOCAL, INSTALLSTATE_ABSENT},
     };
     const std::vector<Action> runs[] = {
         {UnConfigureWebServices},
@@ -236,7 +240,7 @@ TEST_F(WebConfigurationTest, AFailedInstallationLeavesTheStoreAndTheServicesAsTh
     for (const auto& row : cases) {
         std::vector<std::string> log;
         for (const std::vector<Action>& actions : runs) {
-            SCOPED_TRACE(Format("%s %d %u", row.flags, row.action, actions.size()));
+            SCOPED_TRACE(Format("%s, %u actions", row.name, actions.size()));
             Store(row.before);
             PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OlderRoots, "/viewer,", "C:\\older");
             HandOver(row.flags, row.flags, row.installed, row.action, "1", Isapi);
@@ -254,19 +258,17 @@ TEST_F(WebConfigurationTest, AFailedInstallationLeavesTheStoreAndTheServicesAsTh
                              [](const std::string& line) { return line[0] == '"'; });
             }
             EXPECT_EQ(metabase::FormatTree(Saved()), metabase::FormatTree(row.before));
-            EXPECT_EQ(
-                SHGetValueA(HKEY_LOCAL_MACHINE, OlderRoots, "/viewer,", nullptr, nullptr, nullptr),
-                ERROR_SUCCESS);
+            EXPECT_EQ(SHDeleteValueA(HKEY_LOCAL_MACHINE, OlderRoots.c_str(), "/viewer,"),
+                      ERROR_SUCCESS);
             EXPECT_EQ(services, servicesBefore);
             MakeDeferred(file, MSIRUNMODE_ROLLBACK);
             Run(RestartWebServices);
             EXPECT_EQ(services, servicesBefore) << "what stood still before does not run now";
         }
         EXPECT_EQ(log.empty() ? "" : log.back(),
-                  *row.exclusion == '\0' ? ""
-                                         : Format("\"C:\\Share\\bin\\stsadm.exe\" -o %s -url "
-                                                  "http://HOST/viewer/ -type exclusion",
-                                                  row.exclusion));
+                  row.exclusion.empty() ? ""
+                                        : "\"C:\\Share\\bin\\stsadm.exe\" -o " + row.exclusion +
+                                              " -url http://HOST/viewer/ -type exclusion");
     }
 }
 
@@ -298,15 +300,11 @@ TEST_F(WebConfigurationTest, WhatWasChangedSinceStaysInARollback) {
     }
 }
 
-TEST_F(WebConfigurationTest, OnlyServicesOfAWebServerAreStopped) {
+TEST_F(WebConfigurationTest, ServicesAreStoppedOnlyForAChangeAndOfAWebServer) {
     HandOver("+", "", INSTALLSTATE_ABSENT, INSTALLSTATE_LOCAL);
-    RegDeleteKeyA(HKEY_LOCAL_MACHINE, (ServerKey + std::string("Enum")).c_str());
+    RegDeleteKeyA(HKEY_LOCAL_MACHINE, (ServerKey + "Enum").c_str());
     EXPECT_TRUE(Contains(Run(ConfigureWebServices), "Setting web virtual directory"));
-    EXPECT_EQ(Requests(), "");
-}
-
-TEST_F(WebConfigurationTest, AHandOffThatCannotBeReadChangesNothing) {
-    MakeDeferred("C:\\windows");
+    MakeDeferred("C:\\windows"); // no file
     EXPECT_THAT(Run(ConfigureWebServices), ElementsAre("C:\\windows"));
     EXPECT_THAT(Run(UnConfigureWebServices),
                 ElementsAre("C:\\windows", "No web components to uninstall"));

@@ -149,16 +149,22 @@ TEST(WebRows, AreAppliedAndUndoneByFlagsAndStates) {
                        absent = INSTALLSTATE_ABSENT, local = INSTALLSTATE_LOCAL,
                        source = INSTALLSTATE_SOURCE;
     const struct {
+        const char* name;
         INSTALLSTATE installed, action;
         std::string added, removed; // the flags with which a row is applied, undone
     } cases[] = {
-        {absent, local, "+", "!"}, {local, local, "+", "!"},  {local, none, "+", ""},
-        {local, source, "+", ""},  {local, absent, "", "-!"}, {source, absent, "", ""},
-        {absent, none, "", ""},    {zero, zero, "", ""},
+        {"installed", absent, local, "+", "!"},
+        {"reinstalled", local, local, "+", "!"},
+        {"stays", local, none, "+", ""},
+        {"becomes run from source", local, source, "+", ""},
+        {"removed", local, absent, "", "-!"},
+        {"removed, run from source", source, absent, "", ""},
+        {"stays away", absent, none, "", ""},
+        {"unknown", zero, zero, "", ""},
     };
     for (const auto& row : cases)
         for (const std::string flag : {"+", "-", "!", "x"}) {
-            SCOPED_TRACE(Format("%s %d %d", flag.c_str(), row.installed, row.action));
+            SCOPED_TRACE(row.name + (" " + flag));
             EXPECT_EQ(NeedsAdd("a" + flag, row.installed, row.action),
                       row.added.find(flag) != std::string::npos);
             EXPECT_EQ(NeedsRemove("a" + flag, row.installed, row.action),

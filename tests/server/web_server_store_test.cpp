@@ -106,9 +106,9 @@ TEST_F(WebStoreTest, RemovingAVirtualDirectoryForgetsItsOlderRecordToo) {
     EXPECT_TRUE(IIS4AddVirtualDir(session, "viewer", "C:\\x", 1, ""));
     EXPECT_TRUE(IIS4RemoveVirtualDir(session, "/viewer", "/ignored"));
     EXPECT_EQ(Saved().count(Viewer), 0u);
-    const RegistryKey key = PrivateRegistry::Key(HKEY_LOCAL_MACHINE, roots);
     for (const std::string name : {"/viewer", "/viewer,", "/viewer2"})
-        EXPECT_EQ(RegDeleteValueA(key.Get(), name.c_str()) == ERROR_SUCCESS, name == "/viewer2");
+        EXPECT_EQ(SHDeleteValueA(HKEY_LOCAL_MACHINE, roots, name.c_str()) == ERROR_SUCCESS,
+                  name == "/viewer2");
 }
 
 TEST_F(WebStoreTest, AMappingComesFirstAndReplacesEveryOlderOne) {
@@ -226,15 +226,18 @@ TEST_F(WebStoreTest, ANameThatCannotBeConvertedChangesNothing) {
 TEST_F(WebStoreTest, OnlyNewerServersKeepAnExtensionList) {
     const ReplacedImport<decltype(TellVersion)> getVersion("GetVersionExA", TellVersion);
     const std::string prefix = "[ConfigureWebSvcExtension]: ";
+    const struct {
+        std::array<DWORD, 3> system;
+        std::string last;
+    } cases[] = {{{5, 1, 99999}, prefix + "Invalid OS 5:1 [99999]"},
+                 {{5, 2, 2600}, prefix + "Invalid OS 5:2 [2600]"},
+                 {{5, 2, 2601}, "[IIS4AddWebSvcExtension] is done"}};
     SentLines sent;
-    const auto configure = [&](DWORD minor, DWORD build) {
-        system_ = {5, minor, build};
+    for (const auto& row : cases) {
+        system_ = row.system;
         ConfigureWebSvcExtension(session, "C:\\x.dll", true);
-        return sent.lines.back();
-    };
-    EXPECT_EQ(configure(1, 99999), prefix + "Invalid OS 5:1 [99999]");
-    EXPECT_EQ(configure(2, 2600), prefix + "Invalid OS 5:2 [2600]");
-    EXPECT_EQ(configure(2, 2601), "[IIS4AddWebSvcExtension] is done");
+        EXPECT_EQ(sent.lines.back(), row.last);
+    }
     EXPECT_TRUE(Contains(sent.lines, prefix + "Running IIS4AddWebSvcExtension 1,C:\\x.dll,1,,"
                                               "Tarnwick Lumo xazISAPI.dll"));
 }
@@ -251,38 +254,38 @@ TEST_F(WebStoreTest, ABusyStoreIsTriedTenTimes) {
 }
 
 TEST_F(WebStoreTest, EveryFailingStepHasItsLineAndNothingStaysOpen) {
-    const std::function<bool()> operations[] = {
-        [&] { return IIS4AddVirtualDir(session, "v", "C:\\x", 1, ""); },
-        [&] { return IIS4RemoveVirtualDir(session, "v", ""); },
-        [&] { return IIS4AddScriptMap(session, "", "r", "t", MD_MIME_MAP); },
-        [&] { return IIS4RemoveScriptMap(session, "", "asp", MD_SCRIPT_MAPS); },
-        [&] { return IIS4AddWebSvcExtension(session, "1", "x"); },
-    };
+    const auto addDir = [&] { return IIS4AddVirtualDir(session, "v", "C:\\x", 1, ""); };
+    const auto addBelow = [&] { return IIS4AddVirtualDir(session, "none/below", "C:\\x", 1, ""); };
+    const auto removeDir = [&] { return IIS4RemoveVirtualDir(session, "v", ""); };
+    const auto addMap = [&] { return IIS4AddScriptMap(session, "", "r", "t", MD_MIME_MAP); };
+    const auto removeMap = [&] { return IIS4RemoveScriptMap(session, "", "asp", MD_SCRIPT_MAPS); };
+    const auto allow = [&] { return IIS4AddWebSvcExtension(session, "1", "x"); };
     const struct {
-        int operation;
-        const char* failing;
-        std::string last; // line; empty: none at all
+        std::string name, failing; // what the last line begins with; the call
+        std::function<bool()> change;
+        std::string line; // the rest
     } cases[] = {
-        {0, "CoCreateInstance", "IIS4AddVirtualDir: adminBase.Init returned false."},
-        {0, "OpenKey", "IIS4AddVirtualDir: Couldn't open /LM/W3svc/1/ROOT"},
-        {0, "SaveData", "IIS4AddVirtualDir: CMSAdminBase.CommitKeyChanges failed"},
-        {1, "CoCreateInstance", "IIS4RemoveVirtualDir: adminBase.Init returned false."},
-        {1, "DeleteKey", ""},
-        {2, "CoCreateInstance", "IIS4AddScriptMap: adminBase.Init returned false."},
-        {2, "OpenKey", "IIS4AddScriptMap: Couldn't open key /LM/W3svc/1/ROOT"},
-        {2, "SaveData", "IIS4AddScriptMap: CMSAdminBase.CommitKeyChanges failed"},
-        {3, "OpenKey",
-         "IIS4RemoveScriptMap: CMSAdminBase.OpenMetabaseKey(/LM/W3SVC/1/ROOT) failed"},
-        {4, "CoCreateInstance", "IIS4AddWebSvcExtension: adminBase.Init returned false."},
-        {4, "OpenKey", " Couldn't open key /LM/W3svc"},
+        {"IIS4AddVirtualDir", "CoCreateInstance", addDir, ": adminBase.Init returned false."},
+        {"IIS4AddVirtualDir", "OpenKey", addDir, ": Couldn't open /LM/W3svc/1/ROOT"},
+        {"IIS4AddVirtualDir", "SaveData", addDir, ": CMSAdminBase.CommitKeyChanges failed"},
+        {"IIS4AddVirtualDir", "AddKey", addBelow, ":  CMSAdminBase.CreateVirtualDir failed"},
+        {"IIS4RemoveVirtualDir", "CoCreateInstance", removeDir, ": adminBase.Init returned false."},
+        {"(no line)", "DeleteKey", removeDir, ""},
+        {"IIS4AddScriptMap", "CoCreateInstance", addMap, ": adminBase.Init returned false."},
+        {"IIS4AddScriptMap", "OpenKey", addMap, ": Couldn't open key /LM/W3svc/1/ROOT"},
+        {"IIS4AddScriptMap", "SaveData", addMap, ": CMSAdminBase.CommitKeyChanges failed"},
+        {"IIS4RemoveScriptMap", "OpenKey", removeMap,
+         ": CMSAdminBase.OpenMetabaseKey(/LM/W3SVC/1/ROOT) failed"},
+        {"IIS4AddWebSvcExtension", "CoCreateInstance", allow, ": adminBase.Init returned false."},
+        {"[IIS4AddWebSvcExtension]", "OpenKey", allow, " Couldn't open key /LM/W3svc"},
     };
+    SentLines sent;
     for (const auto& row : cases) {
-        ClearMessages();
+        SCOPED_TRACE(row.name + ", " + row.failing);
+        sent.lines = {row.name};
         answers[row.failing] = {E_FAIL};
-        EXPECT_FALSE(operations[row.operation]()) << row.last;
-        EXPECT_EQ(Log().empty() ? "" : Log().back(), row.last) << row.failing;
-        EXPECT_TRUE(Saved().empty()) << row.last << ": nothing was saved";
+        EXPECT_FALSE(row.change());
+        EXPECT_EQ(sent.lines.back(), row.name + row.line);
+        EXPECT_TRUE(Saved().empty());
     }
-    EXPECT_FALSE(IIS4AddVirtualDir(session, "none/below", "C:\\x", 1, ""));
-    EXPECT_EQ(Log().back(), "IIS4AddVirtualDir:  CMSAdminBase.CreateVirtualDir failed");
 }

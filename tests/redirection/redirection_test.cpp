@@ -1,4 +1,3 @@
-// Directories that follow an earlier product's.
 #include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
 #include "tests/support/session_test.h"
@@ -55,8 +54,7 @@ protected:
 };
 
 TEST_F(RedirectionTest, CallsAlternateWhateverTheTable) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"", "1"}, {"1", "2"}, {"2", "1"}, {"-3", "0"}, {"2x", "1"}};
+    const char* const cases[][2] = {{"", "1"}, {"1", "2"}, {"2", "1"}, {"-3", "0"}, {"2x", "1"}};
     for (const auto& [before, after] : cases) {
         SetProperty(Counter, before);
         EXPECT_EQ(Run(), Prefix + "KestrelRedirection table not present.\n");
