@@ -27,7 +27,7 @@ const std::string OlderRoots = ServerKey + "Parameters\\Virtual Roots";
 const char SharePointKey[] = "SOFTWARE\\Microsoft\\Shared Tools\\Web Server Extensions\\6.0";
 const std::string NoTool = std::string("stsadm.exe path not found in: ") + SharePointKey;
 
-// How lines of what stands below begin: of the services and the store.
+// First words of the lines of services and store.
 const std::string Details = "Attempting Expecting Expected Service ControlService StopService: "
                             "QueryServiceStatus: IIS4AddVirtualDir: IIS4AddScriptMap: ";
 
@@ -56,7 +56,7 @@ protected:
                     {"SMTPSVC", SERVICE_RUNNING}};
     }
 
-    // The hand-off of one row in each table, both of one component.
+    // Writes the hand-off of one row in each table, both of one component.
     void HandOver(const char* dirFlags, const char* mimeFlags, INSTALLSTATE installed,
                   INSTALLSTATE action, const char* attributes = "1",
                   const char* component = "Main") const {
@@ -86,7 +86,7 @@ ComponentAction=%s
                                    installed, component, action));
     }
 
-    // What an action logs, without details.
+    // Result: what the action logs, without details.
     std::vector<std::string> Run(Action action) {
         ClearMessages();
         calls.clear();

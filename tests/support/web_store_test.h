@@ -1,5 +1,5 @@
-// For tests beside a web server's store of their own: a file of the test's,
-// calls that are recorded and fail when told to, virtual time.
+// For tests with a web server's store of their own: a file of the test's, calls that
+// are recorded and can be made to fail, virtual time.
 #pragma once
 
 #include "tests/support/private_registry.h"
@@ -12,8 +12,7 @@
 #include <deque>
 #include <map>
 
-// What a fixture derives from besides its own base. HKEY_LOCAL_MACHINE and
-// HKEY_CURRENT_USER are private.
+// A fixture's further base. HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER are private.
 class WatchedWebStore {
 public:
     WatchedWebStore() {
@@ -25,8 +24,8 @@ public:
         EXPECT_EQ(held_, 0) << "a reference to the store was kept, or COM not left";
     }
 
-    // What the next calls of a method, or of CoCreateInstance, answer instead of
-    // doing their work.
+    // What the next calls of a method, or of CoCreateInstance, return instead of doing
+    // their work; S_OK does it.
     std::map<std::string, std::deque<HRESULT>> answers;
 
     // How often each of them was called.
@@ -71,7 +70,7 @@ private:
                                METADATA_RECORD* record) override {
             return Do("SetData", path, [&] { return AdminBase::SetData(base, path, record); });
         }
-        // Told to find its buffer too small it asks for one that is.
+        // Made to find its buffer too small, it asks for one that is too small.
         HRESULT WINAPI GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
                                DWORD* needed) override {
             *needed = sizeof(wchar_t);
@@ -92,7 +91,7 @@ private:
         }
     };
 
-    // Takes the next answer of a method.
+    // Takes a method's next answer.
     static HRESULT Answer(const char* method) {
         ++current->asked[method];
         std::deque<HRESULT>& left = current->answers[method];

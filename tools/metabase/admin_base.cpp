@@ -35,7 +35,7 @@ bool TakeData(const METADATA_RECORD& record, Value& value) {
     }
 }
 
-// Hands a value's data to a record, if it has room for it.
+// Copies a value's data into a record, if it has room.
 HRESULT GiveData(const Value& value, METADATA_RECORD& record, DWORD* needed) {
     const std::wstring characters = value.type == STRING_METADATA
                                         ? value.texts.at(0) + L'\0'
@@ -106,7 +106,7 @@ HRESULT AdminBase::OpenKey(METADATA_HANDLE base, LPCWSTR path, DWORD, DWORD,
     if (FAILED(found))
         return found;
     *opened = ++lastHandle_;
-    handles_[*opened] = keys_.find(whole)->first; // in the letters of the tree
+    handles_[*opened] = keys_.find(whole)->first; // in the tree's letter case
     return S_OK;
 }
 
@@ -155,7 +155,7 @@ HRESULT AdminBase::SetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* 
 HRESULT AdminBase::GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
                            DWORD* needed) {
     if (record->dwMDDataType != MULTISZ_METADATA)
-        return E_NOTIMPL; // the library reads lists alone
+        return E_NOTIMPL; // the library reads only lists
     std::wstring whole;
     const HRESULT resolved = Resolve(base, path, false, whole);
     if (FAILED(resolved))

@@ -1,5 +1,5 @@
-// A stand-in for the web server's configuration store, where no web server is:
-// the part of its COM interface that the library calls, on a text file.
+// A stand-in for the web server's configuration store, for machines without a web
+// server: the part of its COM interface that the library calls, on a text file.
 #pragma once
 
 #include "tools/metabase/tree.h"
@@ -13,11 +13,11 @@ const CLSID AdminBaseClass = {
 const IID AdminBaseInterface = {
     0x70B51430, 0xB6CA, 0x11D0, {0xB9, 0xB9, 0x00, 0xA0, 0xC9, 0x22, 0xE7, 0x50}};
 
-// Each object reads the file when it is loaded and writes it in SaveData; what
-// was not saved is gone with the object. Without a file it starts as a new
-// server. Results are those of the real store, as far as the library's way of
-// calling it can bring them about: it opens one key at a time, to read and
-// write. Methods that it does not call answer E_NOTIMPL. One thread at a time.
+// Each object reads the file in Load and writes it in SaveData; what is not saved
+// is lost with the object. Without a file it starts as a new server. Results are
+// those of the real store as far as the library can tell, which opens one key at a
+// time, to read and write. Methods that it does not call return E_NOTIMPL. One
+// thread at a time.
 class AdminBase : public IMSAdminBaseW {
 public:
     AdminBase() = default;
@@ -25,7 +25,7 @@ public:
     AdminBase& operator=(const AdminBase&) = delete;
     virtual ~AdminBase() = default;
 
-    // Reads the file. MD_ERROR_READ_METABASE_FILE when it cannot be understood.
+    // Reads the file. MD_ERROR_READ_METABASE_FILE when it is malformed.
     HRESULT Load(const std::string& file);
 
     HRESULT WINAPI QueryInterface(REFIID id, void** object) override;
@@ -92,8 +92,8 @@ public:
     size_t OpenKeys() const { return handles_.size(); }
 
 private:
-    // The path below a handle, and S_OK when there is such a key. The master
-    // root takes no changes.
+    // The whole path of one below a handle; S_OK when there is such a key. The
+    // master root refuses changes.
     HRESULT Resolve(METADATA_HANDLE base, LPCWSTR path, bool changes, std::wstring& whole) const;
 
     LONG references_ = 1;

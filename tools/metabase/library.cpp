@@ -1,5 +1,5 @@
-// The stand-in store as an in-process COM server. regsvr32 registers it as the
-// web server's own store; where a web server is installed, leave it alone.
+// The stand-in store as an in-process COM server. regsvr32 registers it in place of
+// the web server's own store: never do that where a web server is installed.
 #include "tools/metabase/admin_base.h"
 
 #include <new>

@@ -19,7 +19,7 @@ struct Name {
     const char* name;
 };
 
-// The names that the server's administration tools give its values.
+// Values' names in the server's administration tools.
 const Name ValueNames[] = {
     {MD_KEY_TYPE, "KeyType"},
     {MD_APP_FRIENDLY_NAME, "AppFriendlyName"},
@@ -120,8 +120,8 @@ std::string FormatValue(DWORD id, const Value& value) {
     return line;
 }
 
-// Reads the value behind the "=": a number, a quoted string, or nothing, with a
-// list's texts to follow.
+// Reads what follows the "=": a number, a quoted string, or nothing: then a list's
+// texts follow.
 bool ParseContent(const std::string& content, Value& value) {
     if (content.empty()) {
         value.type = MULTISZ_METADATA;
@@ -140,7 +140,7 @@ bool ParseContent(const std::string& content, Value& value) {
 
 bool ParseValue(const std::string& line, DWORD& id, Value& value) {
     char userType[32] = "", attributes[32] = "";
-    int end = 0; // stays 0 unless all of it is there
+    int end = 0; // stays 0 unless the line is complete
     std::sscanf(line.c_str(), "%*[^(](%lu, %31[^,], %31[^)]) =%n", &id, userType, attributes, &end);
     return end != 0 && NumberOf(UserTypeNames, userType, value.userType) &&
            NumberOf(AttributeNames, attributes, value.attributes) &&
@@ -190,7 +190,7 @@ std::string FormatTree(const Keys& keys) {
 bool ParseTree(const std::string& text, Keys& keys) {
     keys.clear();
     Values* key = nullptr;
-    Value* list = nullptr; // that takes indented lines
+    Value* list = nullptr; // the one that indented lines belong to
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) {
         if (!line.empty() && line.back() == '\r')

@@ -1,5 +1,5 @@
-// The tree that the stand-in store keeps, and its text: keys by path, values by
-// identifier. The text is what a person looks at and may edit.
+// The stand-in store's tree (keys by path, values by identifier) and its text,
+// which is made to be read and edited by hand.
 #pragma once
 
 #include "web/server/metabase_lists.h"
@@ -25,11 +25,11 @@ struct IgnoringCase {
     bool operator()(const std::wstring& left, const std::wstring& right) const;
 };
 
-// Keys by their whole paths, "/LM/W3SVC/1"; a parent stands before its children.
+// Keys by their whole paths, "/LM/W3SVC/1"; a parent comes before its children.
 using Keys = std::map<std::wstring, Values, IgnoringCase>;
 
-// The path below the base, in the tree's form: one "/" before each name, none
-// behind. The root is the empty path.
+// The path below the base, in the tree's form: one "/" before each name and none
+// at the end. The root is the empty path.
 std::wstring JoinPath(const std::wstring& base, const std::wstring& path);
 
 // The path without its last name.
@@ -41,14 +41,13 @@ bool IsAtOrBelow(const std::wstring& path, const std::wstring& top);
 // The tree as UTF-8 text: a "[path]" line for each key, below it a line
 // `Name (identifier, user type, attributes) = …` for each value. Numbers are
 // hexadecimal, strings quoted; the texts of a list follow on indented lines. A
-// text with a line break in it does not come back.
+// text with a line break cannot be read back.
 std::string FormatTree(const Keys& keys);
 
-// Reads FormatTree's text. False when a line is none of it.
+// Reads FormatTree's text. False when a line is malformed.
 bool ParseTree(const std::string& text, Keys& keys);
 
-// A server as it comes out of the box: one site, with script maps of its own,
-// and a restriction list.
+// A new server: one site with script maps, and a restriction list.
 Keys NewServer();
 
 } // namespace metabase

@@ -1,4 +1,4 @@
-// Where ASP.NET lies: its web server library and the tool that registers it.
+// Where ASP.NET is: its web server library and the tool that registers it.
 #include "exports/action.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
@@ -10,7 +10,7 @@ using namespace setupactions;
 namespace {
 
 const char VersionProperty[] = "ASPNET";
-// What the package's search for the minimum version found.
+// Set by the package's search for the minimum version.
 const char SearchedVersionProperty[] = "ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
 const char AspNetKey[] = "SOFTWARE\\Microsoft\\ASP.NET";
 const char LibraryValue[] = "DllFullPath";
@@ -19,8 +19,8 @@ const char RegistrationTool[] = "aspnet_regiis.exe";
 const char LibraryProperty[] = "ASPDOTNET_DLLPATH";
 const char ToolProperty[] = "ASPDOTNET_REGIISPATH";
 
-// The tool's full path, or empty when it is not in the folder. Without a folder
-// the name alone would mean whatever lies in the current one.
+// The tool's full path, or empty when it is not in the folder. Without a folder,
+// its bare name would be looked for in the current one.
 std::string ToolIn(std::string folder) {
     if (folder.empty())
         return "";
@@ -59,9 +59,9 @@ void PublishPaths(MSIHANDLE session) {
 
 } // namespace
 
-// Scheduled immediate, after the search for ASP.NET. Reads ASPNET or the
-// searched version and that version's registry key; sets ASPDOTNET_DLLPATH and
-// ASPDOTNET_REGIISPATH to what is there, for the web actions.
+// Scheduled immediate, after the search for ASP.NET. Reads ASPNET or the version
+// found by the search, and that version's registry key; sets ASPDOTNET_DLLPATH and
+// ASPDOTNET_REGIISPATH to what exists, for the web actions.
 EXPORTED_ACTION(SetASPDotNetDllPath) {
     Guarded(session, "SetASPDotNetDllPath crashed", [&] { PublishPaths(session); });
     return ERROR_SUCCESS;

@@ -7,7 +7,7 @@ using namespace setupactions;
 
 namespace {
 
-// "SubVirutalDirectory" is the column's name in the packages, spelt so.
+// Packages spell the column "SubVirutalDirectory".
 const char ShortcutsQuery[] =
     "SELECT InetShortcut, Component_, SubVirutalDirectory, Component.KeyPath "
     "FROM HalcyonInetShortcuts, Component "
@@ -17,14 +17,14 @@ enum ShortcutColumn : UINT { Component = 2, Address, KeyPath };
 const char ShortcutSection[] = "InternetShortcut";
 const char AddressKey[] = "URL";
 
-// The first prefix is spelt so in the logs that support engineers search.
+// Support engineers search logs for the first prefix as it is spelt here.
 const char NoFileName[] =
     "CreateInetShortctus: FileName; Unable to format '%s', skipping this entry.";
 const char NoAddress[] =
     "CreateInetShortcuts: VirutalDirectory; Unable to format '%s', skipping this entry.";
 
-// Expands what the text holds in square brackets. An empty text stays empty:
-// the installer would take an empty template for the wish to see all fields.
+// Expands what is in square brackets. An empty text stays empty: for an empty
+// template the installer would list the record's fields.
 bool Expand(MSIHANDLE session, const std::string& text, std::string& expanded) {
     expanded.clear();
     if (text.empty())
@@ -81,9 +81,9 @@ void WriteShortcut(MSIHANDLE session, MSIHANDLE row) {
 
 } // namespace
 
-// Scheduled immediate, after InstallFinalize: the shortcut files are then in
-// place. Reads the HalcyonInetShortcuts table; writes the address into the key
-// file of each component that is being installed. Removal takes the files away.
+// Scheduled immediate, after InstallFinalize, when the shortcut files are in place.
+// Reads the HalcyonInetShortcuts table; writes the address into the key file of
+// each component that is being installed. Removing the component deletes the file.
 EXPORTED_ACTION(CreateInetShortcuts) {
     const InstallerHandle database(MsiGetActiveDatabase(session));
     InstallerHandle view;

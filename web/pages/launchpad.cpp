@@ -18,7 +18,7 @@ const char ContentFolder[] = "Path"; // its text ends in a backslash
 const char LaunchPages[] = "Enterprise11\\desktoplaunch\\";
 const char LanguageProperty[] = "CLIENTLANGUAGE";
 
-// The swap of the two pages, done again it is undone.
+// The swap of the two pages; a second one undoes it.
 struct Rename {
     const char* from;
     const char* to;
@@ -30,7 +30,7 @@ const Rename Swap[] = {
     {"tempDefaultFile.htm", "default_dotnet.htm", "Unable to rename TempFile to dotnet"},
 };
 
-// A server without its key may still be set up: it does not count as too old.
+// A server without the key may not be set up yet: it does not count as too old.
 bool IsTooOld(CInstallRegistry& registry) {
     DWORD version = 0;
     if (!registry.TryOpenKey(WebServerKey))
@@ -41,7 +41,7 @@ bool IsTooOld(CInstallRegistry& registry) {
 
 } // namespace
 
-// Scheduled immediate, after InstallFinalize: the pages are then in place.
+// Scheduled immediate, after InstallFinalize, when the pages are in place.
 // Reads the web server's version, the web content folder and CLIENTLANGUAGE;
 // swaps default.htm and default_dotnet.htm of the desktop launch pages.
 EXPORTED_ACTION(SetDesktopLaunchpadDefaultFile) {

@@ -16,7 +16,7 @@ namespace {
 const char CallProperty[] = "KESTRELREDIRECTIONNUMBER";
 const char RedirectionTable[] = "KestrelRedirection";
 
-// Equal keys and values come one after the other: they cost one registry read.
+// Rows with equal keys and values follow each other and cost one registry read.
 const char RedirectionQuery[] =
     "SELECT * FROM KestrelRedirection WHERE CallNumber=%s ORDER BY RegKey, RegValue";
 enum RedirectionColumn { DirectoryColumn = 1, KeyColumn, ValueColumn };
@@ -27,7 +27,7 @@ struct Redirection {
     std::string value;
 };
 
-// The registry's last answer and what it was asked for.
+// The last registry read: what was asked for, and what was found.
 struct Answer {
     std::string key;
     std::string value;
@@ -36,7 +36,7 @@ struct Answer {
 };
 
 // The calls of a package alternate between two sets of rows: 1, 2, 1, 2 and so
-// on. What else a package puts into the property follows the signed remainder.
+// on. Any other number in the property goes by its signed remainder.
 std::string NextCall(const std::string& lastCall) {
     return lastCall.empty() ? "1" : Format("%i", std::atoi(lastCall.c_str()) % 2 + 1);
 }
@@ -57,7 +57,7 @@ bool Expand(MSIHANDLE session, const std::string& field, std::string& expanded) 
     return false;
 }
 
-// Asks the registry, unless it was just asked the same. Result: the line for the log.
+// Reads the registry, unless the last row asked for the same. Result: the log's line.
 const char* Ask(const Redirection& row, Answer& last) {
     if (row.key == last.key && row.value == last.value)
         return last.redirects
@@ -134,7 +134,7 @@ void RedirectAll(MSIHANDLE session) {
 } // namespace
 
 // Scheduled immediate, twice, after costing. Reads the KestrelRedirection rows
-// of the present call and the registry; sets the directories that they name.
+// of the current call and the registry; sets the directories that they name.
 // Counts its calls in KESTRELREDIRECTIONNUMBER.
 EXPORTED_ACTION(KestrelRedirection) {
     Guarded(session, "KestrelRedirection failed of unknown error", [&] { RedirectAll(session); });

@@ -48,7 +48,7 @@ const DWORD DefaultDocumentAndDetails = MD_DIRBROW_LOADDEFAULT | MD_DIRBROW_SHOW
 const DWORD ReadExecuteScript = MD_ACCESS_READ | MD_ACCESS_EXECUTE | MD_ACCESS_SCRIPT;
 const DWORD Pooled = 2;
 
-// Calls until the store is not busy, at most so many times. Result: the last call's.
+// Repeats the call while the store is busy, up to the limit. Result: the last call's.
 template <typename Call>
 HRESULT RetryWhileBusy(Call call) {
     for (int tries = 1;; ++tries) {
@@ -154,7 +154,7 @@ bool CMSAdminBase::CreateVirtualDir(const std::string& name, const std::string& 
     RecordKeyToAdd(path);
     const HRESULT added = store_.Get()->AddKey(key_, path.c_str());
     if (added == KeyExists)
-        return true; // what an administrator has set there is kept
+        return true; // its settings may be an administrator's
     if (FAILED(added))
         return false;
 
@@ -233,9 +233,9 @@ HRESULT CMSAdminBase::GetMetabaseMultiSzValue(const std::string& path, DWORD id,
         return store_.Get()->GetData(key_, widePath.c_str(), &record, &needed);
     };
     HRESULT result = read();
-    // Without a buffer at first, and once more whenever the list grew in between.
+    // First without a buffer, then again for as long as the list grows in between.
     while (HRESULT_CODE(result) == ERROR_INSUFFICIENT_BUFFER && needed > characters.size()) {
-        // The size is in bytes: as many characters are room for twice of it.
+        // The size is in bytes: as many characters are more than enough.
         characters.assign(needed, L'\0');
         record.dwMDDataLen = needed;
         record.pbMDData = reinterpret_cast<unsigned char*>(characters.data());
@@ -271,7 +271,7 @@ bool CMSAdminBase::SetScriptMap(const std::string& virtualDir, const std::string
         list = value == nullptr ? WithoutMapping(list, wideKey)
                                 : WithMapping(list, wideKey, wideValue, id == MD_SCRIPT_MAPS);
         return SUCCEEDED(SetMetabaseMultiSzValue(virtualDir, id, list));
-    } catch (const std::exception&) { // no memory holds the list
+    } catch (const std::exception&) { // there is no memory for the list
         return false;
     }
 }

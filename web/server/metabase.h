@@ -1,5 +1,4 @@
 // The web server's configuration store (the IIS metabase), reached through COM.
-// Every call retries a busy store for up to half a minute where it says so.
 #pragma once
 
 #include "frame/com_apartment.h"
@@ -20,30 +19,30 @@ bool Widen(const std::string& text, std::wstring& wide);
 // separators.
 bool NamesKey(const std::string& path);
 
-// What the store answers where a key to be added is there.
+// The store's result of adding a key that exists.
 const HRESULT KeyExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 
-// As the log names it.
+// The log's name for it.
 using CAutoCoInitialize = ComApartment;
 
-// How a value stands in the store.
+// What identifies a value in the store.
 struct MetabaseValue {
     DWORD id;
     DWORD attributes;
     DWORD userType;
 };
 
-// A value with its data, as the store keeps both.
+// A value with its data.
 struct StoredValue {
     MetabaseValue value;
     DWORD type;
     std::string data;
 };
 
-// The store and one open key of it. Both are given back at the end, on every
-// path. Paths and names are relative to the open key, or to the store's root
-// while none is open. Texts cross into the store from the ANSI code page; a call
-// with one that cannot be converted fails before the store is asked.
+// The store and one of its keys, open; both are released on every path. Paths
+// and names are relative to the open key, or to the store's root while none is
+// open. Texts are converted from the ANSI code page; a call with one that cannot
+// be converted fails before the store is asked.
 class CMSAdminBase {
 public:
     // With a record, each change below the open key is recorded before it is made.
@@ -52,7 +51,7 @@ public:
     CMSAdminBase(const CMSAdminBase&) = delete;
     CMSAdminBase& operator=(const CMSAdminBase&) = delete;
 
-    // Reaches the store. False when there is none; nothing else may then be called.
+    // Connects to the store. False when there is none: nothing else may then be called.
     bool Init();
 
     // Opens a key of the store for reading and writing. A busy key is tried 10
@@ -63,25 +62,25 @@ public:
     // times, 3 seconds apart.
     bool CommitKeyChanges();
 
-    // Creates a virtual directory. One that is there already is left as it is.
-    // False when it cannot be created; its single values may fail unnoticed.
+    // Creates a virtual directory; an existing one is left as it is. False when it
+    // cannot be created; a value that cannot be written is ignored.
     bool CreateVirtualDir(const std::string& name, const std::string& physicalPath,
                           DWORD accessPermissions);
 
-    // Creates an application's directory, or completes one that is there. False
-    // when it cannot be created or one of its values cannot be written.
+    // Creates an application's directory, or writes the values of an existing one.
+    // False when it cannot be created or one of its values cannot be written.
     bool CreateApplicationDir(const std::string& applicationPath);
 
-    // Deletes a key with all below it; never the open key itself.
+    // Deletes a key and everything below it; never the open key itself.
     bool DeleteMetabaseKey(const std::string& path);
 
-    // Deletes a virtual directory here and in the registry, where older
-    // servers keep it.
+    // Deletes a virtual directory, and its record in the registry, where older
+    // servers keep theirs.
     bool RemoveVirtualDir(const std::string& name);
 
-    // A list, inherited ones included; empty when there is none. Values are only
-    // found under their own user type. On failure the list must not be written
-    // back: what it held is not known.
+    // Reads a list, which may be inherited; empty when there is none. Values are
+    // found only by their own user type. After a failure the list must not be
+    // written back: its contents are unknown.
     HRESULT GetMetabaseMultiSzValue(const std::string& path, DWORD id, TextList& list,
                                     DWORD userType = IIS_MD_UT_FILE);
 
@@ -98,14 +97,14 @@ public:
                       const std::string* value, DWORD id);
 
     // Undoes a recorded change below the open key. Result: the store's; S_FALSE when
-    // something else has changed the same since, which is then left alone.
+    // what was changed has been changed again since: it is then left alone.
     HRESULT TakeBack(const UndoEntry& change);
 
 private:
     HRESULT CloseKey();
-    // A key's own values. What it inherits is left out.
+    // A key's own values, without those it inherits.
     HRESULT ReadValues(const std::wstring& path, std::vector<StoredValue>& values);
-    // Appends path and values of the key and of every key below it.
+    // Appends the path and the values of the key and of every key below it.
     HRESULT ReadKeys(const std::wstring& path, UndoEntry& entry);
     void RecordKeyToAdd(const std::wstring& path);
     void RecordKeysToDelete(const std::wstring& path);
@@ -121,7 +120,7 @@ private:
     ComReference<IMSAdminBase> store_;
     METADATA_HANDLE key_ = METADATA_MASTER_ROOT_HANDLE;
     std::string keyPath_;
-    std::wstring newKey_; // below the open one; it goes with all its values
+    std::wstring newKey_; // just added; undoing that takes its values along
     UndoRecord* record_;
 };
 

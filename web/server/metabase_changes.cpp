@@ -10,18 +10,18 @@ namespace setupactions {
 
 namespace {
 
-// Kinds of entries. The open key and the path below it follow.
+// Kinds of entries, each followed by the open key and the path below it.
 const char AddedKey[] = "store-key-added";
-const char DeletedKeys[] = "store-keys-deleted"; // then path and values of each
+const char DeletedKeys[] = "store-keys-deleted"; // then each key's path and values
 const char ChangedValue[] = "store-value";       // then the value before and after
-const char UnreadKey[] = "store-key-unread";     // how it was is not known
-// The registry value's name, type and text follow.
+const char UnreadKey[] = "store-key-unread";     // its former state is unknown
+// Followed by the registry value's name, type and text.
 const char VirtualRoot[] = "virtual-root";
 
 const HRESULT NoKey = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
 const HRESULT NoMoreItems = HRESULT_FROM_WIN32(ERROR_NO_MORE_ITEMS);
 
-// All that is ever changed lies below it.
+// Everything that is ever changed is below it.
 const char WebService[] = "/LM/W3svc";
 
 std::string Bytes(const std::wstring& text) {
@@ -34,14 +34,14 @@ std::wstring Characters(const std::string& bytes) {
     return text;
 }
 
-// The path as the record has it: one key has one.
+// The path in the record's form, of which each key has only one.
 std::wstring WithoutLeadingSlashes(const std::wstring& path) {
     return path.substr(std::min(path.find_first_not_of(L"/\\"), path.size()));
 }
 
 std::string RecordedPath(const std::wstring& path) { return Bytes(WithoutLeadingSlashes(path)); }
 
-// For the log: what the ANSI code page lacks is replaced.
+// For the log: characters that the ANSI code page lacks are replaced.
 std::string Narrow(const std::wstring& text) {
     const int length = static_cast<int>(text.size());
     std::string narrow(text.size() * 2, '\0');
@@ -81,7 +81,7 @@ bool Unpack(const std::string& bytes, std::vector<StoredValue>& values) {
     return true;
 }
 
-// None or one.
+// The value of that identifier: none or one.
 std::vector<StoredValue> WithId(const std::vector<StoredValue>& values, DWORD id) {
     const auto found = std::find_if(values.begin(), values.end(),
                                     [&](const StoredValue& value) { return value.value.id == id; });
@@ -187,12 +187,12 @@ void CMSAdminBase::RecordKeyToAdd(const std::wstring& path) {
     if (record_ == nullptr)
         return;
     const HRESULT result = ReadValues(path, values);
-    if (FAILED(result)) // one that is there is not added
+    if (FAILED(result)) // an existing key is not added
         record_->Add({result == NoKey ? AddedKey : UnreadKey, keyPath_, RecordedPath(path)});
 }
 
 void CMSAdminBase::RecordKeysToDelete(const std::wstring& path) {
-    // Through the store's root nothing can be changed.
+    // The store takes no changes through its root.
     if (record_ == nullptr || key_ == METADATA_MASTER_ROOT_HANDLE)
         return;
     UndoEntry entry = {DeletedKeys, keyPath_, RecordedPath(path)};

@@ -40,7 +40,7 @@ std::wstring FormatMultiSz(const TextList& list) {
     for (const std::wstring& text : list)
         characters.append(text).push_back(L'\0');
     if (list.empty())
-        characters.push_back(L'\0'); // both terminators stand in an empty list too
+        characters.push_back(L'\0'); // an empty list has both terminators too
     characters.push_back(L'\0');
     return characters;
 }

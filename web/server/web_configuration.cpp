@@ -19,7 +19,7 @@ namespace setupactions {
 
 namespace {
 
-// In the order in which they are stopped and started again.
+// In the order in which they are stopped.
 const char* const WebServices[] = {"W3SVC", "MSFTPSVC", "SMTPSVC"};
 
 const int ConfigureTicks = 60 * ProgressUnitTicks;
@@ -28,7 +28,7 @@ const int UnConfigureTicks = 30 * ProgressUnitTicks;
 const char SharePointKey[] = "SOFTWARE\\Microsoft\\Shared Tools\\Web Server Extensions\\6.0";
 const char SharePointFolderValue[] = "Location";
 const char SharePointTool[] = "\\bin\\stsadm.exe";
-const DWORD MachineNameSize = 260; // characters, the end mark included
+const DWORD MachineNameSize = 260; // characters, with the terminator
 
 // Bits of a MIME row's "Attributes".
 const int ChangesStore = 1; // without it the row is only logged
@@ -48,8 +48,8 @@ const char* const OldVirtualDirs[] = {"/viewer", "/Kestrel"};
 const char AddExclusion[] = "addpath";
 const char DeleteExclusion[] = "deletepath";
 
-// Entries of the record: SharePoint's operation and the directory follow; the file
-// of stopped services.
+// Kinds of entries, followed by: SharePoint's operation and the directory; the file
+// in which the stopped services are recorded.
 const char ExclusionKind[] = "exclusion";
 const char StoppedServicesKind[] = "stopped-services";
 
@@ -73,8 +73,8 @@ std::string MachineName() {
     return GetComputerNameA(name, &size) ? name : "";
 }
 
-// Runs an operation of SharePoint's tool, if there is one, on the list of
-// paths that SharePoint leaves to the web server.
+// Has SharePoint's tool, if there is one, change the list of paths that
+// SharePoint leaves to the web server.
 void ChangeExclusion(MSIHANDLE session, const std::string& tool, const char* operation,
                      const std::string& virtualDir, UndoRecord* record = nullptr) {
     if (tool.empty())
@@ -88,7 +88,7 @@ void ChangeExclusion(MSIHANDLE session, const std::string& tool, const char* ope
     RunRedistProgram(session, commandLine, 0, false);
 }
 
-// Nothing is stopped where there is no web server. An empty file records nothing.
+// Without a web server nothing is stopped. With an empty file nothing is recorded.
 void StopWebServices(MSIHANDLE session, const std::string& file, UndoRecord& record) {
     if (!IsWebServerInstalled())
         return;
@@ -112,7 +112,7 @@ void ChangeRows(const CIniHandOff& handOff, WebRowMode mode, UndoRecord& record)
 }
 
 // SharePoint does not tell what is on its list. A directory that was there before
-// and stays keeps its exclusion; one that goes or comes back takes it along.
+// and stays keeps its exclusion; one that is removed or restored takes it along.
 void UndoExclusion(const UndoRun& run, const std::string& operation,
                    const std::string& virtualDir) {
     if (TakesVirtualDirBack(run, virtualDir))
@@ -120,15 +120,15 @@ void UndoExclusion(const UndoRun& run, const std::string& operation,
                         operation == AddExclusion ? DeleteExclusion : AddExclusion, virtualDir);
 }
 
-// One change after the other: the services are down for those of the store, as
-// they were when these were made.
+// One change after the other: the services are then stopped while the store is
+// changed back, as they were when it was changed.
 void UndoWebChanges(const UndoRun& run) {
     for (const UndoEntry& change : run.changes) {
         UndoServiceChanges({run.session, run.action, run.folder, {change}});
         UndoStoreChange(run, change);
         if (change.size() == 3 && change[0] == ExclusionKind)
             UndoExclusion(run, change[1], change[2]);
-        // What was stopped runs by now: RestartWebServices must start no more of them.
+        // They run again by now: RestartWebServices must not start the others.
         if (change.size() == 2 && change[0] == StoppedServicesKind)
             ForgetStoppedServices(change[1]);
     }
@@ -234,10 +234,10 @@ UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) {
 
 using namespace setupactions;
 
-// Scheduled deferred, after the files of the web components are installed.
-// Reads the hand-off file; applies its rows to the web server and starts the
-// services that UnConfigureWebServices stopped. Services which it stops itself
-// stay down: they are not recorded. Partners: GetWebInfo, UnConfigureWebServices.
+// Scheduled deferred, after the files of the web components are installed. Reads
+// the hand-off file; applies its rows and starts the services that UnConfigureWebServices
+// recorded. Those that it stops itself stay stopped: they are not recorded.
+// Partners: GetWebInfo, UnConfigureWebServices.
 EXPORTED_ACTION(ConfigureWebServices) {
     if (TakesBack(session, "ConfigureWebServices", UndoWebChanges))
         return ERROR_SUCCESS;
@@ -252,9 +252,9 @@ EXPORTED_ACTION(ConfigureWebServices) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled deferred, before files are removed or replaced. Reads the hand-off
-// file; undoes its rows on the web server and leaves the web services stopped,
-// recorded in the file. Partners: GetWebInfo, ConfigureWebServices, RestartWebServices.
+// Scheduled deferred, before files are removed or replaced. Reads the hand-off file;
+// undoes its rows, stops the web services and records them in the file.
+// Partners: GetWebInfo, ConfigureWebServices, RestartWebServices.
 EXPORTED_ACTION(UnConfigureWebServices) {
     if (TakesBack(session, "UnConfigureWebServices", UndoWebChanges))
         return ERROR_SUCCESS;
@@ -271,9 +271,9 @@ EXPORTED_ACTION(UnConfigureWebServices) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled deferred, last of the web actions. Reads the hand-off file; starts
-// the web services recorded in it and deletes it. Partners: GetWebInfo,
-// UnConfigureWebServices.
+// Scheduled deferred, after the other web actions. Reads the hand-off file; starts
+// the web services recorded in it and deletes it.
+// Partners: GetWebInfo, UnConfigureWebServices.
 EXPORTED_ACTION(RestartWebServices) {
     LogMessage(session, "RestartWebServices: calling");
     std::string file;
@@ -284,8 +284,8 @@ EXPORTED_ACTION(RestartWebServices) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled deferred, where RestartWebServices does not run. Deletes the
-// hand-off file. Partner: GetWebInfo.
+// Scheduled deferred, where RestartWebServices does not run. Deletes the hand-off
+// file. Partner: GetWebInfo.
 EXPORTED_ACTION(ClearWebIniFile) {
     Guarded(session, "ClearWebIniFile crashed", [&] {
         LogMessage(session, "ClearWebIniFile: calling");
@@ -294,9 +294,9 @@ EXPORTED_ACTION(ClearWebIniFile) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled deferred, when the package is installed. Reads where earlier
-// versions recorded their virtual directory; removes it and those of fixed
-// names from the web server.
+// Scheduled deferred, when the package is installed. Reads the names that earlier
+// versions recorded of their virtual directories; removes these and the two with
+// fixed names.
 EXPORTED_ACTION(CleanupOldVirtualDirs) {
     if (TakesBack(session, "CleanupOldVirtualDirs", UndoWebChanges))
         return ERROR_SUCCESS;

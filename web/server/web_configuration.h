@@ -1,5 +1,5 @@
-// Applies and undoes the rows of the package's web tables, as the hand-off file
-// brings them to the deferred actions.
+// Applies and undoes the rows of the package's web tables, which reach the
+// deferred actions in the hand-off file.
 #pragma once
 
 #include "frame/undo_record.h"
@@ -14,16 +14,16 @@ struct WebRowRun {
     UndoRecord* record; // of the changes
 };
 
-// Both are called back for one row, with a WebRowRun as context, and change
-// nothing when the row's component calls for no change: the first then logs
-// what it looked at, the second nothing. What fails is logged. Result: always 0.
+// Callbacks for one row, with a WebRowRun as context. When the row's component
+// calls for no change, they change nothing: the first then logs what it looked
+// at, the second nothing. Failures are logged. Result: always 0.
 
-// Publishes a folder as a virtual directory, or takes it back, and tells
-// SharePoint, where it is installed, to leave that path to the web server.
+// Publishes a folder as a virtual directory, or removes that, and has SharePoint,
+// where it is installed, leave the path to the web server.
 UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* run);
 
-// Maps an extension of a virtual directory to a DLL or a MIME type, or takes
-// the mapping back; with it the suite's ISAPI DLL is allowed or no longer so.
+// Maps an extension of a virtual directory to a DLL or a MIME type, or removes
+// the mapping; a row of the suite's ISAPI DLL also allows or disallows the DLL.
 UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* run);
 
 } // namespace setupactions

@@ -90,7 +90,7 @@ std::string CIniHandOff::CreatePath() const {
                                     GetLastError()));
         return "";
     }
-    DeleteFileA(path); // only its name is wanted
+    DeleteFileA(path); // only its unique name is wanted
     return path;
 }
 
@@ -225,7 +225,7 @@ UINT CIniHandOff::ForEachRow(const char* table, HandOffRowCallback callback, voi
     for (int index = 0; index < count; ++index) {
         const std::string section = RowSection(table, index);
         if (!HasProfileSection(section.c_str(), path_))
-            break; // the file is the user's to write: it may count rows that are not there
+            break; // the user may write the file: the count need not be true
         const CIniHandOffRow row(*this, section);
         const UINT result = callback(session_, row, context);
         if (result != ERROR_SUCCESS)
@@ -242,7 +242,7 @@ bool NeedsAdd(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE act
 bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action) {
     if (action == INSTALLSTATE_ABSENT)
         return installed == INSTALLSTATE_LOCAL && (HasFlag(flags, '-') || HasFlag(flags, '!'));
-    // Undone first, to be applied anew.
+    // Undone first, then applied anew.
     return action == INSTALLSTATE_LOCAL && HasFlag(flags, '!');
 }
 
@@ -274,10 +274,10 @@ UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag) {
 
 using namespace setupactions;
 
-// Scheduled immediate, after costing. Reads the web tables and the names of the
-// four deferred web actions from …ActionName properties; sets the property of
-// each of those names to the hand-off file's path. Partners: ConfigureWebServices,
-// UnConfigureWebServices, RestartWebServices, ClearWebIniFile.
+// Scheduled immediate, after costing. Reads the web tables and the names of the four
+// deferred web actions (…ActionName); sets the properties of those names to the
+// hand-off file's path. Partners: ConfigureWebServices, UnConfigureWebServices,
+// RestartWebServices, ClearWebIniFile.
 EXPORTED_ACTION(GetWebInfo) {
     CIniHandOff handOff(session, PropertyText(session, ConfigureNameProperty));
     for (const char* property : FurtherNameProperties)

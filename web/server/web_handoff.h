@@ -1,4 +1,4 @@
-// The hand-off file: rows of the package's web tables and the states of their
+// The hand-off file: the rows of the package's web tables and the states of their
 // components, written by GetWebInfo for the deferred web actions.
 #pragma once
 
@@ -13,13 +13,13 @@ const char VirtualDirTable[] = "HalcyonWebVirtualDir";
 const char MimeTypeTable[] = "HalcyonWebMimeType";
 const char ComponentColumn[] = "Component_";
 
-// The properties that hold the names of the actions which the hand-off goes to.
+// The properties that name the actions to which the file is handed.
 const char ConfigureNameProperty[] = "ConfigureWebServicesActionName";
 const char UnConfigureNameProperty[] = "UnConfigureWebServicesActionName";
 
 class CIniHandOff;
 
-// One saved row. It refers to the hand-off, which must live as long.
+// One saved row. It refers to the hand-off, which must outlive it.
 class CIniHandOffRow {
 public:
     CIniHandOffRow(const CIniHandOff& handOff, const std::string& section)
@@ -38,7 +38,7 @@ private:
     std::string section_;
 };
 
-// Called for one row. Result: 0, or why the row failed.
+// Called for one row. Result: 0, or the row's failure.
 using HandOffRowCallback = UINT (*)(MSIHANDLE session, const CIniHandOffRow& row, void* context);
 
 // The hand-off file as one action sees it. The file is written and read with
@@ -46,36 +46,36 @@ using HandOffRowCallback = UINT (*)(MSIHANDLE session, const CIniHandOffRow& row
 // or empty. A value that such a file cannot hold is logged and left out.
 class CIniHandOff {
 public:
-    // In a deferred action: takes the file's path from the property, or from
-    // the action data when that is empty; a path longer than 260 characters is
-    // none. In an immediate one: chooses a new path in the temporary folder (an
-    // empty one where it cannot), stores it in the property, the data of the
-    // deferred action of that name, and starts the file. Logs the path.
+    // In a deferred action: takes the file's path from the property, or from the
+    // action data when that is empty; a path over 260 characters counts as none. In
+    // an immediate one: chooses a new path in the temporary folder (empty on
+    // failure), hands it to the deferred action of that name and starts the file.
+    // Logs the path.
     CIniHandOff(MSIHANDLE session, const std::string& actionNameValue);
 
     // Hands the file to one more deferred action.
     void AddReference(const std::string& actionNameValue);
 
-    // Saves every row of a package table, with `format` its values formatted
-    // and its components' states. Result: the number of rows; 0 without such a
-    // table, -1 when it cannot be read.
+    // Saves every row of a package table, with `format` the values formatted and the
+    // states of the rows' components. Result: the number of rows; 0 when there is no
+    // such table, -1 when it cannot be read.
     int SaveTableToIniFile(const std::string& table, bool format);
 
-    // Saves where a file of the package will be installed.
+    // Saves the path at which a file of the package will be installed.
     void WriteFileKey(const std::string& key);
 
-    // Saves a component's two states. Result: the installer's; nothing is
-    // saved when it does not know the component.
+    // Saves a component's two states. Result: the installer's; nothing is saved of a
+    // component that it does not know.
     UINT WriteComponentState(const std::string& component);
 
-    // The saved states; 0 for a component without.
+    // The saved states; 0 when none are saved.
     void GetComponentState(const std::string& component, INSTALLSTATE& installed,
                            INSTALLSTATE& action) const;
 
     void WriteTableCount(const std::string& table, int count);
 
-    // Calls back for each row saved from the table, up to the first one that is
-    // not there. Result: the last one that was not 0, or 0.
+    // Calls back for each row saved from the table, up to the first that is missing.
+    // Result: the last callback result that was not 0, or 0.
     UINT ForEachRow(const char* table, HandOffRowCallback callback, void* context) const;
 
     const std::string& Path() const { return path_; }
@@ -94,18 +94,18 @@ private:
     std::string path_;
 };
 
-// True when a row with these flags is to be applied to a component in these states.
+// True when a row with these flags is to be applied, by its component's states.
 bool NeedsAdd(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action);
 
 // True when it is to be undone.
 bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE action);
 
-// The same two for a saved row.
+// The same for a saved row.
 bool RowNeedsAdd(const CIniHandOffRow& row);
 bool RowNeedsRemove(const CIniHandOffRow& row);
 
-// Callback that sets an int to 1 when the row is to be applied or undone.
-// Result: ERROR_INVALID_HANDLE without a session or an int, otherwise 0.
+// Callback that sets the int in `flag` to 1 when the row is to be applied or undone.
+// Result: ERROR_INVALID_HANDLE without a session or a flag, otherwise 0.
 UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag);
 
 } // namespace setupactions

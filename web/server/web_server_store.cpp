@@ -16,12 +16,12 @@ const char WebService[] = "/LM/W3svc";
 
 const size_t ApplicationDirLimit = 260; // characters
 
-// A virtual directory with this in front stands for its application
+// A virtual directory that begins with this stands for its application
 // directories alone.
 const char ApplicationDirsOnly = '-';
 
-// With the capitals that entries of the list never match: the list gets one
-// more entry with each installation, and an uninstall takes none out.
+// Its capitals keep entries of the list from ever matching: each installation adds
+// one more entry, and a removal removes none.
 const char SuiteIsapiDll[] = "xazISAPI.dll";
 
 bool BeginsWith(const std::string& text, char character) {
@@ -38,8 +38,8 @@ std::string WithoutTrailingBackslash(std::string text) {
     return text;
 }
 
-// The pieces between the ";"; empty ones are none: in the store an empty path
-// would mean the open key itself.
+// The pieces between the ";". Empty ones are left out: in the store an empty path
+// means the open key itself.
 std::vector<std::string> SplitPaths(const std::string& joined) {
     std::vector<std::string> paths;
     for (size_t start = 0; start < joined.size();) {
@@ -51,9 +51,9 @@ std::vector<std::string> SplitPaths(const std::string& joined) {
     return paths;
 }
 
-// Calls change(path), which answers whether it succeeded, for each path, and
-// logs its answer. Removing logs as creating does: one reader of the log
-// follows both. False, with the rest left alone, at a path that is too long.
+// Calls change(path), which returns whether it succeeded, for each path, and logs
+// that. Removing logs what creating does: readers of the log know these lines for
+// both. False at a path that is too long; the rest is then left alone.
 template <typename Change>
 bool ForEachApplicationDir(MSIHANDLE session, const std::string& applicationDirs, Change change) {
     for (const std::string& path : SplitPaths(applicationDirs)) {
@@ -63,7 +63,7 @@ bool ForEachApplicationDir(MSIHANDLE session, const std::string& applicationDirs
                                        path.c_str()));
             return false;
         }
-        // Both prefixes are spelt so in every log since the first release.
+        // Every log since the first release spells both prefixes so.
         LogMessage(session,
                    change(path)
                        ? Format("IIS4AddVirutalDir: Created application directory %s", path.c_str())
@@ -158,7 +158,7 @@ bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::st
                                                            list, IIS_MD_UT_SERVER);
         std::wstring name, entry;
         if (FAILED(read))
-            return read; // what the list holds is not known: it is not written
+            return read; // its contents are unknown: it is not written
         if (!Widen(dllName, name) || (addedEntry != nullptr && !Widen(*addedEntry, entry)))
             return E_INVALIDARG;
         if (list.empty()) {
@@ -213,7 +213,7 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
         return false;
     }
     if (BeginsWith(virtualDir, ApplicationDirsOnly)) {
-        // Such an entry names what is to be removed; there is nothing to create for it.
+        // Such a name says what is to be removed; there is nothing to create for it.
         LogMessage(session, "Only creating application dir");
         return true;
     }
@@ -309,7 +309,7 @@ void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, b
                                    static_cast<int>(version.dwBuildNumber)));
         return;
     }
-    // Allowed, path, may be removed by hand, no group, description.
+    // Allowed, path, may be removed by an administrator, no group, description.
     const std::string entry = Format("1,%s,1,,Tarnwick Lumo", isapiPath.c_str());
     if (add) {
         LogMessage(session,
