@@ -2,17 +2,17 @@
 #include "exports/action.h"
 #include "frame/guard.h"
 #include "frame/install_registry.h"
+#include "frame/known_keys.h"
 #include "frame/paths.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
 const char VersionProperty[] = "ASPNET";
 // Set by the package's search for the minimum version.
 const char SearchedVersionProperty[] = "ASP.NETMinVersion.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92";
-const char AspNetKey[] = "SOFTWARE\\Microsoft\\ASP.NET";
 const char LibraryValue[] = "DllFullPath";
 const char FolderValue[] = "Path";
 const char RegistrationTool[] = "aspnet_regiis.exe";
@@ -26,7 +26,7 @@ std::string ToolIn(std::string folder) {
         return "";
     EnsureTrailingChar(folder, '\\');
     const std::string tool = folder + RegistrationTool;
-    return GetFileAttributesA(tool.c_str()) == INVALID_FILE_ATTRIBUTES ? "" : tool;
+    return PathExists(tool) ? tool : "";
 }
 
 void PublishPaths(MSIHANDLE session) {
@@ -37,12 +37,11 @@ void PublishPaths(MSIHANDLE session) {
     const std::string key = Format("%s\\%s", AspNetKey, version.c_str());
     CInstallRegistry registry;
     if (!registry.OpenKey(HKEY_LOCAL_MACHINE, key)) {
-        LogMessage(session,
-                   Format("SetASPDotNetDllPath: Unable to open registry key '%s'", key.c_str()));
+        LogFormat(session, "SetASPDotNetDllPath: Unable to open registry key '%s'", key.c_str());
         return;
     }
-    LogMessage(session, Format("SetASPDotNetDllPath: Reading ASP.NET config from reg key '%s'",
-                               key.c_str()));
+    LogFormat(session, "SetASPDotNetDllPath: Reading ASP.NET config from reg key '%s'",
+              key.c_str());
 
     std::string library;
     registry.GetString(LibraryValue, library);
@@ -53,8 +52,8 @@ void PublishPaths(MSIHANDLE session) {
     const std::string tool = ToolIn(folder);
     if (!tool.empty())
         MsiSetPropertyA(session, ToolProperty, tool.c_str());
-    LogMessage(session, Format("SetASPDotNetDllPath: ISAPI DLL is '%s', IIS Reg is '%s'",
-                               library.c_str(), tool.c_str()));
+    LogFormat(session, "SetASPDotNetDllPath: ISAPI DLL is '%s', IIS Reg is '%s'", library.c_str(),
+              tool.c_str());
 }
 
 } // namespace
@@ -66,3 +65,5 @@ EXPORTED_ACTION(SetASPDotNetDllPath) {
     Guarded(session, "SetASPDotNetDllPath crashed", [&] { PublishPaths(session); });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

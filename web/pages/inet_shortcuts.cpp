@@ -1,9 +1,10 @@
 // Internet shortcuts: the addresses in the .url files that the package installs.
 #include "exports/action.h"
+#include "frame/msi_database.h"
 #include "frame/profile.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -27,11 +28,7 @@ const char NoAddress[] =
 // template the installer would list the record's fields.
 bool Expand(MSIHANDLE session, const std::string& text, std::string& expanded) {
     expanded.clear();
-    if (text.empty())
-        return true;
-    const InstallerHandle record(MsiCreateRecord(1));
-    return MsiRecordSetStringA(record.Get(), 0, text.c_str()) == ERROR_SUCCESS &&
-           FormatRecordString(session, record.Get(), expanded) == ERROR_SUCCESS;
+    return text.empty() || FormatText(session, text, expanded) == ERROR_SUCCESS;
 }
 
 bool IsInstalling(MSIHANDLE session, const std::string& component) {
@@ -52,31 +49,32 @@ void WriteShortcut(MSIHANDLE session, MSIHANDLE row) {
         return;
     }
     if (!IsInstalling(session, component)) {
-        LogMessage(session,
-                   Format("CreateInetShortcuts: Component '%s' not installing, no keypath created.",
-                          component.c_str()));
+        LogFormat(session,
+                  "CreateInetShortcuts: Component '%s' not installing, no keypath created.",
+                  component.c_str());
         return;
     }
     const std::string fileReference = Format("[#%s]", keyPath.c_str());
     std::string file;
     if (!Expand(session, fileReference, file)) {
-        LogMessage(session, Format(NoFileName, fileReference.c_str()));
+        LogFormat(session, NoFileName, fileReference.c_str());
         return;
     }
     std::string address;
     if (!Expand(session, rawAddress, address)) {
-        LogMessage(session, Format(NoAddress, rawAddress.c_str()));
+        LogFormat(session, NoAddress, rawAddress.c_str());
         return;
     }
     if (!IsProfileFile(file) || !IsProfileValue(address)) {
-        LogMessage(session, Format("CreateInetShortcuts: '%s' does not go into file '%s', skipping "
-                                   "this entry.",
-                                   address.c_str(), file.c_str()));
+        LogFormat(session,
+                  "CreateInetShortcuts: '%s' does not go into file '%s', skipping "
+                  "this entry.",
+                  address.c_str(), file.c_str());
         return;
     }
     WriteProfileValue(ShortcutSection, AddressKey, address, file);
-    LogMessage(session, Format("CreateInetShortcuts: Wrote '%s' to file '%s'", address.c_str(),
-                               file.c_str()));
+    LogFormat(session, "CreateInetShortcuts: Wrote '%s' to file '%s'", address.c_str(),
+              file.c_str());
 }
 
 } // namespace
@@ -86,10 +84,9 @@ void WriteShortcut(MSIHANDLE session, MSIHANDLE row) {
 // each component that is being installed. Removing the component deletes the file.
 EXPORTED_ACTION(CreateInetShortcuts) {
     const InstallerHandle database(MsiGetActiveDatabase(session));
-    InstallerHandle view;
-    if (!database ||
-        MsiDatabaseOpenViewA(database.Get(), ShortcutsQuery, view.Out()) != ERROR_SUCCESS ||
-        MsiViewExecute(view.Get(), 0) != ERROR_SUCCESS)
+    const InstallerHandle view =
+        database ? OpenQuery(database.Get(), ShortcutsQuery) : InstallerHandle();
+    if (!view)
         return ERROR_SUCCESS;
     InstallerHandle row;
     UINT fetched;
@@ -100,3 +97,5 @@ EXPORTED_ACTION(CreateInetShortcuts) {
                             : "CreateInetShortcuts: Got error at start of loop.");
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

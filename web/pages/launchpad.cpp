@@ -1,19 +1,17 @@
 // The desktop launch page: which of its two variants the web server serves.
 #include "exports/action.h"
-#include "frame/install_registry.h"
+#include "frame/known_keys.h"
+#include "frame/machine_registry.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-const char WebServerKey[] =
-    "HKEY_LOCAL_MACHINE\\SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
+const char WebServerKey[] = "SYSTEM\\CurrentControlSet\\Services\\W3SVC\\Parameters";
 const char WebServerVersion[] = "MajorVersion";
 const DWORD OldestServer = 5; // although the log speaks of 6
 
-const char ContentKey[] =
-    "HKEY_LOCAL_MACHINE\\SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallRoot";
 const char ContentFolder[] = "Path"; // its text ends in a backslash
 const char LaunchPages[] = "Enterprise11\\desktoplaunch\\";
 const char LanguageProperty[] = "CLIENTLANGUAGE";
@@ -31,12 +29,10 @@ const Rename Swap[] = {
 };
 
 // A server without the key may not be set up yet: it does not count as too old.
-bool IsTooOld(CInstallRegistry& registry) {
+bool IsTooOld() {
     DWORD version = 0;
-    if (!registry.TryOpenKey(WebServerKey))
-        return false;
-    registry.GetNumber(WebServerVersion, version);
-    return version < OldestServer;
+    ReadMachineNumber(WebServerKey, WebServerVersion, version);
+    return version < OldestServer && MachineKeyOpens(WebServerKey);
 }
 
 } // namespace
@@ -45,14 +41,13 @@ bool IsTooOld(CInstallRegistry& registry) {
 // Reads the web server's version, the web content folder and CLIENTLANGUAGE;
 // swaps default.htm and default_dotnet.htm of the desktop launch pages.
 EXPORTED_ACTION(SetDesktopLaunchpadDefaultFile) {
-    CInstallRegistry registry;
-    if (IsTooOld(registry)) {
+    if (IsTooOld()) {
         LogMessage(session,
                    "[SetDesktopLaunchpadDefaultFile] IIS6 not found, not changing default.htm");
         return ERROR_SUCCESS;
     }
     std::string folder;
-    if (!registry.TryOpenKey(ContentKey) || !registry.GetString(ContentFolder, folder)) {
+    if (!ReadMachineText(WebContentRootKey, ContentFolder, folder)) {
         LogMessage(session, "[SetDesktopLaunchpadDefaultFile] Failed to get WebContent path");
         return ERROR_SUCCESS;
     }
@@ -70,3 +65,5 @@ EXPORTED_ACTION(SetDesktopLaunchpadDefaultFile) {
     }
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,8 +1,9 @@
 // The package's own launch conditions, which report and never stop.
 #include "exports/action.h"
+#include "frame/msi_database.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -28,12 +29,13 @@ EXPORTED_ACTION(CheckHalcyonCondition) {
     const InstallerHandle database(MsiGetActiveDatabase(session));
     if (!database)
         return ERROR_INVALID_HANDLE;
-    InstallerHandle view;
-    if (MsiDatabaseOpenViewA(database.Get(), ConditionsQuery, view.Out()) != ERROR_SUCCESS ||
-        MsiViewExecute(view.Get(), 0) != ERROR_SUCCESS)
+    const InstallerHandle view = OpenQuery(database.Get(), ConditionsQuery);
+    if (!view)
         return ERROR_SUCCESS;
     InstallerHandle row;
     while (MsiViewFetch(view.Get(), row.Out()) == ERROR_SUCCESS)
         ShowUnlessTrue(session, row.Get());
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

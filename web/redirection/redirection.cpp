@@ -9,7 +9,7 @@
 
 #include <cstdlib>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
@@ -41,7 +41,7 @@ std::string NextCall(const std::string& lastCall) {
     return lastCall.empty() ? "1" : Format("%i", std::atoi(lastCall.c_str()) % 2 + 1);
 }
 
-// Expands a field of the table; logs why it cannot.
+// Expands a field of the table, by steps that each have a line for their failure.
 bool Expand(MSIHANDLE session, const std::string& field, std::string& expanded) {
     const InstallerHandle record(MsiCreateRecord(1));
     if (field.empty())
@@ -75,28 +75,19 @@ const char* Ask(const Redirection& row, Answer& last) {
 }
 
 void Redirect(MSIHANDLE session, const std::string& call, const Redirection& row, Answer& last) {
-    LogMessage(session,
-               Format("KestrelRedirection - call %s------------------------------------------",
-                      call.c_str()));
-    LogMessage(session, Format("Directory:      %s", row.directory.c_str()));
-    LogMessage(session, Format("Registry Key:   HKEY_LOCAL_MACHINE\\%s", row.key.c_str()));
-    LogMessage(session, Format("Registry Value: %s", row.value.c_str()));
+    LogFormat(session, "KestrelRedirection - call %s------------------------------------------",
+              call.c_str());
+    LogFormat(session, "Directory:      %s", row.directory.c_str());
+    LogFormat(session, "Registry Key:   HKEY_LOCAL_MACHINE\\%s", row.key.c_str());
+    LogFormat(session, "Registry Value: %s", row.value.c_str());
     LogMessage(session, Ask(row, last));
     if (!last.redirects)
         return;
-    LogMessage(session, Format("Target:         %s", last.folder.c_str()));
+    LogFormat(session, "Target:         %s", last.folder.c_str());
     const UINT result = myMsiSetDirectory(session, row.directory, last.folder);
     LogMessage(session, result == ERROR_SUCCESS
                             ? "Status:         Successful redirection."
                             : "Status:         Redirection failed (could not set property).");
-}
-
-bool Executes(CMsiHelper& view) {
-    try {
-        return view.Execute();
-    } catch (int) {
-        return false;
-    }
 }
 
 void RedirectAll(MSIHANDLE session) {
@@ -117,7 +108,7 @@ void RedirectAll(MSIHANDLE session) {
         return;
     }
     CMsiHelper& view = database.CreateView(Format(RedirectionQuery, call.c_str()));
-    if (!Executes(view)) {
+    if (!view.TryExecute()) {
         LogMessage(session, "KestrelRedirection: KestrelRedirection could not open a view.");
         return;
     }
@@ -140,3 +131,5 @@ EXPORTED_ACTION(KestrelRedirection) {
     Guarded(session, "KestrelRedirection failed of unknown error", [&] { RedirectAll(session); });
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

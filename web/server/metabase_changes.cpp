@@ -106,14 +106,14 @@ bool IsStoreChange(const UndoEntry& change) {
 
 void LogOutcome(const UndoRun& run, const std::string& what, HRESULT result) {
     if (result == S_FALSE)
-        LogMessage(run.session, Format("%s: %s of the web server is not as it was set, left alone",
-                                       run.action.c_str(), what.c_str()));
+        LogFormat(run.session, "%s: %s of the web server is not as it was set, left alone",
+                  run.action.c_str(), what.c_str());
     else if (SUCCEEDED(result))
-        LogMessage(run.session, Format("%s: %s of the web server is taken back", run.action.c_str(),
-                                       what.c_str()));
+        LogFormat(run.session, "%s: %s of the web server is taken back", run.action.c_str(),
+                  what.c_str());
     else
-        LogMessage(run.session, Format("%s: %s of the web server could not be taken back (%d)",
-                                       run.action.c_str(), what.c_str(), static_cast<int>(result)));
+        LogFormat(run.session, "%s: %s of the web server could not be taken back (%d)",
+                  run.action.c_str(), what.c_str(), static_cast<int>(result));
 }
 
 HRESULT PutVirtualRootBack(const UndoEntry& change) {
@@ -293,10 +293,9 @@ void UndoStoreChange(const UndoRun& run, const UndoEntry& change) {
     if (lstrcmpiA(change[1].substr(0, sizeof WebService - 1).c_str(), WebService) != 0)
         LogOutcome(run, name, E_INVALIDARG);
     else if (change[0] == UnreadKey)
-        LogMessage(
-            run.session,
-            Format("%s: %s of the web server could not be read before its change, left alone",
-                   run.action.c_str(), name.c_str()));
+        LogFormat(run.session,
+                  "%s: %s of the web server could not be read before its change, left alone",
+                  run.action.c_str(), name.c_str());
     else
         LogOutcome(run, name, TakeBack(change));
 }

@@ -3,7 +3,7 @@
 #include "exports/action.h"
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
-#include "frame/install_registry.h"
+#include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/programs.h"
 #include "frame/session.h"
@@ -55,15 +55,13 @@ const char StoppedServicesKind[] = "stopped-services";
 
 // SharePoint's administration tool; empty where SharePoint is not installed.
 std::string FindSharePointTool(MSIHANDLE session) {
-    CInstallRegistry registry;
     std::string folder;
-    if (!registry.TryOpenKey(HKEY_LOCAL_MACHINE, SharePointKey) ||
-        !registry.GetString(SharePointFolderValue, folder)) {
-        LogMessage(session, Format("stsadm.exe path not found in: %s", SharePointKey));
+    if (!ReadMachineText(SharePointKey, SharePointFolderValue, folder)) {
+        LogFormat(session, "stsadm.exe path not found in: %s", SharePointKey);
         return "";
     }
     std::string tool = folder + SharePointTool;
-    LogMessage(session, Format("Found stsadm.exe path: %s", tool.c_str()));
+    LogFormat(session, "Found stsadm.exe path: %s", tool.c_str());
     return tool;
 }
 
@@ -137,10 +135,10 @@ void UndoWebChanges(const UndoRun& run) {
 void DeleteHandOff(MSIHANDLE session, const char* action) {
     std::string file;
     GetDeferredData(session, file);
-    LogMessage(session, Format("[%s]: Delete file %s", action, file.c_str()));
+    LogFormat(session, "[%s]: Delete file %s", action, file.c_str());
     // A bare name would be looked for in the current folder.
     if (!file.empty() && !IsFullPath(file))
-        LogMessage(session, Format("[%s]: Not a full path, left alone", action));
+        LogFormat(session, "[%s]: Not a full path, left alone", action);
     else
         DeleteFileA(file.c_str());
 }
@@ -153,32 +151,33 @@ UINT VirtualDirRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) 
     const std::string path = row.Get("Path");
     const std::string applicationDirs = row.Get("ApplicationDirs");
     const int attribute = row.GetNumber("Attribute");
-    LogMessage(session, Format("processing /%s", virtualDir.c_str()));
+    LogFormat(session, "processing /%s", virtualDir.c_str());
     const std::string tool = FindSharePointTool(session);
 
     if (run.mode == WebRowMode::Undo) {
         if (!RowNeedsRemove(row))
             return ERROR_SUCCESS;
-        LogMessage(session, Format("Removing web virtual dir %s", virtualDir.c_str()));
+        LogFormat(session, "Removing web virtual dir %s", virtualDir.c_str());
         if (!IIS4RemoveVirtualDir(session, virtualDir, applicationDirs, run.record))
-            LogMessage(session, Format("IIS4RemoveVirtualDir couldn't remove virtual directory %s",
-                                       virtualDir.c_str()));
+            LogFormat(session, "IIS4RemoveVirtualDir couldn't remove virtual directory %s",
+                      virtualDir.c_str());
         ChangeExclusion(session, tool, DeleteExclusion, virtualDir, run.record);
         return ERROR_SUCCESS;
     }
 
     if (!RowNeedsAdd(row)) {
-        LogMessage(session, Format("Not creating web virtual directory %s to %s. Component Action "
-                                   "is not LOCAL",
-                                   virtualDir.c_str(), path.c_str()));
+        LogFormat(session,
+                  "Not creating web virtual directory %s to %s. Component Action "
+                  "is not LOCAL",
+                  virtualDir.c_str(), path.c_str());
         return ERROR_SUCCESS;
     }
-    LogMessage(session, Format("Setting web virtual directory %s to %s. Attribute %i",
-                               virtualDir.c_str(), path.c_str(), attribute));
+    LogFormat(session, "Setting web virtual directory %s to %s. Attribute %i", virtualDir.c_str(),
+              path.c_str(), attribute);
     if (!IIS4AddVirtualDir(session, virtualDir, path, static_cast<DWORD>(attribute),
                            applicationDirs, run.record))
-        LogMessage(session, Format("IIS4AddVirtualDir: Couldn't create virtual directory %s",
-                                   virtualDir.c_str()));
+        LogFormat(session, "IIS4AddVirtualDir: Couldn't create virtual directory %s",
+                  virtualDir.c_str());
     ChangeExclusion(session, tool, AddExclusion, virtualDir, run.record);
     return ERROR_SUCCESS;
 }
@@ -201,13 +200,13 @@ UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) {
     if (run.mode == WebRowMode::Undo) {
         if (!RowNeedsRemove(row))
             return ERROR_SUCCESS;
-        LogMessage(session, Format("Removing web mime type %s Extension %s Virtual path %s",
-                                   mimeType.c_str(), extension.c_str(), virtualPath.c_str()));
+        LogFormat(session, "Removing web mime type %s Extension %s Virtual path %s",
+                  mimeType.c_str(), extension.c_str(), virtualPath.c_str());
         if (!changesStore)
             return ERROR_SUCCESS;
         if (!IIS4RemoveScriptMap(session, virtualPath, extension, list, run.record))
-            LogMessage(session, Format("IIS4RemoveScriptMap: Couldn't remove extension %s",
-                                       extension.c_str()));
+            LogFormat(session, "IIS4RemoveScriptMap: Couldn't remove extension %s",
+                      extension.c_str());
         if (isIsapi)
             ConfigureWebSvcExtension(session, path, false, run.record);
         return ERROR_SUCCESS;
@@ -215,24 +214,20 @@ UINT MimeTypeRow(MSIHANDLE session, const CIniHandOffRow& row, void* context) {
 
     if (!RowNeedsAdd(row))
         return ERROR_SUCCESS;
-    LogMessage(session, Format("Adding web mime type %s Extension %s Virtual Dir %s",
-                               mimeType.c_str(), extension.c_str(), virtualPath.c_str()));
+    LogFormat(session, "Adding web mime type %s Extension %s Virtual Dir %s", mimeType.c_str(),
+              extension.c_str(), virtualPath.c_str());
     if (!changesStore)
         return ERROR_SUCCESS;
     if (!IIS4AddScriptMap(session, virtualPath, extension, target, list, run.record))
-        LogMessage(session, Format("IIS4AddScriptMap: Couldn't add script map %s->%s",
-                                   extension.c_str(), target.c_str()));
+        LogFormat(session, "IIS4AddScriptMap: Couldn't add script map %s->%s", extension.c_str(),
+                  target.c_str());
     if (isIsapi)
         ConfigureWebSvcExtension(session, path, true, run.record);
     else
-        LogMessage(session, Format("Skipping ConfigureWebSvcExtension: '%s' not equal to '%s'",
-                                   component.c_str(), IsapiComponent));
+        LogFormat(session, "Skipping ConfigureWebSvcExtension: '%s' not equal to '%s'",
+                  component.c_str(), IsapiComponent);
     return ERROR_SUCCESS;
 }
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled deferred, after the files of the web components are installed. Reads
 // the hand-off file; applies its rows and starts the services that UnConfigureWebServices
@@ -278,7 +273,7 @@ EXPORTED_ACTION(RestartWebServices) {
     LogMessage(session, "RestartWebServices: calling");
     std::string file;
     GetDeferredData(session, file);
-    LogMessage(session, Format("RestartWebServices: Start services %s", file.c_str()));
+    LogFormat(session, "RestartWebServices: Start services %s", file.c_str());
     StartWebServices(session, file);
     DeleteHandOff(session, "RestartWebServices");
     return ERROR_SUCCESS;
@@ -303,13 +298,13 @@ EXPORTED_ACTION(CleanupOldVirtualDirs) {
     UndoRecord record(session, "CleanupOldVirtualDirs");
     LogMessage(session, "Cleaning up old virtual directories...");
     for (const char* key : OldVersionKeys) {
-        CInstallRegistry registry;
         std::string virtualDir;
-        if (registry.TryOpenKey(HKEY_LOCAL_MACHINE, key) &&
-            registry.GetString(OldVirtualDirValue, virtualDir))
+        if (ReadMachineText(key, OldVirtualDirValue, virtualDir))
             IIS4RemoveVirtualDir(session, virtualDir, "", &record);
     }
     for (const char* virtualDir : OldVirtualDirs)
         IIS4RemoveVirtualDir(session, virtualDir, "", &record);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -42,6 +42,14 @@ std::string RowSection(const std::string& table, int index) {
 
 bool HasFlag(const std::string& flags, char flag) { return flags.find(flag) != std::string::npos; }
 
+bool RowNeeds(bool (*needs)(const std::string&, INSTALLSTATE, INSTALLSTATE),
+              const CIniHandOffRow& row) {
+    INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
+    INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
+    row.HandOff().GetComponentState(row.Get(ComponentColumn), installed, action);
+    return needs(row.Get(ComponentActionColumn), installed, action);
+}
+
 } // namespace
 
 std::string CIniHandOffRow::Get(const char* column) const {
@@ -85,9 +93,10 @@ std::string CIniHandOff::CreatePath() const {
     const DWORD length = GetTempPathA(sizeof folder, folder);
     if (length == 0 || length >= sizeof folder ||
         GetTempFileNameA(folder, TemporaryFilePrefix, 0, path) == 0) {
-        LogMessage(session_, Format("GetWebInfo: No file in the temporary folder (error %lu), "
-                                    "nothing is handed over",
-                                    GetLastError()));
+        LogFormat(session_,
+                  "GetWebInfo: No file in the temporary folder (error %lu), "
+                  "nothing is handed over",
+                  GetLastError());
         return "";
     }
     DeleteFileA(path); // only its unique name is wanted
@@ -97,16 +106,17 @@ std::string CIniHandOff::CreatePath() const {
 void CIniHandOff::HandTo(const std::string& actionNameValue) const {
     const UINT result = MsiSetPropertyA(session_, actionNameValue.c_str(), path_.c_str());
     if (result != ERROR_SUCCESS && !actionNameValue.empty())
-        LogMessage(session_, Format("GetWebInfo: The file could not be handed to %s (error %u)",
-                                    actionNameValue.c_str(), result));
+        LogFormat(session_, "GetWebInfo: The file could not be handed to %s (error %u)",
+                  actionNameValue.c_str(), result);
 }
 
 bool CIniHandOff::Write(const std::string& section, const std::string& key,
                         const std::string& value) const {
     if (!IsProfileValue(value)) {
-        LogMessage(session_, Format("SaveTableToIniFile: The value of %s holds a line break or is "
-                                    "too long, it is left out",
-                                    key.c_str()));
+        LogFormat(session_,
+                  "SaveTableToIniFile: The value of %s holds a line break or is "
+                  "too long, it is left out",
+                  key.c_str());
         // Its row keeps a section: the reader stops at the first row without.
         WriteProfileValue(section.c_str(), key.c_str(), "", path_);
         return false;
@@ -121,14 +131,13 @@ void CIniHandOff::AddReference(const std::string& actionNameValue) {
     Write(ReferenceSection, ReferenceCount, Format("%d", count + 1));
 }
 
-std::string CIniHandOff::FormatText(const std::string& text) const {
-    const InstallerHandle record(MsiCreateRecord(1));
+std::string CIniHandOff::Formatted(const std::string& text) const {
     std::string formatted;
-    if (MsiRecordSetStringA(record.Get(), 0, text.c_str()) != ERROR_SUCCESS ||
-        FormatRecordString(session_, record.Get(), formatted) != ERROR_SUCCESS)
-        LogMessage(session_, Format("SaveTableToIniFile: '%s' could not be formatted, it is left "
-                                    "empty",
-                                    text.c_str()));
+    if (FormatText(session_, text, formatted) != ERROR_SUCCESS)
+        LogFormat(session_,
+                  "SaveTableToIniFile: '%s' could not be formatted, it is left "
+                  "empty",
+                  text.c_str());
     return formatted;
 }
 
@@ -138,33 +147,25 @@ std::string CIniHandOff::ValueToSave(const std::string& table, const std::string
         WriteComponentState(value);
     if (table == "MoveFile" && (column == "SourceFolder" || column == "DestFolder"))
         return PropertyText(session_, value.c_str());
-    return FormatText(value);
+    return Formatted(value);
 }
 
 int CIniHandOff::SaveRows(const std::string& table, bool format) {
     CMsiDatabase database(session_);
     if (!database.TableExists(table)) {
-        LogMessage(session_, Format("SaveTableToIniFile: Table %s doesn't exist", table.c_str()));
+        LogFormat(session_, "SaveTableToIniFile: Table %s doesn't exist", table.c_str());
         return 0;
     }
     const std::string query = Format("SELECT * FROM %s", table.c_str());
     CMsiHelper& rows = database.CreateView(query);
-    const auto executes = [&] {
-        try {
-            return rows.Execute();
-        } catch (int) {
-            return false;
-        }
-    };
-    if (!executes()) {
-        LogMessage(session_, Format("SaveTableToIniFile: Couldn't execute view %s", query.c_str()));
+    if (!rows.TryExecute()) {
+        LogFormat(session_, "SaveTableToIniFile: Couldn't execute view %s", query.c_str());
         return SaveFailed;
     }
     int count = 0;
     for (; rows.Fetch(); ++count) {
         if (count == 0)
-            LogMessage(session_,
-                       Format("Found %i columns in table %s", rows.FieldCount(), table.c_str()));
+            LogFormat(session_, "Found %i columns in table %s", rows.FieldCount(), table.c_str());
         const std::string section = RowSection(table, count);
         for (int position = 1; position <= rows.FieldCount(); ++position) {
             const std::string& column = rows.GetFieldName(position);
@@ -173,7 +174,7 @@ int CIniHandOff::SaveRows(const std::string& table, bool format) {
                 continue;
             const std::string value = format ? ValueToSave(table, column, stored) : stored;
             if (Write(section, column, value))
-                LogMessage(session_, Format("Writing %s=\"%s\"", column.c_str(), value.c_str()));
+                LogFormat(session_, "Writing %s=\"%s\"", column.c_str(), value.c_str());
         }
     }
     WriteTableCount(table, count);
@@ -188,7 +189,7 @@ int CIniHandOff::SaveTableToIniFile(const std::string& table, bool format) {
 }
 
 void CIniHandOff::WriteFileKey(const std::string& key) {
-    Write(FileKeySection, key, FormatText(Format("[#%s]", key.c_str())));
+    Write(FileKeySection, key, Formatted(Format("[#%s]", key.c_str())));
 }
 
 UINT CIniHandOff::WriteComponentState(const std::string& component) {
@@ -199,9 +200,10 @@ UINT CIniHandOff::WriteComponentState(const std::string& component) {
         Write(ComponentStateSection, component, Format("%d", installed));
         Write(ComponentActionSection, component, Format("%d", action));
     } else {
-        LogMessage(session_, Format("Couldn't get component state for component \"%s\"."
-                                    "uReturn %i",
-                                    component.c_str(), static_cast<int>(result)));
+        LogFormat(session_,
+                  "Couldn't get component state for component \"%s\"."
+                  "uReturn %i",
+                  component.c_str(), static_cast<int>(result));
     }
     return result;
 }
@@ -246,18 +248,6 @@ bool NeedsRemove(const std::string& flags, INSTALLSTATE installed, INSTALLSTATE 
     return action == INSTALLSTATE_LOCAL && HasFlag(flags, '!');
 }
 
-namespace {
-
-bool RowNeeds(bool (*needs)(const std::string&, INSTALLSTATE, INSTALLSTATE),
-              const CIniHandOffRow& row) {
-    INSTALLSTATE installed = INSTALLSTATE_UNKNOWN;
-    INSTALLSTATE action = INSTALLSTATE_UNKNOWN;
-    row.HandOff().GetComponentState(row.Get(ComponentColumn), installed, action);
-    return needs(row.Get(ComponentActionColumn), installed, action);
-}
-
-} // namespace
-
 bool RowNeedsAdd(const CIniHandOffRow& row) { return RowNeeds(NeedsAdd, row); }
 
 bool RowNeedsRemove(const CIniHandOffRow& row) { return RowNeeds(NeedsRemove, row); }
@@ -269,10 +259,6 @@ UINT AnyRowChanges(MSIHANDLE session, const CIniHandOffRow& row, void* flag) {
         *static_cast<int*>(flag) = 1;
     return ERROR_SUCCESS;
 }
-
-} // namespace setupactions
-
-using namespace setupactions;
 
 // Scheduled immediate, after costing. Reads the web tables and the names of the four
 // deferred web actions (…ActionName); sets the properties of those names to the
@@ -291,3 +277,5 @@ EXPORTED_ACTION(GetWebInfo) {
     handOff.WriteComponentState(WebServerComponent);
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -86,7 +86,7 @@ private:
     int SaveRows(const std::string& table, bool format);
     void HandTo(const std::string& actionNameValue) const;
     bool Write(const std::string& section, const std::string& key, const std::string& value) const;
-    std::string FormatText(const std::string& text) const;
+    std::string Formatted(const std::string& text) const;
     std::string ValueToSave(const std::string& table, const std::string& column,
                             const std::string& value);
 

@@ -58,17 +58,18 @@ template <typename Change>
 bool ForEachApplicationDir(MSIHANDLE session, const std::string& applicationDirs, Change change) {
     for (const std::string& path : SplitPaths(applicationDirs)) {
         if (path.size() > ApplicationDirLimit) {
-            LogMessage(session, Format("II4AddVirtualDir: ERROR, %s is longer than MAX_PATH! "
-                                       "Aborting operation..",
-                                       path.c_str()));
+            LogFormat(session,
+                      "II4AddVirtualDir: ERROR, %s is longer than MAX_PATH! "
+                      "Aborting operation..",
+                      path.c_str());
             return false;
         }
         // Every log since the first release spells both prefixes so.
-        LogMessage(session,
-                   change(path)
-                       ? Format("IIS4AddVirutalDir: Created application directory %s", path.c_str())
-                       : Format("IIS4AddVirtualDir: Failed to create application directory %s",
-                                path.c_str()));
+        if (change(path))
+            LogFormat(session, "IIS4AddVirutalDir: Created application directory %s", path.c_str());
+        else
+            LogFormat(session, "IIS4AddVirtualDir: Failed to create application directory %s",
+                      path.c_str());
     }
     return true;
 }
@@ -118,9 +119,10 @@ bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::
     std::string mapped;
     if (target != nullptr) {
         mapped = id == MD_SCRIPT_MAPS ? WithoutTrailingBackslash(*target) : *target;
-        LogMessage(session, Format("IIS4AddScriptMap: After formats, Extension '%s' mapping to "
-                                   "'%s', virtual dir '%s'",
-                                   dotted.c_str(), mapped.c_str(), virtualDir.c_str()));
+        LogFormat(session,
+                  "IIS4AddScriptMap: After formats, Extension '%s' mapping to "
+                  "'%s', virtual dir '%s'",
+                  dotted.c_str(), mapped.c_str(), virtualDir.c_str());
     }
     if (!store.OpenMetabaseKey(SiteRoot))
         return fail(lines.noKey);
@@ -134,7 +136,7 @@ bool ChangeScriptMap(MSIHANDLE session, const ScriptMapLines& lines, const std::
 bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::string* addedEntry,
                          const std::string& dllName, UndoRecord* record) {
     const auto log = [&](const std::string& text) {
-        LogMessage(session, Format("[%s] %s", operation, text.c_str()));
+        LogFormat(session, "[%s] %s", operation, text.c_str());
     };
     const CAutoCoInitialize com;
     if (!com.Initialized()) {
@@ -143,7 +145,7 @@ bool ChangeExtensionList(MSIHANDLE session, const char* operation, const std::st
     }
     CMSAdminBase store(record);
     if (!store.Init()) {
-        LogMessage(session, Format("%s: adminBase.Init returned false.", operation));
+        LogFormat(session, "%s: adminBase.Init returned false.", operation);
         return false;
     }
     if (!store.OpenMetabaseKey(WebService)) {
@@ -217,9 +219,8 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
         LogMessage(session, "Only creating application dir");
         return true;
     }
-    LogMessage(session,
-               Format("IIS4AddVirtualDir: Mapping %s to %s with attributes %i", virtualDir.c_str(),
-                      physicalPath.c_str(), static_cast<int>(attributes)));
+    LogFormat(session, "IIS4AddVirtualDir: Mapping %s to %s with attributes %i", virtualDir.c_str(),
+              physicalPath.c_str(), static_cast<int>(attributes));
     const std::string name = WithoutLeadingSlash(virtualDir);
     if (!store.OpenMetabaseKey(SiteRoot)) {
         LogMessage(session, "IIS4AddVirtualDir: Couldn't open /LM/W3svc/1/ROOT");
@@ -230,8 +231,7 @@ bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
         return false;
     }
     if (applicationDirs.empty())
-        LogMessage(session,
-                   Format("IIS4AddVirtualDir: No application directory for %s", name.c_str()));
+        LogFormat(session, "IIS4AddVirtualDir: No application directory for %s", name.c_str());
     if (!ForEachApplicationDir(session, applicationDirs, [&](const std::string& path) {
             return store.CreateApplicationDir(path);
         }))
@@ -247,9 +247,10 @@ bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
                           const std::string& applicationDirs, UndoRecord* record) {
     const CAutoCoInitialize com;
     if (!com.Initialized()) {
-        LogMessage(session, Format("IIS4RemoveVirtualDir: CAutoCoInitialize.Initialize failed for "
-                                   "virtual dir %s",
-                                   virtualDir.c_str()));
+        LogFormat(session,
+                  "IIS4RemoveVirtualDir: CAutoCoInitialize.Initialize failed for "
+                  "virtual dir %s",
+                  virtualDir.c_str());
         return false;
     }
     if (!NamesKey(virtualDir))
@@ -272,8 +273,8 @@ bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
 bool IIS4AddScriptMap(MSIHANDLE session, const std::string& virtualDir,
                       const std::string& extension, const std::string& target, DWORD id,
                       UndoRecord* record) {
-    LogMessage(session, Format("IIS4AddScriptMap: Extension '%s' mapping to '%s', virtual dir '%s'",
-                               extension.c_str(), target.c_str(), virtualDir.c_str()));
+    LogFormat(session, "IIS4AddScriptMap: Extension '%s' mapping to '%s', virtual dir '%s'",
+              extension.c_str(), target.c_str(), virtualDir.c_str());
     return ChangeScriptMap(session, AddScriptMapLines, virtualDir, extension, &target, id, record);
 }
 
@@ -285,7 +286,7 @@ bool IIS4RemoveScriptMap(MSIHANDLE session, const std::string& virtualDir,
 
 bool IIS4AddWebSvcExtension(MSIHANDLE session, const std::string& entry, const std::string& dllName,
                             UndoRecord* record) {
-    LogMessage(session, Format("[IIS4AddWebSvcExtension] start with %s", entry.c_str()));
+    LogFormat(session, "[IIS4AddWebSvcExtension] start with %s", entry.c_str());
     return ChangeExtensionList(session, "IIS4AddWebSvcExtension", &entry, dllName, record);
 }
 
@@ -296,30 +297,28 @@ bool IIS4RemoveWebSvcExtension(MSIHANDLE session, const std::string&, const std:
 
 void ConfigureWebSvcExtension(MSIHANDLE session, const std::string& isapiPath, bool add,
                               UndoRecord* record) {
-    LogMessage(session, Format("ConfigureWebSvcExtension: called with '%s'", isapiPath.c_str()));
+    LogFormat(session, "ConfigureWebSvcExtension: called with '%s'", isapiPath.c_str());
     OSVERSIONINFOEXA version;
     if (!GetSystemVersion(version)) {
         LogMessage(session, "[ConfigureWebSvcExtension]: Cannot GetVersionEx");
         return;
     }
     if (!KeepsExtensionList(version)) {
-        LogMessage(session, Format("[ConfigureWebSvcExtension]: Invalid OS %d:%d [%d]",
-                                   static_cast<int>(version.dwMajorVersion),
-                                   static_cast<int>(version.dwMinorVersion),
-                                   static_cast<int>(version.dwBuildNumber)));
+        LogFormat(session, "[ConfigureWebSvcExtension]: Invalid OS %d:%d [%d]",
+                  static_cast<int>(version.dwMajorVersion),
+                  static_cast<int>(version.dwMinorVersion),
+                  static_cast<int>(version.dwBuildNumber));
         return;
     }
     // Allowed, path, may be removed by an administrator, no group, description.
     const std::string entry = Format("1,%s,1,,Tarnwick Lumo", isapiPath.c_str());
     if (add) {
-        LogMessage(session,
-                   Format("[ConfigureWebSvcExtension]: Running IIS4AddWebSvcExtension %s %s",
-                          entry.c_str(), SuiteIsapiDll));
+        LogFormat(session, "[ConfigureWebSvcExtension]: Running IIS4AddWebSvcExtension %s %s",
+                  entry.c_str(), SuiteIsapiDll);
         IIS4AddWebSvcExtension(session, entry, SuiteIsapiDll, record);
     } else {
-        LogMessage(session,
-                   Format("[ConfigureWebSvcExtension]: Running IIS4RemoveWebSvcExtension %s %s",
-                          entry.c_str(), SuiteIsapiDll));
+        LogFormat(session, "[ConfigureWebSvcExtension]: Running IIS4RemoveWebSvcExtension %s %s",
+                  entry.c_str(), SuiteIsapiDll);
         IIS4RemoveWebSvcExtension(session, entry, SuiteIsapiDll, record);
     }
 }
