@@ -207,6 +207,27 @@ void RemoveFolderStructure(MSIHANDLE session, const std::string& directory, Undo
         RemoveFolder(session, directory, record);
 }
 
+bool ReadWholeFile(const std::string& path, DWORD limit, std::string& bytes) {
+    const FileHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
+    if (!file)
+        return false;
+    DWORD sizeHigh = 0;
+    const DWORD size = GetFileSize(file.Get(), &sizeHigh);
+    if (size == INVALID_FILE_SIZE)
+        return false;
+    if (sizeHigh != 0 || size > limit) {
+        SetLastError(ERROR_FILE_TOO_LARGE);
+        return false;
+    }
+    bytes.resize(size);
+    DWORD read = 0;
+    if (!ReadFile(file.Get(), &bytes[0], size, &read, nullptr))
+        return false;
+    bytes.resize(read);
+    return true;
+}
+
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {
     if (!IsFullPath(path)) { // would lie in whatever folder is the current one
         SetLastError(ERROR_BAD_PATHNAME);

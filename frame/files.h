@@ -25,6 +25,10 @@ bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::stri
 void RemoveFolderStructure(MSIHANDLE session, const std::string& directory,
                            UndoRecord* record = nullptr);
 
+// Reads a whole file of at most so many bytes. False, with the last error set, when it
+// is larger or cannot be read.
+bool ReadWholeFile(const std::string& path, DWORD limit, std::string& bytes);
+
 // What came of writing a file.
 enum class FileWrite { NotCreated, NotWritten, Whole };
 

@@ -150,28 +150,13 @@ void DeleteRecord(const std::string& folder, const std::string& action) {
     } while (FindNextFileA(search.Get(), &entry));
 }
 
-bool ReadWhole(const std::string& path, std::string& bytes) {
-    const FileHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr));
-    if (!file)
-        return false;
-    const DWORD size = GetFileSize(file.Get(), nullptr);
-    if (size == INVALID_FILE_SIZE)
-        return false;
-    bytes.resize(size);
-    DWORD read = 0;
-    return bytes.empty() ||
-           (ReadFile(file.Get(), &bytes[0], static_cast<DWORD>(bytes.size()), &read, nullptr) &&
-            read == bytes.size());
-}
-
 void TakeBack(MSIHANDLE session, const std::string& action, void (*undo)(const UndoRun&)) {
     const std::string product = ProductCode(session);
     const RecordPlace place = FindPlace(product);
     const std::string file = place.product + "\\" + action + RecordExtension;
     std::string bytes;
     if (place.product.empty() || !IsOwnFolder(place.all) || !IsOwnFolder(place.product) ||
-        !ReadWhole(file, bytes)) {
+        !ReadWholeFile(file, MAXDWORD, bytes)) {
         LogFormat(session, "%s: no changes are recorded, nothing taken back", action.c_str());
         return;
     }

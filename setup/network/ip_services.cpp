@@ -1,5 +1,6 @@
 // The network services that the package names in the Windows services file.
 #include "exports/action.h"
+#include "frame/files.h"
 #include "frame/machine_registry.h"
 #include "frame/msi_database.h"
 #include "frame/paths.h"
@@ -76,25 +77,6 @@ bool GetServicesFolder(std::string& folder) {
         SetLastError(ERROR_BAD_PATHNAME);
         return false;
     }
-    return true;
-}
-
-bool ReadWhole(const std::string& path, std::string& text) {
-    const FileHandle file(CreateFileA(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
-                                      OPEN_EXISTING, 0, nullptr));
-    if (!file)
-        return false;
-    DWORD sizeHigh = 0;
-    const DWORD size = GetFileSize(file.Get(), &sizeHigh);
-    if (sizeHigh != 0 || size > LargestFile) {
-        SetLastError(ERROR_FILE_TOO_LARGE);
-        return false;
-    }
-    text.resize(size);
-    DWORD read = 0;
-    if (!ReadFile(file.Get(), &text[0], size, &read, nullptr))
-        return false;
-    text.resize(read);
     return true;
 }
 
@@ -185,7 +167,7 @@ void ConfServiceFile(MSIHANDLE session, const std::vector<IPService>& services, 
         return;
     }
     std::string text;
-    if (!ReadWhole(path, text))
+    if (!ReadWholeFile(path, LargestFile, text))
         return LogFileFailure(session, "ReadFile", path);
     if (!IsPlainText(text)) {
         LogFormat(session, "Failure(ConfServiceFile): %s is no plain text file", path.c_str());
