@@ -1,5 +1,5 @@
-// For tests with a web server's store of their own: a file of the test's, calls that
-// are recorded and can be made to fail, virtual time.
+// For tests with a web server's store of their own: in memory, with calls that are
+// recorded and can be made to fail, in virtual time.
 #pragma once
 
 #include "tests/support/private_registry.h"
@@ -34,24 +34,33 @@ public:
     // "Method path" and "Sleep 3000", in order; reading is left out.
     std::vector<std::string> calls;
 
-    // The store as it was last saved; empty when it never was.
+    // The store, by way of its text; empty until it was saved. Fails the test when what
+    // was changed since is not saved.
     metabase::Keys Saved() {
         metabase::Keys keys;
-        EXPECT_TRUE(metabase::ParseTree(FileText(file_.Path()), keys));
+        if (wasSaved_) {
+            EXPECT_FALSE(isChanged_) << "a change was not saved";
+            EXPECT_TRUE(metabase::ParseTree(metabase::FormatTree(keys_), keys));
+        }
         return keys;
     }
     setupactions::TextList Texts(const std::wstring& path, DWORD id) {
         return Saved()[path][id].texts;
     }
     void Store(const metabase::Keys& keys) { // makes it the saved store
-        WriteFileText(file_.Path(), metabase::FormatTree(keys));
+        keys_ = keys;
+        wasSaved_ = true;
+        isChanged_ = false;
     }
-    void Forget() { DeleteFileA(file_.Path()); } // the next store is a new one
+    void Forget() { // a new one
+        Store(metabase::NewServer());
+        wasSaved_ = false;
+    }
 
 private:
     class Watched : public metabase::AdminBase {
     public:
-        Watched() { ++current->held_; }
+        Watched() : AdminBase(current->keys_) { ++current->held_; }
         ~Watched() override {
             EXPECT_EQ(OpenKeys(), 0u) << "a key was left open";
             --current->held_;
@@ -64,11 +73,11 @@ private:
                       [&] { return AdminBase::OpenKey(base, path, access, timeOut, opened); });
         }
         HRESULT WINAPI DeleteKey(METADATA_HANDLE base, LPCWSTR path) override {
-            return Do("DeleteKey", path, [&] { return AdminBase::DeleteKey(base, path); });
+            return Change("DeleteKey", path, [&] { return AdminBase::DeleteKey(base, path); });
         }
         HRESULT WINAPI SetData(METADATA_HANDLE base, LPCWSTR path,
                                METADATA_RECORD* record) override {
-            return Do("SetData", path, [&] { return AdminBase::SetData(base, path, record); });
+            return Change("SetData", path, [&] { return AdminBase::SetData(base, path, record); });
         }
         // Made to find its buffer too small, it asks for one that is too small.
         HRESULT WINAPI GetData(METADATA_HANDLE base, LPCWSTR path, METADATA_RECORD* record,
@@ -82,6 +91,18 @@ private:
         }
 
     private:
+        HRESULT Save() override {
+            current->wasSaved_ = true;
+            current->isChanged_ = false;
+            return S_OK;
+        }
+        template <typename Call>
+        static HRESULT Change(const char* method, const std::wstring& path, Call call) {
+            return Do(method, path, [&] {
+                current->isChanged_ = true;
+                return call();
+            });
+        }
         template <typename Call>
         static HRESULT Do(const char* method, const std::wstring& path, Call call) {
             current->calls.push_back(std::string(method) + " " +
@@ -114,7 +135,6 @@ private:
         if (answer != S_OK)
             return answer;
         auto* const store = new Watched;
-        EXPECT_EQ(store->Load(current->file_.Path()), S_OK);
         const HRESULT result = store->QueryInterface(interfaceId, object);
         store->Release();
         return result;
@@ -125,7 +145,9 @@ private:
 
     static inline WatchedWebStore* current;
     int held_ = 0; // COM once and each store
-    ScratchFile file_;
+    metabase::Keys keys_;
+    bool wasSaved_ = false;
+    bool isChanged_ = false;
     PrivateRegistry registry_;
     ReplacedImport<decltype(Enter)> initialize_{"CoInitialize", Enter};
     ReplacedImport<decltype(Leave)> uninitialize_{"CoUninitialize", Leave};

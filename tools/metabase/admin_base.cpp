@@ -1,7 +1,6 @@
 #include "tools/metabase/admin_base.h"
 
 #include <cstring>
-#include <fstream>
 #include <iterator>
 
 namespace metabase {
@@ -53,17 +52,6 @@ HRESULT GiveData(const Value& value, METADATA_RECORD& record, DWORD* needed) {
 }
 
 } // namespace
-
-HRESULT AdminBase::Load(const std::string& file) {
-    file_ = file;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream) {
-        keys_ = NewServer();
-        return S_OK;
-    }
-    const std::string text(std::istreambuf_iterator<char>(stream), {});
-    return ParseTree(text, keys_) ? S_OK : MD_ERROR_READ_METABASE_FILE;
-}
 
 HRESULT AdminBase::QueryInterface(REFIID id, void** object) {
     if (!IsEqualIID(id, AdminBaseInterface) && !IsEqualIID(id, IID_IUnknown)) {
@@ -229,12 +217,6 @@ HRESULT AdminBase::EnumKeys(METADATA_HANDLE base, LPCWSTR path, LPWSTR name, DWO
     return Refused(ERROR_NO_MORE_ITEMS);
 }
 
-HRESULT AdminBase::SaveData() {
-    if (!handles_.empty())
-        return Refused(ERROR_PATH_BUSY);
-    std::ofstream stream(file_, std::ios::binary);
-    stream << FormatTree(keys_) << std::flush;
-    return stream ? S_OK : Refused(ERROR_WRITE_FAULT);
-}
+HRESULT AdminBase::SaveData() { return handles_.empty() ? Save() : Refused(ERROR_PATH_BUSY); }
 
 } // namespace metabase

@@ -1,5 +1,5 @@
 // A stand-in for the web server's configuration store, for machines without a web
-// server: the part of its COM interface that the library calls, on a text file.
+// server: the part of its COM interface that the library calls, on a tree in memory.
 #pragma once
 
 #include "tools/metabase/tree.h"
@@ -13,20 +13,17 @@ const CLSID AdminBaseClass = {
 const IID AdminBaseInterface = {
     0x70B51430, 0xB6CA, 0x11D0, {0xB9, 0xB9, 0x00, 0xA0, 0xC9, 0x22, 0xE7, 0x50}};
 
-// Each object reads the file in Load and writes it in SaveData; what is not saved
-// is lost with the object. Without a file it starts as a new server. Results are
-// those of the real store as far as the library can tell, which opens one key at a
-// time, to read and write. Methods that it does not call return E_NOTIMPL. One
-// thread at a time.
+// Changes take effect in the tree at once, as in the real store; where SaveData puts
+// it is up to the derived class. Results are those of the real store as far as the
+// library can tell, which opens one key at a time, to read and write. Methods that it
+// does not call return E_NOTIMPL. One thread at a time.
 class AdminBase : public IMSAdminBaseW {
 public:
-    AdminBase() = default;
+    // The tree must outlive the object.
+    explicit AdminBase(Keys& keys) : keys_(keys) {}
     AdminBase(const AdminBase&) = delete;
     AdminBase& operator=(const AdminBase&) = delete;
     virtual ~AdminBase() = default;
-
-    // Reads the file. MD_ERROR_READ_METABASE_FILE when it is malformed.
-    HRESULT Load(const std::string& file);
 
     HRESULT WINAPI QueryInterface(REFIID id, void** object) override;
     ULONG WINAPI AddRef() override;
@@ -91,14 +88,17 @@ public:
 
     size_t OpenKeys() const { return handles_.size(); }
 
+protected:
+    // Saves the tree. No key is open then.
+    virtual HRESULT Save() = 0;
+
 private:
     // The whole path of one below a handle; S_OK when there is such a key. The
     // master root refuses changes.
     HRESULT Resolve(METADATA_HANDLE base, LPCWSTR path, bool changes, std::wstring& whole) const;
 
     LONG references_ = 1;
-    std::string file_;
-    Keys keys_;
+    Keys& keys_;
     std::map<METADATA_HANDLE, std::wstring> handles_; // open keys by their paths
     METADATA_HANDLE lastHandle_ = METADATA_MASTER_ROOT_HANDLE;
 };

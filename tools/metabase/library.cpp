@@ -2,11 +2,11 @@
 // the web server's own store: never do that where a web server is installed.
 #include "tools/metabase/admin_base.h"
 
+#include <fstream>
+#include <iterator>
 #include <new>
 
 namespace {
-
-using metabase::AdminBase;
 
 const char ClassKey[] = "SOFTWARE\\Classes\\CLSID\\{A9E69610-B80D-11D0-B9B9-00A0C922E750}";
 const char ServerKey[] =
@@ -15,6 +15,33 @@ const char ServerKey[] =
 const char StoreFile[] = "C:\\metabase.txt";
 
 HMODULE library;
+
+// Each object has the file's tree; what is not saved is lost with the object.
+class FileStore : public metabase::AdminBase {
+public:
+    FileStore() : AdminBase(keys_) {}
+
+    // Without a file the tree is a new server's. MD_ERROR_READ_METABASE_FILE when the
+    // file is malformed.
+    HRESULT Load() {
+        std::ifstream stream(StoreFile, std::ios::binary);
+        if (!stream) {
+            keys_ = metabase::NewServer();
+            return S_OK;
+        }
+        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        return metabase::ParseTree(text, keys_) ? S_OK : MD_ERROR_READ_METABASE_FILE;
+    }
+
+private:
+    HRESULT Save() override {
+        std::ofstream stream(StoreFile, std::ios::binary);
+        stream << metabase::FormatTree(keys_) << std::flush;
+        return stream ? S_OK : HRESULT_FROM_WIN32(ERROR_WRITE_FAULT);
+    }
+
+    metabase::Keys keys_;
+};
 
 // One object that lives as long as the library.
 class Factory : public IClassFactory {
@@ -33,10 +60,10 @@ public:
         *object = nullptr;
         if (outer != nullptr)
             return CLASS_E_NOAGGREGATION;
-        auto* const store = new (std::nothrow) AdminBase;
+        auto* const store = new (std::nothrow) FileStore;
         if (store == nullptr)
             return E_OUTOFMEMORY;
-        HRESULT result = store->Load(StoreFile);
+        HRESULT result = store->Load();
         if (SUCCEEDED(result))
             result = store->QueryInterface(id, object);
         store->Release();

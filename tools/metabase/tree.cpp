@@ -157,7 +157,9 @@ std::wstring Folded(const std::wstring& text) {
 } // namespace
 
 bool IgnoringCase::operator()(const std::wstring& left, const std::wstring& right) const {
-    return Folded(left) < Folded(right);
+    return std::lexicographical_compare(
+        left.begin(), left.end(), right.begin(), right.end(),
+        [](wint_t a, wint_t b) { return std::towlower(a) < std::towlower(b); });
 }
 
 std::wstring JoinPath(const std::wstring& base, const std::wstring& path) {
