@@ -44,12 +44,6 @@ int GetProfileNumber(const char* section, const char* key, int defaultValue,
                : defaultValue;
 }
 
-bool HasProfileSection(const char* section, const std::string& file) {
-    char keys[4] = ""; // a name's first letter and the two end marks of the list
-    return IsProfileFile(file) &&
-           GetPrivateProfileStringA(section, nullptr, "", keys, sizeof keys, file.c_str()) > 0;
-}
-
 bool WriteProfileValue(const char* section, const char* key, const std::string& value,
                        const std::string& file) {
     if (!IsProfileFile(file) || !IsProfileValue(value)) {

@@ -28,9 +28,6 @@ void GetProfileString(const char* section, const char* key, const char* defaultV
 int GetProfileNumber(const char* section, const char* key, int defaultValue,
                      const std::string& file);
 
-// True when the section is there and holds a key.
-bool HasProfileSection(const char* section, const std::string& file);
-
 // Writes a value. False when it was not written; the last error tells why not.
 bool WriteProfileValue(const char* section, const char* key, const std::string& value,
                        const std::string& file);

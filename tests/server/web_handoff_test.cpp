@@ -16,6 +16,17 @@ UINT Collect(MSIHANDLE, const CIniHandOffRow& row, void* context) {
     return static_cast<UINT>(row.GetNumber("Attribute"));
 }
 
+int opened; // files, by the library
+bool isFull;
+decltype(&CreateFileA) openOriginal;
+HANDLE WINAPI Open(const char* path, DWORD access, DWORD share, SECURITY_ATTRIBUTES* security,
+                   DWORD creation, DWORD flags, HANDLE like) {
+    ++opened;
+    SetLastError(ERROR_DISK_FULL);
+    return isFull ? INVALID_HANDLE_VALUE
+                  : openOriginal(path, access, share, security, creation, flags, like);
+}
+
 MSIHANDLE WINAPI FaultingDatabase(MSIHANDLE) {
     RaiseException(EXCEPTION_ACCESS_VIOLATION, 0, 0, nullptr);
     return 0;
@@ -96,11 +107,20 @@ TEST_F(SessionTest, AFaultEndsTheSavingOfATableAlone) {
     DeleteFileA(handOff.Path().c_str());
 }
 
-TEST_F(SessionTest, AValueWritesNoSectionsOfItsOwnIntoTheHandOff) {
+TEST_F(SessionTest, TheHandOffIsWrittenAndReadInOnePieceWithoutSectionsOfAValuesOwn) {
+    const ReplacedImport<decltype(Open)> open("CreateFileA", Open);
+    openOriginal = open.Original();
     MakeTable("HalcyonWebVirtualDir", {"VirtualDir"}, {"'[LINES]'", "'[LONG]'", "'kept'"});
     SetProperty("LINES", "x\r\n[StopService]\r\n1=Spooler");
     SetProperty("LONG", std::string(32767, 'x'));
     SetProperty("ConfigureWebServicesActionName", "Configure");
+    isFull = true;
+    EXPECT_EQ(GetWebInfo(session), ERROR_SUCCESS);
+    EXPECT_EQ(Log().back(),
+              "GetWebInfo: The file cannot be written (error 112), nothing is handed over");
+    isFull = false;
+    opened = 0;
+    ClearMessages();
     EXPECT_EQ(GetWebInfo(session), ERROR_SUCCESS);
     const std::string leftOut = "SaveTableToIniFile: The value of VirtualDir holds a line break or "
                                 "is too long, it is left out";
@@ -114,6 +134,7 @@ TEST_F(SessionTest, AValueWritesNoSectionsOfItsOwnIntoTheHandOff) {
     std::vector<std::string> dirs;
     CIniHandOff(session, "").ForEachRow(VirtualDirTable, Collect, &dirs);
     EXPECT_THAT(dirs, ElementsAre("", "", "kept"));
+    EXPECT_EQ(opened, 2) << "once to write, once to read";
     DeleteFileA(file.c_str());
 }
 

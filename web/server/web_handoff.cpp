@@ -2,6 +2,7 @@
 
 #include "exports/action.h"
 #include "frame/deferred_data.h"
+#include "frame/files.h"
 #include "frame/guard.h"
 #include "frame/msi_database.h"
 #include "frame/profile.h"
@@ -13,6 +14,7 @@ namespace {
 
 const size_t PathLimit = 260;     // characters
 const size_t RowValueLimit = 259; // characters
+const DWORD FileLimit = 16 << 20; // bytes
 const char TemporaryFilePrefix[] = "qx";
 const int SaveFailed = -1; // in place of a number of rows
 
@@ -53,13 +55,11 @@ bool RowNeeds(bool (*needs)(const std::string&, INSTALLSTATE, INSTALLSTATE),
 } // namespace
 
 std::string CIniHandOffRow::Get(const char* column) const {
-    std::string value;
-    GetProfileString(section_.c_str(), column, "", value, handOff_.Path());
-    return value.substr(0, RowValueLimit);
+    return handOff_.Text().Get(section_, column).substr(0, RowValueLimit);
 }
 
 int CIniHandOffRow::GetNumber(const char* column) const {
-    return GetProfileNumber(section_.c_str(), column, 0, handOff_.Path());
+    return handOff_.Text().GetNumber(section_, column);
 }
 
 CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
@@ -67,9 +67,8 @@ CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
     if (IsDeferred(session)) {
         path_ = ReadPath(actionNameValue);
         LogMessage(session, path_);
-        if (!path_.empty() && !IsProfileFile(path_))
-            LogMessage(session, "CIniHandOff: Not a full path of less than 260 characters, "
-                                "nothing is read");
+        if (!path_.empty())
+            Load();
         if (path_.size() > PathLimit)
             path_.clear();
         return;
@@ -78,6 +77,24 @@ CIniHandOff::CIniHandOff(MSIHANDLE session, const std::string& actionNameValue)
     HandTo(actionNameValue);
     Write(ReferenceSection, ReferenceCount, "1");
     LogMessage(session, path_);
+}
+
+void CIniHandOff::Load() {
+    std::string text;
+    if (!IsProfileFile(path_))
+        LogMessage(session_, "CIniHandOff: Not a full path of less than 260 characters, "
+                             "nothing is read");
+    else if (ReadWholeFile(path_, FileLimit, text))
+        text_ = ProfileText(text);
+    else
+        LogFormat(session_, "CIniHandOff: The file cannot be read (error %lu)", GetLastError());
+}
+
+void CIniHandOff::Save() const {
+    if (WriteNewFile(path_, text_.Text()) != FileWrite::Whole)
+        LogFormat(session_,
+                  "GetWebInfo: The file cannot be written (error %lu), nothing is handed over",
+                  GetLastError());
 }
 
 std::string CIniHandOff::ReadPath(const std::string& actionNameValue) const {
@@ -111,23 +128,23 @@ void CIniHandOff::HandTo(const std::string& actionNameValue) const {
 }
 
 bool CIniHandOff::Write(const std::string& section, const std::string& key,
-                        const std::string& value) const {
+                        const std::string& value) {
     if (!IsProfileValue(value)) {
         LogFormat(session_,
                   "SaveTableToIniFile: The value of %s holds a line break or is "
                   "too long, it is left out",
                   key.c_str());
         // Its row keeps a section: the reader stops at the first row without.
-        WriteProfileValue(section.c_str(), key.c_str(), "", path_);
+        text_.Set(section, key, "");
         return false;
     }
-    WriteProfileValue(section.c_str(), key.c_str(), value, path_);
+    text_.Set(section, key, value);
     return true;
 }
 
 void CIniHandOff::AddReference(const std::string& actionNameValue) {
     HandTo(actionNameValue);
-    const int count = GetProfileNumber(ReferenceSection, ReferenceCount, 1, path_);
+    const int count = text_.GetNumber(ReferenceSection, ReferenceCount);
     Write(ReferenceSection, ReferenceCount, Format("%d", count + 1));
 }
 
@@ -210,11 +227,8 @@ UINT CIniHandOff::WriteComponentState(const std::string& component) {
 
 void CIniHandOff::GetComponentState(const std::string& component, INSTALLSTATE& installed,
                                     INSTALLSTATE& action) const {
-    const auto read = [&](const char* section) {
-        return static_cast<INSTALLSTATE>(GetProfileNumber(section, component.c_str(), 0, path_));
-    };
-    installed = read(ComponentStateSection);
-    action = read(ComponentActionSection);
+    installed = static_cast<INSTALLSTATE>(text_.GetNumber(ComponentStateSection, component));
+    action = static_cast<INSTALLSTATE>(text_.GetNumber(ComponentActionSection, component));
 }
 
 void CIniHandOff::WriteTableCount(const std::string& table, int count) {
@@ -223,10 +237,10 @@ void CIniHandOff::WriteTableCount(const std::string& table, int count) {
 
 UINT CIniHandOff::ForEachRow(const char* table, HandOffRowCallback callback, void* context) const {
     UINT failure = ERROR_SUCCESS;
-    const int count = GetProfileNumber(TableSection, table, 0, path_);
+    const int count = text_.GetNumber(TableSection, table);
     for (int index = 0; index < count; ++index) {
         const std::string section = RowSection(table, index);
-        if (!HasProfileSection(section.c_str(), path_))
+        if (!text_.HasSection(section))
             break; // the user may write the file: the count need not be true
         const CIniHandOffRow row(*this, section);
         const UINT result = callback(session_, row, context);
@@ -275,6 +289,7 @@ EXPORTED_ACTION(GetWebInfo) {
     handOff.SaveTableToIniFile(MimeTypeTable, true);
     handOff.WriteFileKey(NotesConfigurationFile);
     handOff.WriteComponentState(WebServerComponent);
+    handOff.Save();
     return ERROR_SUCCESS;
 }
 

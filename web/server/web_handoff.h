@@ -3,8 +3,7 @@
 #pragma once
 
 #include "frame/windows_api.h"
-
-#include <string>
+#include "web/server/profile_text.h"
 
 namespace setupactions {
 
@@ -41,16 +40,17 @@ private:
 // Called for one row. Result: 0, or the row's failure.
 using HandOffRowCallback = UINT (*)(MSIHANDLE session, const CIniHandOffRow& row, void* context);
 
-// The hand-off file as one action sees it. The file is written and read with
-// the profile calls alone, whose failures go unnoticed: what cannot be read is 0
-// or empty. A value that such a file cannot hold is logged and left out.
+// The hand-off file as one action sees it: a profile file, written and read in one
+// piece, so that the time grows only with its rows, and that an action judges all rows
+// by one state of a file that the user may write. What it lacks is 0 or empty. A value
+// that a profile file cannot hold is logged and left out.
 class CIniHandOff {
 public:
     // In a deferred action: takes the file's path from the property, or from the
-    // action data when that is empty; a path over 260 characters counts as none. In
-    // an immediate one: chooses a new path in the temporary folder (empty on
-    // failure), hands it to the deferred action of that name and starts the file.
-    // Logs the path.
+    // action data when that is empty, and reads the file; a path over 260 characters
+    // counts as none, and a file of more than 16 MB is not read. In an immediate one:
+    // chooses a new path in the temporary folder (empty on failure) and hands it to
+    // the deferred action of that name. Logs the path, and why nothing is read.
     CIniHandOff(MSIHANDLE session, const std::string& actionNameValue);
 
     // Hands the file to one more deferred action.
@@ -74,24 +74,30 @@ public:
 
     void WriteTableCount(const std::string& table, int count);
 
+    // Writes the file with all that was saved. Logs a failure: there is then no file.
+    void Save() const;
+
     // Calls back for each row saved from the table, up to the first that is missing.
     // Result: the last callback result that was not 0, or 0.
     UINT ForEachRow(const char* table, HandOffRowCallback callback, void* context) const;
 
     const std::string& Path() const { return path_; }
+    const ProfileText& Text() const { return text_; }
 
 private:
     std::string CreatePath() const;
     std::string ReadPath(const std::string& actionNameValue) const;
     int SaveRows(const std::string& table, bool format);
     void HandTo(const std::string& actionNameValue) const;
-    bool Write(const std::string& section, const std::string& key, const std::string& value) const;
+    void Load();
+    bool Write(const std::string& section, const std::string& key, const std::string& value);
     std::string Formatted(const std::string& text) const;
     std::string ValueToSave(const std::string& table, const std::string& column,
                             const std::string& value);
 
     MSIHANDLE session_;
     std::string path_;
+    ProfileText text_;
 };
 
 // True when a row with these flags is to be applied, by its component's states.
