@@ -1,17 +1,17 @@
-# What the library's actions did in runs of the installer: a line per action
-# with its result in each run, and what it changed in the first run in which it
-# changed anything. With -v whole=1: every change of every run, a line each.
+# What the library's actions did in one or more installer runs: one line per action,
+# with its result in each run and what it changed in the first run that changed
+# anything. With -v whole=1: every change of every run, one per line.
 #   awk -v runs="install remove" [-v whole=1] -f action_report.awk \
 #       catalogue.inc install.trace install.log remove.trace remove.log
-# The logs (msiexec /l*v) have the results. The traces are the engine's own
-# (WINEDEBUG=trace+msi,trace+file,trace+reg,trace+service,trace+process): what is
-# called between an action's start and its end, by it or by a program that it
-# runs, is the action's work.
+# The results come from the logs (msiexec /l*v), the changes from the engine's traces
+# (WINEDEBUG=trace+msi,trace+file,trace+reg,trace+service,trace+process): every call
+# between an action's start and its end, by the action or by a program that it runs,
+# counts as the action's work.
 
 BEGIN {
     WIDTH = 150
     LONGEST_VALUE = 32
-    # What every program of the engine, and its script host, writes when it starts.
+    # Written by every program of the engine, and its script host, on start-up.
     ENGINES_OWN_KEYS = "Time Zone|TimeZone|Keyboard Layout|Fonts|MUI|Shell Folders|Classes\\\\(Typelib|Interface)\\\\"
 }
 
@@ -39,7 +39,7 @@ function cut(text, letters) { return length(text) > letters ? substr(text, 1, le
 # The Id in "Action ended 5:16:19: Id. Return value 1."
 function id_of_line(    id) { id = $4; sub(/\.\r?$/, "", id); return id }
 
-# Notes a change of the running action, once: in short, and in full.
+# Records a change of the running action once, in short and in full.
 function changed(verb, short, full) {
     if ((run, action, verb, full) in noted) return
     noted[run, action, verb, full] = 1
@@ -79,8 +79,8 @@ kind == "log" && !/^Action / {
 
 kind != "trace" { next }
 { thread = substr($0, 1, 4) }
-# The type, in hexadecimal, has an odd third digit where the action is for a
-# rollback only: it is planned, but does not run.
+# An odd third digit of the type, in hexadecimal, marks a rollback action: it is
+# planned, but does not run.
 /:ACTION_CustomAction Handling custom action L"/ && quoted(3) in known &&
     !/" \([0-9a-f]?[13579bdf][0-9a-f][0-9a-f] L"/ {
     entry[run, quoted(1)] = quoted(3)
@@ -91,7 +91,7 @@ kind != "trace" { next }
     waiting = 0
     next
 }
-# The installer's thread waits while the action runs; its next word is the end.
+# The installer's thread waits while the action runs; its next line marks the end.
 action != "" && thread == installer {
     if (/:wait_thread_handle/) waiting = 1
     else if (waiting) action = ""
@@ -111,8 +111,8 @@ action != "" && thread == installer {
 /:service:OpenService/ { service[thread] = quoted(1) }
 
 action == "" { next }
-/:MSI_SetFeatureStateW / { changed($NF == 2 ? "leaves out" : "chooses", quoted(1), quoted(1)) }
-# A file opened for writing is written, if it could be opened.
+/:MSI_SetFeatureStateW / { changed($NF == 2 ? "deselects" : "selects", quoted(1), quoted(1)) }
+# A file counts as written once it has been opened for writing.
 /:CreateFileW L".* GENERIC_WRITE / { writing[thread] = quoted(1) }
 /:CreateFileW returning / {
     if (writing[thread] != "" && $NF != "FFFFFFFF") file_changed("writes", writing[thread])
@@ -157,8 +157,8 @@ END {
             for (v = 1; v <= verbCount; ++v)
                 text = text (v > 1 ? "; " : r > 1 ? run ": " : "") list[v] " " objects[run, name, list[v]]
         }
-        if (text == "" && name in words) text = "says \"" words[name] "\""
-        if (text == "") text = ran ? "nothing" : "(not run)"
+        if (text == "" && name in words) text = "logs \"" words[name] "\""
+        if (text == "") text = ran ? "no changes" : "(not run)"
         print cut(line text, WIDTH)
     }
 }

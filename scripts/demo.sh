@@ -3,7 +3,7 @@
 # that has a web server: installs it, repairs it, changes its features, removes
 # it. Shows for each action its results and what it changed, then what each run
 # changed on the machine, and writes the log report of each run. Exits 1 when an
-# action failed or when something stayed.
+# action failed or something was left behind.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
@@ -17,7 +17,7 @@ drive=$WINEPREFIX/drive_c
 out=$REPO/build/demo
 runs=()
 # What the removal leaves, and why: old virtual directories do not come back, and
-# the library adds its DLL to the server's list at each run and never takes it out.
+# the library adds its DLL to the server's list on every run and never removes it.
 ON_PURPOSE='^(- /LM/W3SVC/1/ROOT/(suite9|Kestrel)|[+] /LM/W3SVC WebSvcExtRestrictionList .*,Tarnwick Lumo)'
 rm -rf "$out"
 mkdir -p "$out"
@@ -43,32 +43,32 @@ report() {
     awk -v runs="${runs[*]}" "$@" -f "$REPO/scripts/action_report.awk" "$REPO/exports/catalogue.inc" "${files[@]}"
 }
 
-# text_changes FOLDER NAME ...: what actions changed in the package's text files and,
-# for host.conf, in another program's, by the copies of the machine's files.
+# text_changes FOLDER NAME ...: the lines that actions changed in installed text files
+# (host.conf is not the package's own).
 text_changes() {
     local folder=$1 name
     shift
     for name; do
-        diff -u --label "$name, as it came" --label "$name, installed" \
+        diff -u --label "$name, as delivered" --label "$name, installed" \
             <(tr -d '\r' <"$SAMPLE_SOURCES/textfiles/$name") <(tr -d '\r' <"$out/installed/$folder/$name") || true
     done
 }
 
-# show_changes TITLE BEFORE AFTER: the differences of two snapshots, in short; in
-# full in a file.
+# show_changes TITLE BEFORE AFTER: a summary of what differs between two snapshots; the
+# full list goes into a file.
 show_changes() {
     echo
     say "$1: $out/$3.changes"
     show_difference "$out/$2" "$out/$3" >"$out/$3.changes"
     summarize_difference "$out/$2" "$out/$3" >"$out/summary"
-    [ -s "$out/summary" ] || echo "  nothing"
+    [ -s "$out/summary" ] || echo "  no changes"
     cat "$out/summary"
 }
 
-say "making a fresh machine"
+say "setting up a fresh machine"
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
-plant_web_server || fail "the web server's stand-ins were refused"
+plant_web_server || fail "the stand-in web server could not be installed"
 plant_sample_machine "$WINEPREFIX"
 take_snapshot "$WINEPREFIX" "$out/before"
 plant_older_add_on "$WINEPREFIX"
@@ -79,36 +79,36 @@ mkdir "$out/installed"
 text_changes host host.conf >"$out/text-files.diff"
 text_changes "$SAMPLE_INSTALLED/textfiles" web.config server.conf >>"$out/text-files.diff"
 text_changes "$SAMPLE_INSTALLED/reports/en" sales.url stock.url >>"$out/text-files.diff"
-say "somebody deletes a page, empties a configuration file and takes the virtual directory away"
+say "damaging the installation: deleting a page, emptying a configuration file, removing a virtual directory"
 rm "$drive/$SAMPLE_INSTALLED/launchpad.url"
 : >"$drive/$SAMPLE_INSTALLED/textfiles/server.conf"
 remove_from_web_server "$WINEPREFIX" /LM/W3SVC/1/ROOT/viewer
 run_installer repair /i 'P:\sample.msi' REINSTALL=ALL REINSTALLMODE=amus
 run_installer change /i 'P:\sample.msi' ADDLOCAL=ConnectorPages REMOVE=EventServer
-say "the server fills its cache; an administrator clones it: TRNWCentralMS_clone"
+say "the server fills its cache, and an administrator clones it as TRNWCentralMS_clone"
 fill_sample_cache "$WINEPREFIX"
 (cd "$drive" && "$REPO/scripts/engine-exec" sc create TRNWCentralMS_clone \
     binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe' >"$out/clone.log") ||
-    fail "the clone could not be made; see $out/clone.log"
+    fail "the clone could not be created; see $out/clone.log"
 run_installer remove /x 'P:\sample.msi'
 
 echo
 report | tee "$out/actions.txt"
 report -v whole=1 >"$out/all-changes.txt"
 show_changes "what the installation changed" before install
-show_changes "what is another after the repair" install repair
-show_changes "what the change of features changed" repair change
-show_changes "what is another after the removal" before remove
+show_changes "what differs after the repair" install repair
+show_changes "what changing the features changed" repair change
+show_changes "what differs after the removal" before remove
 echo
 "$REPO/scripts/reference.sh" >"$out/reference.log"
 for run in "${runs[@]}"; do
     "$REPO/scripts/logreport" "$out/$run.log" --html "$out/$run.html" ||
-        fail "the report on $out/$run.log tells of a failure"
+        fail "the report on $out/$run.log shows a failure"
 done
-say "what the logs tell, as pages: $out/{install,repair,change,remove}.html"
-say "every change of every action: $out/all-changes.txt; in text files: $out/text-files.diff"
-say "the installer's logs: $out/{install,repair,change,remove}.log; the machine: $drive"
-# The results stand in columns of 8, behind the name; what an action says comes after.
-! grep -E '^.{35}(.{8}){0,3}(failed|ended) ' "$out/actions.txt" || fail "the actions above failed"
-! grep -v -E "$ON_PURPOSE" "$out/remove.changes" || fail "the removal left the lines above behind"
-say "done: nothing stayed on the machine that the package does not leave on purpose"
+say "log reports as pages: $out/{install,repair,change,remove}.html"
+say "all changes, action by action: $out/all-changes.txt; edits to text files: $out/text-files.diff"
+say "installer logs: $out/{install,repair,change,remove}.log; the machine: $drive"
+# Results are in columns of 8 after the name; what an action logged follows them.
+! grep -E '^.{35}(.{8}){0,3}(failed|ended) ' "$out/actions.txt" || fail "the actions listed above failed"
+! grep -v -E "$ON_PURPOSE" "$out/remove.changes" || fail "the removal left behind what is listed above"
+say "done: the removal left nothing behind except what the package leaves on purpose"

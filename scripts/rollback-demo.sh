@@ -1,13 +1,13 @@
 #!/usr/bin/env bash
 # What a failed installation leaves behind: rollback-demo.sh [STEP ...]
 # Builds everything; installs the sample package on fresh machines of the engine and
-# lets it fail right after each of the library's deferred actions in turn (or after
-# the given ones), then lets its removal fail in the same way. A step's line counts
-# what is another than before (files with their contents, registry, services and
-# which run, the web server's store): what is left of the library's doing; what the
-# reference names as left; and what is left when the library's deferred actions do
-# nothing, since the engine does not take all of its own work back. Exits 1 when
-# something of the library's is left that the reference does not name.
+# makes it fail right after each of the library's deferred actions in turn (or only
+# the given ones), then makes its removal fail in the same way. Each line counts what
+# differs from before (files and their contents, registry, services and whether they
+# run, the web server's store): what the library left; what it left as documented;
+# and what is left even when the library's deferred actions do nothing, because the
+# engine does not undo all of its own work. Exits 1 when the library leaves something
+# that the reference does not document.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
@@ -20,11 +20,11 @@ machines=$REPO/build/machines
 export WINEPREFIX=$machines/rollback
 out=$REPO/build/rollback-demo
 OPTIONS='INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1 SAMPLESERVER=alpha'
-# What cannot be taken back, as the reference says.
+# What cannot be undone, as the reference documents.
 NAMED='^- running: Central Management Server'
-# A deleted service may be made anew by the engine, as the package has it.
+# The engine may create a deleted service again, as the package defines it.
 NAMED+='|^[-~] HKLM.System.CurrentControlSet.Services.(TRNWCentralMS|KestrelAPS|MSSQLServer)( |$)'
-# Services of the engine's own, which come and go.
+# The engine's own services, which come and go.
 ENGINE_SERVICES='Winedevice|Remote Procedure Call|Windows Installer'
 rm -rf "$out"
 mkdir -p "$out/media"
@@ -46,9 +46,9 @@ steps() {
 }
 
 # fail_after STEP PACKAGE [ENGINE]: makes the package fail right after the step;
-# with a third word, the library's deferred actions do not run in it. Numbers are
-# doubled, to make room. At InstallExecute the engine forgets the rollback rows
-# before it, as Windows does not.
+# with a third argument, the library's deferred actions do not run in it. Sequence
+# numbers are doubled to make room. At InstallExecute the engine, unlike Windows,
+# forgets the rollback rows before it.
 fail_after() {
     awk -F '\t' -v OFS='\t' -v step="$1" -v engine="${3:-}" '
         NR == FNR { if ($1 != "") kind[$2] = $3; number[$2] = $1; next }
@@ -59,7 +59,7 @@ fail_after() {
     msibuild "$2" -i "$out/InstallExecuteSequence.idt"
 }
 
-# look FILE: a snapshot, and which services run.
+# look FILE: takes a snapshot, with the services that are running.
 look() {
     (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" net start) | grep -v -E "$ENGINE_SERVICES" >"$out/running"
     take_snapshot "$WINEPREFIX" "$1"
@@ -72,9 +72,10 @@ failing_run() {
     local name=$1 before=$2
     shift 2
     (cd "$WINEPREFIX/drive_c" && timeout 120 "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') &&
-        fail "$name did not fail"
+        fail "$name should have failed, but succeeded"
     tr -d '\r' <"$WINEPREFIX/drive_c/run.log" >"$out/$name.log"
-    grep -q 'FailSample: failing, as asked' "$out/$name.log" || fail "$name failed elsewhere: $out/$name.log"
+    grep -q 'FailSample: failing, as asked' "$out/$name.log" ||
+        fail "$name failed for another reason; see $out/$name.log"
     look "$out/$name"
     # shellcheck disable=SC2086 # the kinds are words
     show_difference "$before" "$out/$name" $SNAPSHOT_KINDS running |
@@ -87,13 +88,13 @@ whole_run() {
     local run=$1
     shift
     (cd "$WINEPREFIX/drive_c" && "$REPO/scripts/engine-exec" msiexec "$@" /qn '/l*v' 'C:\run.log') ||
-        fail "the sample's $run fails by itself"
+        fail "the sample's $run failed without being made to"
     tr -d '\r' <"$WINEPREFIX/drive_c/run.log" >"$out/$run.log"
 }
 
-# steps_of RUN [STEP ...]: the library's deferred actions that ran in a whole run,
-# in their order, or those of them that are given; of a removal those before
-# RemoveFiles, since the engine does not put back the files that it removed.
+# steps_of RUN [STEP ...]: the library's deferred actions (or the given ones of them)
+# that ran in a whole run, in order; for a removal only those before RemoveFiles,
+# since the engine does not restore the files that it removed.
 steps_of() {
     local run=$1
     shift
@@ -116,8 +117,8 @@ remove() { # NAME STEP FAILURE [ENGINE]
     failing_run "$1" "$out/installed" /x 'Q:\sample.msi' SAMPLEFAILS="$3"
 }
 
-# measure RUN STEP [FAILURE]: the step's line; the engine's own part is what the
-# same failure leaves when the library does nothing, measured once for each
+# measure RUN STEP [FAILURE]: prints the step's line. The engine's own part is what the
+# same failure leaves when the library does nothing; it is measured once for each
 # standard action before the step.
 unnamed=0
 measure() {
@@ -130,7 +131,7 @@ measure() {
     comm -23 "$out/$name.left" "$out/$engine.left" >"$out/$name.more"
     grep -v -E "$NAMED" "$out/$name.more" >"$out/$name.ours" || true
     grep -E "$NAMED" "$out/$name.more" >"$out/$name.named" || true
-    printf '%-8s %-45s %5d %6d %7d\n' "$run" "${3:+$3 after }${step%%.*}" "$(wc -l <"$out/$name.ours")" \
+    printf '%-8s %-45s %5d %11d %7d\n' "$run" "${3:+$3 after }${step%%.*}" "$(wc -l <"$out/$name.ours")" \
         "$(wc -l <"$out/$name.named")" "$(wc -l <"$out/$engine.left")"
     unnamed=$((unnamed + $(wc -l <"$out/$name.ours")))
 }
@@ -139,13 +140,13 @@ table "$REPO/build/x86/sample.msi" CustomAction >"$out/CustomAction"
 table "$REPO/build/x86/sample.msi" InstallExecuteSequence >"$out/InstallExecuteSequence"
 steps >"$out/steps"
 
-say "making the machines: before the installation, and after it"
+say "setting up the machines: one before the installation, one after it"
 before=$machines/rollback-before
 WINEPREFIX=$before
 new_machine "$before"
 map_drive "$before" p "$REPO/build/x86"
 map_drive "$before" q "$out/media"
-plant_web_server || fail "the web server's stand-ins were refused"
+plant_web_server || fail "the stand-in web server could not be installed"
 plant_sample_machine "$before"
 plant_older_add_on "$before"
 # What the installation overwrites.
@@ -166,11 +167,11 @@ look "$out/installed"
 copy_machine "$machines/rollback-installed" "$WINEPREFIX"
 whole_run remove /x 'Q:\sample.msi'
 
-say "failing right after each step; what is left is in $out/*.ours, and *.left with the engine's"
-printf '%-8s %-45s %5s %6s %7s\n' run "fails after" left named engine
+say "failing after each step in turn; what the library left is in $out/*.ours, with the engine's part in *.left"
+printf '%-8s %-45s %5s %11s %7s\n' run "fails after" left documented engine
 mapfile -t installing < <(steps_of install "$@")
 for step in "${installing[@]}"; do measure install "$step"; done
-# A cancelled installation, too, where the engine rolls one back.
+# A cancelled installation too, if the engine rolls one back.
 if [ $# = 0 ]; then
     last=${installing[-1]}
     install cancelled "$last" 1602
@@ -184,12 +185,12 @@ mapfile -t removing < <(steps_of remove "$@")
 for step in "${removing[@]}"; do measure remove "$step"; done
 
 echo
-say "what is left without any deferred action of the library's:"
+say "left by the engine itself, without any deferred action of the library:"
 for run in install remove; do
     sort -u "$out/$run"-engine-*.left >"$out/engine.$run"
     sed -E 's@^(. HK([^\\]*\\){4}[^\\ ]*|. [^/]*/?[^/]*).*@\1@' "$out/engine.$run" | uniq -c |
         awk -v run="$run" '{ count = $1; $1 = ""; print "  " run ":" $0 " (" count ")" }'
 done
-say "not tried, since the engine does not roll it back: ${cancelled:-}a repair, a removal from its RemoveFiles on"
-[ "$unnamed" = 0 ] || fail "$unnamed differences are left that neither the engine leaves nor the reference names"
-say "done: nothing is left but what the engine leaves and the reference names"
+say "not tested, because the engine does not roll it back: ${cancelled:-}a repair, a removal from RemoveFiles on"
+[ "$unnamed" = 0 ] || fail "the library left $unnamed differences that the reference does not document"
+say "done: nothing is left except what the engine leaves and the reference documents"

@@ -1,15 +1,16 @@
 #!/usr/bin/env bash
-# What an upgrade does to a machine that a customer has lived in: upgrade-demo.sh [RUN ...]
-# Builds everything; installs the sample package on a machine of the engine, has the
-# customer change it, and installs the sample's second version on copies of it. The runs:
+# What an upgrade does to a machine in use: upgrade-demo.sh [RUN ...]
+# Builds everything; installs the sample package on a machine of the engine, makes the
+# changes that a customer would make, and installs the sample's second version on copies
+# of that machine. The runs:
 #   early    a major upgrade that removes the old version before it installs anything
-#   late     one that removes it when its own files and services are there
+#   late     one that removes it after installing its own files and services
 #   minor    a minor update: REINSTALL=ALL REINSTALLMODE=vomus, the same product code
-#   failing  a major upgrade that fails when the old version is gone: of the customer's
-#            things alone, since the engine brings the old version's files back in none
+#   failing  a major upgrade that fails after the old version has been removed; shows the
+#            customer's things only, since the engine never brings the old files back
 #   older    the first version over the second, which must be refused
-# After each, one line per thing: kept, new, gone, doubled, lost, left. Exits 1 when
-# something is lost, doubled or left that the reference does not name.
+# After each run, one line per thing: kept, new, gone, doubled, lost, left. Exits 1 when
+# something is lost, doubled or left that the reference does not document.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 source "$REPO/scripts/snapshot.sh"
@@ -25,9 +26,9 @@ web=$drive/$SAMPLE_INSTALLED
 out=$REPO/build/upgrade-demo
 OPTIONS='INSTALLMODE=Expand EXPANDAPS=1 EXPANDEVENT=1 SAMPLESERVER=alpha'
 
-# A thing is counted in the machine's state: the lines that match it. "own" is the
-# customer's and "ours" the package's, in both versions: once; "off" is what the
-# customer has switched off; "new" is of the second version alone, "old" of the first.
+# Each thing is the number of lines of the machine's state that match it. "own" is the
+# customer's and "ours" the package's in both versions, each expected once; "off" is what
+# the customer switched off; "new" is in the second version only, "old" in the first.
 THINGS='own|a clone of the server|HKLM.System.CurrentControlSet.Services.TRNWCentralMS_clone
 own|a member of the user group|HKLM.Software.Setupactions Sample Groups.Kestrel NT Users "OFFICE.jane"
 own|a line of host.conf outside the block|host.conf: load = own
@@ -38,7 +39,7 @@ own|a line of the filled template|server.conf: own      = 1
 own|a setting of the virtual directory|/LM/W3SVC/1/ROOT/viewer 3006 .*"own.htm"
 own|a line of the services file|services: owntool.*
 own|the data source moved elsewhere|HKLM.Software.ODBC.ODBC.INI.Setupactions Sample Data "DBQ".*moved.*
-own|an add-in of another maker|HKCU.Software.Microsoft.Office.9.0.Excel.Options "OPEN".*charts.*
+own|a third-party add-in|HKCU.Software.Microsoft.Office.9.0.Excel.Options "OPEN".*charts.*
 own|a file among the unpacked ones|Program Files/Setupactions Samples/own.txt
 own|a plug-in beside the copied ones|Program Files/Setupactions Sample/win32_x86/plugins/auth/own.dll
 own|what the server wrote|Program Files/Setupactions Sample Cache/pages/1.txt
@@ -70,8 +71,8 @@ old|a line of the block of web.config|web.config: .*"20".*
 old|the renamed virtual directory|/LM/W3SVC/1/ROOT/webinfo
 old|its exclusion|excluded: webinfo
 old|the changed line of the services file|services: kestrelcms\s6400.*'
-# What the reference names, by run and thing; the last is the doing of the engine, which
-# leaves a service that is there as it is.
+# What the reference documents, by run and thing; the last is the engine's doing: it
+# leaves an existing service as it is.
 NAMED='.* own a line of (host.conf|web.config) inside the block
 .* off the (web )?server, stopped by hand
 .* ours the allowed extension
@@ -79,7 +80,7 @@ NAMED='.* own a line of (host.conf|web.config) inside the block
 (late|minor) old the changed line of the services file
 minor new a feature
 (late|minor) new the start of a service'
-# The differences that the things above make.
+# The differences that the things above account for.
 EXPECTED='Setupactions Sample/(readme.txt|features/News.txt|textfiles/)|host/host.conf|drivers/etc/services'
 EXPECTED+='|Options "SampleData"'
 EXPECTED+='|/ROOT/web(info|news)( |$)|WebSvcExtRestrictionList|KestrelAPS "Start"'
@@ -95,8 +96,8 @@ make_packages() {
     local name
     cp -r "$REPO"/build/x86/{sample.msi,redist} "$out/media"
     for name in early late minor; do cp "$REPO/build/x86/second.msi" "$out/media/$name.msi"; done
-    # What Windows does, but the engine does not: it tells the old version of the
-    # upgrade, and leaves a file that was changed since it was installed.
+    # Windows, unlike the engine, tells the old version of the upgrade and keeps a file
+    # that was changed since it was installed.
     for name in early late; do
         change $name "UPDATE Upgrade SET Remove = 'ALL UPGRADINGPRODUCTCODE=$(product_code $name)'
                       WHERE ActionProperty = 'OLDERSAMPLE'"
@@ -124,10 +125,10 @@ install() {
 
 on_machine() {
     (cd "$drive" && "$REPO/scripts/engine-exec" "$@" >"$out/command.log" 2>&1) ||
-        fail "refused: $*: $out/command.log"
+        fail "command failed: $*; see $out/command.log"
 }
 
-# What a customer does to the installed package.
+# What a customer changes on the machine.
 live_in() {
     on_machine sc create TRNWCentralMS_clone binPath= 'C:\Program Files\Setupactions Sample\sample_server.exe'
     on_machine reg add 'HKLM\Software\Setupactions Sample Groups\Kestrel NT Users' /v 'OFFICE\jane' /d member
@@ -159,7 +160,7 @@ look() {
             "$drive/windows/system32/drivers/etc/services"; do
             [ ! -e "$file" ] || tr -d '\r' <"$file" | sed "s@^@$(basename "$file"): @"
         done
-        # The paths that SharePoint was told of: one that it has it does not take again.
+        # The paths excluded from SharePoint, which takes each only once.
         awk '{ match($0, /[^\/]+\/ -type/); path = substr($0, RSTART, RLENGTH - 7) }
              / addpath / { excluded[path] = 1 } / deletepath / { delete excluded[path] }
              END { for (path in excluded) print "excluded: " path }' "$drive/sharepoint/bin/stsadm.log"
@@ -168,8 +169,8 @@ look() {
 
 differences() { show_difference "$out/$1" "$out/$2" | grep -v -E "^. ${INSTALLERS_OWN#^}" || true; }
 
-# judge RUN [KIND]: a line for each thing, or each of the kind, and for each other
-# difference; counts what the reference does not name.
+# judge RUN [KIND]: a line for each thing (or each of that kind) and for each other
+# difference; counts what the reference does not document.
 unnamed=0
 judge() {
     local run=$1 only=${2:-} kind thing pattern count word mark
@@ -188,7 +189,7 @@ judge() {
         case $word in
         lost | left | doubled)
             if grep -q -x -E "$(paste -sd '|' <<<"$NAMED")" <<<"$run $kind $thing"; then
-                mark=', as named'
+                mark=', as documented'
             else
                 unnamed=$((unnamed + 1))
             fi
@@ -198,11 +199,11 @@ judge() {
     done <<<"$THINGS"
     [ -z "$only" ] || return 0
     differences lived "$run" | grep -v -E "$EXPECTED" >"$out/$run.others" || true
-    sed "s/^/$run  another difference: /" "$out/$run.others"
+    sed "s/^/$run  unexpected difference: /" "$out/$run.others"
     unnamed=$((unnamed + $(wc -l <"$out/$run.others")))
 }
 
-# begin: the machine that the customer has lived in, with services stopped by hand.
+# begin: the machine as the customer left it, with services stopped by hand.
 begin() {
     copy_machine "$machines/upgrade-lived" "$WINEPREFIX"
     keep_machine
@@ -216,52 +217,55 @@ run() {
     early | late)
         begin
         # shellcheck disable=SC2086 # the options are words
-        install "$1" /i "Q:\\$1.msi" $OPTIONS || fail "the upgrade failed: $out/$1.log"
+        install "$1" /i "Q:\\$1.msi" $OPTIONS || fail "the upgrade failed; see $out/$1.log"
         look "$1"
         judge "$1"
         ;;
     minor)
         begin
-        install minor /i 'Q:\minor.msi' REINSTALL=ALL REINSTALLMODE=vomus || fail "the update failed: $out/minor.log"
+        install minor /i 'Q:\minor.msi' REINSTALL=ALL REINSTALLMODE=vomus ||
+            fail "the update failed; see $out/minor.log"
         look minor
         judge minor
         ;;
     failing)
         begin
         # shellcheck disable=SC2086 # the options are words
-        ! install failing /i 'Q:\early.msi' $OPTIONS SAMPLEFAILS=1603 || fail "the upgrade did not fail"
+        ! install failing /i 'Q:\early.msi' $OPTIONS SAMPLEFAILS=1603 ||
+            fail "the upgrade should have failed, but succeeded"
         grep -q 'FailSample: failing, as asked' "$out/failing.log" ||
-            fail "the upgrade failed elsewhere: $out/failing.log"
+            fail "the upgrade failed for another reason; see $out/failing.log"
         look failing
         judge failing own
         ;;
     older)
         copy_machine "$machines/upgrade-fresh" "$WINEPREFIX"
         # shellcheck disable=SC2086 # the options are words
-        install second /i 'Q:\early.msi' $OPTIONS || fail "the second version failed: $out/second.log"
+        install second /i 'Q:\early.msi' $OPTIONS || fail "installing the second version failed; see $out/second.log"
         look second
-        ! install older /i 'Q:\sample.msi' || fail "the older version was not refused"
-        grep -q 'A newer version of the sample is installed' "$out/older.log" || fail "nothing was said: $out/older.log"
+        ! install older /i 'Q:\sample.msi' || fail "the older version should have been refused, but was installed"
+        grep -q 'A newer version of the sample is installed' "$out/older.log" ||
+            fail "the refusal did not say why; see $out/older.log"
         look older
         differences second older >"$out/older.others"
-        [ ! -s "$out/older.others" ] || fail "the older version changed what $out/older.others names"
+        [ ! -s "$out/older.others" ] || fail "the older version changed the machine; see $out/older.others"
         printf '%-8s kept           everything\n' older
         ;;
-    *) fail "no such run: $1" ;;
+    *) fail "unknown run: $1" ;;
     esac
 }
 
 make_packages
-say "making the machine: the first version is installed, and a customer lives in it"
+say "setting up the machine: installing the first version, then making a customer's changes"
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$REPO/build/x86"
 map_drive "$WINEPREFIX" q "$out/media"
-plant_web_server || fail "the web server's stand-ins were refused"
+plant_web_server || fail "the stand-in web server could not be installed"
 plant_sample_machine "$WINEPREFIX"
 stop_machine "$WINEPREFIX"
 copy_machine "$WINEPREFIX" "$machines/upgrade-fresh"
 # shellcheck disable=SC2086 # the options are words
-install first /i 'Q:\sample.msi' $OPTIONS || fail "the first version failed: $out/first.log"
+install first /i 'Q:\sample.msi' $OPTIONS || fail "installing the first version failed; see $out/first.log"
 live_in
 look lived
 stop_machine "$WINEPREFIX"
@@ -269,6 +273,6 @@ copy_machine "$WINEPREFIX" "$machines/upgrade-lived"
 
 [ $# != 0 ] || set -- early late minor failing older
 for name; do run "$name"; done
-say "not tried, since the engine does not do it: the old version put back when an upgrade fails"
-[ "$unnamed" = 0 ] || fail "$unnamed things are lost, doubled or left that the reference does not name"
-say "done: nothing is lost, doubled or left but what the reference names"
+say "not tested, because the engine does not do it: restoring the old version when an upgrade fails"
+[ "$unnamed" = 0 ] || fail "$unnamed things were lost, doubled or left that the reference does not document"
+say "done: nothing was lost, doubled or left except what the reference documents"
