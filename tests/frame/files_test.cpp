@@ -1,8 +1,5 @@
 #include "frame/files.h"
 
-#include "frame/paths.h"
-#include "frame/profile.h"
-#include "tests/support/scratch_file.h"
 #include "tests/support/sent_lines.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_text.h"
@@ -177,91 +174,4 @@ TEST_F(FilesTest, ACopyDoesNotGoThroughLinksOfItsDestination) {
     EXPECT_THAT(Log(), ElementsAre("CopyDirectory: Dest: " + scratch +
                                    "to\\sub is a link or in use, skipping"));
     EXPECT_TRUE(RemoveDirectoryA((scratch + "outside").c_str())) << "still empty";
-}
-
-TEST(Paths, OfOnesOwnAreFullAndNeitherDrivesNorShares) {
-    const std::pair<const char*, bool> cases[] = {
-        {"C:\\sub", true},
-        {"C:\\windows\\..\\sub", true},
-        {"\\\\?\\C:\\sub", true},
-        {"\\\\server\\share\\sub", true},
-        {"", false},
-        {"sub", false},
-        {"\\sub", false},
-        {"C:", false},
-        {"C:sub", false},
-        {"C:\\", false},
-        {"C:\\. .", false},
-        {"C:\\windows\\..\\..\\", false},
-        {"C:\\NUL", false},
-        {"\\\\?\\C:\\", false},
-        {"//?/C:/windows/..", false},
-        {"\\\\.\\C:\\sub", false},
-        {"\\\\?\\UNC\\server\\share\\sub", false},
-        {"\\\\server", false},
-        {"\\\\server\\share\\", false},
-        {"\\\\server\\share\\sub\\..", false},
-    };
-    for (const auto& [path, isOwn] : cases)
-        EXPECT_EQ(IsOwnPath(path), isOwn) << path;
-    EXPECT_FALSE(IsOwnPath("C:\\" + std::string(300, 'x') + "\\.."));
-}
-
-TEST(Paths, AreTakenApartAndComposed) {
-    const struct {
-        std::string path, drive, directory, name, extension;
-    } cases[] = {
-        {"C:\\dir\\sub\\file.txt", "C:", "\\dir\\sub\\", "file", ".txt"},
-        {"\\\\server\\share\\x.y.z", "", "\\\\server\\share\\", "x.y", ".z"},
-        {"dir.d/file", "", "dir.d/", "file", ""},
-    };
-    for (const auto& row : cases) {
-        std::string drive = "old", directory, name, extension, again;
-        SplitPath(row.path, &drive, &directory, &name, &extension);
-        EXPECT_THAT((std::vector<std::string>{drive, directory, name, extension}),
-                    ElementsAre(row.drive, row.directory, row.name, row.extension));
-        MakePath(again, drive.c_str(), directory.c_str(), name.c_str(), extension.c_str());
-        EXPECT_EQ(again, row.path);
-    }
-}
-
-TEST(Profile, ValuesAndDefaultsAreReadWholeAroundEveryBufferSize) {
-    const ScratchFile file;
-    for (const size_t length : {1u, 258u, 259u, 260u, 518u, 519u, 5000u}) {
-        const std::string expected = std::string(length - 1, 'v') + "e";
-        ASSERT_TRUE(WritePrivateProfileStringA("Section", "Key", expected.c_str(), file.Path()));
-        std::string value = "old";
-        GetProfileString("Section", "Key", "", value, file.Path());
-        EXPECT_EQ(value, expected) << length;
-        GetProfileString("Section", "Other", expected.c_str(), value, file.Path());
-        EXPECT_EQ(value, expected) << length;
-    }
-}
-
-TEST(Profile, WhatItsCallsWouldTakeForSomethingElseIsKeptFromThem) {
-    const ScratchFile file;
-    const std::string longest(32766, 'v');
-    EXPECT_TRUE(WriteProfileValue("S", "K", longest, file.Path()));
-    for (const std::string& value : {longest + "v", std::string("v\r\n[Other]"),
-                                     std::string("v\n[Other]"), std::string("v\r[Other]")})
-        EXPECT_FALSE(WriteProfileValue("S", "K", value, file.Path())) << value.substr(0, 10);
-    EXPECT_EQ(FileText(file.Path()), "[S]\r\nK=" + longest + "\r\n");
-    WriteFileText(file.Path(), "[S]\r\nK=" + longest + "more\r\n");
-    std::string value;
-    GetProfileString("S", "K", "", value, file.Path());
-    EXPECT_TRUE(value == longest) << value.size();
-
-    char windows[MAX_PATH];
-    GetWindowsDirectoryA(windows, sizeof windows);
-    const std::string planted = windows + std::string("\\planted.ini");
-    WriteFileText(planted, "[S]\r\nK=1\r\n");
-    const std::string tooLong = "C:\\" + std::string(MAX_PATH, 'x');
-    for (const std::string& name : {std::string("planted.ini"), std::string(), tooLong}) {
-        EXPECT_FALSE(WriteProfileValue("S", "K", "2", name)) << name;
-        GetProfileString("S", "K", "default", value, name);
-        EXPECT_EQ(value, "default") << name;
-        EXPECT_EQ(GetProfileNumber("S", "K", 7, name), 7) << name;
-    }
-    EXPECT_EQ(FileText(planted), "[S]\r\nK=1\r\n");
-    DeleteFileA(planted.c_str());
 }

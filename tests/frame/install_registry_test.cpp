@@ -1,12 +1,9 @@
 #include "frame/install_registry.h"
 
-#include "frame/directories.h"
 #include "tests/support/counted_keys.h"
 #include "tests/support/private_registry.h"
-#include "tests/support/session_test.h"
 
 using namespace setupactions;
-using testing::ElementsAre;
 
 TEST(InstallRegistry, KeysAreOpenedByTheirFullTextsAndClosedAgain) {
     const PrivateRegistry tree;
@@ -64,19 +61,4 @@ TEST(InstallRegistry, TextsAreReadWhole) {
         EXPECT_FALSE(registry.GetString("none", text));
         EXPECT_EQ(GetLastError(), static_cast<DWORD>(ERROR_FILE_NOT_FOUND));
     }
-}
-
-TEST_F(SessionTest, ADirectoryIsSetWhenItsDriveIsThere) {
-    Cost();
-    ClearMessages();
-    EXPECT_EQ(myMsiSetDirectory(session, "INSTALLDIR", "C:\\Elsewhere"), ERROR_SUCCESS);
-    EXPECT_EQ(Property("INSTALLDIR"), "C:\\Elsewhere");
-    for (const char* path : {"Q:\\gone", "\\\\server\\share"})
-        EXPECT_NE(myMsiSetDirectory(session, "OTHER", path), ERROR_SUCCESS);
-    EXPECT_EQ(Property("OTHER"), "");
-    const std::string cannot = "myMsiSetDirectory: Can't access drive ";
-    EXPECT_THAT(Log(),
-                ElementsAre("myMsiSetDirectory: Setting Directory INSTALLDIR = C:\\Elsewhere",
-                            cannot + "Q:. Directory OTHER will not be set to Q:\\gone",
-                            cannot + ". Directory OTHER will not be set to \\\\server\\share"));
 }

@@ -1,14 +1,11 @@
 #include "frame/programs.h"
 
-#include "frame/versions.h"
 #include "tests/support/refused_processes.h"
 #include "tests/support/replaced_import.h"
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 
 #include <gmock/gmock.h>
-
-#include <climits>
 
 using namespace setupactions;
 using testing::ElementsAre;
@@ -96,11 +93,16 @@ protected:
 
 TEST_F(ProgramsTest, TheBarMovesWithThePollsAndNeverPastTheBudget) {
     const struct {
+        const char* name;
         int units, polls;
         size_t moves;
         int rest;
-    } cases[] = {{5, 3, 3, 470000}, {1, 9, 9, 10000}, {1, 14, 10, 0}, {0, 2, 0, 0}};
+    } cases[] = {{"ends early", 5, 3, 3, 470000},
+                 {"ends one poll early", 1, 9, 9, 10000},
+                 {"outlasts its budget", 1, 14, 10, 0},
+                 {"no budget", 0, 2, 0, 0}};
     for (const auto& row : cases) {
+        SCOPED_TRACE(row.name);
         const Watched watched(row.polls);
         Run(Child("exit 259"), row.units);
         ExpectProgress(row.moves, row.rest);
@@ -211,36 +213,4 @@ TEST_F(ProgramsTest, NeitherAFloodedPipeNorFailingCallsHoldTheAction) {
     const ReplacedImport<decltype(NoSleep)> sleep("Sleep", NoSleep);
     Run(Child("exit 5"));
     EXPECT_EQ(Log().back(), line + "unknown: 5");
-}
-
-TEST_F(ProgramsTest, FileVersionsAreComparedByTheirNumbers) {
-    const std::string path = TestProgramFolder() + "child_program.exe";
-    EXPECT_TRUE(CheckFileVersion(session, path, "2.10.0.300"));
-    EXPECT_FALSE(CheckFileVersion(session, path, "2.10.0.301"));
-    EXPECT_FALSE(CheckFileVersion(session, TestProgramFolder() + "programs_test.exe", "0.0.0.0"));
-    const std::string found = "File: " + path + " Version: 2.10.0.300 found. Needed Version: ";
-    EXPECT_THAT(Log(), ElementsAre(found + "2.10.0.300", found + "2.10.0.301",
-                                   "Error getting file version info for file: " +
-                                       TestProgramFolder() + "programs_test.exe"));
-}
-
-TEST(Versions, AreComparedFieldByField) {
-    const struct {
-        const char *a, *b;
-        int count, result;
-    } cases[] = {
-        {"1.4.2.06", "1.4.2.4", 4, 2}, // numbers, not texts
-        {"1.4.2", "1.4.2.04", 4, -4},  // a missing field is 0
-        {"2.0", "1.9.9.9", 4, 1},      // the first difference decides
-        {"1.2.3.4", "1.2.9.9", 2, 0},  // nor what is beyond the count
-        {"1.x.3", "1.0.3", 4, 0},      // no digit: 0
-        {" 1", "0", 4, 0},             // so is everything after a space
-        {"-3.+1", "0.0", 4, 0},        // no signs
-        {"99999999999999999999999.1", "2147483647.0", 4, 1},
-        {"0", "4294967296", 4, -INT_MAX},
-    };
-    for (const auto& row : cases) {
-        EXPECT_EQ(CompareVersions(row.a, row.b, row.count), row.result) << row.a << " " << row.b;
-        EXPECT_EQ(CompareVersions(row.b, row.a, row.count), -row.result) << row.b << " " << row.a;
-    }
 }
