@@ -6,7 +6,7 @@ namespace setupactions {
 
 namespace {
 
-// The text as it is when it cannot be converted: ASCII is the same everywhere.
+// Returns the text unchanged when it cannot be converted: ASCII is the same everywhere.
 std::string Converted(const std::string& text, UINT from, UINT to, DWORD flags) {
     const int size = static_cast<int>(text.size());
     std::wstring wide(text.size(), L'\0'); // no character takes less than a byte

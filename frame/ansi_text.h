@@ -1,5 +1,5 @@
-// Texts in the ANSI code page, where the second byte of a character may look
-// like a separator, and in the OEM code page of consoles and batch files.
+// Texts in the ANSI code page, where the second byte of a character may look like a
+// separator, and in the OEM code page of consoles and batch files.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -8,29 +8,30 @@
 
 namespace setupactions {
 
-// The character after this one; a zero counts as one. The text ends in a zero.
+// The position of the next character in a zero-terminated text. At the zero itself:
+// the position after it.
 inline char* NextCharacter(const char* at) {
     const bool isAscii = static_cast<unsigned char>(*at) < 0x80;
     return isAscii ? const_cast<char*>(at) + 1 : CharNextA(at);
 }
 
-// Where one of the characters stands first in the text, from start on; npos when
-// nowhere.
+// The position of the first of these characters at or after start; npos when there
+// is none.
 size_t FindCharacter(const std::string& text, const char* characters, size_t start = 0);
 
-// The path with "/" for every "\".
+// The path with every "\" replaced by "/".
 std::string WithSlashes(std::string path);
 
-// For batch files: the command processor reads them in the OEM code page. What
-// that page lacks becomes "?", never a similar character: one similar to a
-// quote would end a quoted path. A text that cannot be converted stays as it is.
+// For batch files, which the command processor reads in the OEM code page. A character
+// that the page lacks becomes "?", never a similar one: one similar to a quote would end
+// a quoted path. A text that cannot be converted is returned unchanged.
 std::string AnsiToOem(const std::string& text);
 
-// For what console programs print.
+// For the output of console programs.
 std::string OemToAnsi(const std::string& text);
 
-// Takes off a last byte that is the first of a two-byte OEM character, whose
-// second is still to come, and answers it.
+// Removes and returns a last byte that is the first half of a two-byte OEM character;
+// the second half is still to come. Returns an empty text when there is none.
 std::string TakeHalfOemCharacter(std::string& text);
 
 } // namespace setupactions

@@ -7,8 +7,8 @@
 
 namespace setupactions {
 
-// COM is initialised for as long as the object lives, unless the thread had it
-// in another way already, which then stays.
+// Keeps COM initialised for as long as the object lives. A thread that already uses
+// another concurrency model keeps that one.
 class ComApartment {
 public:
     ComApartment() : result_(CoInitialize(nullptr)) {}
@@ -19,7 +19,7 @@ public:
     ComApartment(const ComApartment&) = delete;
     ComApartment& operator=(const ComApartment&) = delete;
 
-    // False when the thread has it in another way, or COM is out of order.
+    // False when the thread uses another concurrency model or COM fails.
     bool Initialized() const { return SUCCEEDED(result_); }
 
 private:

@@ -1,9 +1,9 @@
-// What one compiler or the other needs specially. No other file of the library
-// asks which compiler reads it, but faults.cpp, whose subject that is.
+// Compiler differences. No other file of the library depends on the compiler, except
+// faults.cpp, which is about them.
 #pragma once
 
 #if defined(__GNUC__)
-// The installer calls on a stack aligned to 4 bytes; GCC's code counts on 16.
+// The installer's calls align the stack to 4 bytes only; GCC's code relies on 16.
 #define ACTION_STACK __attribute__((force_align_arg_pointer))
 #if defined(__clang__)
 #define PRINTF_DIALECT printf

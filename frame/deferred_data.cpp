@@ -10,9 +10,9 @@ namespace {
 
 const char ActionDataProperty[] = "CustomActionData";
 
-// Takes the next token: skips delimiters, then runs to the next one and past
-// it. At the text's end the position becomes npos. False, with nothing taken,
-// when no character is left.
+// Takes the next token: skips delimiters, then reads up to the next one and moves past
+// it. The position becomes npos at the end of the text. False, with nothing taken, when
+// no character is left.
 bool NextToken(const std::string& text, char delimiter, size_t& position, std::string& token) {
     const size_t start = text.find_first_not_of(delimiter, position);
     const size_t end = text.find(delimiter, start);
@@ -23,8 +23,8 @@ bool NextToken(const std::string& text, char delimiter, size_t& position, std::s
     return true;
 }
 
-// The name of the first CustomAction row that the query finds. A query that
-// cannot be executed is logged and finds nothing.
+// The name of the first CustomAction row that matches the query. A query that cannot be
+// executed is logged and matches nothing.
 bool FindActionName(MSIHANDLE session, MSIHANDLE database, const std::string& query,
                     std::string& name) {
     CMsiHelper view(database, query);
@@ -38,7 +38,7 @@ bool FindActionName(MSIHANDLE session, MSIHANDLE database, const std::string& qu
         name = view.GetNamedField("Action");
         return true;
     } catch (int) {
-        return false; // the next query is tried
+        return false; // the caller tries the next query
     }
 }
 
@@ -83,8 +83,8 @@ void CDeferredData::Parse() {
     while (NextToken(data_, '=', position, name)) {
         const bool isPair = position != std::string::npos;
         std::string value;
-        // The value skips leading ";" too, so "A=;B=2" reads as A with "B=2".
-        // Writers leave empty values out and never make such a text.
+        // Reading a value skips leading ";" too, so "A=;B=2" is A with the value "B=2".
+        // Writers leave empty values out and so never produce such a text.
         NextToken(data_, ';', position, value);
         values_[name] = value;
         if (!isPair)

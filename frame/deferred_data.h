@@ -1,4 +1,4 @@
-// What an immediate action hands to a deferred one: a positional text, or
+// The data that an immediate action hands to a deferred one: a positional text, or
 // name=value pairs joined by ";".
 #pragma once
 
@@ -9,7 +9,7 @@
 
 namespace setupactions {
 
-// Reads "CustomActionData", all that a deferred action sees of the session.
+// Reads "CustomActionData", the only session data that a deferred action can see.
 // Result: the installer's; an action scheduled without data reads an empty text.
 UINT GetDeferredData(MSIHANDLE session, std::string& data);
 
@@ -21,27 +21,28 @@ bool IsDeferred(MSIHANDLE session);
 // in the property which the installer hands to that action. The deferred
 // action constructs it with the same name and looks the names up.
 //
-// Nothing is escaped: a name holds no "=" or ";". A value with a ";" or a line
-// break, which could bring pairs of its own or lines of the file that they are
-// written to, is left out with a line.
+// Nothing is escaped: a name must not contain "=" or ";". A value with a ";" or a line
+// break could inject pairs, or lines into the file that they are written to; it is left
+// out, and the log says so.
 class CDeferredData {
 public:
-    // Picks up what earlier immediate actions stored for the same action.
-    // Throws InvalidArgument on a text whose last name has no "=".
+    // Starts from what earlier immediate actions stored for the same action. Throws
+    // InvalidArgument on a text whose last name has no "=".
     CDeferredData(MSIHANDLE session, const std::string& actionName);
     virtual ~CDeferredData();
     CDeferredData(const CDeferredData&) = delete;
     CDeferredData& operator=(const CDeferredData&) = delete;
 
-    // Adds the property's value under its own name; an empty value is left
-    // out. Result: that of reading the property.
+    // Adds the property's value under the property's name; an empty value is left out.
+    // Result: that of reading the property.
     UINT AddProperty(const std::string& propertyName);
 
-    // Adds the path at which the File table's row will be installed, under the
-    // row's key. Result: that of the call that failed, or 0.
+    // Adds the path at which the file of this File table key will be installed, under
+    // the key. Result: that of the call that failed, or 0.
     UINT AddFileKey(const std::string& fileKey);
 
-    // The value of a name (case-sensitive). False and an empty text without it.
+    // Looks up the value of a name (case-sensitive). False, with an empty text, when the
+    // name is not there.
     bool Lookup(const std::string& name, std::string& value) const;
 
 private:

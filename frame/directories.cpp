@@ -6,7 +6,7 @@
 namespace setupactions {
 
 UINT myMsiSetDirectory(MSIHANDLE session, const std::string& directory, const std::string& path) {
-    // Before the drive is tried: the target path follows the value in any case.
+    // Before the drive is checked: the target path is set in either case.
     const UINT result = MsiSetTargetPathA(session, directory.c_str(), path.c_str());
     std::string drive;
     SplitPath(path, &drive, nullptr, nullptr, nullptr);

@@ -1,4 +1,4 @@
-// Directories of the installation: where they go.
+// Where the directories of an installation go.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -7,10 +7,10 @@
 
 namespace setupactions {
 
-// Sets the installer directory's target path, and the property of its name
-// when the path's drive can be reached; logs either outcome. A path without a
-// drive letter counts as out of reach. Result: that of setting the property,
-// or else that of setting the target path.
+// Sets an installer directory's target path and, when the path's drive is accessible,
+// the property of the same name; logs either outcome. A path without a drive letter
+// counts as inaccessible. Result: that of setting the property if it is set, otherwise
+// that of setting the target path.
 UINT myMsiSetDirectory(MSIHANDLE session, const std::string& directory, const std::string& path);
 
 } // namespace setupactions

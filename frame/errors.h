@@ -1,4 +1,4 @@
-// Errors that the library throws: plain numbers, and the invalid argument of texts.
+// What the library throws besides plain error numbers: an invalid argument.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -7,7 +7,7 @@
 
 namespace setupactions {
 
-// A text operation was given a position or length outside the text.
+// A text operation got a position or length outside the text.
 class InvalidArgument : public std::invalid_argument {
 public:
     using std::invalid_argument::invalid_argument;

@@ -20,19 +20,19 @@ struct CodeRange {
     DWORD last;
 };
 
-// Every other code is caught: what raises it (a remote call, a driver, another
-// language's runtime) chooses its number freely.
+// Every other code is caught: whatever raises one (a remote call, a driver, another
+// language's runtime) is free to choose its number.
 const CodeRange NeverCaught[] = {
-    // Notices, for a debugger or the system to answer.
-    {0x40010000, 0x4001FFFF}, // a debugger's own traffic, its output included
-    {0x406D1388, 0x406D1388}, // a runtime tells the name of a thread
+    // Notifications, for a debugger or the system to handle.
+    {0x40010000, 0x4001FFFF}, // debugger communication, including its output
+    {0x406D1388, 0x406D1388}, // a runtime announces the name of a thread
     {0x80000001, 0x80000001}, // guard page
     {0x80000003, 0x80000003}, // breakpoint
     {0x80000004, 0x80000004}, // single step
-    // After these nothing in the process can be trusted: it must end.
+    // After these nothing in the process can be trusted, so it must end.
     {0xC000001D, 0xC000001D}, // illegal instruction
     {0xC0000374, 0xC0000374}, // heap corruption
-    {0xC0000409, 0xC0000409}, // fail-fast; also what a smashed stack is reported as
+    {0xC0000409, 0xC0000409}, // fail-fast; also reported for a corrupted stack
 };
 
 const DWORD StackOverflow = 0xC00000FD;
@@ -57,15 +57,15 @@ bool CatchesCppException(void (*body)(void*), void* context) {
 
 #if defined(__GNUC__)
 
-// GCC's catch does not see machine faults on 32-bit Windows. A record of our
-// own on the thread's chain of exception handlers does: its handler jumps back
-// to the guard. The C runtime's longjmp unwinds the records linked in between.
+// GCC's catch does not see machine faults on 32-bit Windows, but a record of our own in
+// the thread's chain of exception handlers does: its handler jumps back to the guard.
+// The C runtime's longjmp unwinds the records linked in between.
 namespace {
 
-const DWORD TerminateCode = 0xE0534150; // our own: a C++ exception nobody caught
+const DWORD TerminateCode = 0xE0534150; // our own: an uncaught C++ exception
 
 struct GuardRecord {
-    EXCEPTION_REGISTRATION_RECORD link; // first: the system hands back its address
+    EXCEPTION_REGISTRATION_RECORD link; // must come first: the system passes its address back
     jmp_buf resume;
     volatile DWORD code;
 };
@@ -80,14 +80,14 @@ ACTION_STACK EXCEPTION_DISPOSITION __cdecl OnFault(EXCEPTION_RECORD* fault, void
     longjmp(record->resume, 1);
 }
 
-// A C++ exception cannot unwind through frames of another compiler: it ends in
-// terminate, from where a structured exception finds the guard.
+// A C++ exception cannot unwind through another compiler's frames: it ends in
+// terminate, from where a structured exception reaches the guard.
 [[noreturn]] void OnTerminate() {
     RaiseException(TerminateCode, EXCEPTION_NONCONTINUABLE, 0, nullptr);
     std::abort();
 }
 
-const DWORD ChainOffset = 0; // fs:[0] is the head of the thread's handler chain
+const DWORD ChainOffset = 0; // fs:[0], the head of the thread's handler chain
 
 } // namespace
 
@@ -99,10 +99,10 @@ __attribute__((noinline)) bool CallGuarded(void (*body)(void*), void* context) {
     volatile bool completed = false;
     const std::terminate_handler outerTerminate = std::set_terminate(OnTerminate);
     const DWORD outerLink = __readfsdword(ChainOffset);
-    // setjmp must come first: longjmp unwinds up to the chain as it is now.
+    // setjmp must come first: longjmp unwinds to the chain as it is at this point.
     if (setjmp(record.resume) == 0) {
         record.link.Next = reinterpret_cast<EXCEPTION_REGISTRATION_RECORD*>(outerLink);
-        // Called as a C function, whatever the type in the header says.
+        // A C function, whatever type the header gives it.
         record.link.Handler =
             reinterpret_cast<PEXCEPTION_ROUTINE>(reinterpret_cast<void*>(OnFault));
         __writefsdword(ChainOffset, reinterpret_cast<DWORD>(&record.link));

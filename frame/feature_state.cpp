@@ -15,8 +15,8 @@ const int LevelNever = 0;
 
 const size_t AttemptRecordFields = 3;
 
-// True when a condition of the package keeps the feature off the machine. A
-// query that fails forbids nothing.
+// True when a condition of the package keeps the feature off the machine. A failed query
+// forbids nothing.
 bool ConditionForbids(MSIHANDLE session, MSIHANDLE database, const std::string& feature) {
     const std::string query =
         Format("SELECT Level, Condition FROM Condition WHERE Feature_ = '%s'", feature.c_str());
@@ -56,7 +56,7 @@ UINT SetFeatureStateChecked(MSIHANDLE session, const std::string& feature, INSTA
     const InstallerHandle database(MsiGetActiveDatabase(session));
     if (!database)
         return ERROR_INVALID_HANDLE;
-    // A feature that is to go needs no condition that says the same.
+    // A feature that is to be removed needs no condition to say so.
     const bool forbidden =
         wanted != INSTALLSTATE_ABSENT && ConditionForbids(session, database.Get(), feature);
     const INSTALLSTATE state = forbidden ? INSTALLSTATE_ABSENT : wanted;

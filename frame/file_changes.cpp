@@ -11,7 +11,7 @@ namespace setupactions {
 
 namespace {
 
-// Kinds of entries. The path follows, then the name of the copy or how it was.
+// Kinds of entries. The path follows, then the name of its copy or its earlier state.
 const char FileKind[] = "file";
 const char FolderKind[] = "folder";
 const char FilledFolderKind[] = "filled";
@@ -30,7 +30,8 @@ std::string FolderOf(const std::string& path) {
     return drive + directory;
 }
 
-// The path as the records have it; one that is too long for that is not undone.
+// The path as recorded: in its plain form, or unchanged where it has none (it is then not
+// undone).
 std::string PlainPath(const std::string& path) {
     const std::string plain = FullPath(path);
     return plain.empty() ? path : plain;
@@ -52,7 +53,7 @@ void UndoFile(const UndoRun& run, const std::string& path, const std::string& co
                   path.c_str());
         return;
     }
-    if (Exists(attributes)) // read-only or hidden, it would stay as it is
+    if (Exists(attributes)) // a read-only or hidden file could not be replaced
         SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
     if (copy.empty()) {
         LogUndone(run, DeleteFileA(path.c_str()) != FALSE, path, "removed");
@@ -70,7 +71,7 @@ void UndoFolder(const UndoRun& run, const std::string& path, bool wasThere) {
         LogUndone(run, RemoveDirectoryA(path.c_str()) != FALSE, path, "removed");
 }
 
-// True when the run itself takes the folder, or one above it, away.
+// True when the run itself removes the folder or one above it.
 bool GoesAnyway(const UndoRun& run, const std::string& path) {
     return std::any_of(run.changes.begin(), run.changes.end(), [&](const UndoEntry& change) {
         return change.size() == 3 && change[0] == FilledFolderKind && change[2].empty() &&
@@ -142,7 +143,7 @@ void UndoFileChanges(const UndoRun& run) {
         for (const Undo& undo : undos) {
             if (change[0] != undo.kind)
                 continue;
-            // Nobody can put a link above it from here on.
+            // From here on nobody can put a link above it.
             const HeldFolder held(FolderOf(change[1]));
             if (IsOwnPath(change[1]) && FullPath(change[1]) == change[1] &&
                 !LeadsThroughLink(change[1]))

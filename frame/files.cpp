@@ -25,8 +25,8 @@ const char NameNotPlain[] =
 
 const size_t CopyRecordFields = 4;
 
-// Patterns of MAX_PATH characters and more are refused, which bounds how deep
-// the walks below go.
+// Patterns of MAX_PATH characters or more are refused, which limits the depth of the
+// walks below.
 SearchHandle StartSearch(const std::string& pattern, WIN32_FIND_DATAA& entry) {
     return SearchHandle(FindFirstFileA(pattern.c_str(), &entry));
 }
@@ -40,9 +40,9 @@ bool IsFolder(DWORD attributes) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
-// False for a name that a path would not lead to: in the ANSI code page a letter
-// may have become a separator, and "..\outside" then names another folder.
-// Blanks and dots at a path's end are not read at all.
+// False for a name that would lead elsewhere when used in a path: in the ANSI code page
+// a letter may have become a separator, and "..\outside" then names another folder.
+// Blanks and dots at the end of a path are ignored.
 bool IsPlainName(const std::string& name) {
     return FindCharacter(name, "\\/:*?\"<>|") == std::string::npos &&
            name.find_first_not_of(". ") != std::string::npos;
@@ -105,7 +105,7 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         } else if (IsFolderLink(entry.dwFileAttributes)) {
             LogCopy(session, "CopyDirectory: Source: [1] is a link, skipping", {from});
         } else if (IsFolder(entry.dwFileAttributes)) {
-            // A destination below the source would be copied into itself for ever.
+            // A destination below the source would be copied into itself forever.
             if (lstrcmpiA(FullPath(from).c_str(), wholeDestination.c_str()) != 0)
                 CopyTree(session, from, to, wholeDestination, record);
         } else if (!CopyOneFile(from, to, record)) {
@@ -141,7 +141,7 @@ void RemoveLink(MSIHANDLE session, const std::string& link) {
     LogUnremoved(session, link);
 }
 
-// Deletes a file of these attributes, a read-only one too.
+// Deletes a file with these attributes, even a read-only one.
 bool DeleteAnyFile(const std::string& file, DWORD attributes) {
     if (attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_READONLY) != 0)
         SetFileAttributesA(file.c_str(), FILE_ATTRIBUTE_NORMAL);
@@ -155,8 +155,8 @@ void RemoveFile(MSIHANDLE session, const std::string& file, DWORD attributes, Un
         LogFormat(session, DeleteFailed, static_cast<int>(GetLastError()), file.c_str());
 }
 
-// Removes what is in a folder. False when it cannot be held or searched, or
-// when something else took its place.
+// Removes the contents of a folder. False when the folder cannot be held or searched,
+// or something else has taken its place.
 bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder& held,
                  UndoRecord* record) {
     const std::string pattern = folder + "\\*.*";
@@ -166,7 +166,7 @@ bool EmptyFolder(MSIHANDLE session, const std::string& folder, const HeldFolder&
         LogFormat(session, SearchFailed, pattern.c_str());
         return false;
     }
-    // Any failing step ends the walk: not only the one past the last entry.
+    // Any failure ends the walk, not only that of stepping past the last entry.
     do {
         if (IsDotEntry(entry))
             continue;
@@ -200,7 +200,7 @@ bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::stri
 void RemoveFolderStructure(MSIHANDLE session, const std::string& directory, UndoRecord* record) {
     if (directory.empty())
         return;
-    const std::string fullPath = FullPath(directory); // a backslash at its end hides a link
+    const std::string fullPath = FullPath(directory); // a trailing backslash hides a link
     if (IsFolderLink(GetFileAttributesA(fullPath.c_str())))
         RemoveLink(session, fullPath);
     else if (EmptyFolder(session, directory, HeldFolder(directory), record)) // held no longer
@@ -229,7 +229,7 @@ bool ReadWholeFile(const std::string& path, DWORD limit, std::string& bytes) {
 }
 
 FileWrite WriteNewFile(const std::string& path, const std::string& bytes) {
-    if (!IsFullPath(path)) { // would lie in whatever folder is the current one
+    if (!IsFullPath(path)) { // it would be relative to whatever folder is current
         SetLastError(ERROR_BAD_PATHNAME);
         return FileWrite::NotCreated;
     }

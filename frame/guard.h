@@ -1,9 +1,9 @@
-// The catch-all of actions: a C++ exception or a machine fault in the body ends
-// the body, not the installation.
+// The actions' catch-all: a C++ exception or a machine fault in the body ends the body,
+// not the installation.
 //
-// Guarded() with a line serves whoever goes on in the same way however the body ended;
-// RunGuarded() whoever does something else then, or has no fixed line. What no guard
-// takes ends at the boundary that every action shares (exports/action.h).
+// Use Guarded() when the caller continues in the same way however the body ended, and
+// RunGuarded() when it does not, or has no fixed line to log. Exceptions outside any
+// guard end at the boundary that every action shares (exports/action.h).
 #pragma once
 
 #include "frame/faults.h"
@@ -11,13 +11,13 @@
 
 namespace setupactions {
 
-// Runs the body. False when something ended it; see CallGuarded.
+// Runs the body. False when an exception or fault ended it; see CallGuarded.
 template <typename Body>
 bool RunGuarded(Body body) {
     return CallGuarded([](void* context) { (*static_cast<Body*>(context))(); }, &body);
 }
 
-// Runs the body; when something ended it, logs the line.
+// Runs the body; logs the line when an exception or fault ended it.
 template <typename Body>
 void Guarded(MSIHANDLE session, const char* crashLine, Body body) {
     if (!RunGuarded(body))

@@ -1,4 +1,4 @@
-// Owners of platform handles: how a handle is closed is part of its type.
+// Owners of platform handles: the type says how the handle is closed.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -7,8 +7,8 @@
 
 namespace setupactions {
 
-// Owns one handle and closes it once. Traits give the handle's type (Value),
-// the value that stands for "none" (None) and the closing call (Close).
+// Owns one handle and closes it once. The traits give the handle's type (Value), the
+// value that means "none" (None) and the closing call (Close).
 template <typename Traits>
 class TraitsOwner {
 public:
@@ -29,7 +29,7 @@ public:
     Value Get() const { return value_; }
     explicit operator bool() const { return value_ != Traits::None(); }
 
-    // Closes what is owned, keeping the thread's last error, and takes the new value.
+    // Closes the owned handle, preserving the thread's last error, and takes the new one.
     void Reset(Value value = Traits::None()) {
         if (value_ != Traits::None()) {
             const DWORD lastError = GetLastError();
@@ -39,17 +39,17 @@ public:
         value_ = value;
     }
 
-    // Closes what is owned and returns what the closing call did.
+    // Closes the owned handle and returns the closing call's result.
     auto Close() { return Traits::Close(Release()); }
 
-    // Gives the handle away; the caller closes it.
+    // Gives the handle up; the caller closes it.
     Value Release() {
         const Value value = value_;
         value_ = Traits::None();
         return value;
     }
 
-    // Closes what is owned; for calls that hand one out through a pointer.
+    // Closes the owned handle; for calls that return one through a pointer.
     Value* Out() {
         Reset();
         return &value_;
@@ -59,8 +59,8 @@ private:
     Value value_ = Traits::None();
 };
 
-// The owner of a handle that one call closes. NoHandle is the value of "none" as a
-// number.
+// The owner of a handle that a single call closes. NoHandle is the value that means
+// "none", as a number.
 template <typename Handle, auto CloseCall, intptr_t NoHandle>
 struct PlainTraits {
     using Value = Handle;

@@ -28,8 +28,8 @@ bool IsSame(const FileHandle& a, const FileHandle& b) {
 
 } // namespace
 
-// The right to list makes the refusal to share count: one who asks for
-// attributes alone is not considered.
+// Sharing is only enforced against handles with more than attribute access, hence the
+// right to list.
 HeldFolder::HeldFolder(const std::string& path)
     : path_(FullPath(path)),
       handle_(OpenFolder(path_, FILE_LIST_DIRECTORY, FILE_SHARE_READ | FILE_SHARE_WRITE,

@@ -1,5 +1,5 @@
-// Which folder a path leads to: links to folders, two paths to one, and a folder
-// that stays in its place while something is done in it.
+// Which folder a path leads to: links, two paths to the same folder, and keeping a
+// folder in place while working in it.
 #pragma once
 
 #include "frame/handles.h"
@@ -8,18 +8,18 @@
 
 namespace setupactions {
 
-// Keeps a folder from being renamed or removed for as long as the object lives:
-// whoever may write beside it could put a link in its place.
+// Prevents a folder from being renamed or removed for as long as the object lives:
+// anyone with write access next to it could otherwise put a link in its place.
 class HeldFolder {
 public:
-    // Holds nothing when the folder cannot be opened, also while another program
-    // may remove it.
+    // Holds nothing when the folder cannot be opened, for example because another
+    // program has it open for removal.
     explicit HeldFolder(const std::string& path);
 
     explicit operator bool() const { return static_cast<bool>(handle_); }
 
-    // True when the path still leads to the folder that is held, and that is no
-    // link. Tells a swap also where the file system lets one happen.
+    // True when the path still leads to the held folder and is not a link. Detects a
+    // swap even where the file system allows one.
     bool IsInPlace() const;
 
 private:
@@ -27,16 +27,16 @@ private:
     FileHandle handle_;
 };
 
-// True for one folder written in two ways (short names, links, slashes). False
-// when either cannot be opened.
+// True for two spellings of the same folder (short names, links, slashes). False when
+// either cannot be opened.
 bool IsSameFolder(const std::string& a, const std::string& b);
 
-// True when the system tells the link from the folder that it leads to. Where
-// it does not, removing the "link" would remove that folder.
+// True when the system distinguishes the link from its target folder. Where it does
+// not, removing the "link" would remove that folder.
 bool OpensAsLink(const std::string& link);
 
-// True when something on the way to the path, or what is there itself, is a link. The
-// path is full and plain; what is not there ends the way.
+// True when the path itself or any folder above it is a link. The path must be full and
+// plain; the check ends at the first part that does not exist.
 bool LeadsThroughLink(const std::string& path);
 
 // True for the attributes of a junction or of a symbolic link to a folder.

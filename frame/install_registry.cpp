@@ -7,7 +7,7 @@ namespace setupactions {
 
 namespace {
 
-// 255 characters of two bytes each, and the final zero.
+// 255 characters of two bytes each and the final zero.
 const DWORD SubkeyNameSize = 511;
 
 struct RootKey {
@@ -25,13 +25,13 @@ const RootKey RootKeys[] = {
     {"HKEY_DYN_DATA", HKEY_DYN_DATA},
 };
 
-// Leaves a registry call's result as the last error; true when it succeeded.
+// Sets the last error to a registry call's result; true when it succeeded.
 bool Succeeded(LONG result) {
     SetLastError(static_cast<DWORD>(result));
     return result == ERROR_SUCCESS;
 }
 
-// The texts of a list, each ended by a zero and the list by one more.
+// Splits a list: a zero ends each text, and another zero the list.
 std::vector<std::string> SplitList(const std::string& bytes) {
     std::vector<std::string> texts;
     if (bytes.find_first_not_of('\0') == std::string::npos)
@@ -45,15 +45,15 @@ std::vector<std::string> SplitList(const std::string& bytes) {
     return texts;
 }
 
-// The one place that decides how a key is opened: for writing where that is
-// allowed, and else for what is in it.
+// The only place that decides how a key is opened: for writing where that is allowed,
+// otherwise for reading.
 LONG OpenAsAllowed(HKEY root, const std::string& path, HKEY* key) {
     const LONG result = RegOpenKeyExA(root, path.c_str(), 0, KEY_ALL_ACCESS, key);
     return result == ERROR_ACCESS_DENIED ? RegOpenKeyExA(root, path.c_str(), 0, KEY_READ, key)
                                          : result;
 }
 
-// Hands on what a TryOpenKey answered, but for access denied.
+// Passes on what TryOpenKey returned, but throws when access was denied.
 bool ThrowWhenDenied(bool opened) {
     if (!opened && GetLastError() == ERROR_ACCESS_DENIED)
         throw static_cast<int>(ERROR_ACCESS_DENIED);
@@ -126,7 +126,7 @@ bool CInstallRegistry::TryOpenKey(const std::string& fullText) {
     return TryOpenKey(root, fullText.substr(separator + 1));
 }
 
-// What the text holds is its first buffer; the first answer gives the size.
+// The text itself is the first buffer; the first call returns the size needed.
 LONG CInstallRegistry::ReadBytes(const std::string& valueName, std::string& bytes) {
     const auto query = [&] {
         DWORD size = static_cast<DWORD>(bytes.size());

@@ -1,4 +1,4 @@
-// Registry keys below HKEY_LOCAL_MACHINE that several subjects read, by their owners.
+// Registry keys below HKEY_LOCAL_MACHINE that several rooms read, by owner.
 #pragma once
 
 namespace setupactions {

@@ -1,18 +1,16 @@
-// Libraries that are bound at run time, so that the DLL loads on machines
-// without them.
+// Libraries loaded at run time, so that the DLL also loads on machines without them.
 #pragma once
 
 #include "frame/session.h"
 
 namespace setupactions {
 
-// Loads a library of the system from the system folder; one of that name in
-// the current folder is never taken. Result: none on failure, with the reason
-// as the thread's last error.
+// Loads a system library from the system folder, never one of that name from the current
+// folder. Result: none on failure, with the reason as the thread's last error.
 Library LoadSystemLibrary(const char* fileName);
 
-// The procedure of that name as the given function type, or null: a missing
-// one is logged with the library's path.
+// The procedure of that name as the given function type. Null, with a log line that
+// names the library, when it is missing.
 template <typename Procedure>
 Procedure* FindProcedure(MSIHANDLE session, const Library& library, const char* name) {
     const FARPROC address = GetProcAddressLogged(session, library.Get(), name);

@@ -1,5 +1,5 @@
-// Keys and values below HKEY_LOCAL_MACHINE, as those read them who only look:
-// what refuses access or has the wrong shape is not there.
+// Read-only access to HKEY_LOCAL_MACHINE. A key that refuses access or a value of the
+// wrong form counts as missing.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -11,11 +11,10 @@ namespace setupactions {
 // True when the key opens.
 bool MachineKeyOpens(const char* path);
 
-// Reads a value as text, whatever its type. On failure the text keeps what it
-// held.
+// Reads a value as text, whatever its type. On failure the text is unchanged.
 bool ReadMachineText(const std::string& path, const char* valueName, std::string& text);
 
-// Reads a DWORD value. On failure the number keeps what it held.
+// Reads a DWORD value. On failure the number is unchanged.
 bool ReadMachineNumber(const std::string& path, const char* valueName, DWORD& number);
 
 } // namespace setupactions

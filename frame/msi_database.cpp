@@ -27,10 +27,11 @@ const ErrorMessage ErrorMessages[] = {
     {13, "Fails to call MsiViewClose"},
     {14, "Fails to call MsiCommitDatabase."},
     {103, "Cannot dump the DLL in binary table to the temp dir"},
-    {200, "Failed to execute SQL statemnt"}, // spelt so in every log since the first release
+    {200,
+     "Failed to execute SQL statemnt"}, // spelled like this in every log since the first release
 };
 
-// Throws where the installer does not tell the count.
+// Throws when the installer cannot tell the count.
 UINT CountFields(const InstallerHandle& record) {
     const UINT unknown = static_cast<UINT>(-1);
     const UINT count = MsiRecordGetFieldCount(record.Get());
@@ -70,7 +71,7 @@ bool CMsiHelper::Execute() {
     haveColumnInfo_ = false;
     if (query_.empty())
         throw static_cast<int>(MsiErrorEmptyQuery);
-    // An unopened view is error 2, which callers learn as false.
+    // A view that does not open is error 2, which callers see as false.
     if (MsiDatabaseOpenViewA(database_, query_.c_str(), view_.Out()) != ERROR_SUCCESS)
         return false;
     if (MsiViewExecute(view_.Get(), 0) != ERROR_SUCCESS)
@@ -137,7 +138,7 @@ const std::string& CMsiHelper::GetNamedField(const std::string& name) const {
 CMsiDatabase::CMsiDatabase(MSIHANDLE session) : database_(MsiGetActiveDatabase(session)) {
     if (!database_)
         throw static_cast<int>(MsiErrorActiveDatabase);
-    // Without summary information the database serves queries all the same.
+    // The database can be queried even without summary information.
     MsiGetSummaryInformationA(database_.Get(), nullptr, 0, summary_.Out());
 }
 

@@ -1,5 +1,5 @@
-// SQL queries on the package's own database. Failures are thrown as plain
-// integer numbers; myMsiError2String gives their texts.
+// SQL queries on the package's own database. Failures are thrown as plain integers;
+// myMsiError2String returns their texts.
 #pragma once
 
 #include "frame/handles.h"
@@ -11,8 +11,8 @@
 
 namespace setupactions {
 
-// Opens and executes a query whose rows are read by their records: the view, or none
-// when either fails. CMsiHelper, below, is for rows read by the names of their columns.
+// Opens and executes a query whose rows are read as records. Result: the view, or none
+// when either step fails. To read rows by column name use CMsiHelper, below.
 InstallerHandle OpenQuery(MSIHANDLE database, const std::string& query);
 
 // The numbers thrown here.
@@ -28,31 +28,31 @@ enum MsiError : int {
     MsiErrorEmptyQuery = 10,
 };
 
-// The message of an error number, known or not.
+// The message for an error number, known or not.
 std::string myMsiError2String(int error);
 
 // One SQL view: execute, fetch row by row, read fields by position or name.
 // The database handle is not owned.
 class CMsiHelper {
 public:
-    // The query may be given later, with SetQuery.
+    // The query may also be set later with SetQuery.
     explicit CMsiHelper(MSIHANDLE database, const std::string& query = "");
     CMsiHelper(const CMsiHelper&) = delete;
     CMsiHelper& operator=(const CMsiHelper&) = delete;
 
     void SetQuery(const std::string& query) { query_ = query; }
 
-    // Opens and executes the view. False when it does not open; throws 3 when
-    // it does not execute and 10 on an empty query.
+    // Opens and executes the view. False when it does not open; throws 3 when it does
+    // not execute, and 10 on an empty query.
     bool Execute();
 
-    // The same for whom both failures are alike: false, and nothing is thrown.
+    // The same, but returns false on any failure instead of throwing.
     bool TryExecute();
 
     // Fetches the next row. False after the last; throws 4, 5 or 8 on failure.
     bool Fetch();
 
-    // How many fields the fetched row has.
+    // The number of fields in the fetched row.
     int FieldCount() const { return static_cast<int>(values_.size()); }
 
     // A field of the fetched row, by position from 1. Throws 6 out of range.
@@ -87,8 +87,8 @@ public:
     CMsiDatabase(const CMsiDatabase&) = delete;
     CMsiDatabase& operator=(const CMsiDatabase&) = delete;
 
-    // True only for a table that is stored in the package: a missing table, a
-    // temporary one and an error all answer false.
+    // True only for a table stored in the package; false for a missing or temporary
+    // table and on an error.
     bool TableExists(const std::string& table) const;
 
     // A view that lives as long as this object.
@@ -99,7 +99,7 @@ public:
 private:
     InstallerHandle database_;
     InstallerHandle summary_;
-    std::vector<std::unique_ptr<CMsiHelper>> views_; // last: closed first
+    std::vector<std::unique_ptr<CMsiHelper>> views_; // last member, so closed first
 };
 
 } // namespace setupactions

@@ -9,7 +9,7 @@ namespace {
 
 const size_t WholeDriveLength = 3; // of "C:\"
 
-// The text's last character: the first byte of one that has two.
+// The text's last character; for a two-byte character, its first byte.
 char LastCharacter(const std::string& text) {
     return *CharPrevA(text.c_str(), text.c_str() + text.size());
 }
@@ -45,7 +45,7 @@ void SplitPath(const std::string& path, std::string* drive, std::string* directo
     const char* afterDirectory = afterDrive;
     const char* dot = nullptr;
     const char* end = afterDrive;
-    // Character by character: the second byte of one may look like a separator.
+    // Character by character: the second byte of a character may look like a separator.
     for (; *end != '\0'; end = CharNextA(end)) {
         if (*end == '\\' || *end == '/') {
             afterDirectory = end + 1;
@@ -106,13 +106,13 @@ std::string FullPath(const std::string& path) {
 }
 
 bool IsOwnPath(const std::string& path) {
-    const std::string literal = "\\\\?\\"; // before a path that the system takes as it stands
+    const std::string literal = "\\\\?\\"; // the prefix of a path that the system uses unchanged
     const bool isLiteral = path.compare(0, literal.size(), literal) == 0;
     const std::string inner = isLiteral ? path.substr(literal.size()) : path;
     const std::string full = IsFullPath(inner) ? FullPath(inner) : "";
     if (full.size() <= WholeDriveLength || full[1] == ':')
         return full.size() > WholeDriveLength;
-    // "\\server\share\folder"; "\\.\" and other forms of "\\?\" name devices.
+    // "\\server\share\folder"; "\\.\" and the other forms of "\\?\" name devices.
     const size_t share = FindCharacter(full, "\\", 2);
     return !isLiteral && share != std::string::npos && share > 2 && full[2] != '.' &&
            full[2] != '?' && FindCharacter(full, "\\", share + 1) != std::string::npos;

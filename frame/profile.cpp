@@ -10,7 +10,7 @@ namespace setupactions {
 namespace {
 
 const size_t LongestValue = 32766; // characters; the profile calls count in 16 bits
-const size_t BufferStep = 260;     // characters, at first and at each growth
+const size_t BufferStep = 260;     // characters, initially and each time it grows
 
 } // namespace
 
@@ -32,7 +32,7 @@ void GetProfileString(const char* section, const char* key, const char* defaultV
         buffer.resize(std::min(buffer.size() + BufferStep, LongestValue + 1));
         length = GetPrivateProfileStringA(section, key, defaultValue, buffer.data(),
                                           static_cast<DWORD>(buffer.size()), file.c_str());
-        // A value that was cut fills the buffer up to its end mark.
+        // A truncated value fills the buffer up to its terminator.
     } while (length + 1 >= buffer.size() && buffer.size() <= LongestValue);
     value.assign(buffer.data(), length);
 }

@@ -6,13 +6,13 @@ namespace setupactions {
 
 namespace {
 
-const int ProgressActionInformation = 1; // kinds of progress message
+const int ProgressActionInformation = 1; // the kinds of progress message
 const int ProgressReport = 2;            // moves the bar
 
 const DWORD PollMilliseconds = 100;
 const int TicksPerPoll = 10000;
 const DWORD OutputPieceSize = 1024;
-const int PiecesPerLook = 256; // enough for what a pipe holds, at every poll
+const int PiecesPerLook = 256; // per poll; enough for a full pipe
 
 void FillProgress(const InstallerHandle& record, int kind, int amount) {
     MsiRecordSetInteger(record.Get(), 1, kind);
@@ -24,14 +24,14 @@ void SendProgress(MSIHANDLE session, const InstallerHandle& record) {
     MsiProcessMessage(session, INSTALLMESSAGE_PROGRESS, record.Get());
 }
 
-// False where the program's place is empty.
+// False when the command line has no program in first place.
 bool NamesProgram(const std::string& commandLine) {
     const size_t start = commandLine.compare(0, 1, "\"") == 0 ? 1 : 0;
     return start < commandLine.size() && commandLine.find_first_of(" \t\"", start) != start;
 }
 
 struct StartedProgram {
-    KernelHandle process; // none: it did not start, for the reason in error
+    KernelHandle process; // none when it did not start; error has the reason
     KernelHandle thread;
     KernelHandle output; // read end of its output; none when it is not captured
     DWORD error = ERROR_SUCCESS;
@@ -44,8 +44,8 @@ KernelHandle InheritableCopy(const KernelHandle& handle) {
     return copy;
 }
 
-// Starts the program with its output and errors going into a new pipe. Without
-// a pipe it starts all the same.
+// Starts the program with its output and errors going into a new pipe, or without one
+// when no pipe can be created.
 StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char* workingFolder) {
     StartedProgram program;
     if (!NamesProgram(commandLine)) {
@@ -59,8 +59,8 @@ StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char
         startup.wShowWindow = SW_HIDE;
     }
 
-    // The program inherits its two copies of the write end and nothing else of
-    // the pipe. Once it has them, only it keeps them open.
+    // The program inherits its two copies of the write end and nothing else of the pipe.
+    // From then on only the program keeps them open.
     SECURITY_ATTRIBUTES inheritable = {sizeof inheritable, nullptr, TRUE};
     KernelHandle writeEnd, standardOutput, standardError;
     if (CreatePipe(program.output.Out(), writeEnd.Out(), &inheritable, 0)) {
@@ -84,9 +84,9 @@ StartedProgram StartProgram(std::string commandLine, bool hideWindow, const char
     return program;
 }
 
-// Sends what waits in the pipe to the log, piece by piece. Never blocks, and
-// leaves the rest to the next look where the pipe is filled all the time. The
-// first half of a character whose second is still to come is carried over.
+// Sends the pipe's contents to the log, piece by piece. Never blocks, and leaves the
+// rest to the next poll when the pipe keeps filling. The first half of a two-byte
+// character is carried over until the second arrives.
 void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerHandle& record,
                  std::string& carried) {
     DWORD waiting = 0;
@@ -108,12 +108,12 @@ void DrainOutput(MSIHANDLE session, const KernelHandle& output, const InstallerH
     }
 }
 
-// Waits for the program's end, its output going to the log and the bar moving
-// within the budget; `sent` grows by the ticks used. Result: 0 and the exit code,
-// or why this cannot be read.
+// Waits until the program ends, logging its output and moving the bar within the budget;
+// `sent` grows by the ticks used. Result: 0 and the exit code, or the reason why the code
+// cannot be read.
 //
-// What the program prints after the last look into the pipe stays unread:
-// helpers that it left running may go on printing, and are not followed.
+// Output after the last look into the pipe stays unread: helpers that the program left
+// running may go on printing, and nobody waits for them.
 DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
                    const InstallerHandle& progress, int budget, int& sent, DWORD& exitCode) {
     const InstallerHandle output(MsiCreateRecord(2));
@@ -123,11 +123,11 @@ DWORD AwaitProgram(MSIHANDLE session, const StartedProgram& program,
     bool ended = false;
     do {
         DrainOutput(session, program.output, output, carried);
-        // A program may itself end with the code that means "still active".
+        // A program may end with the very code that means "still active".
         const DWORD wait = WaitForSingleObject(program.process.Get(), 0);
         error =
             GetExitCodeProcess(program.process.Get(), &exitCode) ? ERROR_SUCCESS : GetLastError();
-        // Where neither can be read nothing would ever tell the end.
+        // If neither can be read, nothing would ever show that it has ended.
         ended = wait == WAIT_OBJECT_0 || (wait == WAIT_FAILED && error != ERROR_SUCCESS);
         Sleep(PollMilliseconds);
         if (sent < budget) {

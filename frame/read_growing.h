@@ -1,5 +1,5 @@
-// The installer's two-call pattern for texts of any length: ask for the length,
-// then read.
+// The installer's two-call pattern for texts of any length: ask for the length, then
+// read.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -9,10 +9,9 @@
 
 namespace setupactions {
 
-// Calls read(buffer, &size) with firstSize (0 or 1) characters and, unless
-// isFinal(result) says that the answer stands, again with room for the length
-// it reported. Result: that of the last call; without a second call the value
-// is empty.
+// Calls read(buffer, &size) with room for firstSize (0 or 1) characters and, unless
+// isFinal(result), again with room for the reported length. Result: that of the last
+// call; without a second call the value is empty.
 template <typename Read, typename IsFinal>
 UINT ReadGrowing(Read read, std::string& value, IsFinal isFinal, DWORD firstSize = 0) {
     value.clear();
@@ -30,7 +29,7 @@ UINT ReadGrowing(Read read, std::string& value, IsFinal isFinal, DWORD firstSize
     return result;
 }
 
-// The usual case: every answer but success and "more data" is final.
+// The usual case: every result except success and "more data" is final.
 template <typename Read>
 UINT ReadGrowing(Read read, std::string& value) {
     return ReadGrowing(read, value, [](UINT result) {

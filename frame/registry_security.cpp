@@ -30,8 +30,8 @@ HeapBlock ReadDescriptor(MSIHANDLE session, HKEY key, SECURITY_INFORMATION infor
     return descriptor;
 }
 
-// True when the descriptor carries an access list; a null list is one. A list
-// that was not asked for may look like a null one.
+// True when the descriptor has an access list, which may be null. A list that was not
+// asked for may look like a null one.
 bool FindDacl(const HeapBlock& descriptor, SECURITY_INFORMATION information, PACL& dacl) {
     BOOL present = FALSE;
     BOOL defaulted = FALSE;
@@ -47,8 +47,8 @@ bool IsDACLNull(MSIHANDLE session, HKEY key, SECURITY_INFORMATION information) {
     return isNull;
 }
 
-// The key itself, should it be a link: whoever may write beside it could have
-// planted one to any other key.
+// Opens the key itself if it is a link: anyone with write access next to it could have
+// planted a link to any other key.
 bool OpenAsItself(HKEY parent, const std::string& path, RegistryKey& key) {
     return RegOpenKeyExA(parent, path.c_str(), REG_OPTION_OPEN_LINK, FixAccess, key.Out()) ==
            ERROR_SUCCESS;
@@ -94,7 +94,7 @@ void FixRegSecurity(MSIHANDLE session, HKEY targetRoot, const std::string& targe
     GetRegSecurity(session, sourceRoot, sourcePath, descriptor, information);
     PACL dacl = nullptr;
     RegistryKey target;
-    // A descriptor without any list would open the keys to everyone.
+    // A descriptor without a list would open the keys to everyone.
     if (FindDacl(descriptor, information, dacl) && OpenAsItself(targetRoot, targetPath, target))
         ApplyDacl(session, target.Get(), descriptor.Get(), force);
     ReleaseLogged(session, descriptor, FixReleaseFailed);

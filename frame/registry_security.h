@@ -1,4 +1,4 @@
-// Access lists of registry keys: reading one, and copying it onto a key tree.
+// Access lists of registry keys: reading them and copying them to a key tree.
 #pragma once
 
 #include "frame/handles.h"
@@ -7,21 +7,20 @@
 
 namespace setupactions {
 
-// Reads the parts of a key's security descriptor that the information flags
-// (DACL_SECURITY_INFORMATION, ...) name. False, with an empty descriptor, when
-// the key does not open or cannot be read.
+// Reads those parts of a key's security descriptor that the information flags
+// (DACL_SECURITY_INFORMATION, ...) name. False, with an empty descriptor, when the key
+// cannot be opened or read.
 bool GetRegSecurity(MSIHANDLE session, HKEY root, const std::string& path, HeapBlock& descriptor,
                     SECURITY_INFORMATION information);
 
-// True when the key has an access list that is null: everyone has full access.
-// False too when it cannot be read or the flags do not ask for it.
+// True when the key's access list is null, which gives everyone full access. False also
+// when the list cannot be read or the flags do not ask for it.
 bool IsDACLNull(MSIHANDLE session, HKEY root, const std::string& path,
                 SECURITY_INFORMATION information);
 
-// Applies the access list of the source key to the target key and every key
-// below it: to all of them when forced, else only to those whose list is null.
-// Keys that do not open are passed over. A symbolic link, the target or one
-// below it, is changed itself, never the key that it leads to.
+// Applies the source key's access list to the target key and every key below it: to all
+// of them when forced, otherwise only to those whose list is null. Keys that do not open
+// are skipped. Of a symbolic link, the link itself is changed, never its target.
 void FixRegSecurity(MSIHANDLE session, HKEY targetRoot, const std::string& targetPath,
                     HKEY sourceRoot, const std::string& sourcePath,
                     SECURITY_INFORMATION information, bool force);

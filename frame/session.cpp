@@ -15,8 +15,8 @@ namespace {
 const int FullUserInterface = 5;
 const size_t ProcedureRecordFields = 4;
 
-// A module's own path asks for no length beforehand: the buffer grows until
-// the path fits.
+// The length of a module's path cannot be queried beforehand: the buffer grows until the
+// path fits.
 std::string ModulePath(HMODULE module) {
     std::vector<char> buffer(MAX_PATH);
     for (;;) {

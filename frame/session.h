@@ -1,5 +1,5 @@
-// Services on the running installation: log lines, properties, records, error texts.
-// None of them throws on a failed platform call.
+// The running installation: log lines, properties, records, error texts. No function
+// throws on a failed platform call.
 #pragma once
 
 #include "frame/compiler.h"
@@ -10,52 +10,53 @@
 
 namespace setupactions {
 
-// Formats like printf into a string as long as it takes.
+// Formats like printf, into a string of any length.
 std::string Format(const char* format, ...) PRINTF_CHECKED(1, 2);
 
-// Writes one information line "[Date], [Time]: text" to the installer log. The
-// installer resolves square brackets in the text like those of any record.
+// Writes an information line "[Date], [Time]: text" to the installer log. The installer
+// resolves square brackets in the text as in any record.
 void LogMessage(MSIHANDLE session, const char* text);
 inline void LogMessage(MSIHANDLE session, const std::string& text) {
     LogMessage(session, text.c_str());
 }
 
-// The same with a text formatted like printf.
+// The same with the text formatted like printf.
 void LogFormat(MSIHANDLE session, const char* format, ...) PRINTF_CHECKED(2, 3);
 
-// Sends a record to the installer: field 0 is the template, the fields follow
-// from 1. For lines without the date prefix and for action data. A record of
-// more fields than are given ends in empty ones.
+// Sends a record to the installer, with the template as field 0 and the fields from 1 on:
+// for lines without the date prefix and for action data. With a larger fieldCount the
+// remaining fields are empty.
 void SendRecord(MSIHANDLE session, INSTALLMESSAGE type, const char* recordTemplate,
                 std::initializer_list<std::string> fields, size_t fieldCount = 0);
 
-// Shows a text as what the running action works on (action data in field 1).
+// Shows what the running action is working on (action data in field 1).
 void ShowActionData(MSIHANDLE session, const std::string& text);
 
-// Reads a session property of any length. An unset property reads as empty
-// with result 0. Result: the installer's; the value is empty on failure.
+// Reads a session property of any length. Result: the installer's (0 with an empty value
+// for an unset property); the value is empty on failure.
 UINT GetPropertyString(MSIHANDLE session, const char* name, std::string& value);
 
-// The same for those whom an unset property and a failed read are alike: empty.
+// The same where an unset property and a failed read need not be told apart: both empty.
 std::string PropertyText(MSIHANDLE session, const char* name);
 
 // Reads a record field (from 0) of any length. Result: the installer's.
 UINT GetRecordString(MSIHANDLE record, UINT field, std::string& value);
 
-// Formats a text as the installer formats a record's: "[Property]", "[#File]",
-// "[$Component]". Result: the installer's, 0 also for a text that formats to
-// nothing; the value is empty on failure.
+// Formats a text as the installer formats a record's field 0: "[Property]", "[#File]",
+// "[$Component]". Result: the installer's (0 also when the outcome is empty); the value
+// is empty on failure.
 UINT FormatText(MSIHANDLE session, const std::string& text, std::string& value);
 
 // The same for a record and its field 0.
 UINT FormatRecordString(MSIHANDLE session, MSIHANDLE record, std::string& value);
 
-// True unless the installation shows its full user interface (UILevel 5): no
-// message box may then appear. An unset or malformed level counts as silent.
+// True unless the installation shows its full user interface (UILevel 5 or more); a
+// silent installation must not show message boxes. An unset or malformed level counts as
+// silent.
 bool IsSilentInstall(MSIHANDLE session);
 
-// The system's text for an error code, its line break included, or the code as
-// an unsigned decimal when the system has no text for it.
+// The system's text for an error code, including its line break, or the code as an
+// unsigned decimal when there is none.
 std::string ErrorText(DWORD code);
 
 // Puts ErrorText(code) into a record field. Result: the installer's.

@@ -2,8 +2,8 @@
 
 namespace setupactions {
 
-// Microsoft's headers call GetVersionExA deprecated; the oldest systems have no
-// other call that answers with the version itself. The build lets it pass here.
+// Microsoft's headers deprecate GetVersionExA, but the oldest systems have no other call
+// that returns the version. The build suppresses the warning in this file.
 bool GetSystemVersion(OSVERSIONINFOEXA& version) {
     version = {};
     version.dwOSVersionInfoSize = sizeof version;

@@ -5,8 +5,8 @@
 
 namespace setupactions {
 
-// Fills in the extended record, its size included. False, with the last error,
-// when the system refuses.
+// Fills in the whole record, including its size. False, with the last error set, when the
+// system refuses.
 bool GetSystemVersion(OSVERSIONINFOEXA& version);
 
 } // namespace setupactions

@@ -20,8 +20,8 @@ const char RecordsFolder[] = "\\Setupactions";
 const char RecordExtension[] = ".undo";
 const char Kind[] = "setupactions-undo";
 
-// Protected from what the Windows folder hands down: administrators and the
-// system, for the folder and all in it.
+// No permissions inherited from the Windows folder: only administrators and the system,
+// for the folder and everything in it.
 const char OwnAccess[] = "O:BAG:BAD:P(A;OICI;FA;;;BA)(A;OICI;FA;;;SY)";
 
 UndoEntry Header(const std::string& action, const std::string& product) {
@@ -33,7 +33,7 @@ void Append(std::string& bytes, size_t number) {
     bytes.append(reinterpret_cast<const char*>(&value), sizeof value);
 }
 
-// The number of texts, then each with its length before it.
+// The number of texts, then each text preceded by its length.
 std::string Packed(const UndoEntry& entry) {
     std::string bytes;
     Append(bytes, entry.size());
@@ -52,7 +52,7 @@ bool Take(const std::string& bytes, size_t& at, DWORD& number) {
     return true;
 }
 
-// False, with the position anywhere, when the entry is cut.
+// False, with the position undefined, when the entry is incomplete.
 bool Take(const std::string& bytes, size_t& at, UndoEntry& entry) {
     DWORD count = 0;
     if (!Take(bytes, at, count))
@@ -66,7 +66,7 @@ bool Take(const std::string& bytes, size_t& at, UndoEntry& entry) {
     return true;
 }
 
-// A product code leads to a folder of its own: nothing else may stand in its place.
+// The product code becomes a folder name, so no other text is accepted.
 bool IsProductCode(const std::string& text) {
     const std::string form = "{00000000-0000-0000-0000-000000000000}";
     return text.size() == form.size() &&
@@ -90,8 +90,8 @@ bool IsThisUser(PSID user) {
            EqualSid(reinterpret_cast<TOKEN_USER*>(buffer)->User.Sid, user);
 }
 
-// True for a folder that is no link and belongs to the administrators, the system
-// or whom this process runs as.
+// True for a folder that is not a link and is owned by the administrators, the system or
+// the account that this process runs as.
 bool IsOwnFolder(const std::string& folder) {
     const DWORD attributes = GetFileAttributesA(folder.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES || (attributes & FILE_ATTRIBUTE_DIRECTORY) == 0 ||
@@ -108,8 +108,8 @@ bool IsOwnFolder(const std::string& folder) {
             IsWellKnownSid(owner, WinLocalSystemSid) || IsThisUser(owner));
 }
 
-// Makes the folder unless it is there. False, with the last error set, when it
-// cannot be made or is not ours.
+// Creates the folder unless it exists. False, with the last error set, when it cannot be
+// created or is not ours.
 bool MakeOwnFolder(const std::string& folder) {
     LocalText descriptor;
     if (!ConvertStringSecurityDescriptorToSecurityDescriptorA(
@@ -137,7 +137,7 @@ RecordPlace FindPlace(const std::string& productCode) {
 
 std::string ProductCode(MSIHANDLE session) { return PropertyText(session, "ProductCode"); }
 
-// Deletes an action's record and the copies beside it.
+// Deletes an action's record and its copies.
 void DeleteRecord(const std::string& folder, const std::string& action) {
     WIN32_FIND_DATAA entry = {};
     const SearchHandle search(FindFirstFileA((folder + "\\" + action + ".*").c_str(), &entry));
@@ -174,7 +174,7 @@ void TakeBack(MSIHANDLE session, const std::string& action, void (*undo)(const U
         undo(run);
     }
     DeleteRecord(place.product, action);
-    RemoveDirectoryA(place.product.c_str()); // fails while there are other records
+    RemoveDirectoryA(place.product.c_str()); // fails as long as there are other records
     RemoveDirectoryA(place.all.c_str());
 }
 
@@ -228,7 +228,7 @@ void UndoRecord::Add(const UndoEntry& entry) {
         FlushFileBuffers(file_.Get()))
         return;
     const DWORD error = GetLastError();
-    // An entry after a cut one could not be told from its rest.
+    // An entry after an incomplete one could not be told apart from it.
     file_.Reset();
     LogFormat(session_,
               "%s: the record cannot be written (error %d): should the installation "
@@ -241,7 +241,7 @@ std::string UndoRecord::Keep(const std::string& path) {
         return "";
     std::string name = Format("%s.%u", action_.c_str(), ++kept_);
     const std::string copy = folder_ + "\\" + name;
-    // What a link leads to may be nobody's business where the copy comes back to.
+    // A link's target may be secret from those who can read where the copy is restored.
     if (LeadsThroughLink(FullPath(path)))
         SetLastError(ERROR_BAD_PATHNAME);
     else if (CopyFileA(path.c_str(), copy.c_str(), TRUE))

@@ -16,7 +16,7 @@ const size_t VersionRecordFields = 5;
 
 using Fields = std::array<int, FieldCount>;
 
-// No byte of a multi-byte character is a digit or a dot where one could matter.
+// No second byte of a two-byte character can be taken for a digit or a dot.
 Fields SplitVersion(const std::string& version) {
     Fields fields = {};
     size_t field = 0;

@@ -7,14 +7,14 @@
 
 namespace setupactions {
 
-// Compares the first `count` fields, at most four: negative when a is lower, 0
-// when they are equal, positive when a is higher. A field is the decimal
-// number at its start: other text after it is ignored, without a digit it is
-// 0, and so is a missing field; a number too long for an int is INT_MAX.
+// Compares the first `count` fields (at most four): negative when a is lower, 0 when they
+// are equal, positive when a is higher. A field is the decimal number at its start; any
+// text after it is ignored. A field without a digit and a missing field are 0; a number
+// too long for an int is INT_MAX.
 int CompareVersions(const std::string& a, const std::string& b, int count);
 
-// True when the file's version is at least the needed one, by all four fields.
-// Logs both. A file without a version, or none at all, is logged and answers false.
+// True when the file's version is at least the needed one, comparing all four fields. Logs
+// both. A missing file or one without a version is logged and returns false.
 bool CheckFileVersion(MSIHANDLE session, const std::string& path, const std::string& neededVersion);
 
 } // namespace setupactions

@@ -1,4 +1,4 @@
-// The machine's web server, as its registry keys tell.
+// The machine's web server, according to the registry.
 #pragma once
 
 namespace setupactions {

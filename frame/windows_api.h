@@ -1,4 +1,4 @@
-// The platform's headers, with the macros undone that would rename our own functions.
+// The platform's headers, in the order in which they depend on each other.
 #pragma once
 
 #include <windows.h>
