@@ -12,10 +12,10 @@ namespace setupactions {
 
 namespace {
 
-const size_t LineSize = 128; // characters, more than any action's name takes
+const size_t LineSize = 128; // characters; longer than any line with an action's name
 
-// Throwing and catching take some memory themselves: it is set aside as long as
-// an action runs, and given back when an allocation fails.
+// Throwing and catching need some memory themselves: it is reserved while an action runs
+// and released when an allocation fails.
 const size_t ReserveSize = 16 * 1024; // bytes
 std::atomic<void*> reserve;
 
@@ -36,7 +36,7 @@ struct MemoryReserve {
     MemoryReserve& operator=(const MemoryReserve&) = delete;
 };
 
-// The lines take no memory of the library's own.
+// The library allocates no memory for these lines.
 UINT RanOutOfMemory(MSIHANDLE session, const char* name) {
     char line[LineSize];
     std::snprintf(line, sizeof line, "%s: out of memory", name);
@@ -59,7 +59,7 @@ UINT RunAction(MSIHANDLE session, const char* name, UINT (*body)(MSIHANDLE sessi
         return body(session);
     } catch (const std::bad_alloc&) {
         return RanOutOfMemory(session, name);
-    } catch (const std::logic_error&) { // a text's impossible length or position
+    } catch (const std::logic_error&) { // an invalid length or position in a text
         return Failed(session, name, E_INVALIDARG);
     } catch (int number) {
         return Failed(session, name, number);

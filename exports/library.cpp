@@ -1,4 +1,4 @@
-// The library's start, the same in every DLL that is built from the frame.
+// The library's entry point, the same in every DLL built from the frame.
 #include "frame/faults.h"
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE, DWORD reason, void*);
