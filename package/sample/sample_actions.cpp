@@ -1,5 +1,5 @@
-// The sample package's own actions: they show how a package hands data from an
-// immediate action to a deferred one with the library's frame.
+// The sample package's own actions. They show how a package uses the library's frame to
+// hand data from an immediate action to a deferred one.
 #include "frame/compiler.h"
 #include "frame/deferred_data.h"
 #include "frame/session.h"
@@ -18,8 +18,8 @@ const char ReadmeFile[] = "readme";
 
 } // namespace
 
-// Scheduled after InstallInitialize. Hands properties and the path of an
-// installed file to ReportSampleData.
+// Scheduled after InstallInitialize. Hands properties and the path of an installed file to
+// ReportSampleData.
 SAMPLE_ACTION(HandOverSampleData) {
     CDeferredData data(session, DeferredAction);
     for (const char* property : Properties)
@@ -41,8 +41,8 @@ SAMPLE_ACTION(ReportSampleData) {
     return ERROR_SUCCESS;
 }
 
-// Deferred, where a test asks for a failure in the middle of an installation. Its
-// action data 1602 asks for what the user's cancelling looks like.
+// Deferred, scheduled where a test wants the installation to fail. The action data 1602
+// makes it look as if the user had cancelled.
 SAMPLE_ACTION(FailSample) {
     std::string data;
     GetDeferredData(session, data);

@@ -1,5 +1,5 @@
-// The sample's security plug-in. Its user group is a registry key, so that the
-// sample leaves the machine's real groups alone.
+// The sample's security plug-in. Its user group is only a registry key, so that the sample
+// leaves the machine's real groups alone.
 #include "frame/handles.h"
 
 #include <cstring>

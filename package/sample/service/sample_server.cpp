@@ -1,6 +1,6 @@
 // The sample package's server: a Windows service that does nothing but run.
-// It serves under whatever name it was registered with, so that clones of it
-// need no program of their own, and takes any arguments without heeding them.
+// It runs under whatever name it is registered with, so that clones need no program of
+// their own, and ignores its arguments.
 #include <windows.h>
 
 #include <cstdio>
@@ -46,7 +46,7 @@ void WINAPI ServiceMain(DWORD, char** arguments) {
 } // namespace
 
 int main() {
-    // The name in the table is not looked at for a service alone in its process.
+    // The name in the table is ignored for the only service in a process.
     char name[] = "";
     const SERVICE_TABLE_ENTRYA services[] = {{name, ServiceMain}, {nullptr, nullptr}};
     if (StartServiceCtrlDispatcherA(services))

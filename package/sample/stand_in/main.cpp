@@ -1,5 +1,5 @@
-// Stands in for the programs of other makers that the sample package runs: its
-// copies bear their names. Prints its name and arguments, and that all went well.
+// Stands in for the third-party programs that the sample package runs, under their names.
+// Prints its name and arguments, and that all went well.
 #include <cstdio>
 #include <cstring>
 

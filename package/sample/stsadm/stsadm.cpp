@@ -1,5 +1,5 @@
-// Stands in for SharePoint's administration tool: notes each call's command
-// line in stsadm.log beside itself, for who wants to see what it was asked.
+// Stands in for SharePoint's administration tool: appends the command line of each call to
+// stsadm.log in its own folder.
 #include <windows.h>
 
 #include <cstdio>

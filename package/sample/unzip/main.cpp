@@ -1,10 +1,9 @@
-// unzip: unpacks a zip archive into a folder, over what is there.
+// unzip: unpacks a zip archive into a folder, replacing existing files.
 //   unzip -qqo ARCHIVE -d FOLDER
-// Names are taken as they stand in the archive. Nothing is written outside the
-// folder, whatever the archive holds: an entry that would be, or that would go
-// through a link, is left out and reported.
-// Ends with 0 when all was unpacked, 2 when something was not, 9 when the
-// archive cannot be opened, 10 on another command line.
+// Names are used as they are in the archive. Nothing is ever written outside the folder:
+// an entry that would be, or that would go through a link, is skipped and reported.
+// Exit code: 0 everything unpacked, 2 something skipped, 9 the archive cannot be opened, 10
+// wrong command line.
 #include "package/sample/unzip/zip_archive.h"
 
 #include <windows.h>
@@ -24,8 +23,8 @@ struct FileHandle {
     HANDLE handle;
 };
 
-// A part of a name that stays where it is put: neither a way up (the system
-// drops dots and blanks at a part's end), nor a drive, nor a file's stream.
+// A part of a name that does not lead elsewhere: not a way up (the system drops dots and
+// blanks at the end of a part), a drive or a file's stream.
 bool IsSafePart(const std::string& part) {
     if (part.empty())
         return true; // two separators in a row mean one
@@ -54,8 +53,8 @@ std::vector<std::string> SafeParts(const std::string& name) {
     return parts;
 }
 
-// Creates the folder unless it is there. Throws when it is a link, which would
-// lead out of the destination, or cannot be had.
+// Creates the folder unless it exists. Throws when it is a link, which would lead out of
+// the destination, or cannot be created.
 void MakeFolder(const std::string& folder) {
     CreateDirectoryA(folder.c_str(), nullptr);
     const DWORD attributes = GetFileAttributesA(folder.c_str());
@@ -73,11 +72,11 @@ void MakeDestination(const std::string& folder) {
     }
 }
 
-// Replaces the file. One that could not be written whole is deleted.
+// Replaces the file. One that could not be written completely is deleted.
 void WriteEntry(ZipArchive& archive, const ZipEntry& entry, const std::string& path) {
     const DWORD attributes = GetFileAttributesA(path.c_str());
     if (attributes != INVALID_FILE_ATTRIBUTES) {
-        // The new file must not be written through a link. Read-only ones go too.
+        // Deleted first, even when read-only: nothing may be written through a link.
         SetFileAttributesA(path.c_str(), FILE_ATTRIBUTE_NORMAL);
         DeleteFileA(path.c_str());
     }
@@ -117,7 +116,7 @@ void UnpackEntry(ZipArchive& archive, const ZipEntry& entry, const std::string& 
         WriteEntry(archive, entry, path);
 }
 
-// False when an entry was left out.
+// False when an entry was skipped.
 bool Unpack(ZipArchive& archive, const std::string& folder) {
     bool all = true;
     MakeDestination(folder);

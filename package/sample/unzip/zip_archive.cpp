@@ -26,7 +26,7 @@ uint32_t Number32(const uint8_t* bytes) {
     return Number16(bytes) | static_cast<uint32_t>(Number16(bytes + 2)) << 16;
 }
 
-// An inflater of raw data, without a header of its own.
+// Inflates raw data, which has no header.
 class Inflater {
 public:
     Inflater() {
@@ -80,7 +80,7 @@ std::vector<uint8_t> ZipArchive::Bytes(uint32_t offset, size_t size) {
 }
 
 void ZipArchive::ReadEntries() {
-    // The end record stands before a comment of unknown length.
+    // The end record is followed by a comment of unknown length.
     const size_t tailSize = std::min<size_t>(fileSize_, EndSize + LongestComment);
     const std::vector<uint8_t> tail = Bytes(static_cast<uint32_t>(fileSize_ - tailSize), tailSize);
     size_t at = tailSize < EndSize ? 0 : tailSize - EndSize + 1;

@@ -1,4 +1,4 @@
-// Reads zip archives: their list of entries, and the bytes of one entry.
+// Reads zip archives: the list of entries, and the bytes of an entry.
 #pragma once
 
 #include <cstdint>
@@ -9,17 +9,17 @@
 #include <string>
 #include <vector>
 
-// The archive is damaged, or made in a way that is not supported.
+// The archive is damaged or uses an unsupported feature.
 class ZipError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
 struct ZipEntry {
-    std::string name; // as it stands in the archive
+    std::string name; // as in the archive
     uint16_t flags = 0;
     uint16_t method = 0;
-    uint16_t time = 0; // of the last change, in the DOS form
+    uint16_t time = 0; // of the last change, in DOS format
     uint16_t date = 0;
     uint32_t crc = 0;
     uint32_t packedSize = 0;
@@ -33,13 +33,13 @@ class ZipArchive {
 public:
     using Writer = std::function<void(const uint8_t* bytes, size_t size)>;
 
-    // Takes the open file. Throws ZipError when it is no zip archive.
+    // Takes the open file. Throws ZipError when it is not a zip archive.
     explicit ZipArchive(std::FILE* file);
 
     const std::vector<ZipEntry>& Entries() const { return entries_; }
 
-    // Hands the entry's bytes to the writer, piece by piece and never more than
-    // its size. Throws ZipError when they are damaged or cannot be read.
+    // Passes the entry's bytes to the writer piece by piece, never more than its size.
+    // Throws ZipError when they are damaged or cannot be read.
     void Read(const ZipEntry& entry, const Writer& write);
 
 private:
