@@ -1,4 +1,4 @@
-// The DLL as it is delivered: what it exports, how it is linked.
+// The DLL as delivered: its exports and how it is linked.
 #include "frame/windows_api.h"
 #include "tools/actionhost/export_table.h"
 
@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-// The build folder is this machine's drive B:.
+// Drive B: of this machine is the build folder.
 const char DllPath[] = "B:\\setupactions.dll";
 
 TEST(Dll, ExportsExactlyTheCatalogueUndecorated) {
@@ -27,7 +27,7 @@ TEST(Dll, IsLinkedForEveryMachineAndCarriesItsVersion) {
     const char* base = reinterpret_cast<const char*>(library);
     const auto* dos = reinterpret_cast<const IMAGE_DOS_HEADER*>(base);
     const auto* headers = reinterpret_cast<const IMAGE_NT_HEADERS*>(base + dos->e_lfanew);
-    // Anywhere in memory, data not executable; with handlers, which the guard needs.
+    // Relocatable, data not executable, and with exception handlers, which the guard needs.
     const WORD wanted = IMAGE_DLLCHARACTERISTICS_DYNAMIC_BASE | IMAGE_DLLCHARACTERISTICS_NX_COMPAT;
     EXPECT_EQ(headers->OptionalHeader.DllCharacteristics &
                   (wanted | IMAGE_DLLCHARACTERISTICS_NO_SEH),

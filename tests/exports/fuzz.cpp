@@ -1,5 +1,5 @@
-// Hostile machines for every action: parts of the whole ones are replaced by what
-// goes wrong. Run by scripts/fuzz.sh; FUZZ_SECONDS and FUZZ_SEED come from there.
+// Hostile machines for every action: complete machines in which some parts are replaced by
+// bad ones. Run by scripts/fuzz.sh, which sets FUZZ_SECONDS and FUZZ_SEED.
 #include "tests/support/whole_machine.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 namespace {
 
-// What values are made of.
+// The pieces of hostile values.
 const std::string Pieces[] = {"",
                               " ",
                               "\t",
@@ -77,7 +77,7 @@ const std::string Pieces[] = {"",
 const char Separators[] = "|;=\\',\n";
 const char Changeable[] = " property registry number list file sql data ";
 
-// The calls that change files, which argument is the path, and whether it goes.
+// The calls that change files, the index of the path argument, and whether they remove it.
 const struct {
     std::string call;
     int path;
@@ -106,7 +106,7 @@ protected:
         return text;
     }
 
-    // The value with one thing about it changed.
+    // The value with a single change.
     std::string Spoilt(std::string value) {
         const size_t at = Below(value.size() + 1), end = value.find_first_of(Separators, at);
         switch (Below(5)) {
@@ -114,7 +114,7 @@ protected:
             return Hostile();
         case 1:
             return value.insert(at, Hostile());
-        case 2: // one field of it
+        case 2: // replaces one field
             return value.substr(0, value.find_last_of(Separators, at) + 1) + Hostile() +
                    (end < value.size() ? value.substr(end) : "");
         case 3:
@@ -124,7 +124,7 @@ protected:
         }
     }
 
-    // The same of one text of a statement: the engine does not survive half ones.
+    // The same for one text in a statement: the engine does not survive truncated statements.
     void SpoilField(std::string& statement) {
         std::vector<size_t> quotes;
         for (size_t at = 0; (at = statement.find('\'', at)) != std::string::npos; ++at)
@@ -137,7 +137,7 @@ protected:
         statement.replace(start, quotes[first + 1] - start, field);
     }
 
-    // A scenario with some of its lines spoilt or gone.
+    // A scenario with some of its lines changed or removed.
     Scenario Make(unsigned seed) {
         random_.seed(seed);
         Scenario scenario = Scenarios()[Below(Scenarios().size())];
@@ -147,7 +147,7 @@ protected:
             if (std::string(Changeable).find(" " + line->kind + " ") == std::string::npos)
                 continue;
             if (line->kind == "registry" && Below(8) == 0)
-                line->kind = Below(2) == 0 ? "number" : "list"; // of another type
+                line->kind = Below(2) == 0 ? "number" : "list"; // another type
             else if (line->kind == "sql")
                 SpoilField(line->value);
             else if (Below(10) == 0)
@@ -155,15 +155,15 @@ protected:
             else
                 line->value = Spoilt(line->value);
         }
-        for (const Scenario& other : Scenarios()) // any of the action's results may come
+        for (const Scenario& other : Scenarios()) // any result of the action is acceptable
             for (const ScenarioLine& line : other.lines)
                 if (line.kind == "result" && other.action == scenario.action)
                     scenario.lines.push_back(line);
         return scenario;
     }
 
-    // Nothing outside the test's folder changes. Asking for the removal of a folder
-    // there, or of a file of the current folder, is wrong: no value names one.
+    // Lets nothing outside the test's folder change. Trying to remove a folder there, or a
+    // file in the current folder, is an error: no value names one.
     bool Refuses(const ImportedCall& call, const uintptr_t* arguments) {
         for (const auto& change : Changes) {
             const auto* const given = reinterpret_cast<const char*>(arguments[change.path]);
@@ -182,7 +182,7 @@ protected:
         return false;
     }
 
-    // What is wrong, as a text; empty when nothing is.
+    // The errors, as a text; empty without any.
     std::string Try(const Scenario& scenario) {
         removed_.clear();
         Plant(scenario);
@@ -209,10 +209,10 @@ TEST_F(Fuzz, HostileMachinesAreSurvived) {
         for (const auto& [kind, name, value] : scenario.lines)
             machine +=
                 "\n  " + kind + " " + name + " = " + testing::PrintToString(value.substr(0, 300));
-        // The last words, should the run have no end or end the program.
+        // Shows what was running if it never ends or ends the program.
         std::printf("seed %u%s\n", seed++, length == 0 ? (", " + machine).c_str() : "");
         std::fflush(stdout);
-        // Only the first time are things made that stay.
+        // The first run creates things that stay, so an error counts only if it recurs.
         const std::string wrong = Try(scenario).empty() ? "" : Try(scenario);
         EXPECT_EQ(wrong, "") << machine;
     } while (GetTickCount() - start < length && !HasFailure());

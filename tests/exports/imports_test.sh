@@ -1,11 +1,11 @@
 #!/usr/bin/env bash
-# What the DLL and all programs beside it import: functions that Windows XP has,
-# by their names (windows_xp.txt). One that it lacks keeps the file from loading.
+# The DLL and all programs delivered with it import only functions that Windows XP has, by
+# name (windows_xp.txt). A file that imports any other does not load there.
 source "$(dirname "$0")/../support/check.sh"
 
 allowed=$(awk '!/^#/ { for (i = 2; i <= NF; i++) print $1, $i }' "$REPO/tests/exports/windows_xp.txt" | LC_ALL=C sort)
 
-# imports FILE: "library function" lines; a function without a name is <none>.
+# imports FILE: "library function" lines; <none> for a function imported without a name.
 imports() {
     i686-w64-mingw32-objdump -p "$1" |
         awk '/^\tDLL Name:/ { library = tolower($3) }

@@ -1,7 +1,7 @@
-// Every platform call of every action fails once: at its first, its middle and its
-// last time. Out of reach, besides the calls that tests/exports/scenarios.txt lists: calls
-// that are looked up instead of imported (data sources, plug-ins, downloads, running
-// programs) and the shell's allocator, which the tests of their units make fail.
+// Each platform call of each action fails once: the first, the middle and the last time
+// that it is made. Not covered, besides the calls listed in tests/exports/scenarios.txt, are
+// calls that are looked up instead of imported (data sources, plug-ins, downloads, running
+// programs) and the shell's allocator; the tests of their units make those fail.
 #include "tests/support/whole_machine.h"
 
 #include <gmock/gmock.h>
@@ -16,9 +16,9 @@ bool Never(const ImportedCall&, const uintptr_t*) { return false; }
 
 class Sweep : public WholeMachine, public testing::WithParamInterface<Scenario> {
 protected:
-    // The files that are cut or lost. One that was there before holds whole lines of
-    // what it was and of what the action makes of it, and all that are in both; a new
-    // one has as many lines as the action writes.
+    // The truncated or lost files. An existing file must consist of complete lines of its
+    // old and new versions, including all lines that are in both; a new file must have as
+    // many lines as the action writes.
     static std::vector<std::string> Torn(const Files& before, const Files& after,
                                          const Files& now) {
         std::vector<std::string> torn;
@@ -44,8 +44,8 @@ protected:
     }
 
 private:
-    // A file's lines with their breaks; "none" when there is no such file, nothing
-    // alone when it is empty.
+    // A file's lines with their breaks; "none" when it does not exist, a single empty
+    // text when it is empty.
     static std::set<std::string> Lines(const Files& files, const std::string& path) {
         const auto file = files.find(path);
         if (file == files.end())
@@ -62,13 +62,13 @@ private:
 
 TEST_P(Sweep, EveryCallFailsOnce) {
     Plant(GetParam());
-    Run(Never); // what is made once stays
+    Run(Never); // creates what is created only once
     const Outcome clean = Run(Never);
     EXPECT_THAT(clean.wrong, testing::IsEmpty());
     for (const auto& [name, count] : clean.calls)
         for (const int number : std::set<int>{1, (count + 1) / 2, count}) {
             Outcome outcome;
-            // Again, where something is made at the first failure of its kind alone.
+            // Once more on an error: the first failure of its kind may create what then stays.
             const bool isStore = name.find(StoreCall) == 0;
             for (int round = 0; round == 0 || (round == 1 && !outcome.wrong.empty()); ++round) {
                 int made = 0;
@@ -106,7 +106,7 @@ TEST_F(SweptCalls, AreAllThatTheLibraryImportsAndOfEveryAction) {
             reached += call.first + " ";
     }
     importtable::ForEachSlot(moduleUnderTest, [&](const char* file, const char* name, void**) {
-        // The C runtime works on memory that is there, but for what it allocates.
+        // The C runtime works on existing memory, except where it allocates.
         EXPECT_TRUE(std::string(file) == "msvcrt.dll" ||
                     reached.find(std::string(" ") + name + " ") != std::string::npos)
             << name;

@@ -1,4 +1,4 @@
-// Texts whose characters take two bytes, and those of another code page.
+// Texts with two-byte characters or in another code page.
 #include "frame/ansi_text.h"
 
 #include "tests/support/two_byte_characters.h"

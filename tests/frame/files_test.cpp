@@ -14,8 +14,7 @@ namespace {
 
 const std::string Prefix = "[RemoveFolderStructure: DeleteAllFilesAndDirectories]: ERROR ";
 
-// Steps of a removal of "tree": when one of them comes, something puts a link in
-// the place of "tree\sub".
+// Steps of a removal of "tree": at one of them something replaces "tree\sub" with a link.
 std::string root;
 int stepsToSwap;
 void Step() {
@@ -51,12 +50,12 @@ protected:
     }
     void Folder(const std::string& path) const { MakeFolders(scratch + path); }
     bool Exists(const std::string& path) const { return IsThere(scratch + path); }
-    // A command of the host's shell, which knows links and no longest path.
+    // A command of the host's shell, which knows links and has no path length limit.
     void Shell(const std::string& command) const { RunUnixShell(scratch, command); }
 
     // What removing a folder sends.
     std::vector<std::string> Remove(const std::string& path) {
-        SentLines sent; // with the brackets that the log does not show
+        SentLines sent; // including the brackets that the log does not show
         RemoveFolderStructure(session, path);
         return sent.lines;
     }

@@ -17,7 +17,7 @@ void ReadNull() {
     *nowhere = 1; // cppcheck-suppress nullPointer
 }
 
-// Foreign code calls back: the exception must cross frames that are not ours.
+// Third-party code calls back: the exception must cross frames that are not ours.
 void (*fault)();
 int __cdecl FaultingComparison(const void*, const void*) {
     fault();
@@ -25,7 +25,7 @@ int __cdecl FaultingComparison(const void*, const void*) {
 }
 
 void FaultInForeignCode() {
-    (void)lstrlenW(nullptr); // handled by the system itself: must not reach the guard
+    (void)lstrlenW(nullptr); // handled by the system itself, so it must not reach the guard
     char text[16];
     WideCharToMultiByte(CP_ACP, 0, reinterpret_cast<const wchar_t*>(16), 4, text, 16, nullptr,
                         nullptr);
@@ -85,7 +85,7 @@ TEST(Guard, AStackOverflowIsSurvivedMoreThanOnce) {
 
 static LONG WINAPI GoOn(EXCEPTION_POINTERS* exception) {
     if (exception->ExceptionRecord->ExceptionCode == EXCEPTION_BREAKPOINT)
-        ++exception->ContextRecord->Eip; // the system points it at the instruction itself
+        ++exception->ContextRecord->Eip; // the system points it at the breakpoint itself
     return EXCEPTION_CONTINUE_EXECUTION;
 }
 

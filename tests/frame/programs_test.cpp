@@ -13,11 +13,11 @@ using testing::StartsWith;
 
 namespace {
 
-// Steers when the runner sees a program end that ends with 259, the code of a
-// running one. Sleeps little, and keeps what it asked for.
+// Controls when the runner notices the end of a program that exits with 259, the code of a
+// running one. Shortens its sleeps, and records what it asked for.
 class Watched {
 public:
-    // 0: the end is seen one poll late, when all that was printed has been read.
+    // 0: the end is noticed one poll late, when all output has been read.
     explicit Watched(int endsAtPoll = 0) : endsAtPoll_(endsAtPoll) { current = this; }
 
     STARTUPINFOA startup = {};
@@ -68,7 +68,7 @@ protected:
         EXPECT_EQ(RunRedistProgram(session, commandLine, units, hide, folder), 0u);
     }
 
-    // All that the program printed, in pieces, and then the line of its end.
+    // Everything that the program printed, in pieces, and then the line about its end.
     std::string Output() const {
         std::string output;
         for (const std::string& line : Log())
@@ -76,7 +76,7 @@ protected:
         return output;
     }
 
-    // Expects the progress bar to move with so many polls and then by the rest.
+    // Expects the progress bar to move at so many polls and then by the rest.
     void ExpectProgress(size_t polls, int rest) const {
         std::vector<std::string> expected(polls, "1: 2 2: 10000 3: 0 "), moves;
         expected.insert(expected.begin(), "1: 1 2: 1 3: 0 ");
@@ -144,7 +144,7 @@ TEST_F(ProgramsTest, OutputIsReadInTheConsolesCodePageCharacterByCharacter) {
 
 TEST_F(ProgramsTest, AProgramStartsHiddenOrNotAndEndsWithItsCode) {
     for (const bool hide : {true, false}) {
-        // 259 is a code which a running program has too.
+        // 259 is also the code of a running program.
         const std::string commandLine = Child("print 3 exit 259");
         const Watched watched;
         Run(commandLine, 0, hide);

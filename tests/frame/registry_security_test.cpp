@@ -1,4 +1,4 @@
-// Access lists of registry keys: given where they are null, and forced.
+// Access lists of registry keys: set where they are null, and forced.
 #include "frame/registry_security.h"
 
 #include "tests/support/counted_keys.h"
@@ -14,17 +14,16 @@ namespace {
 const SECURITY_INFORMATION Dacl = DACL_SECURITY_INFORMATION;
 const HKEY Machine = HKEY_LOCAL_MACHINE, User = HKEY_CURRENT_USER;
 
-// Lists of one, two and three entries, to tell them apart. No key has one of
-// the longer ones by itself.
+// Lists of one, two and three entries, to tell them apart. No new key has a list of two or
+// three.
 const char Null[] = "";
 const char One[] = "D:(A;;KA;;;WD)";
 const char Two[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)";
 const char Three[] = "D:(A;;KR;;;BG)(A;;KA;;;WD)(A;;KR;;;AU)";
 
-// Gives the key, which is made when it is not there, an access list in the
-// system's notation.
+// Gives the key, which is created if necessary, an access list in the system's notation.
 void SetList(HKEY root, const std::string& path, const char* list) {
-    // The owner may always change the list, also one that denies everything else.
+    // The owner may always change the list, even one that denies everything else.
     const RegistryKey key = PrivateRegistry::Key(root, path, WRITE_DAC);
     PSECURITY_DESCRIPTOR descriptor = nullptr;
     ConvertStringSecurityDescriptorToSecurityDescriptorA(list, SDDL_REVISION_1, &descriptor,

@@ -29,7 +29,7 @@ std::string Records() {
     return std::string(windows) + "\\Setupactions\\" + Product() + "\\";
 }
 
-// One product of its own for each test program, since they run beside each other.
+// A product for each test program, since they run at the same time.
 template <typename Base>
 class OfOneProduct : public Base {
 protected:
@@ -72,7 +72,7 @@ using UndoneServicesTest = OfOneProduct<ServicesTest>;
 } // namespace
 
 TEST_F(UndoneFilesTest, WhatWasCopiedGoesAndWhatWasOverwrittenComesBack) {
-    for (int round = 0; round < 2; ++round) { // a second installation has a record of its own
+    for (int round = 0; round < 2; ++round) { // a second installation has its own record
         SetFileAttributesA(Target("b.txt").c_str(), FILE_ATTRIBUTE_NORMAL);
         Copy();
         EXPECT_THAT(Log(), ElementsAre());
@@ -138,7 +138,7 @@ TEST_F(UndoneFilesTest, PathsThatAreNobodysOwnAreLeftAlone) {
         EXPECT_EQ(Log().back(),
                   "CopyHTMLViewerToPFCD: " + bad + " is no place of its own, left alone");
     }
-    // Somebody puts a link in the place of a folder that was written to.
+    // Somebody replaces a folder that was written to with a link.
     Copy();
     RunUnixShell(Scratch(), "mkdir elsewhere && mv to/htmlviewer/en/new elsewhere/ && "
                             "ln -s ../../../elsewhere/new to/htmlviewer/en/new");
@@ -183,7 +183,7 @@ TEST_F(UndoneFilesTest, OnlyAdministratorsAndTheSystemReachTheRecords) {
     LocalText text;
     ASSERT_TRUE(ConvertSecurityDescriptorToStringSecurityDescriptorA(
         descriptor.Get(), SDDL_REVISION_1, DACL_SECURITY_INFORMATION, text.Out(), nullptr));
-    // The engine has one user, who is its administrators.
+    // The engine's only user is also its administrators.
     EXPECT_TRUE(std::regex_match(
         text.Get(), std::regex("D:P?(\\(A;OICI;FA;;;(SY|BA|S-1-5-21-0-0-0-1000)\\)){2}")))
         << text.Get();

@@ -1,5 +1,5 @@
 # shellcheck shell=bash
-# Sourced by the shell tests: checks that count, and the machine they run on.
+# Sourced by the shell tests: checks, and a count of those that failed.
 source "$(dirname "${BASH_SOURCE[0]}")/../../scripts/engine.sh"
 
 failures=0

@@ -1,10 +1,10 @@
-// A program for tests to start. Its arguments are commands, done in order:
-//   print N, error N  writes N times "a" to standard output or standard error
+// A program for tests to start. Its arguments are commands, executed in order:
+//   print N, error N  writes "a" N times to standard output or standard error
 //   folder            writes the working folder
 //   arguments ...     writes all further arguments, each in angle brackets
-//   hold FILE         lets no other program open the file while it runs
-//   wait              waits to be ended, at most a minute, then ends with 77
-//   exit N            ends with this code after the last command
+//   hold FILE         keeps other programs from opening the file while it runs
+//   wait              waits to be terminated, for at most a minute, then exits with 77
+//   exit N            exits with this code after the last command
 #include <windows.h>
 
 #include <cstdio>

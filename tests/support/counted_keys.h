@@ -1,6 +1,6 @@
-// Counts registry keys opened against keys closed for as long as the object
-// lives, and fails the test when they differ. One key can be made to refuse
-// access, or every key to refuse some rights.
+// Counts the registry keys opened and closed during the object's life and fails the test
+// when the counts differ. One key can be made to refuse access, or every key to refuse
+// some rights.
 #pragma once
 
 #include "tests/support/replaced_import.h"
@@ -11,7 +11,7 @@
 
 #include <string>
 
-// The rights to a key that reading it does not take.
+// The rights to a key that reading does not need.
 const REGSAM WriteRights = KEY_ALL_ACCESS & ~KEY_READ;
 
 class CountedKeys {
@@ -22,9 +22,9 @@ public:
     }
     ~CountedKeys() { EXPECT_EQ(count_, 0) << "registry keys left open"; }
 
-    // How many openings were tried so far.
+    // The number of attempts to open a key so far.
     int Tried() const { return tried_; }
-    // What all openings for changing an access list asked for.
+    // The options of all attempts to open a key for changing its access list.
     DWORD ListOptions() const { return listOptions_; }
 
 private:

@@ -1,6 +1,6 @@
-// A driver manager with one server behind it, in memory only, in the place of
-// the system's for as long as the object lives. Fails the test when something
-// is left open.
+// Replaces the system's driver manager during the object's life with one that exists in
+// memory only and has a single server behind it. Fails the test when something is left
+// open.
 #pragma once
 
 #include "tests/support/replaced_import.h"
@@ -17,19 +17,19 @@ class FakeOdbc {
 public:
     FakeOdbc() { current = this; }
     ~FakeOdbc() {
-        // After a fault in a driver nothing of it can be closed.
+        // After a fault in a driver nothing of it can be closed any more.
         EXPECT_TRUE(open_ == 0 || !faulting.empty()) << "a handle or a login is open";
     }
 
     std::string table; // the only one in the database, if any
-    // The call that fails and the one that ends in a fault, named as in `calls`.
+    // The call that fails and the one that faults, named as in `calls`.
     std::string failing, faulting;
 
-    std::vector<std::string> calls; // in their order
-    std::string connection;         // its text
+    std::vector<std::string> calls; // in order
+    std::string connection;         // its connection string
 
 private:
-    // Of a call after which so many more things are open.
+    // For a call after which so many more things are open.
     static SQLRETURN Answer(const std::string& call, int opened = 0) {
         current->calls.push_back(call);
         if (call == current->faulting)
@@ -51,7 +51,7 @@ private:
     static SQLRETURN WINAPI FreeHandle(SQLSMALLINT type, SQLHANDLE) {
         return Answer("free " + std::to_string(type), -1);
     }
-    // Of environments, connections and statements.
+    // Attributes of environments, connections and statements.
     static SQLRETURN WINAPI SetAttribute(SQLHANDLE, SQLINTEGER attribute, SQLPOINTER value,
                                          SQLINTEGER) {
         return Answer(std::to_string(attribute) + "=" +

@@ -11,7 +11,7 @@
 
 namespace {
 
-// Kinds of what is opened: heap block, file or process or pipe, key, search,
+// The kinds of things opened: heap block, file or process or pipe, key, search,
 // module, service, installer handle, the system's text and heap block, COM, item.
 enum Kind : char {
     Block = 'b',
@@ -61,7 +61,7 @@ Result Answered(const ImportedCall& call) {
         return FromWord<Result>(call.answer);
 }
 
-// Is there work for the call, or did it fail by itself?
+// False when the call failed by itself, so that nothing was opened.
 bool Opened(const ImportedCall& call, uintptr_t result) {
     if (call.place == 0)
         return result != 0 && result != uintptr_t(call.failure);
@@ -86,7 +86,7 @@ void NoteOpened(const ImportedCall& call, uintptr_t result, const uintptr_t* arg
             state.open[{call.kind, out[i]}] = name;
 }
 
-// A call on its way: refused, answered, or passed on and watched.
+// Handles one call: refuses it, answers it, or passes it on and records it.
 template <typename Result, typename Function, typename... Arguments>
 Result Pass(const ImportedCall& call, Function* original, Arguments... arguments) {
     const uintptr_t words[] = {Word(arguments)..., 0, 0};
@@ -94,7 +94,7 @@ Result Pass(const ImportedCall& call, Function* original, Arguments... arguments
         return original(arguments...);
     if (!state.watching)
         return Answered<Result>(call);
-    state.watching = false; // what the watching itself needs is not counted
+    state.watching = false; // the calls of the watching itself are not counted
     if (call.handles != Closes)
         ++state.counts[call.name];
     const bool fails = call.handles != Closes && state.fails(call, words);
@@ -121,7 +121,7 @@ Result Pass(const ImportedCall& call, Function* original, Arguments... arguments
     }
 }
 
-// A row of the table with the function that takes the call's place.
+// A row of the table with the function that replaces the call.
 struct Row {
     ImportedCall call;
     void* thunk;
@@ -155,7 +155,7 @@ const int FirstRow = __COUNTER__ + 1;
         {#Name, __VA_ARGS__}, reinterpret_cast<void*>(&Thunk<Type, __COUNTER__ - FirstRow>::Call), \
             nullptr, nullptr                                                                       \
     }
-// What a call answers when it fails, and what it opens: kind, place, number.
+// A call's result and error when it fails, and what it opens: kind, place, number.
 #define CALL(Name, ...) ROW(decltype(Name), Name, __VA_ARGS__)
 #define REFUSED(Name, ...) CALL(Name, ERROR_ACCESS_DENIED, ERROR_ACCESS_DENIED, ##__VA_ARGS__)
 #define FALSE_OF(Name, ...) CALL(Name, FALSE, ERROR_ACCESS_DENIED, ##__VA_ARGS__)
@@ -163,7 +163,7 @@ const int FirstRow = __COUNTER__ + 1;
 #define CLOSES(Name, Kind) CALL(Name, 0, 0, Kind, 1, Closes)
 
 Row rows[] = {
-    // The C runtime's memory.
+    // The C runtime: memory.
     ROW(void*(size_t), malloc, 0, ERROR_NOT_ENOUGH_MEMORY, Block),
     ROW(void*(size_t, size_t), calloc, 0, ERROR_NOT_ENOUGH_MEMORY, Block),
     ROW(void(void*), free, 0, 0, Block, 1, Closes),

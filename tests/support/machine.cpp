@@ -24,7 +24,7 @@ Properties AllProperties(MSIHANDLE session) {
     return properties;
 }
 
-// The entries of `after` that `before` does not have so, and "" for those gone.
+// The entries of `after` that are new or different, and "" for those that are gone.
 Properties Changes(const Properties& before, const Properties& after) {
     Properties changes;
     std::set_difference(after.begin(), after.end(), before.begin(), before.end(),
@@ -86,7 +86,7 @@ Properties MachineTest::RunOn(const Machine& machine, Action action, UINT expect
         EXPECT_EQ(action(session), expectedResult);
     }
     SetEnvironmentVariableA("PATH", searchPath.c_str());
-    std::error_code inUse; // what stays goes with the whole folder
+    std::error_code inUse; // ignored: what stays is removed with the whole folder
     for (const std::string& file : machine.files)
         std::filesystem::remove_all(Here(file.substr(0, file.find('\\'))), inUse);
     const Properties after = AllProperties(session);

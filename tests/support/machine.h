@@ -1,5 +1,5 @@
-// Whole machines for the tests of detection: registry values, files and
-// properties in, the properties that an action changed out.
+// Complete machines for the tests of detection: registry values, files and properties go
+// in, the properties that an action changed come out.
 #pragma once
 
 #include "tests/support/session_test.h"
@@ -19,21 +19,21 @@ struct RegistryValue {
 RegistryValue KeyAlone(const std::string& key, HKEY root = HKEY_LOCAL_MACHINE);
 RegistryValue Text(const std::string& key, const std::string& name, const std::string& text);
 RegistryValue Number(const std::string& key, const std::string& name, DWORD number);
-// A list, ended as the system ends it.
+// A list, terminated as the system does it.
 RegistryValue List(const std::string& key, const std::string& name,
                    const std::vector<std::string>& texts);
 
 struct Machine {
     std::vector<RegistryValue> registry = {};
-    // Empty files, as paths below Here(); their folders are made. What lies in
-    // Here("path\\") is found on the search path.
+    // Empty files, as paths below Here(); their folders are created. Files in
+    // Here("path\\") are on the search path.
     std::vector<std::string> files = {};
     Properties properties = {};
     std::string deniedKey = {}; // refuses access
 };
 
-// A machine, and what an action does on it: the properties that it changes, its
-// lines, its result. The name is shown when it does something else.
+// A machine and what an action does on it: the properties that it changes, its lines, its
+// result. A failure shows the name.
 struct Case {
     Case(const char* name, const Machine& machine, const Properties& changed,
          const std::vector<std::string>& log, UINT result = ERROR_SUCCESS)
@@ -50,15 +50,14 @@ class MachineTest : public SessionTest {
 protected:
     using Action = UINT(__stdcall*)(MSIHANDLE);
 
-    // Plants the machine, which has nothing else in HKEY_LOCAL_MACHINE and
-    // HKEY_CURRENT_USER, runs the action as a user who may only read both, and
-    // takes the machine away again. Result: the properties that the action
-    // changed, "" for one that it removed. The session's properties are then as
-    // they were before; Log() is what this action wrote. Fails the test when it
-    // leaves a registry key open.
+    // Sets up the machine, with nothing else in HKEY_LOCAL_MACHINE and
+    // HKEY_CURRENT_USER, runs the action as a user who may only read both, and removes
+    // the machine again. Result: the properties that the action changed, "" for one that
+    // it removed. The session's properties are restored; Log() has the action's lines.
+    // Fails the test when the action leaves a registry key open.
     Properties RunOn(const Machine& machine, Action action, UINT expectedResult = ERROR_SUCCESS);
 
-    // Runs the action on each machine; fails the test where it does something else.
+    // Runs the action on each machine; fails the test where the action does anything else.
     void RunOnEach(const std::vector<Case>& cases, Action action);
 
     // A path in this test's folder.

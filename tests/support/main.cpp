@@ -1,5 +1,5 @@
-// The start of every test program: a fault that nothing catches is reported
-// and ends the program at once instead of waiting for a debugger.
+// The main function of every test program: an uncaught fault is reported and ends the
+// program at once instead of waiting for a debugger.
 #include <gtest/gtest.h>
 
 #include <windows.h>

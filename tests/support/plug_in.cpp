@@ -1,9 +1,9 @@
-// A security plug-in for tests. What it returns is in the environment:
-//   PLUG_IN_RESULT  the result of every export: a number, "argument" for the
-//                   one that it was given, "fault" to write to address 0 instead,
-//                   "group" for 0, and 1376 while there is no group to find
-//   PLUG_IN_MADE    set while there is one
-//   PLUG_IN_GROUP   the group's name, in as many characters as it has
+// A security plug-in for tests, controlled by the environment:
+//   PLUG_IN_RESULT  the result of every export: a number; "argument" for the
+//                   argument passed; "fault" to write to address 0 instead;
+//                   "group" for 0, or 1376 while there is no group to find
+//   PLUG_IN_MADE    set while there is a group
+//   PLUG_IN_GROUP   the group's name
 #include <windows.h>
 
 #include <cstdlib>
@@ -39,7 +39,7 @@ EXPORTED DeleteNTUserGroup(unsigned long session) {
 }
 EXPORTED FindKestrelNTUserGroup(char* name, unsigned long size) {
     const std::string group = Variable("PLUG_IN_GROUP");
-    for (unsigned long i = 0; i < size; ++i) // no zero at the end when it fills the buffer
+    for (unsigned long i = 0; i < size; ++i) // not terminated when it fills the buffer
         name[i] = i < group.size() ? group[i] : '\0';
     const bool isMissing =
         Variable("PLUG_IN_RESULT") == "group" && Variable("PLUG_IN_MADE").empty();

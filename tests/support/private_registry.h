@@ -1,5 +1,5 @@
-// Gives HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER a private, empty tree for as
-// long as the object lives.
+// Replaces HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER with private, initially empty trees
+// during the object's life.
 #pragma once
 
 #include "frame/handles.h"
@@ -24,7 +24,7 @@ public:
     PrivateRegistry(const PrivateRegistry&) = delete;
     PrivateRegistry& operator=(const PrivateRegistry&) = delete;
 
-    // A key below a root, created with its parents when it is not there.
+    // A key below a root, created with its parents if necessary.
     static setupactions::RegistryKey Key(HKEY root, const std::string& path,
                                          REGSAM access = KEY_ALL_ACCESS) {
         setupactions::RegistryKey key;
@@ -35,7 +35,7 @@ public:
         return key;
     }
 
-    // Writes a text value; name null is the key's default value.
+    // Writes a text value; a null name means the key's default value.
     static void Write(HKEY root, const std::string& path, const char* name,
                       const std::string& value) {
         SHSetValueA(root, path.c_str(), name, REG_SZ, value.c_str(),

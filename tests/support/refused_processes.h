@@ -1,5 +1,5 @@
-// Keeps the command lines of processes that were to be started; none is. The
-// fixture's own helpers start processes too: one object at a time, in a block.
+// Records the command lines of processes that were to be started, and starts none. The
+// fixture's own helpers start processes too: use one object at a time, in a block.
 #pragma once
 
 #include "tests/support/replaced_import.h"

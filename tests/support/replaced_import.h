@@ -1,4 +1,4 @@
-// Replaces an imported platform function for as long as the object lives.
+// Replaces an imported platform function during the object's life.
 #pragma once
 
 #include "tools/actionhost/import_table.h"

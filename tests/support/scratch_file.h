@@ -1,4 +1,4 @@
-// A file name of a test's own; the file is deleted at the end.
+// A unique file name for a test; the file is deleted at the end.
 #pragma once
 
 #include <windows.h>

@@ -1,11 +1,11 @@
-// A small package with the installer's usual tables, made once per test program.
+// A small package with the installer's usual tables, created once per test program.
 #pragma once
 
 #include "frame/windows_api.h"
 
 #include <string>
 
-// The package's path. It is made on the first call.
+// The package's path. The first call creates it.
 const std::string& ScratchPackage();
 
 // Executes one statement. Result: the installer's.

@@ -1,6 +1,6 @@
-// The texts of all information records as they are sent, square brackets
-// included: the engine takes bracketed text for fields and leaves it out of
-// what it shows. One object at a time.
+// The texts of all information records as they are sent, including square brackets: the
+// engine takes bracketed text for fields and omits it from what it shows. One object at a
+// time.
 #pragma once
 
 #include "frame/session.h"
@@ -15,17 +15,17 @@ class SentLines {
 public:
     SentLines() { current = this; }
 
-    // Runs an action, which must answer 0. Result: what it sent.
+    // Runs an action, which must return 0. Result: what it sent.
     const std::vector<std::string>& Of(UINT(WINAPI* action)(MSIHANDLE), MSIHANDLE session) {
         lines.clear();
         EXPECT_EQ(action(session), ERROR_SUCCESS);
         return lines;
     }
 
-    // The first fields; of a record without fields its template.
+    // The first field of each record, or the template of a record without fields.
     std::vector<std::string> lines;
     std::vector<UINT> fieldCounts; // of the same records
-    // The numbers of the Error table's messages that were to be shown.
+    // The numbers of the messages from the Error table that were to be shown.
     std::vector<int> shown;
 
 private:

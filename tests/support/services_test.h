@@ -1,5 +1,5 @@
-// The fixture of tests beside a service manager that exists in memory only,
-// with virtual time: no service of the machine is touched and nothing sleeps.
+// The fixture of tests with a service manager that exists in memory only, and with virtual
+// time: no real service is touched and nothing sleeps.
 #pragma once
 
 #include "frame/session.h"
@@ -24,11 +24,10 @@ public:
             EXPECT_EQ(name, "") << "left open";
     }
 
-    // The services there are, with their states. Starting and stopping change
-    // them at once.
+    // The existing services and their states. Starting and stopping take effect at once.
     std::map<std::string, DWORD> services;
 
-    // What the next queries answer; after that they answer the service's state.
+    // What the next queries return; later ones return the service's state.
     std::deque<Status> script;
 
     // The call that fails, with an error for which the system has no text.
@@ -46,7 +45,7 @@ public:
         return trace;
     }
 
-    // For further replacements that a test program makes by itself.
+    // For a test program's own further replacements.
     static inline ServicesTest* current;
     static bool Fails(const std::string& call) {
         SetLastError(0xEFFFFFF0);
@@ -112,7 +111,7 @@ private:
     }
 
     std::vector<std::string> open_; // names; empty once closed
-    // Keeps the import in programs that test units which start nothing.
+    // Keeps the import in programs whose tested units start nothing.
     decltype(&StartServiceA) volatile startOriginal_ = StartServiceA;
     ReplacedImport<decltype(OpenManager)> openManager_{"OpenSCManagerA", OpenManager};
     ReplacedImport<decltype(OpenOne)> openService_{"OpenServiceA", OpenOne};

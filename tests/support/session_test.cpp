@@ -27,7 +27,7 @@ int WINAPI OnMessage(void* context, UINT type, const char* text) {
     return IDOK;
 }
 
-// Drops "date, time: " from a line of LogMessage.
+// Removes "date, time: " from a line of LogMessage.
 std::string WithoutPrefix(const std::string& line) {
     static const std::regex prefix("^[0-9/]+, [0-9:]*: ");
     return std::regex_replace(line, prefix, "", std::regex_constants::format_first_only);
@@ -55,7 +55,7 @@ void SessionTest::TearDown() {
     MsiSetExternalUIA(nullptr, 0, nullptr);
     MsiCloseHandle(session);
     EXPECT_EQ(MsiCloseAllHandles(), 0u) << "installer handles left open";
-    // The host's rm: it does not follow links and knows no longest path.
+    // The host's rm: it follows no links and has no path length limit.
     if (!scratch_.empty())
         RunUnixShell(TempFolder(), "rm -rf " + ScratchName());
 }
@@ -122,7 +122,7 @@ void SessionTest::Cost() const {
 void SessionTest::MakeDeferred(const std::string& actionData, MSIRUNMODE mode) {
     SetProperty("CustomActionData", actionData);
     runMode = mode;
-    deferredMode.reset(); // a second call replaces the first one's mode
+    deferredMode.reset(); // a second call replaces the mode of the first
     deferredMode = std::make_unique<GetModeImport>("MsiGetMode", DeferredMode);
 }
 

@@ -1,5 +1,5 @@
-// The fixture of most tests: a real installer session, in this process, on a
-// scratch package of its own.
+// The fixture of most tests: a real installer session in this process, on its own scratch
+// package.
 #pragma once
 
 #include "exports/actions.h"
@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-// One message that the installer was sent, as its log would show it.
+// A message sent to the installer, as its log would show it.
 struct Message {
     INSTALLMESSAGE type;
     std::string text;
@@ -28,39 +28,39 @@ protected:
     // the test when it does not execute.
     void Sql(const std::string& query) const;
 
-    // Makes a table of columns, which are "NAME" for texts or else "NAME TYPE", the
-    // first one being the key; and its rows, as SQL has them.
+    // Creates a table with these columns, "NAME" for a text or else "NAME TYPE" (the
+    // first is the key), and these rows, in SQL notation.
     void MakeTable(const std::string& name, const std::vector<std::string>& columns,
                    const std::vector<std::string>& rows) const;
 
-    // Adds a component of the package's only feature, in INSTALLDIR; a file in a
-    // component. Before costing.
+    // Adds a component to the package's only feature, in INSTALLDIR; adds a file to a
+    // component. Call them before costing.
     void AddComponent(const std::string& component) const;
     void AddFile(const std::string& key, const std::string& name,
                  const std::string& component = "Main") const;
 
-    // Runs costing: target paths, feature and component states are then known.
+    // Runs costing, after which target paths and feature and component states are known.
     void Cost() const;
 
-    // Makes the session look deferred, or like a rollback or commit run, with this
-    // action data, until the test ends.
+    // Makes the session look like a deferred, rollback or commit run with this action
+    // data until the test ends.
     void MakeDeferred(const std::string& actionData, MSIRUNMODE mode = MSIRUNMODE_SCHEDULED);
 
-    // The texts of all information messages so far. Lines of LogMessage come
-    // without their "[Date], [Time]: " prefix.
+    // The texts of all information messages so far, without the "[Date], [Time]: "
+    // prefix of LogMessage.
     std::vector<std::string> Log() const;
     void ClearMessages() { messages.clear(); }
 
     MSIHANDLE session = 0;
     std::vector<Message> messages;
 
-    // A folder of this test, empty at its start, with a trailing backslash. It
-    // is removed after the test; links in it are not followed.
+    // This test's own folder, initially empty, with a trailing backslash. It is removed
+    // after the test without following links.
     std::string Scratch();
 
 private:
     std::string scratch_;
 };
 
-// True when one of the lines holds the text.
+// True when one of the lines contains the text.
 bool Contains(const std::vector<std::string>& lines, const std::string& text);

@@ -1,4 +1,4 @@
-// Where the running test program and its companions lie.
+// The location of the running test program and its companions.
 #pragma once
 
 #include <windows.h>

@@ -26,7 +26,7 @@ void RunUnixShell(const std::string& folder, const std::string& command) {
     if (!CreateProcessA(shell.c_str(), &line[0], nullptr, nullptr, FALSE, 0, nullptr,
                         folder.c_str(), &startup, &process))
         Stop("does not start", shell);
-    // The engine gives no handle of a process of the host.
+    // The engine returns no handle for a process of the host.
     const DWORD start = GetTickCount();
     while (!DeleteFileA((folder + "\\" + done).c_str())) {
         if (GetTickCount() - start > timeOutMilliseconds)

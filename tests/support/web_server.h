@@ -1,5 +1,4 @@
-// A web server on this machine's loopback address, serving files from memory
-// in a thread of its own.
+// A web server on the loopback address that serves files from memory, in its own thread.
 #pragma once
 
 #include <winsock2.h>
@@ -17,8 +16,8 @@ class WebServer {
 public:
     using Files = std::map<std::string, std::string>; // contents by path below Address()
 
-    // Asked for anything but the files it leads to a port where nothing answers:
-    // the engine takes an error page, and even no answer, for the file itself.
+    // Requests for anything but these files are redirected to a closed port: the engine
+    // takes an error page, or even no answer, for the file itself.
     explicit WebServer(Files files) : files_(std::move(files)) {
         WSADATA data;
         sockaddr_in address = {};
@@ -38,8 +37,8 @@ public:
     WebServer(const WebServer&) = delete;
     WebServer& operator=(const WebServer&) = delete;
 
-    // "http://127.0.0.1:PORT/FOLDER", with a folder name that no earlier
-    // server had: the system keeps what it downloaded.
+    // "http://127.0.0.1:PORT/FOLDER", with a folder name that no earlier server had,
+    // since the system caches downloads.
     std::string Address() const { return "http://127.0.0.1:" + std::to_string(port_) + folder_; }
 
     // Closes the port; from then on connections are refused.
@@ -51,7 +50,7 @@ public:
         WSACleanup();
     }
 
-    // The paths asked for, below Address(). Stops the server.
+    // The paths requested so far, below Address(). Stops the server.
     const std::vector<std::string>& Requests() {
         Stop();
         return requests_;

@@ -19,19 +19,19 @@ using setupactions::InstallerHandle;
 
 namespace {
 
-// Before any fixture replaces its calls.
+// Intercepted before any fixture replaces its calls.
 const HMODULE library = moduleUnderTest =
     LoadLibraryA((TestProgramFolder() + "..\\setupactions.dll").c_str());
 
 const char Records[] = "records";
 const char Temporary[] = "temporary\\";
-const int LongestRun = 300000; // calls; more is a loop without an end
+const int LongestRun = 300000; // calls; more means an endless loop
 const char FileChanges[] =
     "CopyFileA CreateDirectoryA CreateFileA DeleteFileA GetTempFileNameA MoveFileA "
     "RemoveDirectoryA ReplaceFileA SetFileAttributesA WritePrivateProfileStringA";
 const DWORD EndlessLoop = 0xE0000001;
 
-// Programs say something and end.
+// Programs print something and end.
 BOOL WINAPI StartProgram(const char*, char*, SECURITY_ATTRIBUTES*, SECURITY_ATTRIBUTES*, BOOL,
                          DWORD, void*, const char*, STARTUPINFOA* startup,
                          PROCESS_INFORMATION* started) {
@@ -58,7 +58,7 @@ BOOL WINAPI PathOfItem(const ITEMIDLIST*, char* path) {
     return lstrcpyA(path, "C:\\picked") != nullptr;
 }
 
-// Services beyond those that every test's fixture has.
+// Service calls that the common fixture does not replace.
 char oldCommandLine[] = "s.exe";
 BOOL WINAPI Configuration(SC_HANDLE, QUERY_SERVICE_CONFIGA* config, DWORD size, DWORD* needed) {
     *needed = sizeof *config;
@@ -81,7 +81,7 @@ BOOL WINAPI Enumerate(SC_HANDLE, DWORD, DWORD, ENUM_SERVICE_STATUSA* buffer, DWO
     return *resume == services.size();
 }
 
-MSIRUNMODE runMode; // the one of the execution script's that it is, or another
+MSIRUNMODE runMode; // the script's mode that is simulated, or any other
 ReplacedImport<BOOL WINAPI(MSIHANDLE, MSIRUNMODE)>* mode;
 BOOL WINAPI Mode(MSIHANDLE session, MSIRUNMODE asked) {
     const bool isScripts =
@@ -89,13 +89,13 @@ BOOL WINAPI Mode(MSIHANDLE session, MSIRUNMODE asked) {
     return isScripts ? asked == runMode : mode->Original()(session, asked);
 }
 
-std::string windowsFolder; // where the records of changes are
+std::string windowsFolder; // with the records of changes
 UINT WINAPI WindowsFolder(char* folder, UINT size) {
     lstrcpynA(folder, windowsFolder.c_str(), static_cast<int>(size));
     return static_cast<UINT>(windowsFolder.size());
 }
 
-// Behind calls that are looked up.
+// For calls that are looked up at run time.
 DWORD WINAPI RestartHelper(HANDLE, HMODULE, char* path, DWORD) {
     lstrcpyA(path, "C:\\svrrestart.exe");
     return 17;
@@ -138,7 +138,7 @@ namespace {
 std::vector<Scenario> ReadScenarios() {
     std::vector<Scenario> scenarios;
     std::ifstream file(TestProgramFolder() + "scenarios.txt");
-    size_t first = 0; // of the ones that the lines belong to
+    size_t first = 0; // of the actions that the lines belong to
     for (std::string line; std::getline(file, line);) {
         if (line.empty() || line[0] == '#')
             continue;
@@ -164,7 +164,7 @@ std::vector<Scenario> ReadScenarios() {
     return scenarios;
 }
 
-// A temporary file under a name that every run can give it.
+// A temporary file whose name is the same in every run.
 std::string WithoutNumber(const std::string& path) {
     return path.find(Temporary) == 0 ? path.substr(0, std::strlen(Temporary) + 2) : path;
 }
@@ -223,7 +223,7 @@ WholeMachine::Files WholeMachine::FilesMade() {
 }
 
 WholeMachine::Files WholeMachine::FilesNow() {
-    MakeFolders(Scratch()); // which the action may have been told to remove
+    MakeFolders(Scratch()); // the action may have been told to remove it
     Files files;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(Scratch()))
         if (entry.is_regular_file() && entry.path().string().find(windowsFolder) != 0)
@@ -310,7 +310,7 @@ void WholeMachine::MakeSession() {
 
 void WholeMachine::Plant(const Scenario& scenario) {
     scenario_ = &scenario;
-    completed_ = false; // everything is made
+    completed_ = false; // makes the next run set everything up
     odbc_.table = "Objects";
     windowsFolder = Scratch() + Records;
     runMode = MSIRUNMODE_ADMIN;
@@ -332,7 +332,7 @@ bool WholeMachine::Changed(const std::string& names) const {
     return !completed_ || std::any_of(made_.begin(), made_.end(), isNamed);
 }
 
-// Remembers what a call is about to change.
+// Records what a call is about to change.
 void WholeMachine::Note(const ImportedCall& call, const uintptr_t* arguments) {
     const std::string name = call.name;
     const auto* const property = reinterpret_cast<const char*>(arguments[1]);
@@ -347,7 +347,7 @@ WholeMachine::Outcome WholeMachine::Run(const ImportedCalls::Fails& fails) {
         MakeSession();
     for (const auto& [property, value] : std::exchange(properties_, {}))
         MsiSetPropertyA(session, property.c_str(), value.c_str());
-    const bool takesBack = runMode == MSIRUNMODE_ROLLBACK; // the run before it changed more
+    const bool takesBack = runMode == MSIRUNMODE_ROLLBACK; // the run before it made changes too
     if (takesBack || Changed(FileChanges))
         MakeFiles();
     if (takesBack || Changed("RegSetValueExA RegDeleteValueA RegSetKeySecurity"))

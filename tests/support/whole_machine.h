@@ -1,6 +1,6 @@
 // Machines on which each action does its full work (tests/exports/scenarios.txt), and the
-// delivered library on them. What would leave the test is stood in for: services,
-// the web server's store, databases, programs, downloads, dialogs.
+// delivered library running on them. Stand-ins replace everything outside the test:
+// services, the web server's store, databases, programs, downloads, dialogs.
 #pragma once
 
 #include "tests/support/fake_odbc.h"
@@ -11,7 +11,7 @@
 #include <memory>
 #include <set>
 
-// Before the names of the web server's store's methods.
+// The prefix of the method names of the web server's store.
 const std::string StoreCall = "IMSAdminBase::";
 
 struct ScenarioLine {
@@ -22,11 +22,11 @@ struct Scenario {
     std::vector<ScenarioLine> lines;
 };
 
-// All of them, in the file's order.
+// All scenarios, in the order of the file.
 const std::vector<Scenario>& Scenarios();
 
-// The calls that are never made to fail, with a blank before and behind each; why,
-// stands there too.
+// The calls that are never made to fail, each with a blank before and after it. The file
+// also gives the reasons.
 std::string Unfailing();
 
 struct StandIns;
@@ -37,29 +37,29 @@ protected:
 
     struct Outcome {
         std::map<std::string, int> calls;
-        // What no action may do: a wrong result, an exception or fault that leaves
-        // it, something left open.
+        // Violations: a wrong result, an exception or fault that leaves the action,
+        // something left open.
         std::vector<std::string> wrong;
-        Files before, files; // as they were and are then
+        Files before, files; // before and after the run
     };
 
     WholeMachine();
     ~WholeMachine() override;
     void TearDown() override;
 
-    // Makes the scenario's machine.
+    // Sets up the scenario's machine.
     void Plant(const Scenario& scenario);
 
-    // Runs the action on it, anew each time.
+    // Runs the action on a fresh copy of it.
     Outcome Run(const ImportedCalls::Fails& fails);
 
-    bool isHostile = false; // rows may be of a kind that the package does not take
+    bool isHostile = false; // rows may have types that the package does not accept
 
 private:
-    // Has the last run made one of these calls, or did it end early?
+    // True when the last run made one of these calls or ended early.
     bool Changed(const std::string& names) const;
     void Note(const ImportedCall& call, const uintptr_t* arguments);
-    // Every line of a kind, its marks replaced.
+    // Every line of a kind, with its placeholders replaced.
     using Use = std::function<void(const std::string& name, const std::string& value)>;
     void Each(const std::string& kind, const Use& use);
     Files FilesMade();
@@ -71,7 +71,7 @@ private:
 
     const Scenario* scenario_ = nullptr;
     bool completed_ = false;
-    // Of the last run: calls that change something, and properties as they were.
+    // From the last run: the calls that change something, and the initial properties.
     std::set<std::string> made_;
     std::map<std::string, std::string> properties_;
     std::unique_ptr<ImportedCalls> imports_;
