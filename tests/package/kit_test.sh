@@ -1,5 +1,5 @@
 #!/usr/bin/env bash
-# The kit holds what the lists say, and its tables go into a package.
+# The kit has what the lists say, and its tables can be added to a package.
 source "$(dirname "$0")/../support/check.sh"
 
 work=$(mktemp -d)
@@ -10,10 +10,10 @@ catalogue=$REPO/exports/catalogue.inc
 
 # same FILE FILE: no line differs.
 same() { diff "$1" "$2"; }
-# names WHEN: the actions that run so, sorted.
+# names WHEN: the actions that run at this time, sorted.
 names() { sed -nE "s/^SETUP_ACTION\((\w+), \w+, ($1), .*/\1/p" "$catalogue" | sort; }
 names '\w+' >"$work/all"
-# entries PATTERN: the entries of the kit's rows that match, sorted, once each.
+# entries PATTERN: the entry points of the kit's matching rows, sorted, once each.
 entries() { grep '<CustomAction ' "$kit/setupactions.wxi" | grep -E "$1" | sed -E 's/.* DllEntry="(\w+)".*/\1/' | sort -u; }
 
 check "the catalogue has each action once" [ -z "$(uniq -d "$work/all")" ]
@@ -36,10 +36,10 @@ package=$work/'a package.msi'
 cp "$build/sample.msi" "$package"
 msiinfo export "$package" HalcyonCondition >"$work/rows"
 "$kit/import-tables.sh" "$package" >"$work/out" 2>&1
-check "the tables go into a package" [ $? = 0 ]
+check "the tables are added to a package" [ $? = 0 ]
 for file in "$kit"/tables/*.idt; do
     table=$(basename "$file" .idt)
-    check "$table is there as it was described" same <(msiinfo export "$package" "$table" | head -n 3) "$file"
+    check "$table is there as described" same <(msiinfo export "$package" "$table" | head -n 3) "$file"
 done
 check "a table of the package keeps its rows" same <(msiinfo export "$package" HalcyonCondition) "$work/rows"
 cp "$package" "$work/before.msi"
@@ -48,7 +48,7 @@ for unknown in NoSuchTable "$work/no such.idt"; do
     result=$?
     check "$(basename "$unknown") is refused, by its name" [ "$result $(grep -cF "$unknown" "$work/out")" = "1 1" ]
 done
-check "before anything is changed" cmp "$package" "$work/before.msi"
+check "before anything changes" cmp "$package" "$work/before.msi"
 { head -n 3 "$work/rows"; printf '7\tNOT Installed\tAnother one.\r\n'; } >"$work/HalcyonCondition.idt"
 "$kit/import-tables.sh" "$package" "$work/HalcyonCondition.idt" >"$work/out"
 check "a file's rows replace the package's" same <(msiinfo export "$package" HalcyonCondition) "$work/HalcyonCondition.idt"
@@ -60,7 +60,7 @@ for fault in 'short.idt, line 4: 3 columns instead of 9' 'twice.idt, line 5: the
     check "refused: $fault" has "$work/out" "$fault"
 done
 
-# The example is built from the kit as its reader would do it.
+# The example is built from the kit as a reader of its page would do it.
 check "the example builds" bash "$kit/example/build.sh" "$build/sample_server.exe" "$work/pages.msi" >"$work/out"
 check "with rollback and commit actions" \
     [ "$(msiinfo export "$work/pages.msi" CustomAction | awk -F '\t' '$1 !~ /^Set/ && $1 ~ /(Rollback|Commit)$/ { print $2 }' | sort -u | xargs)" = "3329 3585" ]
@@ -121,8 +121,8 @@ import_on_windows() {
     echo "$? $(cat "$work/out")"
 }
 check "on Windows it wants a package" eval '[[ "$(import_on_windows)" == "2 usage: cscript"* ]]'
-check "that is there" [ "$(import_on_windows 'P:\no.msi')" = '1 import-tables: no package P:\no.msi' ]
-check "and tables that are there" [ "$(import_on_windows 'P:\sample.msi' HalcyonCondition Nothing)" = '1 import-tables: no table Nothing; see P:\kit\tables' ]
+check "an existing one" [ "$(import_on_windows 'P:\no.msi')" = '1 import-tables: no package P:\no.msi' ]
+check "and existing tables" [ "$(import_on_windows 'P:\sample.msi' HalcyonCondition Nothing)" = '1 import-tables: no table Nothing; see P:\kit\tables' ]
 # What the engine's scripting lacks ends the script, after all that it has.
 msibuild "$package" -q "UPDATE Property SET Value = 'NAMESERVER' WHERE Property = 'SecureCustomProperties'"
 map_drive "$WINEPREFIX" q "$work"
