@@ -3,16 +3,12 @@
 #include "tests/support/session_test.h"
 #include "tests/support/test_folder.h"
 
-#include <gmock/gmock.h>
-
 #include <climits>
 
 using namespace setupactions;
 using testing::ElementsAre;
 
-using VersionsTest = SessionTest;
-
-TEST_F(VersionsTest, FileVersionsAreComparedByTheirNumbers) {
+TEST_F(SessionTest, FileVersionsAreComparedByTheirNumbers) {
     const std::string path = TestProgramFolder() + "child_program.exe";
     EXPECT_TRUE(CheckFileVersion(session, path, "2.10.0.300"));
     EXPECT_FALSE(CheckFileVersion(session, path, "2.10.0.301"));
