@@ -20,18 +20,16 @@ bool Merge(const std::string& file, const std::string& block) {
 
 bool UnMerge(const std::string& file, const std::string& block) {
     const int lines = FindLine(block, "~#$%^&").number;
-    const LineSearch first = FindLine(file, ReadLine(block, 1).text);
-    const LineSearch last = FindLine(file, ReadLine(block, lines).text);
-    return last.result == LineResult::Found && DeleteLines(file, first.number, last.number).done;
+    const auto [first, last] =
+        FindFirstLines(file, ReadLine(block, 1).text, ReadLine(block, lines).text);
+    return last != 0 && DeleteLines(file, first, last).done;
 }
 
 bool Instantiate(const std::string& file, const std::string& names) {
-    for (int i = 1; i <= std::atoi(names.c_str()); ++i) {
-        const std::string number = std::to_string(i);
-        if (!ReplaceInFile(file, "%NAME" + number + "%", "value " + number).done)
-            return false;
-    }
-    return true;
+    std::vector<Placeholder> placeholders;
+    for (int i = 1; i <= std::atoi(names.c_str()); ++i)
+        placeholders.push_back({"NAME" + std::to_string(i), "value " + std::to_string(i)});
+    return FillPlaceholders(file, placeholders).done;
 }
 
 bool Run(const std::string& operation, const std::string& file, const std::string& argument) {

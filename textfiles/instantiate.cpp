@@ -4,15 +4,28 @@
 
 #include <algorithm>
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
-const char* const SettingsStart = "<appSettings>";
-const char* const EmptySettings = "<appSettings>\n</appSettings>";
-const char* const ConfigurationEnd = "</configuration>";
+const char SettingsStart[] = "<appSettings>";
+const char EmptySettings[] = "<appSettings>\n</appSettings>";
+const char ConfigurationEnd[] = "</configuration>";
 
 const DWORD VersionSize = 260;
+
+// A longer list is filled in several passes: each placeholder takes some of the stack.
+const size_t MostInOnePass = 100;
+
+void FillAll(MSIHANDLE session, const std::string& file, std::vector<Placeholder>& placeholders) {
+    const Rewrite whole = FillPlaceholders(file, placeholders);
+    LogUncopied(session, file, whole);
+    // Where there is no room for all values there may be for some: those are put in.
+    if (!whole.done && whole.temporary.empty())
+        for (const Placeholder& placeholder : placeholders)
+            LogUncopied(session, file, FillPlaceholders(file, {placeholder}));
+    placeholders.clear();
+}
 
 } // namespace
 
@@ -23,19 +36,23 @@ EXPORTED_ACTION(MsiInstantiateFile) {
     const std::string file = LoggedProperty(session, "MsiFileToInstantiate");
     std::string names = LoggedProperty(session, "MsiVarsToInstantiate");
 
+    std::vector<Placeholder> placeholders;
     for (size_t end = names.find(';'); end != std::string::npos; end = names.find(';')) {
         const std::string name = names.substr(0, end);
         names.erase(0, end + 1);
         std::string value;
         if (GetPropertyString(session, name.c_str(), value) != ERROR_SUCCESS) {
-            LogMessage(session,
-                       Format("MsiInstantiateFile: %s cannot be read, its placeholder stays",
-                              name.c_str()));
+            LogFormat(session, "MsiInstantiateFile: %s cannot be read, its placeholder stays",
+                      name.c_str());
             continue;
         }
-        LogMessage(session, Format("Property Value: %s = %s\n.", name.c_str(), value.c_str()));
-        LogUncopied(session, file, ReplaceInFile(file, "%" + name + "%", value));
+        LogFormat(session, "Property Value: %s = %s\n.", name.c_str(), value.c_str());
+        placeholders.push_back({name, value});
+        if (placeholders.size() == MostInOnePass)
+            FillAll(session, file, placeholders);
     }
+    if (!placeholders.empty())
+        FillAll(session, file, placeholders);
     return ERROR_SUCCESS;
 }
 
@@ -73,3 +90,5 @@ EXPORTED_ACTION(MsiGETASPNETVersion) {
     MsiSetPropertyA(session, "ASPNETVERSION", version.c_str());
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -13,7 +13,8 @@ namespace {
 // older packages merged were placed so: both are kept.
 const size_t FindReadSize = 2048;
 const size_t RewriteReadSize = 512;
-const size_t LongestValue = 512;
+
+char Lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
 // Lets A to Z differ in nothing from a to z, whatever the process's locale,
 // where they are characters and not the second halves of some.
@@ -21,8 +22,7 @@ void AssignLowered(std::string& lowered, std::string_view text) {
     lowered = text;
     const char* const end = lowered.c_str() + lowered.size();
     for (char* at = &lowered[0]; at < end; at = NextCharacter(at))
-        if (*at >= 'A' && *at <= 'Z')
-            *at = static_cast<char>(*at + ('a' - 'A'));
+        *at = Lowered(*at);
 }
 
 // Goes through the file until accept(line, number) says true.
@@ -122,7 +122,7 @@ void ForEachLine(LineReader& lines, Each each) {
 }
 
 void CopyLines(LineReader& lines, TextWriter& copy) {
-    ForEachLine(lines, [&](std::string_view line, int) { copy.Write(line); });
+    ForEachLine(lines, [&](std::string_view line, int) { copy.WriteLine(line); });
 }
 
 } // namespace
@@ -133,9 +133,31 @@ LinePattern::LinePattern(const std::string& pattern) {
         if (end != start)
             AssignLowered(fragments_.emplace_back(), pattern.substr(start, end - start));
     }
+    for (const std::string& fragment : fragments_)
+        if (fragment.size() > longest_.size())
+            longest_ = fragment;
+    std::transform(longest_.begin(), longest_.end(), longest_.begin(), Lowered);
+    std::fill(std::begin(skips_), std::end(skips_), longest_.size());
+    for (size_t i = 0; i + 1 < longest_.size(); ++i)
+        skips_[static_cast<unsigned char>(longest_[i])] = longest_.size() - 1 - i;
+}
+
+// False for a line that cannot hold the longest fragment, which most lines cannot. Horspool's
+// search: it looks at few of a line's bytes and lowers no others. Halves of characters are lowered
+// too, so that a line for which this is true may still not match.
+bool LinePattern::MayMatch(std::string_view line) const {
+    const size_t size = longest_.size();
+    for (size_t end = size; end <= line.size();
+         end += skips_[static_cast<unsigned char>(Lowered(line[end - 1]))])
+        if (std::equal(longest_.begin(), longest_.end(), line.begin() + end - size,
+                       [](char a, char b) { return a == Lowered(b); }))
+            return true;
+    return false;
 }
 
 bool LinePattern::Matches(std::string_view line) {
+    if (!MayMatch(line))
+        return false;
     AssignLowered(lowered_, line);
     return std::all_of(fragments_.begin(), fragments_.end(), [&](const std::string& fragment) {
         return lowered_.find(fragment) != std::string::npos;
@@ -146,6 +168,20 @@ LineSearch FindLine(const std::string& path, const std::string& pattern, EndMark
     LinePattern wanted(pattern);
     return SearchLines(path, endMark,
                        [&](std::string_view line, int) { return wanted.Matches(line); });
+}
+
+std::pair<int, int> FindFirstLines(const std::string& path, const std::string& one,
+                                   const std::string& other) {
+    LinePattern onePattern(one), otherPattern(other);
+    std::pair<int, int> numbers;
+    SearchLines(path, EndMark::Text, [&](std::string_view line, int number) {
+        if (numbers.first == 0 && onePattern.Matches(line))
+            numbers.first = number;
+        if (numbers.second == 0 && otherPattern.Matches(line))
+            numbers.second = number;
+        return numbers.first != 0 && numbers.second != 0;
+    });
+    return numbers;
 }
 
 LineSearch ReadLine(const std::string& path, int number, EndMark endMark) {
@@ -161,7 +197,7 @@ Rewrite InsertBlock(const std::string& path, const std::string& blockPath, int n
         ForEachLine(lines, [&](std::string_view line, int count) {
             if (count == number && position == BlockPosition::Before)
                 CopyLines(block, copy);
-            copy.Write(line);
+            copy.WriteLine(line);
             if (count == number && position == BlockPosition::After)
                 CopyLines(block, copy);
         });
@@ -177,7 +213,7 @@ Rewrite DeleteLines(const std::string& path, int first, int last) {
     return RewriteFile(path, ReadOnlyFile::MadeWritable, [&](LineReader& lines, TextWriter& copy) {
         ForEachLine(lines, [&](std::string_view line, int count) {
             if (count < first || count > last)
-                copy.Write(line);
+                copy.WriteLine(line);
         });
         return true;
     });
@@ -191,7 +227,7 @@ Rewrite InsertLine(const std::string& path, const std::string& text, int number,
             if (here && (edit == LineEdit::Before || edit == LineEdit::Replace))
                 copy.Write(newLine);
             if (!here || edit == LineEdit::Before || edit == LineEdit::After)
-                copy.Write(line);
+                copy.WriteLine(line);
             if (here && edit == LineEdit::After)
                 copy.Write(newLine);
         });
@@ -201,18 +237,11 @@ Rewrite InsertLine(const std::string& path, const std::string& text, int number,
     });
 }
 
-Rewrite ReplaceInFile(const std::string& path, const std::string& placeholder,
-                      const std::string& value) {
-    const std::string replacement = value.substr(0, LongestValue);
+Rewrite FillPlaceholders(const std::string& path, const std::vector<Placeholder>& placeholders) {
     return RewriteFile(path, ReadOnlyFile::MadeWritable, [&](LineReader& lines, TextWriter& copy) {
-        ForEachLine(lines, [&](std::string_view line, int) {
-            const size_t at = line.find(placeholder);
-            copy.Write(line.substr(0, at));
-            if (at == std::string_view::npos)
-                return;
-            copy.Write(replacement);
-            copy.Write(line.substr(at + placeholder.size()));
-        });
+        PlaceholderChain chain(placeholders, RewriteReadSize - 1, copy);
+        ForEachLine(lines, [&](std::string_view line, int) { chain.Take(line); });
+        chain.Finish();
         return true;
     });
 }

@@ -2,7 +2,10 @@
 // by line. Lines are numbered from 1. Nothing here logs.
 #pragma once
 
+#include "textfiles/placeholders.h"
 #include "textfiles/text_stream.h"
+
+#include <utility>
 
 namespace setupactions {
 
@@ -15,8 +18,12 @@ public:
     bool Matches(std::string_view line);
 
 private:
+    bool MayMatch(std::string_view line) const;
+
     std::vector<std::string> fragments_; // in lower case
     std::string lowered_;                // the line last matched; kept for its memory
+    std::string longest_;                // fragment; halves of its characters in lower case too
+    size_t skips_[256];                  // by byte in lower case: how far a search goes on from it
 };
 
 enum class LineResult { Found = 0, NotFound = -1, NotOpened = -2 };
@@ -31,6 +38,11 @@ struct LineSearch {
 // line counts as one that cannot be opened.
 LineSearch FindLine(const std::string& path, const std::string& pattern,
                     EndMark endMark = EndMark::Text);
+
+// The numbers of the first line that matches one pattern and of the first that matches the other,
+// found in one reading; 0 for none. They may be the same line.
+std::pair<int, int> FindFirstLines(const std::string& path, const std::string& one,
+                                   const std::string& other);
 
 // The line of this number.
 LineSearch ReadLine(const std::string& path, int number, EndMark endMark = EndMark::Text);
@@ -70,9 +82,8 @@ enum class LineEdit { Before = 0, After = 1, Replace = 4, Drop };
 // Number 0 appends the text between two line breaks. Fails on a read-only file.
 Rewrite InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit);
 
-// Replaces the first occurrence of the placeholder in every line by the first
-// 512 characters of the value. Makes a read-only file writable.
-Rewrite ReplaceInFile(const std::string& path, const std::string& placeholder,
-                      const std::string& value);
+// Fills the placeholders one after the other, in one pass. Makes a read-only
+// file writable.
+Rewrite FillPlaceholders(const std::string& path, const std::vector<Placeholder>& placeholders);
 
 } // namespace setupactions

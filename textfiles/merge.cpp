@@ -3,12 +3,12 @@
 #include "exports/action.h"
 #include "textfiles/action_log.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
 // Stands in no line of any block, so that a search for it counts the lines.
-const char* const NoSuchLine = "~#$%^&";
+const char NoSuchLine[] = "~#$%^&";
 
 // The block's first and last line, by which it is found again.
 struct Signature {
@@ -53,27 +53,27 @@ EXPORTED_ACTION(MsiUnMergeFiles) {
 
     Signature signature;
     if (!ReadSignature(block, signature)) {
-        LogMessage(session, Format("Failed getting first and last lines of %s", block.c_str()));
+        LogFormat(session, "Failed getting first and last lines of %s", block.c_str());
         return ERROR_SUCCESS;
     }
     const std::string& firstLine = signature.first.text;
     const std::string& lastLine = signature.last.text;
-    LogMessage(session, Format("First line in \"%s\":\"%s\"", block.c_str(), firstLine.c_str()));
-    LogMessage(session, Format("Last line in \"%s\":\"%s\"", block.c_str(), lastLine.c_str()));
+    LogFormat(session, "First line in \"%s\":\"%s\"", block.c_str(), firstLine.c_str());
+    LogFormat(session, "Last line in \"%s\":\"%s\"", block.c_str(), lastLine.c_str());
 
     // The lines serve as patterns, so brackets in them match any text. The last
     // one is searched from the file's start too: found above the first, it
     // deletes nothing.
-    const LineSearch first = FindLine(target, firstLine);
-    const LineSearch last = FindLine(target, lastLine);
-    if (first.result != LineResult::Found || last.result != LineResult::Found) {
-        LogMessage(session, Format("Failed finding signature lines in %s:", target.c_str()));
-        LogMessage(session, Format("  First Line: %s", firstLine.c_str()));
-        LogMessage(session, Format("  Last Line: %s", lastLine.c_str()));
+    const auto [first, last] = FindFirstLines(target, firstLine, lastLine);
+    if (first == 0 || last == 0) {
+        LogFormat(session, "Failed finding signature lines in %s:", target.c_str());
+        LogFormat(session, "  First Line: %s", firstLine.c_str());
+        LogFormat(session, "  Last Line: %s", lastLine.c_str());
         return ERROR_SUCCESS;
     }
-    LogMessage(session, Format("Deleting line %d through line %d in \"%s\"", first.number,
-                               last.number, target.c_str()));
-    LogUncopied(session, target, DeleteLines(target, first.number, last.number));
+    LogFormat(session, "Deleting line %d through line %d in \"%s\"", first, last, target.c_str());
+    LogUncopied(session, target, DeleteLines(target, first, last));
     return ERROR_SUCCESS;
 }
+
+} // namespace setupactions

@@ -1,17 +1,14 @@
 // The sample reports' shortcuts, once they are installed.
 #include "exports/action.h"
 #include "frame/ansi_text.h"
+#include "frame/paths.h"
 #include "frame/session.h"
 
-using namespace setupactions;
+namespace setupactions {
 
 namespace {
 
 const DWORD IniValueSize = 5200;
-
-bool Exists(const std::string& path) {
-    return GetFileAttributesA(path.c_str()) != INVALID_FILE_ATTRIBUTES;
-}
 
 std::string ReadIni(const std::string& file, const char* section, const char* key) {
     char value[IniValueSize] = "";
@@ -32,7 +29,7 @@ EXPORTED_ACTION(UpdateSampleReportsURLs) {
 
     const std::string base = "file:///" + WithSlashes(installFolder);
     const std::string index = folder + "SampleReportsURL.ini";
-    if (!Exists(index))
+    if (!PathExists(index))
         return ERROR_SUCCESS;
 
     for (int n = 0;; ++n) {
@@ -40,7 +37,7 @@ EXPORTED_ACTION(UpdateSampleReportsURLs) {
         if (name.empty())
             return ERROR_SUCCESS;
         const std::string shortcut = folder + name;
-        if (!Exists(shortcut))
+        if (!PathExists(shortcut))
             continue;
         const std::string url = ReadIni(shortcut, "InternetShortcut", "URL");
         if (!url.empty())
@@ -48,3 +45,5 @@ EXPORTED_ACTION(UpdateSampleReportsURLs) {
                                        shortcut.c_str());
     }
 }
+
+} // namespace setupactions

@@ -8,6 +8,7 @@ namespace setupactions {
 namespace {
 
 const size_t BufferSize = 0x10000;
+const size_t LongestLine = BufferSize - 1; // one that takes a "\r" more to write
 const char EndOfFile = '\x1A';
 
 } // namespace
@@ -65,23 +66,22 @@ TextWriter::TextWriter(const std::string& path)
 
 void TextWriter::Write(std::string_view text) {
     while (!text.empty()) {
-        const size_t length = text.find('\n');
-        Append(text.substr(0, length));
-        if (length == std::string_view::npos)
-            return;
-        Append("\r\n");
-        text.remove_prefix(length + 1);
+        const size_t lineBreak = text.find('\n');
+        const size_t size = lineBreak == std::string_view::npos ? text.size() : lineBreak + 1;
+        const std::string_view line = text.substr(0, std::min(size, LongestLine));
+        WriteLine(line);
+        text.remove_prefix(line.size());
     }
 }
 
-void TextWriter::Append(std::string_view bytes) {
-    while (!bytes.empty()) {
-        if (used_ == buffer_.size())
-            Flush();
-        const size_t count = std::min(bytes.size(), buffer_.size() - used_);
-        std::memcpy(&buffer_[used_], bytes.data(), count);
-        used_ += count;
-        bytes.remove_prefix(count);
+void TextWriter::WriteLine(std::string_view line) {
+    if (used_ + line.size() > LongestLine)
+        Flush();
+    std::memcpy(&buffer_[used_], line.data(), line.size());
+    used_ += line.size();
+    if (!line.empty() && line.back() == '\n') {
+        buffer_[used_ - 1] = '\r';
+        buffer_[used_++] = '\n';
     }
 }
 

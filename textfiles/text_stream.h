@@ -51,13 +51,14 @@ public:
 
     void Write(std::string_view text);
 
+    // The same, faster, for a line as LineReader returns it.
+    void WriteLine(std::string_view line);
+
     // Hands everything written so far to the system. False when the file did
     // not open or anything of it could not be written.
     bool Flush();
 
 private:
-    void Append(std::string_view bytes);
-
     FileHandle file_;
     std::vector<char> buffer_;
     size_t used_ = 0;

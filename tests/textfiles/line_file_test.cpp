@@ -8,11 +8,16 @@
 #include <filesystem>
 #include <random>
 
-using namespace setupactions;
-
+namespace setupactions {
 namespace {
 
 using Lines = std::vector<std::string>;
+
+std::string Lowered(std::string text) {
+    for (char& c : text)
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c;
+    return text;
+}
 
 // The temporary folder is the test's own: leftovers show in it.
 class LineFileTest : public SessionTest {
@@ -29,7 +34,7 @@ protected:
         SessionTest::TearDown();
     }
 
-    // Makes the file and answers its path.
+    // Makes the file and returns its path.
     std::string Make(const std::string& name, const std::string& bytes) {
         WriteFileText(Scratch() + name, bytes);
         return Scratch() + name;
@@ -50,49 +55,36 @@ private:
     std::string temporary_;
 };
 
-// What a text stream would give, one character at a time.
-Lines Model(const std::string& bytes, size_t readSize) {
-    Lines lines = {""};
-    for (size_t i = 0; i < bytes.size(); ++i) {
-        i += bytes.compare(i, 2, "\r\n") == 0 ? 1 : 0;
-        lines.back() += bytes[i];
-        if (bytes[i] == '\n' || lines.back().size() == readSize - 1)
-            lines.emplace_back();
-    }
-    if (lines.back().empty())
-        lines.pop_back();
-    return lines;
-}
-
 } // namespace
 
-TEST_F(LineFileTest, LinesAreReadAsByAPlainTextStreamWhereverReadsEnd) {
-    EXPECT_EQ(Model("abcd\r\nefghij\nk", 5), (Lines{"abcd", "\n", "efgh", "ij\n", "k"}));
-    const Lines endings = {"\n", "\r", "\r\n", "\r\r\n", std::string("\0\x1A\r\n", 4)};
-    std::mt19937 random(20261);
-    for (int round = 0; round < 30; ++round) {
-        std::string bytes;
-        while (bytes.size() < 70000) // more than the reader's buffer
-            bytes += std::string(random() % 6 == 0 ? 509 + random() % 5 : random() % 40, 'x') +
-                     endings[random() % endings.size()];
-        bytes += "end";
-        const std::string path = Make("f", bytes);
-        for (const size_t readSize : {2u, 5u, 512u, 2048u}) {
-            LineReader reader(path, readSize);
-            Lines lines;
-            for (std::string_view line; reader.Next(line);)
-                lines.emplace_back(line);
-            ASSERT_EQ(lines, Model(bytes, readSize)) << readSize;
-        }
+TEST_F(LineFileTest, ALineMatchesAPatternWhenItHoldsEachFragment) {
+    std::mt19937 random(20262);
+    const auto text = [&](size_t size, const std::string& letters) {
+        std::string made(size, ' ');
+        for (char& c : made)
+            c = letters[random() % letters.size()];
+        return made;
+    };
+    int matches = 0;
+    for (int round = 0; round < 5000; ++round) {
+        const std::string one = text(random() % 5, "aAbBz\n"), other = text(random() % 3, "aB\xE4");
+        const std::string line = text(random() % 30, "aAbBZ\xC4\xE4\n");
+        const bool expected = Lowered(line).find(Lowered(one)) != std::string::npos &&
+                              Lowered(line).find(Lowered(other)) != std::string::npos;
+        ASSERT_EQ(LinePattern("[" + one + "][" + other).Matches(line), expected)
+            << one << ", " << other << ": " << line;
+        matches += expected ? 1 : 0;
     }
+    EXPECT_GT(matches, 1000);
+    EXPECT_LT(matches, 4000);
 }
 
 // Every edit goes the same way.
 
 namespace {
 
-const char* const OldText = "old %A% 1\r\nold 2\r\n";
-const char* const BlockText = "block\r\n\x1Amore\r\n"; // up to the mark
+const char OldText[] = "old %A% 1\r\nold 2\r\n";
+const char BlockText[] = "block\r\n\x1Amore\r\n"; // up to the mark
 
 using Text = const std::string&;
 
@@ -116,7 +108,10 @@ const NamedEdit Edits[] = {
     {"line replaced", false,
      [](Text path, Text) { return InsertLine(path, "new", 1, LineEdit::Replace); },
      "new\r\nold 2\r\n"},
-    {"replace", true, [](Text path, Text) { return ReplaceInFile(path, "%A%", "v"); },
+    {"replace", true,
+     [](Text path, Text) {
+         return FillPlaceholders(path, {{"A", "v"}});
+     },
      "old v 1\r\nold 2\r\n"},
 };
 
@@ -190,3 +185,5 @@ TEST_F(LineFileTest, AFileWithoutRoomForItsNewTextStaysAsItIs) {
         EXPECT_FALSE(edit.run(path, block).done) << edit.name;
     EXPECT_EQ(FileText(path), OldText);
 }
+
+} // namespace setupactions

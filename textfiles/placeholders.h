@@ -1,0 +1,50 @@
+// Filling the placeholders of a text, all in one pass.
+#pragma once
+
+#include "textfiles/text_stream.h"
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace setupactions {
+
+// The placeholder "%name%" and the value that takes its place.
+struct Placeholder {
+    std::string name;
+    std::string value;
+};
+
+// Writes what a text becomes when one placeholder after the other is filled in the whole of it: in
+// each line the first occurrence becomes the first 512 characters of the value. The next one finds
+// what a value has brought, also line breaks, and cuts what is now too long for a line anew. Memory
+// does not grow with the text; the stack's depth does with the placeholders.
+class PlaceholderChain {
+public:
+    // Characters of the longest line, its break included. The placeholders must outlive the chain.
+    PlaceholderChain(const std::vector<Placeholder>& placeholders, size_t longestLine,
+                     TextWriter& output);
+
+    // The text's next line, no longer than the longest.
+    void Take(std::string_view line);
+
+    // The text has ended.
+    void Finish();
+
+private:
+    struct Step {
+        std::string placeholder;
+        std::string_view value;
+        std::string started; // a line whose end has not come yet
+    };
+
+    void Pass(size_t step, std::string_view text);
+    void Fill(size_t step, std::string_view line);
+
+    std::vector<Step> steps_;
+    size_t longestLine_;
+    size_t startedLines_ = 0; // steps that have one
+    TextWriter& output_;
+};
+
+} // namespace setupactions
