@@ -1,4 +1,4 @@
-// Fitting installed text files to where they were installed.
+// Adapts installed text files to the place where they were installed.
 #include "exports/action.h"
 #include "textfiles/action_log.h"
 
@@ -14,13 +14,13 @@ const char ConfigurationEnd[] = "</configuration>";
 
 const DWORD VersionSize = 260;
 
-// A longer list is filled in several passes: each placeholder takes some of the stack.
+// Longer lists take several passes: each placeholder of a pass takes some of the stack.
 const size_t MostInOnePass = 100;
 
 void FillAll(MSIHANDLE session, const std::string& file, std::vector<Placeholder>& placeholders) {
     const Rewrite whole = FillPlaceholders(file, placeholders);
     LogUncopied(session, file, whole);
-    // Where there is no room for all values there may be for some: those are put in.
+    // When there is no room for all the values, those are filled that fit.
     if (!whole.done && whole.temporary.empty())
         for (const Placeholder& placeholder : placeholders)
             LogUncopied(session, file, FillPlaceholders(file, {placeholder}));
@@ -31,7 +31,7 @@ void FillAll(MSIHANDLE session, const std::string& file, std::vector<Placeholder
 
 // Scheduled after InstallFiles. Reads MsiFileToInstantiate (the file) and
 // MsiVarsToInstantiate (property names, each with a ";" after it); replaces
-// %NAME% in the file by each property's value. A last name without ";" is left out.
+// %NAME% in the file with each property's value. A last name without ";" is ignored.
 EXPORTED_ACTION(MsiInstantiateFile) {
     const std::string file = LoggedProperty(session, "MsiFileToInstantiate");
     std::string names = LoggedProperty(session, "MsiVarsToInstantiate");
@@ -58,7 +58,7 @@ EXPORTED_ACTION(MsiInstantiateFile) {
 
 // Scheduled after InstallFiles, before MsiMergeFiles merges at "<appSettings>".
 // Reads MsiMergeFile1 (a web.config); gives it an empty settings section unless
-// it has one. A section that is one self-closing tag does not count.
+// it has one. A self-closing tag does not count as one.
 EXPORTED_ACTION(MsiPrepWebConfigFile) {
     const std::string file = LoggedProperty(session, "MsiMergeFile1");
     if (FindLineLogged(session, file, SettingsStart) != 0)

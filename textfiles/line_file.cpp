@@ -10,14 +10,14 @@ namespace setupactions {
 namespace {
 
 // Finding and rewriting cut overlong lines at different lengths. Blocks that
-// older packages merged were placed so: both are kept.
+// older packages merged were placed by these: both stay.
 const size_t FindReadSize = 2048;
 const size_t RewriteReadSize = 512;
 
 char Lowered(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; }
 
-// Lets A to Z differ in nothing from a to z, whatever the process's locale,
-// where they are characters and not the second halves of some.
+// Turns A to Z into a to z, whatever the process's locale, where they are
+// characters and not the second bytes of some.
 void AssignLowered(std::string& lowered, std::string_view text) {
     lowered = text;
     const char* const end = lowered.c_str() + lowered.size();
@@ -39,8 +39,8 @@ LineSearch SearchLines(const std::string& path, EndMark endMark, Accept accept) 
     return {reader.Failed() ? LineResult::NotOpened : LineResult::NotFound, count, ""};
 }
 
-// A new file of the temporary folder, deleted at the end unless it is kept. Its
-// name takes no memory: nothing can fail between the file and its owner.
+// A new file in the temporary folder, deleted at the end unless it is kept. Its
+// name needs no allocation, so nothing can fail between making the file and owning it.
 class TemporaryFile {
 public:
     TemporaryFile() = default;
@@ -51,7 +51,7 @@ public:
             DeleteFileA(name_);
     }
 
-    // False when there is no such file.
+    // False when the file cannot be made.
     bool Make() {
         const UINT anyNumber = 0;
         char folder[MAX_PATH] = "";
@@ -102,8 +102,8 @@ Rewrite RewriteFile(const std::string& path, ReadOnlyFile readOnlyFile, const Ed
     }
     if (!complete)
         return {};
-    // Once a copy failed half way the temporary file is the only whole text: it
-    // stays, and its name is known before.
+    // After a copy that fails half way, the temporary file holds the only whole text: it
+    // stays. The name is copied first, while running out of memory does no harm.
     std::string name = temporary.Name();
     const DWORD error = CopyOver(temporary.Name(), path, readOnlyFile);
     if (error == ERROR_SUCCESS)

@@ -1,5 +1,5 @@
-// Finding lines of a text file by their content, and rewriting text files line
-// by line. Lines are numbered from 1. Nothing here logs.
+// Finds lines of a text file by their content and rewrites text files line by
+// line. Lines are numbered from 1. Nothing here logs.
 #pragma once
 
 #include "textfiles/placeholders.h"
@@ -9,9 +9,9 @@
 
 namespace setupactions {
 
-// A text cut at every square bracket, unless that is half of a character. A line matches when each
-// of the fragments stands somewhere in it, in any order and any letter case (of the letters A to
-// Z). A pattern without fragments matches every line.
+// A text cut into fragments at its square brackets; a byte that is half of a character is none. A
+// line matches when it holds every fragment, in any order and any case of the letters A to Z. A
+// pattern without fragments matches every line.
 class LinePattern {
 public:
     explicit LinePattern(const std::string& pattern);
@@ -30,12 +30,12 @@ enum class LineResult { Found = 0, NotFound = -1, NotOpened = -2 };
 
 struct LineSearch {
     LineResult result;
-    int number;       // of the line; when it was not found, of lines read
+    int number;       // the line's; when none was found, how many were read
     std::string text; // of the line, with its "\n"
 };
 
-// The first line that matches the pattern. A file that cannot be read to the
-// line counts as one that cannot be opened.
+// The first line that matches the pattern. A file in which a read fails before
+// that line counts as one that cannot be opened.
 LineSearch FindLine(const std::string& path, const std::string& pattern,
                     EndMark endMark = EndMark::Text);
 
@@ -44,10 +44,10 @@ LineSearch FindLine(const std::string& path, const std::string& pattern,
 std::pair<int, int> FindFirstLines(const std::string& path, const std::string& one,
                                    const std::string& other);
 
-// The line of this number.
+// The line with this number.
 LineSearch ReadLine(const std::string& path, int number, EndMark endMark = EndMark::Text);
 
-// What came of rewriting a file.
+// The outcome of rewriting a file.
 struct Rewrite {
     bool done = false;
     // When the copy failed: the temporary file, and the system's error.
@@ -60,8 +60,8 @@ struct Rewrite {
 // file is not touched; when the copy fails the temporary file stays, in the
 // folder for such files, as "~qx*.tmp". A hidden or system file stays one.
 //
-// The lines that are counted here are shorter than those that FindLine counts:
-// the numbers agree while no line is longer than 510 characters.
+// These functions cut long lines at a shorter length than FindLine does: both
+// count alike while no line is longer than 510 characters.
 
 enum class BlockPosition { Before, After };
 
@@ -71,14 +71,14 @@ enum class BlockPosition { Before, After };
 Rewrite InsertBlock(const std::string& path, const std::string& blockPath, int number,
                     BlockPosition position);
 
-// Drops the lines from first through last. Makes a read-only file writable.
+// Deletes the lines from first through last. Makes a read-only file writable.
 Rewrite DeleteLines(const std::string& path, int first, int last);
 
-// What becomes of the line of the number given: a new line stands before it,
-// after it, in its place, or it goes and nothing comes.
+// Where the new line goes: before the numbered line, after it or in its place. Drop
+// deletes that line and adds none.
 enum class LineEdit { Before = 0, After = 1, Replace = 4, Drop };
 
-// Edits one line of the file; a text of several lines has "\n" between them.
+// Edits at one line of the file; a text of several lines has "\n" between them.
 // Number 0 appends the text between two line breaks. Fails on a read-only file.
 Rewrite InsertLine(const std::string& path, const std::string& text, int number, LineEdit edit);
 

@@ -1,5 +1,5 @@
-// Merging a block of lines into a text file that belongs to somebody else, and
-// taking it out again.
+// Merges a block of lines into a text file of another program, and takes it out
+// again.
 #include "exports/action.h"
 #include "textfiles/action_log.h"
 
@@ -7,7 +7,7 @@ namespace setupactions {
 
 namespace {
 
-// Stands in no line of any block, so that a search for it counts the lines.
+// Occurs in no block, so that a search for it counts the lines.
 const char NoSuchLine[] = "~#$%^&";
 
 // The block's first and last line, by which it is found again.
@@ -62,8 +62,8 @@ EXPORTED_ACTION(MsiUnMergeFiles) {
     LogFormat(session, "Last line in \"%s\":\"%s\"", block.c_str(), lastLine.c_str());
 
     // The lines serve as patterns, so brackets in them match any text. The last
-    // one is searched from the file's start too: found above the first, it
-    // deletes nothing.
+    // one, too, is searched from the top: when it is above the first, nothing is
+    // deleted.
     const auto [first, last] = FindFirstLines(target, firstLine, lastLine);
     if (first == 0 || last == 0) {
         LogFormat(session, "Failed finding signature lines in %s:", target.c_str());

@@ -21,7 +21,7 @@ PlaceholderChain::PlaceholderChain(const std::vector<Placeholder>& placeholders,
 }
 
 void PlaceholderChain::Take(std::string_view line) {
-    // Most lines hold no placeholder: while no step waits for a line's end, nothing joins them.
+    // Such a line leaves every step unchanged, unless one still waits for the end of its line.
     if (startedLines_ == 0 && line.find(Mark) == std::string_view::npos)
         output_.WriteLine(line);
     else
@@ -33,7 +33,7 @@ void PlaceholderChain::Finish() {
         Fill(step, std::exchange(steps_[step].started, ""));
 }
 
-// Hands a text to a step, which fills each line once it is whole.
+// Hands text to a step, which fills each line once it is whole.
 void PlaceholderChain::Pass(size_t step, std::string_view text) {
     if (step == steps_.size()) {
         output_.Write(text);

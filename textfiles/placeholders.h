@@ -1,4 +1,4 @@
-// Filling the placeholders of a text, all in one pass.
+// Fills all placeholders of a text in one pass.
 #pragma once
 
 #include "textfiles/text_stream.h"
@@ -15,13 +15,15 @@ struct Placeholder {
     std::string value;
 };
 
-// Writes what a text becomes when one placeholder after the other is filled in the whole of it: in
-// each line the first occurrence becomes the first 512 characters of the value. The next one finds
-// what a value has brought, also line breaks, and cuts what is now too long for a line anew. Memory
-// does not grow with the text; the stack's depth does with the placeholders.
+// Writes what a text becomes when its placeholders are filled one after the other, each in the
+// whole text that the one before has left. Of each line the first occurrence becomes the first 512
+// characters of the value. A value may bring later placeholders and line breaks; each placeholder
+// cuts overlong lines anew. Memory does not grow with the text, the stack does with the number of
+// placeholders.
 class PlaceholderChain {
 public:
-    // Characters of the longest line, its break included. The placeholders must outlive the chain.
+    // longestLine is in characters, the line break included. The placeholders must outlive the
+    // chain.
     PlaceholderChain(const std::vector<Placeholder>& placeholders, size_t longestLine,
                      TextWriter& output);
 

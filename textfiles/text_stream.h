@@ -1,5 +1,5 @@
-// Text files as text streams: "\r\n" is read as "\n" and "\n" written as
-// "\r\n". All other bytes are kept, zeros too.
+// Text files as text streams: "\r\n" is read as "\n", and "\n" is written as
+// "\r\n". All other bytes stay as they are, zeros too.
 #pragma once
 
 #include "frame/handles.h"
@@ -17,14 +17,13 @@ enum class EndMark { Text, Ends };
 // Reads a file line by line. Nobody else may write to it while it is open.
 class LineReader {
 public:
-    // readSize is that of the buffer which one read would fill, terminator
-    // included: a line of more than readSize - 1 characters, its line break
-    // counted as one, comes in pieces that count as lines of their own.
+    // A line of more than readSize - 1 characters, its line break counted as one,
+    // comes in pieces that count as lines of their own.
     LineReader(const std::string& path, size_t readSize, EndMark endMark = EndMark::Text);
 
     bool IsOpen() const { return static_cast<bool>(file_); }
 
-    // The next line, with its "\n" when it has one; valid until the next call.
+    // The next line, with its "\n" if it has one; valid until the next call.
     // False at the end of the file and when it cannot be read.
     bool Next(std::string_view& line);
 
@@ -38,13 +37,13 @@ private:
     size_t limit_; // characters of the longest line
     EndMark endMark_;
     std::vector<char> buffer_;
-    size_t start_ = 0; // what lies in the buffer and was not handed out yet
+    size_t start_ = 0; // of the bytes that were read but not returned yet
     size_t end_ = 0;
     bool atEnd_ = false;
     bool failed_ = false;
 };
 
-// Writes a file that exists, from its start.
+// Overwrites a file that exists.
 class TextWriter {
 public:
     explicit TextWriter(const std::string& path);
@@ -54,8 +53,8 @@ public:
     // The same, faster, for a line as LineReader returns it.
     void WriteLine(std::string_view line);
 
-    // Hands everything written so far to the system. False when the file did
-    // not open or anything of it could not be written.
+    // Hands everything written so far to the system. False when the file could not
+    // be opened, or when any write to it failed.
     bool Flush();
 
 private:

@@ -148,10 +148,11 @@ TEST_F(LineFileTest, AnEditChangesAWritableFileOrMakesItSoOrLeavesTheNewTextBesi
                 const std::string path = Make("f", OldText);
                 SetFileAttributesA(path.c_str(), others | readOnly);
                 const bool changes = edit.clearsReadOnly || readOnly == 0;
+                SCOPED_TRACE(edit.name);
                 const Rewrite rewrite = edit.run(path, block);
-                EXPECT_EQ(rewrite.done, changes) << edit.name;
+                EXPECT_EQ(rewrite.done, changes);
                 EXPECT_EQ(rewrite.error, changes ? ERROR_SUCCESS : ERROR_ACCESS_DENIED);
-                EXPECT_EQ(FileText(path), changes ? edit.newText : OldText) << edit.name;
+                EXPECT_EQ(FileText(path), changes ? edit.newText : OldText);
                 EXPECT_EQ(FileText(rewrite.temporary), changes ? "" : edit.newText);
                 EXPECT_EQ(TakeLeftovers().empty(), changes);
                 EXPECT_EQ(GetFileAttributesA(path.c_str()) & Refused,
@@ -164,7 +165,7 @@ TEST_F(LineFileTest, ActionsTellWhereTheNewTextIsWhenItCannotBeCopied) {
     const std::string text = "</configuration>\r\n%A%\r\n", path = Make("f", text);
     for (const char* name : {"MsiMergeFile1", "MsiMergeFile2", "MsiFileToInstantiate"})
         SetProperty(name, path);
-    SetProperty("MsiVarsToInstantiate", "A;");
+    SetProperty("MsiVarsToInstantiate", "A;B;");
     const ReplacedImport<decltype(CopyHalf)> copy("CopyFileA", CopyHalf);
     for (const auto action :
          {MsiMergeFiles, MsiUnMergeFiles, MsiInstantiateFile, MsiPrepWebConfigFile}) {

@@ -22,7 +22,7 @@ TEST_F(MachineTest, EveryListedShortcutPointsAtTheInstallationFolder) {
     for (int run = 0; run < 2; ++run)
         EXPECT_EQ(UpdateSampleReportsURLs(session), ERROR_SUCCESS);
     for (const auto& [name, before, after] : files)
-        EXPECT_EQ(FileText(Here(name)), after);
+        EXPECT_EQ(FileText(Here(name)), after) << name;
     EXPECT_FALSE(IsThere(Here("missing.url")));
     EXPECT_TRUE(messages.empty()) << "it works without a word";
 }
