@@ -1,75 +1,51 @@
 #!/usr/bin/env bash
-# Edits of text files against GNU sed and cp on the same files: run.sh [RUNS]
-# Prints the best of RUNS (3) for each, and ours as multiples of theirs; then the log
-# report (logreport.sh).
+# Runs the benchmarks: run.sh [NAME ...]
+# Each is a script NAME.sh beside this one that prints lines of three fields, with tabs
+# between them: what was measured, a ratio, and to what. With names the lines of these
+# alone are shown; without, those of all are written to docs/performance.md.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/engine.sh"
 
-runs=${1:-3}
+here=$REPO/bench
+page=$REPO/docs/performance.md
+names=("$@")
+if [ $# = 0 ]; then
+    for script in "$here"/*.sh; do
+        name=$(basename "$script" .sh)
+        [ "$name" = run ] || names+=("$name")
+    done
+fi
+
 cmake --preset x86 -S "$REPO" >/dev/null
-cmake --build "$REPO/build/x86" --target textfiles_bench >/dev/null
-work=$REPO/build/x86/bench # on the machine's drive B:
-mkdir -p "$work"
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-export LC_ALL=C
-
-printf '<!-- block starts -->\r\nkey = 1\r\nkey = 2\r\n<!-- block ends -->\r\n' >block
-
-# make_file MEGABYTES: settings; a placeholder in every 20th line, the merge
-# point nine tenths down.
-make_file() {
-    awk -v bytes=$(($1 * 1024 * 1024)) 'BEGIN {
-        ORS = "\r\n"
-        for (line = 1; size < bytes; ++line) {
-            text = sprintf("setting.%07d.of.the.report.server = value of line %d", line, line)
-            if (line % 20 == 0) text = text " %NAME" (line / 20 % 20 + 1) "%"
-            if (!done && size > bytes * 0.9) { text = "<merge> <point>"; done = 1 }
-            size += length(text) + 2
-            print text
-        }
-    }' >source
-}
-
-# best COMMAND ...: runs it on a fresh copy of source; the least of the seconds
-# (first word that it prints) with the rest of that line.
-best() {
-    for ((run = 0; run < runs; ++run)); do
-        cp source file
-        "$@"
-    done | sort -g | head -1
-}
-timed() {
-    local start=$EPOCHREALTIME
-    "$@" >/dev/null
-    awk -v a="$start" -v b="$EPOCHREALTIME" 'BEGIN { printf "%.4f\n", b - a }'
-}
-ours() { "$REPO/scripts/engine-run" "$REPO/build/x86/textfiles_bench.exe" "$1" 'B:\bench\file' "$2"; }
-
-# row NAME MEGABYTES ARGUMENT SED-ARGUMENT ...
-row() {
-    local name=$1 megabytes=$2 argument=$3 seconds peak sed_seconds cp_seconds
-    shift 3
-    read -r seconds peak <<<"$(best ours "${name%% *}" "$argument")"
-    cp file result
-    read -r sed_seconds <<<"$(best timed sed -i "$@" file)"
-    cmp -s file result || fail "$name: sed and the engine differ"
-    read -r cp_seconds <<<"$(best timed cp source copy)"
-    awk -v n="$name" -v m="$megabytes" -v s="$seconds" -v p="$peak" -v d="$sed_seconds" -v c="$cp_seconds" 'BEGIN {
-        printf "%-15s %4d MB  %8.3f s  %6d KB  sed x %5.2f  cp x %6.2f\n", n, m, s, p, s / d, s / c }'
-}
-
-fills() { for ((i = 1; i <= $1; ++i)); do printf -- '-e\ns/%%NAME%d%%/value %d/\n' "$i" "$i"; done; }
-mapfile -t one < <(fills 1)
-mapfile -t twenty < <(fills 20)
-
-for megabytes in 1 10 100; do
-    make_file "$megabytes"
-    row merge "$megabytes" 'B:\bench\block' -e '/merge.*point/Ir block'
-    row 'instantiate 1' "$megabytes" 1 "${one[@]}"
-    row 'instantiate 20' "$megabytes" 20 "${twenty[@]}"
-    sed -i '/merge.*point/Ir block' source
-    row unmerge "$megabytes" 'B:\bench\block' -e '/<!-- block starts -->/I,/<!-- block ends -->/Id'
+lines=$(mktemp)
+trap 'rm -f "$lines"' EXIT
+for name in "${names[@]}"; do
+    say "$name" >&2
+    "$here/$name.sh" | while IFS= read -r line; do
+        printf '%s\t%s\n' "$name" "$line"
+    done | tee -a "$lines"
 done
+# Another form would make a row that says something else.
+! grep -nvE $'^[^\t]+\t[^\t]+\t[0-9]+([.][0-9]+)?\t[^\t]+$' "$lines" ||
+    fail "the lines above have not three fields"
+[ $# = 0 ] || exit 0
 
-"$REPO/bench/logreport.sh" 500 "$runs"
+processor=$(sed -n 's/^model name[^:]*: //p' /proc/cpuinfo | head -1)
+memory=$(awk '/^MemTotal/ { printf "%.0f", $2 / 1024 / 1024 }' /proc/meminfo)
+cat >"$page" <<EOF
+# Performance
+
+Written by \`bench/run.sh\`, from one run; what each benchmark does and what limits it is in
+[bench/README.md](../bench/README.md). A ratio is the best time (or, where the row says so, the
+memory or size) of the library, divided by that of what it is compared with on the same machine.
+
+- Date: $(date -u +%Y-%m-%d)
+- Version: $(git -C "$REPO" rev-parse --short HEAD)
+- Machine: $(nproc) × ${processor:-unknown processor}, $memory GB of memory, $(uname -sr)
+- Load during the run: $(cut -d ' ' -f 1-3 /proc/loadavg) (averages of 1, 5 and 15 minutes at its end)
+
+| benchmark | what | ratio | compared with |
+| --- | --- | --- | --- |
+EOF
+awk -F '\t' '{ printf "| `%s` | %s | %s | %s |\n", $1, $2, $3, $4 }' "$lines" >>"$page"
+say "written: docs/performance.md"
