@@ -1,9 +1,8 @@
 #!/usr/bin/env bash
 # The log report against grep -c . on the same logs: logreport.sh [MEGABYTES [RUNS]]
-# Prints the best of RUNS (3) for each, for a verbose log of 500 MB in the ANSI code page
-# and in the form of Windows: ours without the program's start on the engine (which is
-# timed too, with --help), the program's peak memory, and our time as a multiple of
-# grep's.
+# The best of RUNS (3) of each, for a verbose log of 500 MB in the ANSI code page and in
+# the form of Windows: ours without the program's start on the engine (which is timed too,
+# with --help). Seconds and the program's peak memory go to the standard error.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/../scripts/engine.sh"
 
@@ -71,6 +70,6 @@ for form in ANSI UTF-16; do
     awk -v f="$form" -v m="$megabytes" -v s="$seconds" -v p="$(peak "$form")" -v g="$grep_seconds" \
         -v t="$start" 'BEGIN {
         s -= t
-        printf "log report %-7s %4d MB  %7.3f s (and %.3f s start)  %6d KB  grep -c . x %5.2f\n",
-            f, m, s, t, p, s / g }'
+        printf "%s: %.3f s, %.3f s start, %d KB\n", f, s, t, p >"/dev/stderr"
+        printf "read a log of %d MB, %s\t%.2f\tgrep -c .\n", m, f, s / g }'
 done
