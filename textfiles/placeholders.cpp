@@ -40,7 +40,8 @@ void PlaceholderChain::Pass(size_t step, std::string_view text) {
         return;
     }
     std::string& started = steps_[step].started;
-    while (!text.empty()) {
+    // Values that hold later placeholders can multiply without end: a full disk ends that.
+    while (!text.empty() && !output_.Failed()) {
         const size_t room = longestLine_ - started.size();
         const size_t lineBreak = text.find('\n');
         const size_t end = lineBreak == std::string_view::npos ? text.size() : lineBreak + 1;

@@ -57,6 +57,9 @@ public:
     // be opened, or when any write to it failed.
     bool Flush();
 
+    // True when Flush will be false: nothing more is written.
+    bool Failed() const { return failed_; }
+
 private:
     FileHandle file_;
     std::vector<char> buffer_;

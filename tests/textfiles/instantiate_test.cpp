@@ -67,6 +67,18 @@ TEST_F(InstantiateTest, ValuesWithoutRoomLeaveThatOfTheOthers) {
     const WriteImport disk("WriteFile", WriteShortTexts);
     smallDisk = &disk;
     EXPECT_EQ(Run(MsiInstantiateFile, "%A%\r\n%B%\r\n%C%"), "1\r\n%B%\r\n3");
+
+    // Values that multiply end with the disk, too.
+    std::string names;
+    for (const char name : std::string("ABCDEFGHIJ")) {
+        std::string value;
+        while (value.size() < 500)
+            value += {'%', static_cast<char>(name + 1), '%', '\n'};
+        SetProperty(std::string(1, name).c_str(), value);
+        names += {name, ';'};
+    }
+    SetProperty("MsiVarsToInstantiate", names);
+    EXPECT_EQ(Run(MsiInstantiateFile, "%A%"), "%A%");
 }
 
 TEST_F(InstantiateTest, AConfigurationFileGetsOneSettingsSection) {
