@@ -40,7 +40,6 @@ Written by \`bench/run.sh\`, from one run; what each benchmark does and what lim
 memory or size) of the library, divided by that of what it is compared with on the same machine.
 
 - Date: $(date -u +%Y-%m-%d)
-- Version: $(git -C "$REPO" rev-parse --short HEAD)
 - Machine: $(nproc) × ${processor:-unknown processor}, $memory GB of memory, $(uname -sr)
 - Load during the run: $(cut -d ' ' -f 1-3 /proc/loadavg) (averages of 1, 5 and 15 minutes at its end)
 
