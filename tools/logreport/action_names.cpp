@@ -60,4 +60,25 @@ bool IsNeverImmediate(std::string_view row, std::string_view action) {
     return EndsWith(row, Rollback) || (found != exported.end() && found->second);
 }
 
+void SetEntry(Action& action, std::string_view entry) {
+    const std::string name = ExportedName(entry);
+    action.isCustom = true;
+    if (name.empty())
+        return;
+    action.isOurs = true;
+    action.entry = name;
+}
+
+bool IsSequence(std::string_view name) {
+    return name == "INSTALL" || name == "ADMIN" || name == "ADVERTISE";
+}
+
+bool RunsScriptIn(std::string_view name) {
+    return name == "InstallFinalize" || name == "InstallExecute" || name == "InstallExecuteAgain";
+}
+
+bool HoldsActions(std::string_view name) {
+    return IsSequence(name) || name == "ExecuteAction" || RunsScriptIn(name);
+}
+
 } // namespace logreport

@@ -1,110 +1,15 @@
 #include "tools/logreport/lines.h"
 
-#include <cstring>
+#include "tools/logreport/installers_lines.h"
+#include "tools/logreport/line_parts.h"
 
 namespace logreport {
 
-namespace {
-
 using View = std::string_view;
 
-bool IsDigit(char c) { return c >= '0' && c <= '9'; }
+namespace {
 
-// Literals of known size: the compiler compares them without a call.
-template <size_t Size>
-bool StartsWith(View text, const char (&start)[Size]) {
-    return text.size() >= Size - 1 && std::memcmp(text.data(), start, Size - 1) == 0;
-}
-
-template <size_t Size>
-bool TakeStart(View& text, const char (&start)[Size]) {
-    if (!StartsWith(text, start))
-        return false;
-    text.remove_prefix(Size - 1);
-    return true;
-}
-
-bool EndsWith(View text, View end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
-
-View Trimmed(View text) {
-    while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
-        text.remove_prefix(1);
-    while (!text.empty() && (text.back() == ' ' || text.back() == '\t'))
-        text.remove_suffix(1);
-    return text;
-}
-
-// Takes what stands before the mark, and the mark; all of the text where there is none.
-View TakeUntil(View& text, View mark) {
-    const size_t at = text.find(mark);
-    const View taken = text.substr(0, at);
-    text.remove_prefix(at == View::npos ? text.size() : at + mark.size());
-    return taken;
-}
-
-// The value after "Name=" in "Op(Name=value,Other=value)", up to the next comma.
-View Argument(View text, View name) {
-    const size_t at = text.find(name);
-    if (at == View::npos)
-        return {};
-    text.remove_prefix(at + name.size());
-    return text.substr(0, text.find_first_of(",)"));
-}
-
-// A decimal number at the start, with its sign; NoNumber where there is none.
-int64_t NumberAt(View text) {
-    const bool isNegative = TakeStart(text, "-");
-    if (text.empty() || !IsDigit(text.front()))
-        return NoNumber;
-    int64_t number = 0;
-    for (size_t i = 0; i < text.size() && i < 15 && IsDigit(text[i]); ++i)
-        number = number * 10 + (text[i] - '0');
-    return isNegative ? -number : number;
-}
-
-int64_t NumberIn(View text, size_t at, size_t digits) {
-    int64_t number = 0;
-    for (size_t i = at; i < at + digits; ++i)
-        number = number * 10 + (text[i] - '0');
-    return number;
-}
-
-// A time "6:52:19" at the start, its separators as the system's language has them.
-// Takes it and answers it in ms since midnight; -1 where there is none.
-int64_t TakeClock(View& text) {
-    const auto isMark = [&](size_t at) { return text[at] == ':' || text[at] == '.'; };
-    for (size_t hourDigits = 1; hourDigits <= 2; ++hourDigits) {
-        if (text.size() < hourDigits + 6 || !IsDigit(text[hourDigits - 1]))
-            return -1;
-        const size_t at = hourDigits;
-        if (!IsDigit(text[0]) || !isMark(at) || !IsDigit(text[at + 1]) || !IsDigit(text[at + 2]) ||
-            !isMark(at + 3) || !IsDigit(text[at + 4]) || !IsDigit(text[at + 5]))
-            continue;
-        const int64_t hour = NumberIn(text, 0, hourDigits);
-        const int64_t minute = NumberIn(text, at + 1, 2);
-        const int64_t second = NumberIn(text, at + 4, 2);
-        if (hour > 23 || minute > 59 || second > 59)
-            return -1;
-        text.remove_prefix(at + 6);
-        return ((hour * 60 + minute) * 60 + second) * 1000;
-    }
-    return -1;
-}
-
-const char FullStop[] = "\xE3\x80\x82"; // of Chinese and Japanese, in UTF-8
 const char NoBreakSpace[] = "\xC2\xA0";
-
-bool TakeStop(View& text) {
-    for (const View stop : {View("."), View(FullStop)}) {
-        if (!EndsWith(text, stop))
-            continue;
-        text.remove_suffix(stop.size());
-        return true;
-    }
-    return false;
-}
 
 bool IsNameCharacter(char c) {
     return IsDigit(c) || (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || c == '_' || c == '.' ||
@@ -175,160 +80,6 @@ bool ReadDated(View text, Line& line) {
     line.kind = Kind::Dated;
     line.text = text;
     return true;
-}
-
-void ReadScript(View text, Line& line) {
-    if (TakeStart(text, "ActionStart(")) {
-        line.kind = Kind::ScriptAction;
-        line.name = Argument(text, "Name=");
-    } else if (TakeStart(text, "CustomAction")) {
-        line.kind = TakeStart(text, "Schedule(")   ? Kind::ScriptCustom
-                    : TakeStart(text, "Rollback(") ? Kind::RolledBack
-                    : TakeStart(text, "Commit(")   ? Kind::Committed
-                                                   : Kind::Installers;
-        line.name = Argument(text, "Action=");
-        line.number = NumberAt(Argument(text, "ActionType="));
-        line.text = Argument(text, ",Target=");
-    } else if (TakeStart(text, "Header(")) {
-        line.kind = Kind::ScriptHeader;
-        line.number = NumberAt(Argument(text, "ScriptType="));
-    } else if (TakeStart(text, "ProductInfo(")) {
-        line.kind = Kind::ProductInfo;
-        line.text = Argument(text, "ProductKey=");
-        line.name = Argument(text, "ProductName=");
-    }
-}
-
-// "Adding NAME property. Its value is 'VALUE'.", or "Modifying ... Its current value is
-// 'VALUE'. Its new value: 'VALUE'."
-void ReadProperty(View text, Line& line) {
-    const View verb = TakeUntil(text, " ");
-    const View name = TakeUntil(text, " property. ");
-    const char isNow[] = "Its value is '";
-    const char was[] = "Its current value is '";
-    const View becomes = "'. Its new value: '";
-    if (name.empty() || verb.empty())
-        return;
-    if (TakeStart(text, isNow)) {
-        line.text = text;
-    } else if (TakeStart(text, was)) {
-        const size_t at = text.find(becomes);
-        line.before = text.substr(0, at);
-        if (at != View::npos)
-            line.text = text.substr(at + becomes.size());
-    }
-    for (View* value : {&line.before, &line.text})
-        if (!TakeStop(*value) || !EndsWith(*value, "'"))
-            continue;
-        else
-            value->remove_suffix(1);
-    line.kind = Kind::Property;
-    line.name = name;
-    line.change = verb.front();
-}
-
-// "Product: NAME -- text", in the language of the system.
-bool ReadMessage(View text, Line& line) {
-    const size_t longestWord = 24;
-    const size_t colon = text.substr(0, longestWord).find(": ");
-    const size_t dashes = text.find(" -- ");
-    if (colon == View::npos || dashes == View::npos || dashes <= colon + 2)
-        return false;
-    line.kind = Kind::Message;
-    line.name = text.substr(colon + 2, dashes - colon - 2);
-    line.text = text.substr(dashes + 4);
-    return true;
-}
-
-// "Windows Installer removed the product. Product Name: NAME. Product Version: 1.2.
-// ... Manufacturer: MAKER. Removal success or error status: 1603."
-void ReadStatus(View text, Line& line) {
-    if (StartsWith(text, "requires a system restart")) {
-        line.kind = Kind::RestartWanted;
-        return;
-    }
-    const size_t at = text.rfind("status: ");
-    const int64_t code = at == View::npos ? NoNumber : NumberAt(text.substr(at + 8));
-    if (code == NoNumber)
-        return;
-    line.kind = Kind::Status;
-    line.number = code;
-    line.action = TakeUntil(text, " ");
-    TakeUntil(text, "Product Name: ");
-    line.name = TakeUntil(text, ". Product Version: ");
-    line.before = TakeUntil(text, ". Product Language: ");
-    TakeUntil(text, "Manufacturer: ");
-    line.text = TakeUntil(text, ". ");
-}
-
-// "NAME; Installed: Absent;   Request: Local;   Action: Local"
-void ReadState(View text, char kind, Line& line) {
-    if (EndsWith(text, "Action: Null"))
-        return;
-    line.kind = Kind::State;
-    line.change = kind;
-    line.text = text;
-}
-
-void ReadNumbered(View text, Kind kind, Line& line) {
-    line.number = NumberAt(text);
-    if (line.number != NoNumber)
-        line.kind = kind;
-}
-
-// What follows "MSI (s) (08:18) [22:48:49:577]: ".
-void ReadInstallers(View text, Line& line) {
-    line.kind = Kind::Installers;
-    if (text.empty())
-        return;
-    switch (text.front()) {
-    case 'B':
-        if (TakeStart(text, "Back from server. Return value: "))
-            ReadNumbered(text, Kind::Returned, line);
-        break;
-    case 'C':
-        if (TakeStart(text, "Command Line: ")) {
-            line.kind = Kind::CommandLine;
-            line.text = text;
-        } else if (TakeStart(text, "Component: ")) {
-            ReadState(text, 'C', line);
-        }
-        break;
-    case 'E':
-        if (TakeStart(text, "Executing op: "))
-            ReadScript(text, line);
-        break;
-    case 'F':
-        if (TakeStart(text, "Feature: "))
-            ReadState(text, 'F', line);
-        break;
-    case 'I':
-        if (TakeStart(text, "Invoking remote custom action. DLL: ")) {
-            TakeUntil(text, ", Entrypoint: ");
-            line.kind = Kind::Invoked;
-            line.name = Trimmed(text);
-        }
-        break;
-    case 'M':
-        if (TakeStart(text, "MainEngineThread is returning "))
-            ReadNumbered(text, Kind::Returned, line);
-        break;
-    case 'P':
-        if (TakeStart(text, "PROPERTY CHANGE: ")) {
-            ReadProperty(text, line);
-            break;
-        }
-        ReadMessage(text, line);
-        break;
-    case 'W':
-        if (TakeStart(text, "Windows Installer "))
-            ReadStatus(text, line);
-        break;
-    default: // other languages' word for a product, in other letters
-        if (static_cast<signed char>(text.front()) < 0)
-            ReadMessage(text, line);
-        break;
-    }
 }
 
 // Takes the line's head, "MSI (s) (08:18) [22:48:49:577]: ", of old installers without
@@ -482,16 +233,6 @@ Line ReadLine(View text) {
     if (!ReadDated(text, line))
         ReadActionLine(text, line);
     return line;
-}
-
-void SplitState(Line& line) {
-    View text = line.text;
-    line.name = Trimmed(TakeUntil(text, "; Installed: "));
-    line.before = Trimmed(TakeUntil(text, "; "));
-    TakeUntil(text, "Request: ");
-    line.text = Trimmed(TakeUntil(text, "; "));
-    TakeUntil(text, "Action: ");
-    line.action = Trimmed(TakeUntil(text, ";"));
 }
 
 } // namespace logreport

@@ -2,6 +2,8 @@
 // words differ, the line's form tells.
 #pragma once
 
+#include "tools/logreport/line_parts.h"
+
 #include <cstdint>
 #include <string_view>
 
@@ -35,8 +37,6 @@ enum class Kind {
     Returned,      // the whole answer: number
     RestartWanted,
 };
-
-const int64_t NoNumber = INT64_MIN;
 
 // The parts are of the line, and end with it.
 struct Line {

@@ -65,6 +65,12 @@ struct Change {
     std::string after;
 };
 
+// An action's return values, as in "Return value 1", that count here.
+const int ReturnedDone = 1;
+const int ReturnedCancelled = 2;
+const int ReturnedFailed = 3;
+const int ReturnedSuspended = 4;
+
 enum class Phase { Immediate, Deferred, Rollback, Commit };
 const char* Shown(Phase phase);
 
@@ -84,8 +90,7 @@ struct Action {
     LineNumber lastLine = 0; // 0: its end is not in the log
     Moment start;
     Moment end;
-    int returnValue =
-        -1; // as in "Return value 1": 0 not run, 1 done, 2 cancelled, 3 failed; -1: not said
+    int returnValue = -1;      // 0: not run; -1: not said
     int64_t error = -1;        // what a custom action answered, where the log says it; -1: not said
     bool errorIgnored = false; // the package goes on after its failure
 
@@ -98,8 +103,12 @@ struct Action {
     uint64_t badLines = 0; // also those left out
 
     bool IsOurs() const { return isOurs; }
-    bool Failed() const { return failed || returnValue == 3 || (error > 0 && !errorIgnored); }
-    bool IsBad() const { return Failed() || returnValue == 2 || error > 0 || badLines > 0; }
+    bool Failed() const {
+        return failed || returnValue == ReturnedFailed || (error > 0 && !errorIgnored);
+    }
+    bool IsBad() const {
+        return Failed() || returnValue == ReturnedCancelled || error > 0 || badLines > 0;
+    }
 };
 
 // A feature's or component's state, as InstallValidate lists them.
