@@ -217,19 +217,19 @@ bool OpenActions::Start(View name, const Moment& at) {
     return true;
 }
 
+// Its beginning is not in the log.
+void OpenActions::BeginCutOff(View name) {
+    if (log_.installations.empty() || startsAnew_)
+        NewInstallation({});
+    open_.clear();
+    Begin(name, Phase::Immediate, false, {});
+    InnermostAction().firstLine = 0;
+}
+
 void OpenActions::End(View name, int returnValue, const Moment& at) {
-    size_t count = open_.size();
-    while (count > 0 && open_[count - 1].name != name)
-        --count;
-    if (count == 0) { // its beginning is cut off
-        if (log_.installations.empty() || startsAnew_)
-            NewInstallation({});
-        open_.clear();
-        Begin(name, Phase::Immediate, false, {});
-        ActionOf(open_.back()).firstLine = 0;
-        count = 1;
-    }
-    while (open_.size() > count) {
+    if (Find(name) == nullptr)
+        BeginCutOff(name);
+    while (open_.back().name != name) {
         if (open_.back().isScript && returnValue == ReturnedFailed)
             SetFirstCause(open_.back());
         const bool isScript = open_.back().isScript;

@@ -83,6 +83,7 @@ private:
     size_t NewInstallation(const Moment& start);
     void Begin(size_t installation, std::string_view name, Phase phase, bool isScript,
                const Moment& at);
+    void BeginCutOff(std::string_view name);
     bool DropLast(const Open& open);
 
     Log& log_;
