@@ -187,6 +187,7 @@ for step in "${removing[@]}"; do measure remove "$step"; done
 echo
 say "left by the engine itself, without any deferred action of the library:"
 for run in install remove; do
+    compgen -G "$out/$run-engine-*.left" >/dev/null || continue # none of this run was tried
     sort -u "$out/$run"-engine-*.left >"$out/engine.$run"
     sed -E 's@^(. HK([^\\]*\\){4}[^\\ ]*|. [^/]*/?[^/]*).*@\1@' "$out/engine.$run" | uniq -c |
         awk -v run="$run" '{ count = $1; $1 = ""; print "  " run ":" $0 " (" count ")" }'

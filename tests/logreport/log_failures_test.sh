@@ -38,6 +38,7 @@ is_told() {
     cp "$drive/run.log" "$out/$fault.log"
     "$REPO/scripts/logreport" "$out/$fault.log" >"$out/$fault.txt" || code=$?
     check "$fault: exit code $expected" [ "$code" = "$expected" ]
+    check "$fault: one screen" [ "$(wc -l <"$out/$fault.txt")" -le 32 ]
     for text; do
         at=$(tail -n +"$from" "$out/$fault.txt" | grep -nF -m1 -- "$text" | cut -d: -f1)
         check "$fault: $text" [ -n "$at" ]
@@ -49,7 +50,7 @@ prepare
 rm -r "$out"/media/redist/*
 is_told missing-redistributable 1 'installation failed' 'First cause: CheckMDACInstalled' \
     "Could not Find File 'Q:\\redist\\en\\mdac_typ.exe'" 'mdac_typ.exe is missing beside the package.' \
-    'do     What it lacks stands in the lines above; see "CheckMDACInstalled" in the reference'
+    'do     Put right what the lines above name, then run the setup again. More: "CheckMDACInstalled"'
 
 prepare
 for table in LaunchCondition HalcyonCondition; do
@@ -59,7 +60,7 @@ for table in LaunchCondition HalcyonCondition; do
         VALUES (${number:+9, }'VersionNT > 9000', 'A newer Windows is needed.')"
 done
 is_told launch-condition 1 'installation failed' 'First cause: LaunchConditions' 'A newer Windows is needed.' \
-    'do     A condition of the package does not hold on this machine'
+    'do     This machine does not meet a condition of the package.'
 
 # Faults that the library goes on after: the installation succeeds, without what failed.
 prepare

@@ -62,6 +62,13 @@ check "an address that is none does no harm" quiet
 grep -ohE 'href="[^"#]*#[^"]*"' "$work/report.html" | grep -F /reference/ | sed -E 's/href="(.*)#(.*)"/\1 \2/' | sort -u >"$work/links"
 while read -r page anchor; do check "the reference has $anchor" has "$page" "id=\"$anchor\""; done <"$work/links"
 
+grep -vE 'actual error code|-- Installation failed' "$work/install.log" |
+    sed 's/Return value 3/Return value 1/; s/returning 1603/returning 0/' >"$work/well.log"
+"$REPO/scripts/logreport" "$work/well.log" --html "$work/report.html" >"$work/out" 2>&1
+check "without the failure it succeeds" [ $? = 0 ]
+sed '/id="tools"/q' "$work/report.html" >"$work/head"
+check "and tells its bad news at the top" has "$work/head" 'Create the group by hand.'
+
 # 500,000 lines, of which the page holds a part.
 awk 'BEGIN { print "=== Logging started: 11/22/2026  6:00:00 ===\nAction start 6:00:00: INSTALL."
     for (i = 0; i < 50000; ++i) {

@@ -14,6 +14,7 @@ namespace logreport {
 namespace {
 
 const size_t CauseLines = 10;
+const size_t BadNewsShown = 5; // actions
 
 Advice AdviceOn(const Error& error) {
     const CodeAdvice* advice = AdviceOfError(error.number);
@@ -22,14 +23,15 @@ Advice AdviceOn(const Error& error) {
 }
 
 // Lines in their order, each once, and after them what to do about them: the remedies
-// of bad lines, without any those of all lines, without any a general one.
+// of bad lines, without any a general one and those of all lines.
 class Told {
 public:
-    void Add(const Said& said) {
+    void Add(const Said& said, bool isBad) {
         if (!texts_.insert(said.text).second)
             return; // the installer repeats its messages
         const Advice advice = AdviceOn(said);
-        items_[said.line] = LineItem(said.line, StyleOf(said), said.text, Explained(advice, false));
+        items_[said.line] =
+            LineItem(said.line, isBad ? "bad" : StyleOf(said), said.text, Explained(advice, false));
         AddRemedy(said.worth == Worth::Bad ? remedies_ : hints_, advice);
     }
     void Add(const Error& error) {
@@ -43,10 +45,10 @@ public:
         for (const auto& item : items_)
             lines += item.second;
         std::string list;
-        for (const std::string& remedy : remedies_.empty() ? hints_ : remedies_)
-            list += Element("li", "", Prose(remedy));
         if (remedies_.empty() && !general.empty())
             list += Element("li", "", Prose(general));
+        for (const std::string& remedy : remedies_.empty() ? hints_ : remedies_)
+            list += Element("li", "", Prose(remedy));
         const std::string title = Element("strong", "", "What to do");
         return (lines.empty() ? "" : Element("ol", "lines", lines)) +
                (list.empty() ? "" : Element("div", "todo", title + Element("ul", "", list)));
@@ -65,6 +67,31 @@ private:
     std::vector<std::string> hints_;
 };
 
+// What went wrong all the same; empty: nothing.
+std::string BadNewsOf(const Page& page, const Installation& installation) {
+    std::string actions;
+    size_t count = 0;
+    for (const Action& action : installation.actions) {
+        if (!action.IsBad() || !action.IsOurs() || ++count > BadNewsShown)
+            continue;
+        Told told;
+        for (const Said& said : action.lines)
+            if (said.worth == Worth::Bad)
+                told.Add(said, false);
+        actions +=
+            Element("p", "",
+                    "<a href=\"#" + IdOf(page, installation, action) + "\">" +
+                        Element("strong", "", Escaped(action.name)) + "</a> " + ResultOf(action)) +
+            told.Text("");
+    }
+    if (actions.empty())
+        return "";
+    return Element("section", "news",
+                   Element("h2", "", "Bad news") + actions +
+                       LeftOut(count - std::min(count, BadNewsShown), "action")) +
+           "\n";
+}
+
 } // namespace
 
 std::string Sentences(const CodeAdvice& advice) {
@@ -77,7 +104,7 @@ std::string CauseOf(const Page& page, const Installation& installation) {
         const CodeAdvice* advice = AdviceOfCode(installation.code);
         const std::string text =
             advice == nullptr ? "The log does not say which action failed." : Sentences(*advice);
-        return failed ? Element("section", "cause", Escaped(text)) : "";
+        return failed ? Element("section", "cause", Escaped(text)) : BadNewsOf(page, installation);
     }
     Told told;
     std::string general;
@@ -86,20 +113,25 @@ std::string CauseOf(const Page& page, const Installation& installation) {
         const Action& action = installation.actions[static_cast<size_t>(installation.firstCause)];
         const char* others = action.isCustom ? "a custom action that is not of this library"
                                              : "an action of the installer";
-        heading = Element("h2", "", "The first cause") +
-                  Element("p", "",
-                          "<a href=\"#" + IdOf(page, installation, action) + "\">" +
-                              Element("strong", "", Escaped(action.name)) + "</a> " +
-                              ResultOf(action) + ": " + Shown(action.phase) + ", " +
-                              (action.IsOurs() ? Described(page, action) : others) + ", " +
-                              LineRange(action.firstLine, action.lastLine) + ".");
-        for (const Said* said : TellingLines(action, CauseLines))
-            told.Add(*said);
+        heading =
+            Element("h2", "", "The first cause") +
+            Element("p", "",
+                    "<a href=\"#" + IdOf(page, installation, action) + "\">" +
+                        Element("strong", "", Escaped(action.name)) + "</a> " + ResultOf(action) +
+                        ": " + Shown(action.phase) + ", " +
+                        LineRange(action.firstLine, action.lastLine) + " of the log; " +
+                        (action.IsOurs() ? "what it does: " + Described(page, action) : others) +
+                        ".");
+        // What an action says last before it fails is its reason where no line tells one.
+        const bool isReason = action.badLines == 0 && installation.errors.empty();
+        const std::vector<const Said*> lines = TellingLines(action, CauseLines);
+        for (const Said* said : lines)
+            told.Add(*said, isReason && said == lines.back() && said->listed == nullptr);
         if (action.name == "LaunchConditions") // whose messages ours has in the log
             for (const Action& other : installation.actions)
                 for (const Said& said : other.lines)
                     if (other.entry == "CheckHalcyonCondition" && &other < &action)
-                        told.Add(said);
+                        told.Add(said, false);
         general = GeneralRemedy(installation, action);
     }
     for (const Error& error : installation.errors)

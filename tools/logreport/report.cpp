@@ -16,11 +16,17 @@ const size_t MaxBadShown = 15;     // actions
 const size_t MaxOthersShown = 12;  // actions with nothing bad
 const size_t MaxBadLinesShown = 3; // of one action
 const size_t NameWidth = 34;
+const size_t Screen = 30;      // lines
+const size_t FewestOthers = 3; // shown whatever the room
 
 std::string Number(uint64_t number) { return std::to_string(number); }
 
 std::string Counted(uint64_t count, const char* one) {
     return Number(count) + " " + one + (count == 1 ? "" : "s");
+}
+
+size_t Lines(const std::string& text) {
+    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
 }
 
 // The text cut to so many characters.
@@ -201,40 +207,60 @@ std::vector<const Said*> BadLines(const Action& action) {
     return lines;
 }
 
-std::string OurActions(const Installation& installation) {
+// An action with bad news: what its bad lines mean and what to do, all that was not
+// explained before.
+std::string BadAction(const Action& action, bool isCause, std::string& explained) {
+    const std::vector<const Said*> lines = BadLines(action);
+    const bool isTold = lines.empty() || isCause;
+    std::string text = ActionLine(action, isTold ? MostTelling(action) : nullptr);
+    for (size_t i = 0; i < lines.size() && !isTold; ++i) {
+        const std::string words = Explained(*lines[i]);
+        const bool isNew = explained.find(words) == std::string::npos;
+        if (i == 0 || isNew)
+            text += LineWithNumber(lines[i]->line, lines[i]->text);
+        if (isNew)
+            text += words;
+        explained += words;
+    }
+    return text;
+}
+
+// room: lines on the screen. Bad news beyond it are told in a line each.
+std::string OurActions(const Installation& installation, size_t room) {
     std::vector<const Action*> bad;
     std::vector<const Action*> others;
     for (const Action& action : installation.actions)
         if (action.IsOurs() && (!action.lines.empty() || action.IsBad()))
             (action.IsBad() ? bad : others).push_back(&action);
     if (bad.empty() && others.empty())
-        return "No action of the library had anything to say in it.\n";
-    std::string text = "The library's actions, bad news first (with the line of the log):\n";
+        return "None of the library's actions had anything to say.\n";
+    std::string text = std::string("The library's actions, ") +
+                       (bad.empty() ? "none with bad news" : "bad news first") +
+                       " (with the line of the log):\n";
     const Action* cause = installation.firstCause < 0
                               ? nullptr
                               : &installation.actions[static_cast<size_t>(installation.firstCause)];
     std::string explained;
     for (size_t i = 0; i < bad.size() && i < MaxBadShown; ++i) {
-        const std::vector<const Said*> lines = BadLines(*bad[i]);
-        const bool isTold = lines.empty() || bad[i] == cause;
-        text += ActionLine(*bad[i], isTold ? MostTelling(*bad[i]) : nullptr);
-        for (size_t k = 0; k < lines.size() && !isTold; ++k) {
-            const std::string words = Explained(*lines[k]);
-            const bool isNew = explained.find(words) == std::string::npos;
-            if (k == 0 || isNew)
-                text += LineWithNumber(lines[k]->line, lines[k]->text);
-            if (isNew) // every line is worth its words once
-                text += words;
-            explained += words;
+        const std::string before = explained;
+        const std::string whole = BadAction(*bad[i], bad[i] == cause, explained);
+        const bool hasRoom = Lines(text) + Lines(whole) + (bad.size() - i - 1) <= room;
+        if (!hasRoom && i > 0) {
+            const std::vector<const Said*> lines = BadLines(*bad[i]);
+            text += ActionLine(*bad[i], lines.empty() ? MostTelling(*bad[i]) : lines.front());
+            explained = before;
+        } else {
+            text += whole;
         }
     }
     if (bad.size() > MaxBadShown)
         text += "bad  and " + Counted(bad.size() - MaxBadShown, "more action") + " with bad news\n";
-    for (size_t i = 0; i < others.size() && i < MaxOthersShown; ++i)
+    const size_t left = room - std::min(room, Lines(text) + 1);
+    const size_t shown = std::min({others.size(), MaxOthersShown, std::max(left, FewestOthers)});
+    for (size_t i = 0; i < shown; ++i)
         text += ActionLine(*others[i], MostTelling(*others[i]));
-    if (others.size() > MaxOthersShown)
-        text += "     and " + Counted(others.size() - MaxOthersShown, "more action") +
-                " with nothing bad\n";
+    if (others.size() > shown)
+        text += "     and " + Counted(others.size() - shown, "more action") + " with nothing bad\n";
     return text;
 }
 
@@ -272,13 +298,14 @@ std::string OutcomeText(const Installation& installation) {
 
 std::string GeneralRemedy(const Installation& installation, const Action& action) {
     if (action.name == "LaunchConditions")
-        return "A condition of the package does not hold on this machine; its message tells which.";
+        return "This machine does not meet a condition of the package. Its message says which.";
     if (action.IsOurs() && installation.outcome != Outcome::Cancelled)
-        return "What it lacks stands in the lines above; see \"" +
+        return "Put right what the lines above name, then run the setup again. More: \"" +
                (action.entry.empty() ? action.name : action.entry) +
                "\" in the reference, \"When it fails\".";
     if (!action.IsOurs() && installation.outcome != Outcome::Cancelled)
-        return "It is no action of the library. Ask who made the package what the lines above "
+        return "This action is not the library's. Ask the maker of the package what the lines "
+               "above "
                "mean.";
     return "";
 }
@@ -304,7 +331,7 @@ std::string TextReport(const Log& log, const std::string& file) {
     if (const CodeAdvice* advice = AdviceOfCode(main->code))
         text += Labelled("", std::string(advice->meaning) + ". " + advice->remedy);
     text += Labelled("log", file + ", " + Counted(log.lines, "line") + ", " + log.encoding +
-                                "; this one from line " + Number(main->firstLine) + " on");
+                                "; begins in line " + Number(main->firstLine));
     if (const std::string took = Shown(Between(main->start, main->end)); !took.empty())
         text += Labelled("took", took);
     if (!main->commandLine.empty())
@@ -327,7 +354,7 @@ std::string TextReport(const Log& log, const std::string& file) {
     text += "\n";
     if (main->firstCause >= 0)
         text += FirstCause(*main) + "\n";
-    text += OurActions(*main);
+    text += OurActions(*main, Screen - std::min(Screen, Lines(text)));
     uint64_t leftOut = main->actionsLeftOut;
     if (leftOut != 0)
         text += "     and " + Counted(leftOut, "action") + " that this report has no room for\n";
