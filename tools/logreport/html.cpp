@@ -7,6 +7,7 @@
 #include "tools/logreport/installer_codes.h"
 #include "tools/logreport/page.h"
 #include "tools/logreport/report.h"
+#include "tools/logreport/texts.h"
 
 #include <cctype>
 #include <cstdio>

@@ -2,6 +2,7 @@
 
 #include "tools/logreport/html_text.h"
 #include "tools/logreport/line_list.h"
+#include "tools/logreport/texts.h"
 
 #include <algorithm>
 #include <cctype>

@@ -1,5 +1,7 @@
 #include "tools/logreport/html_text.h"
 
+#include "tools/logreport/texts.h"
+
 namespace logreport {
 
 std::string Escaped(const std::string& text) {
@@ -46,10 +48,6 @@ std::string Element(const char* tag, const std::string& style, const std::string
     const std::string name = tag;
     return "<" + name + (style.empty() ? "" : " class=\"" + style + "\"") + ">" + html + "</" +
            name + ">";
-}
-
-std::string Counted(uint64_t count, const std::string& noun) {
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
 std::string LeftOut(uint64_t count, const char* noun) {

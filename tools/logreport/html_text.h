@@ -17,9 +17,6 @@ std::string Prose(const std::string& text);
 // <tag class="style">html</tag>; "html" is escaped already.
 std::string Element(const char* tag, const std::string& style, const std::string& html);
 
-// "1 line", "2 lines".
-std::string Counted(uint64_t count, const std::string& noun);
-
 // "and 3 more lines, to be seen in the log only"; empty for 0.
 std::string LeftOut(uint64_t count, const char* noun);
 

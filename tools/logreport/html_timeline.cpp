@@ -1,6 +1,7 @@
 #include "tools/logreport/html_timeline.h"
 
 #include "tools/logreport/html_text.h"
+#include "tools/logreport/texts.h"
 
 #include <algorithm>
 #include <cstdio>

@@ -2,6 +2,8 @@
 
 #include "tools/logreport/installer_codes.h"
 #include "tools/logreport/line_list.h"
+#include "tools/logreport/screen_text.h"
+#include "tools/logreport/texts.h"
 
 #include <algorithm>
 
@@ -9,8 +11,6 @@ namespace logreport {
 
 namespace {
 
-const size_t MaxShown = 300;       // characters of a line
-const size_t Width = 110;          // of the screen
 const size_t CauseLines = 10;      // of the action that failed
 const size_t MaxBadShown = 15;     // actions
 const size_t MaxOthersShown = 12;  // actions with nothing bad
@@ -20,57 +20,6 @@ const size_t Screen = 30;      // lines
 const size_t FewestOthers = 3; // shown whatever the room
 
 std::string Number(uint64_t number) { return std::to_string(number); }
-
-std::string Counted(uint64_t count, const char* one) {
-    return Number(count) + " " + one + (count == 1 ? "" : "s");
-}
-
-size_t Lines(const std::string& text) {
-    return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
-// The text cut to so many characters.
-std::string Cut(const std::string& text, size_t most) {
-    size_t characters = 0;
-    for (size_t i = 0; i < text.size(); ++i) {
-        const bool isFirst = (static_cast<unsigned char>(text[i]) & 0xC0) != 0x80;
-        if (isFirst && characters++ == most)
-            return text.substr(0, i) + "...";
-    }
-    return text;
-}
-
-// Lines of the text at most so wide, all but the first indented.
-std::string Wrapped(const std::string& text, size_t indent) {
-    std::string wrapped;
-    size_t column = indent;
-    size_t at = 0;
-    while (at < text.size()) {
-        const size_t end = std::min(text.find(' ', at), text.size());
-        const size_t size = end - at;
-        if (column > indent && column + 1 + size > Width) {
-            wrapped += "\n" + std::string(indent, ' ');
-            column = indent;
-        } else if (column > indent) {
-            wrapped += ' ';
-            ++column;
-        }
-        wrapped.append(text, at, size);
-        column += size;
-        at = end + 1;
-    }
-    return wrapped;
-}
-
-std::string Labelled(const char* label, const std::string& text) {
-    const size_t indent = 9;
-    std::string line = label;
-    line.resize(indent, ' ');
-    std::string plain = text;
-    plain.erase(std::remove(plain.begin(), plain.end(), '`'),
-                plain.end()); // of the reference's form
-    return line + Wrapped(plain, indent) + "\n";
-}
 
 std::string NameOf(const Action& action) {
     return !action.entry.empty() && action.entry != action.name
@@ -101,16 +50,6 @@ const Said* MostTelling(const Action& action) {
     return good != action.lines.rend() ? &*good
            : action.lines.empty()      ? nullptr
                                        : &action.lines.back();
-}
-
-// The line's number and text, at most MaxShown of it.
-std::string LineWithNumber(LineNumber line, const std::string& text) {
-    std::string number = Number(line);
-    number.insert(0, number.size() < 7 ? 7 - number.size() : 0, ' ');
-    return number + "  " +
-           Wrapped(Cut(text.substr(std::min(text.find_first_not_of(' '), text.size())), MaxShown),
-                   9) +
-           "\n";
 }
 
 // What a listed line means, and what to do.

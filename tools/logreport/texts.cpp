@@ -64,4 +64,8 @@ int ErrorNumber(View text) {
     return at - space - 1 >= 4 && at < text.size() && text[at] == '.' ? number : 0;
 }
 
+std::string Counted(uint64_t count, const std::string& noun) {
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
 } // namespace logreport

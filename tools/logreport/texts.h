@@ -1,6 +1,7 @@
 // Texts of a log as the report has them.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,8 @@ std::string Clean(std::string_view text);
 
 // Of "Error 1920. Service ...", with the word in any language; 0 where there is none.
 int ErrorNumber(std::string_view text);
+
+// "1 line", "2 lines".
+std::string Counted(uint64_t count, const std::string& noun);
 
 } // namespace logreport
