@@ -38,7 +38,7 @@ is_told() {
     cp "$drive/run.log" "$out/$fault.log"
     "$REPO/scripts/logreport" "$out/$fault.log" >"$out/$fault.txt" || code=$?
     check "$fault: exit code $expected" [ "$code" = "$expected" ]
-    check "$fault: one screen" [ "$(wc -l <"$out/$fault.txt")" -le 32 ]
+    check "$fault: one screen" [ "$(wc -l <"$out/$fault.txt")" -le 30 ]
     for text; do
         at=$(tail -n +"$from" "$out/$fault.txt" | grep -nF -m1 -- "$text" | cut -d: -f1)
         check "$fault: $text" [ -n "$at" ]

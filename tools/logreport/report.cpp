@@ -16,8 +16,7 @@ const size_t MaxBadShown = 15;     // actions
 const size_t MaxOthersShown = 12;  // actions with nothing bad
 const size_t MaxBadLinesShown = 3; // of one action
 const size_t NameWidth = 34;
-const size_t Screen = 30;      // lines
-const size_t FewestOthers = 3; // shown whatever the room
+const size_t Screen = 30; // lines
 
 std::string Number(uint64_t number) { return std::to_string(number); }
 
@@ -195,7 +194,7 @@ std::string OurActions(const Installation& installation, size_t room) {
     if (bad.size() > MaxBadShown)
         text += "bad  and " + Counted(bad.size() - MaxBadShown, "more action") + " with bad news\n";
     const size_t left = room - std::min(room, Lines(text) + 1);
-    const size_t shown = std::min({others.size(), MaxOthersShown, std::max(left, FewestOthers)});
+    const size_t shown = std::min({others.size(), MaxOthersShown, left});
     for (size_t i = 0; i < shown; ++i)
         text += ActionLine(*others[i], MostTelling(*others[i]));
     if (others.size() > shown)
