@@ -14,7 +14,8 @@ trap 'stop_machine "$WINEPREFIX"; rm -rf "$work"' EXIT
 
 check "the demo succeeds" "$REPO/scripts/demo.sh"
 cd "$out/installed" || exit 1
-install=$work/install.log change=$work/change.log remove=$work/remove.log
+# shellcheck disable=SC2034 # repair is read by an eval
+install=$work/install.log repair=$work/repair.log change=$work/change.log remove=$work/remove.log
 for run in install repair change remove; do tr -d '\r' <"$out/$run.log" >"$work/$run.log"; done
 web=$SAMPLE_INSTALLED
 text() { tr -d '\r' <"$1"; }
