@@ -51,7 +51,11 @@ unpack_wine() {
     # The index of one suite may be unreachable while the others suffice: the
     # download below is the measure, not this exit status.
     "${apt[@]}" update >"$state/update.log" 2>&1 || true
-    (cd "$state" && "${apt[@]}" download "${ENGINE_PACKAGES[@]}") >"$state/download.log" 2>&1 || {
+    while sleep 10; do say "$(du -sm "$state" | cut -f 1) MB so far"; done &
+    local progress=$! result=0
+    (cd "$state" && "${apt[@]}" download "${ENGINE_PACKAGES[@]}") >"$state/download.log" 2>&1 || result=$?
+    kill "$progress"
+    [ $result = 0 ] || {
         cat "$state/update.log" "$state/download.log" | grep -E '^(E|W):' | head -n 3 >&2 || true
         fail "the engine's packages could not be downloaded; check the network and run this script again"
     }

@@ -3,13 +3,24 @@
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 
-"$REPO/scripts/build.sh"
+"$REPO/scripts/setup.sh"
 cd "$REPO"
-"$REPO/scripts/lint.sh"
+mkdir -p build
+cmake --preset x86 >build/build.log 2>&1 || { tail -n 20 build/build.log >&2; fail "cmake could not read the project"; }
 
+# The sources are checked while the tests wait for their machines.
+say "checking the sources meanwhile (output in build/lint.log)"
+nice "$REPO/scripts/lint.sh" >build/lint.log 2>&1 &
+lint=$!
+trap 'kill "$lint" 2>/dev/null || true; stop_machine "$REPO/build/machines/tests"' EXIT
+
+"$REPO/scripts/build.sh"
 say "running the tests"
 for machine in "$REPO"/build/machines/*/; do stop_machine "${machine%/}"; done
 new_machine "$REPO/build/machines/tests"
 WINEPREFIX=$REPO/build/machines/tests keep_machine
-trap 'stop_machine "$REPO/build/machines/tests"' EXIT
-ctest --preset x86 -j "$(nproc)"
+tests=0
+ctest --preset x86 -j "$(nproc)" || tests=$?
+say "waiting for the sources' check"
+wait "$lint" || { cat build/lint.log >&2; fail "the sources' check failed"; }
+exit "$tests"
