@@ -13,10 +13,16 @@ if(MSVC)
         /utf-8 /W4 /WX /EHsc /sdl /guard:cf /Zc:threadSafeInit-)
     target_link_options(build_options INTERFACE /DYNAMICBASE /NXCOMPAT /GUARD:CF)
 else()
+    # The installer writes the DLL anew for every action that runs: small counts for
+    # more than fast.
+    string(REPLACE "-O2" "-Os" CMAKE_CXX_FLAGS_RELWITHDEBINFO "${CMAKE_CXX_FLAGS_RELWITHDEBINFO}")
     target_compile_options(build_options INTERFACE
         -Wall -Wextra -Wconversion -Wmissing-declarations -Werror
         -fstack-protector-strong -ffunction-sections -fdata-sections
         $<$<NOT:$<CONFIG:Debug>>:-D_FORTIFY_SOURCE=2>
+        # No copies of functions for some of their callers, which every object would
+        # hold anew; no locks around local statics: an action runs on one thread.
+        -fno-ipa-sra -fno-ipa-cp -fno-threadsafe-statics
     )
     # -static keeps the compiler's own libraries inside: only system DLLs are
     # imported. Neither time stamps nor chosen base addresses: the same sources
@@ -25,7 +31,11 @@ else()
         -static -fstack-protector-strong -Wl,--gc-sections
         -Wl,--dynamicbase -Wl,--nxcompat
         -Wl,--no-insert-timestamp -Wl,--disable-auto-image-base
+        # Read by scripts/size.sh.
+        -Wl,-Map=$<TARGET_FILE:$<TARGET_PROPERTY:NAME>>.map
     )
-    add_library(tick_count OBJECT ${PROJECT_SOURCE_DIR}/frame/tick_count.cpp)
-    target_sources(build_options INTERFACE $<TARGET_OBJECTS:tick_count>)
+    add_library(small_runtime OBJECT
+        ${PROJECT_SOURCE_DIR}/frame/small_runtime.cpp ${PROJECT_SOURCE_DIR}/frame/tick_count.cpp)
+    target_include_directories(small_runtime PRIVATE ${PROJECT_SOURCE_DIR})
+    target_sources(build_options INTERFACE $<TARGET_OBJECTS:small_runtime>)
 endif()

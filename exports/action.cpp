@@ -1,5 +1,6 @@
 #include "exports/action.h"
 
+#include "frame/errors.h"
 #include "frame/session.h"
 
 #include <atomic>
@@ -59,8 +60,12 @@ UINT RunAction(MSIHANDLE session, const char* name, UINT (*body)(MSIHANDLE sessi
         return body(session);
     } catch (const std::bad_alloc&) {
         return RanOutOfMemory(session, name);
+    } catch (const InvalidArgument&) {
+        return Failed(session, name, E_INVALIDARG);
+#if !defined(__GNUC__)
     } catch (const std::logic_error&) { // an invalid length or position in a text
         return Failed(session, name, E_INVALIDARG);
+#endif
     } catch (int number) {
         return Failed(session, name, number);
     } catch (...) {

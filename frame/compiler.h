@@ -1,5 +1,6 @@
 // Compiler differences. No other file of the library depends on the compiler, except
-// faults.cpp, which is about them.
+// faults.cpp, which is about them, action.cpp, which catches the standard library's
+// errors, and implicit_strings.h.
 #pragma once
 
 #if defined(__GNUC__)
@@ -8,7 +9,7 @@
 #if defined(__clang__)
 #define PRINTF_DIALECT printf
 #else
-#define PRINTF_DIALECT gnu_printf
+#define PRINTF_DIALECT ms_printf // see small_runtime.cpp
 #endif
 #define PRINTF_CHECKED(formatIndex, firstArgument)                                                 \
     __attribute__((format(PRINTF_DIALECT, formatIndex, firstArgument)))

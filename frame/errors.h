@@ -1,17 +1,20 @@
 // What the library throws besides plain error numbers: an invalid argument.
 #pragma once
 
-#include "frame/windows_api.h"
-
-#include <stdexcept>
+#include <exception>
 
 namespace setupactions {
 
-// A text operation got a position or length outside the text.
-class InvalidArgument : public std::invalid_argument {
+// A text operation got a position or length outside the text. GCC's library throws it, too,
+// where small_runtime.cpp is linked.
+class InvalidArgument : public std::exception {
 public:
-    using std::invalid_argument::invalid_argument;
-    HRESULT Code() const { return E_INVALIDARG; }
+    // The text is not copied.
+    explicit InvalidArgument(const char* text) : text_(text) {}
+    const char* what() const noexcept override { return text_; }
+
+private:
+    const char* text_;
 };
 
 } // namespace setupactions

@@ -6,6 +6,7 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <new>
 #include <vector>
 
 namespace setupactions {
@@ -29,11 +30,14 @@ std::string ModulePath(HMODULE module) {
 }
 
 PRINTF_CHECKED(1, 0) std::string FormatList(const char* format, va_list arguments) {
+    char brief[256]; // characters, enough for most lines
     va_list again;
     va_copy(again, arguments);
-    const int length = std::vsnprintf(nullptr, 0, format, arguments);
-    std::string text;
-    if (length > 0) {
+    const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
+    if (length < 0)
+        throw std::bad_alloc();
+    std::string text(brief, std::min<size_t>(static_cast<size_t>(length), sizeof brief - 1));
+    if (text.size() < static_cast<size_t>(length)) {
         text.resize(static_cast<size_t>(length) + 1);
         std::vsnprintf(&text[0], text.size(), format, again);
         text.pop_back();

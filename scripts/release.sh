@@ -46,6 +46,10 @@ objcopy() { i686-w64-mingw32-objcopy -p "$@"; }
     objcopy --strip-all "$build/actionhost.exe" actionhost.exe
     objcopy --strip-all "$build/logreport.exe" logreport.exe
 )
+# The installer writes the DLL anew for every action that runs.
+limit=600000
+size=$(stat -c %s "$content/setupactions.dll")
+[ "$size" -le $limit ] || fail "setupactions.dll has $size bytes, more than $limit; see scripts/size.sh"
 cp -r "$build/kit" "$content/kit"
 cp -r docs/log-lines.md docs/security.md docs/actions "$content/docs"
 sed "1a\\\nOf setupactions.dll, version $version." docs/actions.md >"$content/docs/actions.md"
@@ -59,7 +63,7 @@ sums() { find . -type f ! -name SHA256SUMS | sed 's|^\./||' | LC_ALL=C sort | tr
 find "$content" -type f -exec chmod 644 {} + -exec touch -d "@$(git log -1 --format=%ct)" {} +
 find "$content" -name '*.sh' -exec chmod 755 {} +
 (cd "$out" && find "$name" -type f | LC_ALL=C sort | TZ=UTC zip -q -X -9 -@ "$archive")
-say "made $archive"
+say "made $archive (setupactions.dll: $size bytes)"
 say "sha256 $(sha256sum "$archive" | cut -d' ' -f1)"
 
 [ -n "$check" ] || exit 0

@@ -19,7 +19,7 @@ const size_t VersionLimit = 64;
 std::string HundredfoldVersion(const std::string& version) {
     // Rounded to a double before it is truncated: 4.72 gives 472, where the
     // processor's longer registers would hold 471.99.
-    const volatile double hundredfold = std::strtod(version.c_str(), nullptr) * 100.0;
+    const volatile double hundredfold = std::atof(version.c_str()) * 100.0;
     const double number = hundredfold;
     if (number >= INT_MAX)
         return Format("%d", INT_MAX);

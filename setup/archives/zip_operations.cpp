@@ -14,7 +14,6 @@
 #include "setup/redistributables/source_folder.h"
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace setupactions {
 
@@ -130,7 +129,7 @@ void HandOverOperations(MSIHANDLE session) {
     const CMsiDatabase database(session);
     CMsiHelper rows(database.Handle(), Operations);
     if (!rows.Execute())
-        throw std::runtime_error(Format("Fail to execute: [%s]", Operations));
+        throw static_cast<int>(MsiErrorExecute);
 
     std::string handOff;
     const auto append = [&](const std::string& field) { handOff += field + FieldEnd; };

@@ -7,9 +7,9 @@ namespace {
 std::vector<std::string> broadcasts;
 LRESULT WINAPI KeepBroadcast(HWND window, UINT message, WPARAM wParam, LPARAM lParam, UINT flags,
                              UINT timeOut, DWORD_PTR*) {
-    broadcasts.push_back(setupactions::Format("%p %x %u %s %u %u", window, message, wParam,
-                                              reinterpret_cast<const char*>(lParam), flags,
-                                              timeOut));
+    broadcasts.push_back(
+        setupactions::Format("%d %x %u %s %u %u", window == HWND_BROADCAST, message, wParam,
+                             reinterpret_cast<const char*>(lParam), flags, timeOut));
     return 0;
 }
 
@@ -28,7 +28,7 @@ TEST_F(SessionTest, CommitWindowsSettingsBroadcastsOnceAndOnlyInASession) {
     const ReplacedImport<decltype(KeepBroadcast)> send("SendMessageTimeoutA", KeepBroadcast);
     EXPECT_EQ(CommitWindowsSettings(0), ERROR_SUCCESS);
     EXPECT_EQ(CommitWindowsSettings(session), ERROR_SUCCESS);
-    EXPECT_THAT(broadcasts, testing::ElementsAre("0000ffff 1a 0 Environment 2 5000"));
+    EXPECT_THAT(broadcasts, testing::ElementsAre("1 1a 0 Environment 2 5000"));
 }
 
 TEST_F(SessionTest, GetPidSetsTheIdentifierOfThisProcess) {

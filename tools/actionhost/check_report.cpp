@@ -55,13 +55,13 @@ std::string TextReport(const CheckResult& result) {
         text += Format("calls  %5d  %-9s %s", call.sequence, call.when, call.id.c_str()) +
                 (call.id == call.action ? "" : " -> " + call.action) + "\n";
     }
-    text += count > ManyRows ? Format("calls  not scheduled: %zu rows\n", count) : unscheduled;
+    text += count > ManyRows ? Format("calls  not scheduled: %u rows\n", count) : unscheduled;
     for (const std::string& finding : result.findings)
         text += "found  " + finding + "\n";
     for (const std::string& remark : result.remarks)
         text += "remark  " + remark + "\n";
-    return text + Format("checked  %zu rows that call the library, %d of them in the execute "
-                         "sequence: %zu findings\n",
+    return text + Format("checked  %u rows that call the library, %d of them in the execute "
+                         "sequence: %u findings\n",
                          result.calls.size(), scheduled, result.findings.size());
 }
 

@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cctype>
-#include <sstream>
 
 using namespace setupactions;
 
@@ -340,25 +339,17 @@ std::string StepFault(const PackageRows& package, const std::vector<Step>& steps
     return fault;
 }
 
-std::set<std::string> Pieces(const std::string& text, char separator) {
-    std::set<std::string> pieces;
-    std::istringstream stream(text);
-    for (std::string piece; std::getline(stream, piece, separator);)
-        pieces.insert(piece);
-    return pieces;
-}
-
 void CheckProperties(const PackageRows& package, const std::vector<Step>& steps,
                      std::vector<std::string>& findings) {
     const auto row = package.properties.find(SecureProperties);
-    const std::set<std::string> named =
+    const std::vector<std::string> named =
         Pieces(row == package.properties.end() ? "" : row->second, ';');
     std::string missing;
     for (const SecurePropertyRow& property : SecurePropertyRows) {
-        const std::set<std::string> readers = Pieces(property.actions, ' ');
-        if (named.count(property.name) == 0 &&
+        const std::vector<std::string> readers = Pieces(property.actions, ' ');
+        if (std::count(named.begin(), named.end(), property.name) == 0 &&
             std::any_of(steps.begin(), steps.end(), [&](const Step& step) {
-                return step.ours && readers.count(step.action) > 0;
+                return step.ours && std::count(readers.begin(), readers.end(), step.action) > 0;
             }))
             missing += (missing.empty() ? "" : ";") + std::string(property.name);
     }
@@ -368,7 +359,7 @@ void CheckProperties(const PackageRows& package, const std::vector<Step>& steps,
                                   "them Secure=\"yes\" in WiX",
                                   SecureProperties, missing.c_str()));
     for (const ServerPropertyRow& property : ServerPropertyRows)
-        if (named.count(property.name) > 0)
+        if (std::count(named.begin(), named.end(), property.name) > 0)
             findings.push_back(Format("property %s: take %s out: %s", SecureProperties,
                                       property.name, property.why));
 }

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <sstream>
 
 using namespace setupactions;
 
@@ -252,8 +251,7 @@ void CheckVirtualDirs(const PackageRows& package, std::vector<std::string>& find
         if (first == '-')
             continue;
         const std::string below = "/" + name.substr(first == '/' ? 1 : 0);
-        std::istringstream pieces(row.applicationDirs);
-        for (std::string piece; std::getline(pieces, piece, ';');)
+        for (const std::string& piece : Pieces(row.applicationDirs, ';'))
             if (!piece.empty() && Lower(piece) != Lower(below) &&
                 Lower(piece).compare(0, below.size() + 1, Lower(below) + "/") != 0)
                 findings.push_back(Format("table HalcyonWebVirtualDir, row %s: the application "
@@ -277,6 +275,15 @@ std::set<std::string> LibraryBinaries(const PackageRows& package) {
         if (IsDllRow(row) && FindAction(row.target) != nullptr)
             binaries.insert(row.source);
     return binaries;
+}
+
+std::vector<std::string> Pieces(const std::string& text, char separator) {
+    std::vector<std::string> pieces;
+    for (size_t start = 0, end; start < text.size(); start = end + 1) {
+        end = std::min(text.find(separator, start), text.size());
+        pieces.push_back(text.substr(start, end - start));
+    }
+    return pieces;
 }
 
 std::string Lower(std::string text) {

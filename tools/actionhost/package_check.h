@@ -41,4 +41,7 @@ size_t EditDistance(const std::string& one, const std::string& other);
 // The text with small letters for A to Z.
 std::string Lower(std::string text);
 
+// What stands between the separators.
+std::vector<std::string> Pieces(const std::string& text, char separator);
+
 } // namespace actionhost
