@@ -128,7 +128,7 @@ void HandOverOperations(MSIHANDLE session) {
     LogMessage(session, "[UncompressZipFile] UncompressZipFile calling, first line!");
     const CMsiDatabase database(session);
     CMsiHelper rows(database.Handle(), Operations);
-    if (!rows.Execute())
+    if (!rows.TryExecute())
         throw static_cast<int>(MsiErrorExecute);
 
     std::string handOff;

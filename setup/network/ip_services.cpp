@@ -45,7 +45,7 @@ bool ReadServices(MSIHANDLE session, Change change, std::vector<IPService>& serv
     try {
         CMsiDatabase database(session);
         CMsiHelper& rows = database.CreateView(Query);
-        if (!rows.Execute())
+        if (!rows.TryExecute())
             return false;
         while (rows.Fetch())
             if (Applies(session, rows.GetNamedField("Component_"), change))

@@ -37,7 +37,7 @@ std::map<std::string, std::string> ReadDatabaseAttributes(CMsiDatabase& database
     if (!database.TableExists(AttributeTable))
         return values;
     CMsiHelper& rows = database.CreateView(AttributeQuery);
-    if (!rows.Execute())
+    if (!rows.TryExecute())
         throw static_cast<int>(MsiErrorOpenView);
     while (rows.Fetch())
         if (_stricmp(rows.GetNamedField("Attribute").c_str(), DatabaseFile) == 0)
@@ -52,7 +52,7 @@ const char FileQuery[] = "SELECT `Directory_`, `FileName` FROM `File`, `Componen
 PackageFile FindFile(CMsiDatabase& database, const std::string& fileKey) {
     try {
         CMsiHelper& rows = database.CreateView(Format(FileQuery, fileKey.c_str()));
-        if (!rows.Execute() || !rows.Fetch())
+        if (!rows.TryExecute() || !rows.Fetch())
             return {};
         // Of "short|long" the part after the bar; all of a name without one.
         const std::string& name = rows.GetNamedField("FileName");
@@ -132,7 +132,7 @@ void PointToInstalledFiles(MSIHANDLE session) {
     const std::map<std::string, std::string> attributes = ReadDatabaseAttributes(database);
     std::set<std::string> done; // directories; the first data source decides
     CMsiHelper& sources = database.CreateView(SourceQuery);
-    if (!sources.Execute())
+    if (!sources.TryExecute())
         throw static_cast<int>(MsiErrorOpenView);
     while (sources.Fetch()) {
         const auto attribute = attributes.find(sources.GetNamedField("DataSource"));

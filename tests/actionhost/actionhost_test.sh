@@ -24,7 +24,8 @@ check "action data reaches an action that looks deferred" has "$work/out" "Repor
 check "a deferred action says so" has_line "$work/out" "action  ReportSampleData (deferred)"
 
 host "$sample" MsiCheckStsadmLogFile
-check "a message that ends the installation is shown" has_line "$work/out" "fatal exit  The web parts could not be installed."
+check "a message that ends the installation is shown" has_line "$work/out" \
+    "fatal exit  The web parts could not be installed."
 
 host "$sample" HandOverSampleData SAMPLESERVER=gamma --cost --dll "$REPO/build/x86/sampleactions.dll"
 check "properties and costing are seen by the action" \
@@ -36,7 +37,8 @@ check "and is told" has "$work/out" "result  none"
 
 host --list
 check "the list exits 0" exits 0
-check "the list holds every action" [ "$(wc -l <"$work/out")" = "$(grep -c '^SETUP_ACTION(' "$REPO/exports/catalogue.inc")" ]
+check "the list holds every action" [ "$(wc -l <"$work/out")" = \
+    "$(grep -c '^SETUP_ACTION(' "$REPO/exports/catalogue.inc")" ]
 
 host "$sample" NoSuchAction
 check "an unknown action exits 2" exits 2
@@ -73,7 +75,9 @@ check "help is given, and no failure" eval 'exits 0 && has "$work/out" "--list [
 
 host "$sample" --check
 check "the sample package passes the check" exits 0
-check "with its rows read" grep -qE '^checked  [1-9][0-9]+ rows that call the library, [1-9][0-9]* of them in the execute sequence: 0 findings$' "$work/out"
+check "with its rows read" grep -qE \
+    '^checked  [1-9][0-9]+ rows that call the library, [1-9][0-9]* of them in the execute sequence: 0 findings$' \
+    "$work/out"
 "$REPO/build/x86/kit/import-tables.sh" "$work/a package.msi" >"$work/import"
 host "$work/a package.msi" --check
 check "also with every table of the kit" exits 0
@@ -81,19 +85,23 @@ msibuild "$work/a package.msi" -q "UPDATE CustomAction SET Target = 'GetPdi' WHE
 msibuild "$work/a package.msi" -q "UPDATE CustomAction SET Type = 1 WHERE Action = 'StartAPSService'"
 msibuild "$work/a package.msi" -q "DELETE FROM InstallExecuteSequence WHERE Action = 'SetCopyHTMLViewerData'"
 msibuild "$work/a package.msi" -q 'DROP TABLE KestrelRedirection'
-msibuild "$work/a package.msi" -q 'CREATE TABLE KestrelRedirection (Directory_ CHAR(72) NOT NULL, RegKey CHAR(255), RegValue CHAR(255) PRIMARY KEY Directory_)'
+columns='Directory_ CHAR(72) NOT NULL, RegKey CHAR(255), RegValue CHAR(255) PRIMARY KEY Directory_'
+msibuild "$work/a package.msi" -q "CREATE TABLE KestrelRedirection ($columns)"
 host "$work/a package.msi" --check
 check "a broken package exits 1" exits 1
 check "with one line for each fault" [ "$(grep -c '^found  ' "$work/out")" = 4 ]
-check "a misspelt entry" has_line "$work/out" "found  action GetPid: GetPdi is no action of the library: did you mean GetPid?"
-check "a deferred action that is scheduled immediate" has "$work/out" "found  action StartAPSService: StartAPSService runs deferred only"
+check "a misspelt entry" has_line "$work/out" \
+    "found  action GetPid: GetPdi is no action of the library: did you mean GetPid?"
+check "a deferred action that is scheduled immediate" has "$work/out" \
+    "found  action StartAPSService: StartAPSService runs deferred only"
 check "a deferred action without its data" has "$work/out" "found  action CopyHTMLViewerToPFCD: gets no action data"
 check "a missing column" has "$work/out" "found  table KestrelRedirection: has no column CallNumber"
 host "$work/a package.msi" --check --json
 check "for a build server the same, as JSON" eval 'exits 1 && python3 -c "
 import json, sys
 report = json.load(open(sys.argv[1]))
-assert len(report[\"findings\"]) == 4 and \"table KestrelRedirection\" in [f[\"where\"] for f in report[\"findings\"]]" "$work/out"'
+places = [finding[\"where\"] for finding in report[\"findings\"]]
+assert len(places) == 4 and \"table KestrelRedirection\" in places" "$work/out"'
 host "$work/text.msi" --check
 check "what is no package exits 2" exits 2
 

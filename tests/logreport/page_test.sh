@@ -23,7 +23,7 @@ hides() { grep -F "id=\"$1\"" "$work/dom" | grep -qF ' hidden'; }
 # A failed installation whose values are markup and script.
 evil='"></td><img src=x onerror=alert(1)><script>document.title=1</script>'
 cat >"$work/install.log" <<END
-=== Verbose logging started: 11/22/2026  6:52:10  Build type: SHIP UNICODE 5.00.10011.00  Calling process: C:\Windows\msiexec.exe ===
+=== Verbose logging started: 11/22/2026  6:52:10  Build type: SHIP UNICODE 5.00  Calling process: msiexec.exe ===
 MSI (s) (08:58) [06:52:10:000]: Command Line: SAMPLE=$evil
 Action start 6:52:10: INSTALL.
 Action start 6:52:11: GetMachineName.
@@ -34,7 +34,7 @@ Action start 6:52:12: CheckSQLInstalled.
 Action ended 6:52:12: CheckSQLInstalled. Return value 1.
 Action start 6:52:13: CreateNTUserGroup.
 11/22/2026, 6:52:13: Failure(CreateNTUserGroup): Couldn't create the Kestrel NT User Group, error $evil
-CustomAction CreateNTUserGroup returned actual error code 1603 (note this may not be 100% accurate if translation happened inside sandbox)
+CustomAction CreateNTUserGroup returned actual error code 1603 (note this may not be 100% accurate)
 Action ended 6:52:13: CreateNTUserGroup. Return value 3.
 Action ended 6:52:14: INSTALL. Return value 3.
 Property(S): ProductName = $evil
@@ -42,7 +42,8 @@ MSI (s) (08:58) [06:52:14:000]: Product: $evil -- Installation failed.
 MSI (s) (08:58) [06:52:14:000]: MainEngineThread is returning 1603
 === Verbose logging stopped: 11/22/2026  6:52:14 ===
 END
-"$REPO/scripts/logreport" "$work/install.log" --html "$work/report.html" --reference "$REPO/build/reference/" >"$work/out" 2>&1
+"$REPO/scripts/logreport" "$work/install.log" --html "$work/report.html" --reference "$REPO/build/reference/" \
+    >"$work/out" 2>&1
 check "the installation failed" [ $? = 1 ]
 browse report.html
 check "the page's own script runs" shows '3 of 3'
@@ -59,7 +60,8 @@ check "a line's word finds its action" shows '1 of 3'
 check "which is opened" [ "$(grep -cE 'class="action" id="[^"]*" open' "$work/dom")" = 1 ]
 browse 'report.html#filter=%'
 check "an address that is none does no harm" quiet
-grep -ohE 'href="[^"#]*#[^"]*"' "$work/report.html" | grep -F /reference/ | sed -E 's/href="(.*)#(.*)"/\1 \2/' | sort -u >"$work/links"
+grep -ohE 'href="[^"#]*#[^"]*"' "$work/report.html" | grep -F /reference/ | sed -E 's/href="(.*)#(.*)"/\1 \2/' |
+    sort -u >"$work/links"
 while read -r page anchor; do check "the reference has $anchor" has "$page" "id=\"$anchor\""; done <"$work/links"
 
 grep -vE 'actual error code|-- Installation failed' "$work/install.log" |

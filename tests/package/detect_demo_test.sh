@@ -13,6 +13,7 @@ check "nothing is missed" has_not "$work/out" "MISSED"
 grep -v -i -e SYBASE -e '1.4.2_06\]' "$REPO/package/sample/machine.reg" >"$work/less.reg"
 check "it fails on a machine that lacks two things" eval '! demo "$work/less.reg"'
 check "the first is reported" has "$work/out" 'MISSED   HASSYBASECLIENT: "", expected 1'
-check "and both are counted, with the folder that depends on one" has "$work/out" "3 properties were not found as planted"
+check "and both are counted, with the folder that depends on one" has "$work/out" \
+    "3 properties were not found as planted"
 
 finish

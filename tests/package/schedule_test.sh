@@ -18,9 +18,11 @@ build=$REPO/build/x86
     awk '!/^#/ && !seen[$1]++ { print "<?define Schedule" $1 " = Files ?>" }' "$REPO/exports/schedule.txt"
     echo '</Include>'
 } >"$work/tasks.wxi"
-cp "$REPO"/tests/support/kit_package/* "$build"/kit/setupactions.wxi "$build"/setupactions.dll "$build"/sample_server.exe "$work"
+cp "$REPO"/tests/support/kit_package/* "$build"/kit/setupactions.wxi "$build"/setupactions.dll \
+    "$build"/sample_server.exe "$work"
 echo '  <add key="server" value="alpha" />' >"$work/block.txt"
-check "a package with every task builds" eval '(cd "$work" && wixl -o kit.msi package.wxs && "$build/kit/import-tables.sh" kit.msi) >"$work/out" 2>&1'
+check "a package with every task builds" eval \
+    '(cd "$work" && wixl -o kit.msi package.wxs && "$build/kit/import-tables.sh" kit.msi) >"$work/out" 2>&1'
 
 new_machine "$WINEPREFIX"
 map_drive "$WINEPREFIX" p "$build"
@@ -35,7 +37,8 @@ keep_machine
 find_faults() { "$REPO/scripts/actionhost" "$1" --check | grep -E '^(found|remark)  ' >"$work/found"; }
 find_faults "$work/kit.msi"
 check "the check finds nothing" has_not "$work/found" 'found  '
-check "and remarks once on the rights of what runs last" test "$(grep -c '^remark  .*started elevated: .*RemoveIPService' "$work/found")" = 1
+check "and remarks once on the rights of what runs last" test \
+    "$(grep -c '^remark  .*started elevated: .*RemoveIPService' "$work/found")" = 1
 
 # Each line: the row that is found faulty, and the change that makes it so.
 move() { echo "UPDATE InstallExecuteSequence SET Sequence = $2 WHERE Action = '$1'"; }
@@ -45,7 +48,8 @@ UpdateFeatureForAPSConflict|$(move UpdateFeatureForAPSConflict 1015)
 SuppressReboot|$(move SuppressReboot 6590)
 SetODBCPath|$(on SetODBCPath 'NOT REMOVE="ALL"')
 MsiCreateWebPartUnInstallBatchFile|$(on MsiRunCmdlineSilent 'NOT Installed')
-BrowseForVXInstaller|INSERT INTO InstallExecuteSequence (Action, Condition, Sequence) VALUES ('BrowseForVXInstaller', 'UILevel=5', 1290)
+BrowseForVXInstaller|INSERT INTO InstallExecuteSequence (Action, Condition, Sequence) VALUES \
+    ('BrowseForVXInstaller', 'UILevel=5', 1290)
 InstallPubWizAs|$(move InstallPubWizAs 1160)
 InstallPubWizAs|DELETE FROM InstallUISequence WHERE Action = 'InstallPubWizAs'
 SetExcelAddinInstallRegName|$(on SetExcelAddinInstallRegName 'NOT Installed')
@@ -73,15 +77,18 @@ take_snapshot "$WINEPREFIX" "$work/before"
 cd "$drive" || exit 1
 run install /i 'Q:\kit.msi'
 check "the web.config is prepared before the merge" has 'Program Files/Kit/web.config' 'key="server"'
-check "the web part is installed" has windows/temp/InstallSharePointWebPartLog.txt 'stand-in for stsadm.exe: -o addwppack'
+check "the web part is installed" has windows/temp/InstallSharePointWebPartLog.txt \
+    'stand-in for stsadm.exe: -o addwppack'
 run repair /i 'Q:\kit.msi' REINSTALL=ALL REINSTALLMODE=amus
 check "changes nothing" test ! -s "$work/repair.changes"
 run change /i 'Q:\kit.msi' REMOVE=More
 check "removes the feature, nothing else" test "$(cat "$work/change.changes")" = '- Program Files/Kit/more.txt'
 run remove /x 'Q:\kit.msi'
-check "the web part is removed with the package" has "$(find users -name UnInstallSharePointWebPartLog.txt)" 'stand-in for stsadm.exe: -o deletewppack'
+check "the web part is removed with the package" has "$(find users -name UnInstallSharePointWebPartLog.txt)" \
+    'stand-in for stsadm.exe: -o deletewppack'
 show_difference "$work/before" "$work/remove" | grep -v -E "^. ${INSTALLERS_OWN#^}" >"$work/left"
-check "and everything else, including what DeferredRemoveFile was told to delete" test "$(cat "$work/left")" = '- kit/left.txt'
+check "and everything else, including what DeferredRemoveFile was told to delete" test "$(cat "$work/left")" = \
+    '- kit/left.txt'
 for name in install repair change remove; do
     check "no action failed: $name" has_not "$work/$name.log" ' crashed'
 done

@@ -18,7 +18,7 @@ void ForEachSlot(
 // that name.
 void** FindSlot(HMODULE module, const char* function);
 
-// Writes a slot and answers what it held before.
+// Writes a slot and returns what it held before.
 void* WriteSlot(void** slot, void* value);
 
 } // namespace importtable

@@ -38,7 +38,7 @@ const CatalogueRow* FindAction(const std::string& name);
 // the other.
 size_t EditDistance(const std::string& one, const std::string& other);
 
-// The text with small letters for A to Z.
+// The text with A to Z in lower case.
 std::string Lower(std::string text);
 
 // What stands between the separators.

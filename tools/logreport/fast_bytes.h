@@ -9,7 +9,7 @@ namespace logreport {
 // The first line feed from a byte on; null where there is none before the end.
 const char* FindLineFeed(const char* from, const char* end);
 
-// Writes one byte for each 16-bit unit until one is not ASCII; answers how many units.
+// Writes one byte for each 16-bit unit until one is not ASCII; returns how many units.
 size_t NarrowAscii(char* to, const char* from, size_t units);
 
 } // namespace logreport

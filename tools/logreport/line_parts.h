@@ -46,7 +46,7 @@ const int64_t NoNumber = INT64_MIN;
 int64_t NumberIn(std::string_view text, size_t at, size_t digits);
 
 // A time "6:52:19" at the start, its separators as the system's language has them.
-// Takes it and answers it in ms since midnight; -1 where there is none.
+// Takes it and returns it in ms since midnight; -1 where there is none.
 int64_t TakeClock(std::string_view& text);
 
 } // namespace logreport
