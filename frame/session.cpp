@@ -34,15 +34,17 @@ PRINTF_CHECKED(1, 0) std::string FormatList(const char* format, va_list argument
     va_list again;
     va_copy(again, arguments);
     const int length = std::vsnprintf(brief, sizeof brief, format, arguments);
-    if (length < 0)
-        throw std::bad_alloc();
-    std::string text(brief, std::min<size_t>(static_cast<size_t>(length), sizeof brief - 1));
-    if (text.size() < static_cast<size_t>(length)) {
+    std::string text;
+    if (length >= static_cast<int>(sizeof brief)) {
         text.resize(static_cast<size_t>(length) + 1);
         std::vsnprintf(&text[0], text.size(), format, again);
         text.pop_back();
+    } else if (length > 0) {
+        text.assign(brief, static_cast<size_t>(length));
     }
     va_end(again);
+    if (length < 0)
+        throw std::bad_alloc();
     return text;
 }
 
