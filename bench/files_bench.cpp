@@ -79,10 +79,12 @@ int main(int count, char** arguments) {
                       theirs = root + "\\theirs", last = "\\99\\99";
     Require(CreateDirectoryA(root.c_str(), nullptr), root.c_str());
     MakeTree(tree);
+    const std::string xcopyTree =
+        std::string("xcopy /s /e /i /q ").append(tree).append(" ").append(theirs);
     Best copying, removing, xcopy, rmdir, starting;
     for (int run = 0; run < Runs; ++run) {
         copying.Time([&] { CopyDirectory(0, tree, mine); });
-        xcopy.Time([&] { RunProgram("xcopy /s /e /i /q " + tree + " " + theirs); });
+        xcopy.Time([&] { RunProgram(xcopyTree); });
         Require(IsThere(mine + last) && IsThere(theirs + last), "copying");
         removing.Time([&] { RemoveFolderStructure(0, mine); });
         rmdir.Time([&] { RunProgram("cmd /c rmdir /s /q " + theirs); });

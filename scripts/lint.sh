@@ -133,9 +133,10 @@ say "analysing the product's sources in depth"
 library=$(i686-w64-mingw32-g++-posix -print-file-name=include/c++)
 tidy=(clang-tidy -p build/lint --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-Wpedantic
     --extra-arg=-isystem"$library" --extra-arg=-isystem"$library/i686-w64-mingw32")
-# Static analysis cannot read GCC's precompiled headers.
+# Static analysis reads neither GCC's precompiled headers nor its own options.
 mkdir -p build/lint
-sed 's| -Winvalid-pch -include [^ ]*/cmake_pch.hxx||' build/x86/compile_commands.json >build/lint/compile_commands.json
+sed 's| -Winvalid-pch -include [^ ]*/cmake_pch.hxx||; s| -fno-ipa-[a-z]*||g' build/x86/compile_commands.json \
+    >build/lint/compile_commands.json
 commands=$(sed "s|$REPO/||g" build/lint/compile_commands.json)
 tidy_one() {
     local name=$1 mark=$2 log

@@ -83,7 +83,8 @@ std::string JavaPrefix() {
             continue;
         std::string version, home;
         return ReadMachineText(key, "CurrentVersion", version) &&
-                       ReadMachineText(key + "\\" + version, "JavaHome", home)
+                       ReadMachineText(Format("%s\\%s", key.c_str(), version.c_str()), "JavaHome",
+                                       home)
                    ? "\"" + home + "\\bin\\"
                    : "";
     }

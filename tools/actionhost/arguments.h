@@ -30,7 +30,7 @@ struct Arguments {
     bool help = false;
 };
 
-extern const char Usage[];
+extern const char Usage[]; // NOLINT(bugprone-dynamic-static-initializers): a constant
 
 // Reads the words after the program's name. Throws UsageError.
 Arguments ParseArguments(const std::vector<std::string>& words);
