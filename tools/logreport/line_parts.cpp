@@ -23,8 +23,6 @@ View TakeUntil(View& text, View mark) {
     return taken;
 }
 
-const char FullStop[] = "\xE3\x80\x82";
-
 bool TakeStop(View& text) {
     for (const View stop : {View("."), View(FullStop)}) {
         if (!EndsWith(text, stop))

@@ -33,7 +33,7 @@ std::string_view TakeUntil(std::string_view& text, std::string_view mark);
 
 // Takes the full stop at the text's end, also that of Chinese and Japanese.
 bool TakeStop(std::string_view& text);
-extern const char FullStop[4]; // of Chinese and Japanese, in UTF-8
+inline constexpr char FullStop[] = "\xE3\x80\x82"; // of Chinese and Japanese, in UTF-8
 
 // The value after "Name=" in "Op(Name=value,Other=value)", up to the next comma.
 std::string_view Argument(std::string_view text, std::string_view name);
