@@ -24,12 +24,14 @@ ctest --preset coverage -j "$(nproc)" -R "${1:-.}" --output-on-failure ||
 
 # gcov prints for each source: File 'PATH', then: Lines executed:PERCENT% of LINES.
 find "$folder" -path '*setupactions_code*' -name '*.gcno' -print0 |
-    xargs -0 -n 50 i686-w64-mingw32-gcov -n 2>/dev/null |
+    xargs -0 -n 50 i686-w64-mingw32-gcov-posix -n 2>/dev/null |
     awk -v top="$REPO/" '
         /^File / {
             file = substr($0, 7, length($0) - 7)
-            counts = index(file, top) == 1 && file ~ /\.cpp$/
-            folder = substr(file, length(top) + 1)
+            if (index(file, top) == 1) file = substr(file, length(top) + 1)
+            sub(/^(\.\.\/)+/, "", file)
+            counts = file ~ /^[a-z].*\.cpp$/
+            folder = file
             sub("/[^/]*$", "", folder)
         }
         /^Lines executed:/ && counts {
