@@ -25,8 +25,16 @@ show_progress() {
     [ ! -t 1 ] || printf '\r\033[K'
 }
 
+# One build at a time: tests that show the demos build, too.
+exec 8>build/build.lock
+flock 8
 say "building (output in $log)"
-if ! { cmake --preset x86 && cmake --build --preset x86-all "${targets[@]}"; } 2>&1 | tee "$log" | show_progress; then
+build() {
+    # Afterwards the build reads the project anew by itself when that changed.
+    [ -f build/x86/build.ninja ] || cmake --preset x86
+    cmake --build --preset x86-all "${targets[@]}"
+}
+if ! build 2>&1 8>&- | tee "$log" | show_progress; then
     grep -E -A3 'error|Error|FAILED' "$log" | head -n 40 >&2 || tail -n 20 "$log" >&2
     fail "the build failed; the whole output is in $log"
 fi

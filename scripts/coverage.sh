@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# Prints for each folder of the library how many of its lines the test programs run:
-#   scripts/coverage.sh [PATTERN]   (of the tests' names; without one, all)
+# Prints for each folder of the library how many of its lines the unit tests run:
+#   scripts/coverage.sh [PATTERN]   (of the names of rooms; without one, all)
 # Builds the preset "coverage", which is not optimised, in build/coverage.
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
@@ -13,13 +13,13 @@ say "building (output in build/coverage.log)"
     { tail -n 20 build/coverage.log >&2; fail "the build failed"; }
 find "$folder" -name '*.gcda' -delete
 
-# What a program counted it writes at its end, beside its objects: the build folder is
-# the drive B: on the machine.
+# What the program counted it adds at its end to what stands beside its objects, one run
+# after the other: the build folder is the drive B: on the machine.
 components=${folder//[!\/]/}
 export GCOV_PREFIX=B: GCOV_PREFIX_STRIP=${#components}
 new_machine "$REPO/build/machines/tests-coverage"
 trap 'stop_machine "$REPO/build/machines/tests-coverage"' EXIT
-ctest --preset coverage -j "$(nproc)" -R "${1:-.}" --output-on-failure ||
+ctest --preset coverage -R "${1:-.}" --output-on-failure ||
     say "the figures are of a run with failed tests"
 
 # gcov prints for each source: File 'PATH', then: Lines executed:PERCENT% of LINES.

@@ -58,10 +58,19 @@ keep_machine() {
     start_machine
 }
 
-# run_on_engine PROGRAM [ARGUMENT ...]: runs a Windows program on $WINEPREFIX.
-# The engine's complaint about a font library that nothing here needs is left out.
+# run_on_engine PROGRAM [ARGUMENT ...]: runs a Windows program on $WINEPREFIX, and ends
+# when its output is written. The engine's complaint about a font library that nothing
+# here needs is left out.
 run_on_engine() {
     start_machine
-    { "$WINELOADER" "$@" 2>&3 | tr -d '\r'; return "${PIPESTATUS[0]}"; } \
-        3> >(grep --line-buffered -v -e FreeType -e '^use TrueType fonts' -e '^or equal to 2.0.5' -e 'freetype.org' >&2)
+    {
+        {
+            "$WINELOADER" "$@" 2>&3 3>&- | tr -d '\r' >&4
+            exit "${PIPESTATUS[0]}"
+        } 3>&1 | {
+            grep --line-buffered -v -e FreeType -e '^use TrueType fonts' -e '^or equal to 2.0.5' \
+                -e 'freetype.org' >&2 || true
+        }
+        return "${PIPESTATUS[0]}"
+    } 4>&1
 }

@@ -10,17 +10,17 @@ cmake --preset x86 >build/build.log 2>&1 || { tail -n 20 build/build.log >&2; fa
 
 # The sources are checked while the tests wait for their machines.
 say "checking the sources meanwhile (output in build/lint.log)"
-nice "$REPO/scripts/lint.sh" >build/lint.log 2>&1 &
+setsid nice "$REPO/scripts/lint.sh" >build/lint.log 2>&1 &
 lint=$!
-trap 'kill "$lint" 2>/dev/null || true; stop_machine "$REPO/build/machines/tests"' EXIT
+trap 'kill -- -"$lint" 2>/dev/null || true' EXIT
 
 "$REPO/scripts/build.sh"
 say "running the tests"
 for machine in "$REPO"/build/machines/*/; do stop_machine "${machine%/}"; done
-new_machine "$REPO/build/machines/tests"
-WINEPREFIX=$REPO/build/machines/tests keep_machine
+for machine in tests sweep fuzz; do new_machine "$REPO/build/machines/$machine"; done
 tests=0
-ctest --preset x86 -j "$(nproc)" || tests=$?
+# More tests than processors: a good part of their time is waiting.
+ctest --preset x86 -j $(($(nproc) * 3 / 2)) || tests=$?
 say "waiting for the sources' check"
 wait "$lint" || { cat build/lint.log >&2; fail "the sources' check failed"; }
 exit "$tests"

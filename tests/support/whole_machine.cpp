@@ -19,10 +19,6 @@ using setupactions::InstallerHandle;
 
 namespace {
 
-// Intercepted before any fixture replaces its calls.
-const HMODULE library = moduleUnderTest =
-    LoadLibraryA((TestProgramFolder() + "..\\setupactions.dll").c_str());
-
 const char Records[] = "records";
 const char Temporary[] = "temporary\\";
 const int LongestRun = 300000; // calls; more means an endless loop
@@ -185,6 +181,12 @@ std::string Unfailing() {
     return names;
 }
 
+LibraryUnderTest::LibraryUnderTest() {
+    static const HMODULE library =
+        LoadLibraryA((TestProgramFolder() + "..\\setupactions.dll").c_str());
+    moduleUnderTest = library;
+}
+
 WholeMachine::WholeMachine() : standIns_(std::make_unique<StandIns>()) {
     SetEnvironmentVariableA("PLUG_IN_RESULT", "0");
     SetEnvironmentVariableA("PLUG_IN_GROUP", "Users");
@@ -316,7 +318,7 @@ void WholeMachine::Plant(const Scenario& scenario) {
     runMode = MSIRUNMODE_ADMIN;
     Each("data", [](const std::string&, const std::string&) { runMode = MSIRUNMODE_SCHEDULED; });
     imports_.reset();
-    imports_ = std::make_unique<ImportedCalls>(library);
+    imports_ = std::make_unique<ImportedCalls>(moduleUnderTest);
     for (const char* call : {"TerminateProcess", "SendMessageTimeoutA", "FlushFileBuffers",
                              "ChangeServiceConfigA", "DeleteService"})
         ImportedCalls::Answer(call, TRUE);
@@ -376,7 +378,7 @@ WholeMachine::Outcome WholeMachine::Run(const ImportedCalls::Fails& fails) {
     made_.clear();
     int made = 0;
     const auto action = reinterpret_cast<UINT(WINAPI*)(MSIHANDLE)>(
-        reinterpret_cast<void*>(GetProcAddress(library, scenario_->action.c_str())));
+        reinterpret_cast<void*>(GetProcAddress(moduleUnderTest, scenario_->action.c_str())));
     outcome.before = FilesMade();
     Each("rollback", [&](const std::string&, const std::string&) {
         runMode = MSIRUNMODE_SCHEDULED;

@@ -29,9 +29,15 @@ const std::vector<Scenario>& Scenarios();
 // also gives the reasons.
 std::string Unfailing();
 
+// The delivered library, whose calls the fixtures replace from then on.
+struct LibraryUnderTest {
+    LibraryUnderTest();
+    ~LibraryUnderTest() { moduleUnderTest = nullptr; }
+};
+
 struct StandIns;
 
-class WholeMachine : public ServicesTest, public WatchedWebStore {
+class WholeMachine : LibraryUnderTest, public ServicesTest, public WatchedWebStore {
 protected:
     using Files = std::map<std::string, std::string>; // contents by path below Scratch()
 
