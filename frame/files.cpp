@@ -40,6 +40,19 @@ bool IsFolder(DWORD attributes) {
     return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
 }
 
+// True for a link to a folder and for a symbolic link to a file. Other reparse points of
+// files (deduplicated or archived ones) are the files themselves.
+bool IsLink(const WIN32_FIND_DATAA& entry) {
+    return IsFolderLink(entry.dwFileAttributes) ||
+           ((entry.dwFileAttributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 &&
+            entry.dwReserved0 == IO_REPARSE_TAG_SYMLINK);
+}
+
+bool IsLinkAt(const std::string& path) {
+    WIN32_FIND_DATAA entry = {};
+    return StartSearch(path, entry) && IsLink(entry);
+}
+
 // False for a name that would lead elsewhere when used in a path: in the ANSI code page
 // a letter may have become a separator, and "..\outside" then names another folder.
 // Blanks and dots at the end of a path are ignored.
@@ -56,6 +69,10 @@ std::string Join(std::string folder, const char* name) {
 void LogCopy(MSIHANDLE session, const char* recordTemplate,
              std::initializer_list<std::string> fields) {
     SendRecord(session, INSTALLMESSAGE_INFO, recordTemplate, fields, CopyRecordFields);
+}
+
+void LogRefused(MSIHANDLE session, const std::string& destination) {
+    LogCopy(session, "CopyDirectory: Dest: [1] is a link or in use, skipping", {destination});
 }
 
 bool CopyOneFile(const std::string& from, const std::string& to, UndoRecord* record) {
@@ -84,7 +101,7 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
     }
     const HeldFolder held(destination);
     if (!held.IsInPlace()) {
-        LogCopy(session, "CopyDirectory: Dest: [1] is a link or in use, skipping", {destination});
+        LogRefused(session, destination);
         return false;
     }
 
@@ -102,12 +119,14 @@ bool CopyTree(MSIHANDLE session, const std::string& source, const std::string& d
         const std::string to = Join(destination, entry.cFileName);
         if (!IsPlainName(entry.cFileName)) {
             LogCopy(session, "CopyDirectory: Source: [1] is no plain name, skipping", {from});
-        } else if (IsFolderLink(entry.dwFileAttributes)) {
+        } else if (IsLink(entry)) {
             LogCopy(session, "CopyDirectory: Source: [1] is a link, skipping", {from});
         } else if (IsFolder(entry.dwFileAttributes)) {
             // A destination below the source would be copied into itself forever.
             if (lstrcmpiA(FullPath(from).c_str(), wholeDestination.c_str()) != 0)
                 CopyTree(session, from, to, wholeDestination, record);
+        } else if (IsLinkAt(to)) {
+            LogRefused(session, to);
         } else if (!CopyOneFile(from, to, record)) {
             LogCopy(session, "CopyDirectory(): CopyFile([1],[2]) failed. Error: [3]",
                     {from, to, ErrorText(GetLastError())});

@@ -11,8 +11,9 @@ class UndoRecord;
 
 // Copies the contents of the source folder to the destination folder, which is created
 // when its parent exists. Failures, such as paths longer than the system allows, are
-// logged and skipped. The walk enters neither links to folders below the source nor the
-// destination itself. With a record, whatever is created or replaced is recorded first.
+// logged and skipped. Links below the source are not copied, and nothing is written
+// through a link of the destination. The walk does not enter the destination itself. With a
+// record, whatever is created or replaced is recorded first.
 // Result: true when the source was walked, even if single files failed.
 bool CopyDirectory(MSIHANDLE session, const std::string& source, const std::string& destination,
                    UndoRecord* record = nullptr);

@@ -36,6 +36,16 @@ BOOL WINAPI InterruptedDelete(const char* path) {
     return deleted;
 }
 
+// Shows a file as a symbolic link, which this engine never does.
+HANDLE WINAPI SearchShowingALink(const char* path, WIN32_FIND_DATAA* entry) {
+    const HANDLE found = search->Original()(path, entry);
+    if (path == root + "to\\linked") {
+        entry->dwFileAttributes |= FILE_ATTRIBUTE_REPARSE_POINT;
+        entry->dwReserved0 = IO_REPARSE_TAG_SYMLINK;
+    }
+    return found;
+}
+
 BOOL WINAPI BrokenNext(HANDLE, WIN32_FIND_DATAA*) {
     SetLastError(ERROR_DEV_NOT_EXIST);
     return FALSE;
@@ -168,9 +178,17 @@ TEST_F(FilesTest, ACopyEndsWhereTheSourceLeadsBackToIt) {
 
 TEST_F(FilesTest, ACopyDoesNotGoThroughLinksOfItsDestination) {
     File("from\\sub\\a");
-    Shell("mkdir -p outside to; ln -s ../outside to/sub");
+    File("from\\linked");
+    File("to\\linked", "old");
+    Shell("mkdir outside; ln -s ../outside to/sub");
+    const ReplacedImport<decltype(SearchShowingALink)> first("FindFirstFileA", SearchShowingALink);
+    search = &first;
+    root = scratch;
     EXPECT_TRUE(CopyDirectory(session, scratch + "from", scratch + "to"));
-    EXPECT_THAT(Log(), ElementsAre("CopyDirectory: Dest: " + scratch +
-                                   "to\\sub is a link or in use, skipping"));
+    const std::string start = "CopyDirectory: Dest: " + scratch + "to\\";
+    EXPECT_THAT(Log(),
+                testing::UnorderedElementsAre(start + "sub is a link or in use, skipping",
+                                              start + "linked is a link or in use, skipping"));
+    EXPECT_EQ(FileText(scratch + "to\\linked"), "old");
     EXPECT_TRUE(RemoveDirectoryA((scratch + "outside").c_str())) << "still empty";
 }
