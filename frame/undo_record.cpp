@@ -119,7 +119,9 @@ bool MakeOwnFolder(const std::string& folder) {
     SECURITY_ATTRIBUTES attributes = {sizeof attributes, descriptor.Get(), FALSE};
     if (CreateDirectoryA(folder.c_str(), &attributes))
         return true;
-    if (GetLastError() == ERROR_ALREADY_EXISTS && IsOwnFolder(folder))
+    if (GetLastError() != ERROR_ALREADY_EXISTS)
+        return false;
+    if (IsOwnFolder(folder))
         return true;
     SetLastError(ERROR_INVALID_OWNER);
     return false;
