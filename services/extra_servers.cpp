@@ -1,6 +1,7 @@
 #include "services/extra_servers.h"
 
 #include "exports/action.h"
+#include "frame/ansi_text.h"
 #include "frame/deferred_data.h"
 #include "frame/guard.h"
 #include "frame/msi_database.h"
@@ -17,7 +18,7 @@ namespace {
 const char DeferredAction[] = "RemoveExtraServers"; // the property of its action data
 const char InstalledServices[] = "SELECT `Name` FROM `ServiceInstall`";
 const UINT NameField = 1;
-const char NameEnd = '|';
+const char NameEnd[] = "|";
 
 const DWORD AllServiceTypes = 0x13F;          // drivers, own and shared processes, interactive ones
 const size_t EnumerationSize = 1800;          // bytes
@@ -46,7 +47,7 @@ void HandOverServiceNames(MSIHANDLE session) {
 std::vector<std::string> SplitServiceNames(const std::string& actionData) {
     std::vector<std::string> names;
     for (size_t start = 0; start < actionData.size();) {
-        const size_t end = std::min(actionData.find(NameEnd, start), actionData.size());
+        const size_t end = std::min(FindCharacter(actionData, NameEnd, start), actionData.size());
         if (end > start)
             names.push_back(actionData.substr(start, end - start));
         start = end + 1;

@@ -2,6 +2,7 @@
 
 #include "frame/handles.h"
 #include "tests/support/services_test.h"
+#include "tests/support/two_byte_characters.h"
 
 #include <stdexcept>
 
@@ -61,6 +62,7 @@ TEST_F(ExtraServersTest, ClonesAreStoppedAndDeletedAndOthersLeftAlone) {
     } cases[] = {
         {"clones", "||Serv||Absent|", "", "Serv\nAbsent\n" + heading + clone + server},
         {"no name", "|||", "", heading},
+        {"a character of two bytes", "\x83|SERVER|", "", "\x83|SERVER\n" + heading},
         {"no manager", "S|", "OpenSCManager", "S\n" + heading},
         {"no service", "serv|", "OpenService", "serv\n" + heading + closed + closed},
         {"a crash ends it silently", "Serv", "DeleteService", "Serv\n" + heading + stop},
@@ -71,6 +73,7 @@ TEST_F(ExtraServersTest, ClonesAreStoppedAndDeletedAndOthersLeftAlone) {
          "Serv\n" + heading +
              "RemoveExtraServers: Not all services could be listed (error 4026531824)\n"},
     };
+    const TwoByteCharacters twoBytes;
     for (const auto& row : cases) {
         services = {{"My Serv", SERVICE_RUNNING},
                     {"SERVER", SERVICE_RUNNING},
