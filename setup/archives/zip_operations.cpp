@@ -141,20 +141,27 @@ void HandOverOperations(MSIHANDLE session) {
         if (action == ComponentAction::None)
             continue;
         const std::string folder = DestinationFolder(session, directory);
-        if (!MayHandOver(folder) ||
-            (action == ComponentAction::Installing && !MayHandOver(archive))) {
+        const auto leaveAlone = [&](const std::string& path) {
             LogFormat(session,
                       "[UncompressZipFile] %s to %s: no paths to hand over, left "
                       "alone. ('%s', '%s')",
-                      file.c_str(), directory.c_str(), archive.c_str(), folder.c_str());
+                      file.c_str(), directory.c_str(), path.c_str(), folder.c_str());
+        };
+        if (!MayHandOver(folder) ||
+            (action == ComponentAction::Installing && !MayHandOver(archive))) {
+            leaveAlone(archive);
             continue;
         }
         if (action == ComponentAction::Installing) {
-            append(InstallOperation);
-            append(archive);
             std::string command;
             if (!SetUnZipCmd(session, command))
                 LogMessage(session, "[SetUnzipCmd] Failed to find unzip.exe");
+            if (FindCharacter(command, FieldEnd) != std::string::npos) {
+                leaveAlone(command);
+                continue;
+            }
+            append(InstallOperation);
+            append(archive);
             append(command + UnzipArguments(archive, folder));
             ExpectProgress(session, UnzipUnits * ProgressUnitTicks);
         } else {

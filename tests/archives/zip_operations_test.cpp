@@ -94,6 +94,8 @@ TEST_F(ZipOperationsTest, ARowIsHandedOverOnlyWithPathsThatEndWhereTheyAreMeantT
             expectNothing(evil + " in " + directory);
             MsiSetTargetPathA(session, directory, before.c_str());
         }
+    SetProperty("TempFolder", "C:\\x|uninstall|C:\\other|");
+    expectNothing("the tool's folder");
     Sql("UPDATE `KestrelUnzipOperations` SET `DestinationDirectory` = 'No' WHERE `Zip` = 'new'");
     expectNothing("a directory that the package does not know");
 }
