@@ -1,6 +1,7 @@
 // Directs the database files of the package's ODBC data sources to where an
 // earlier installation left them.
 #include "exports/action.h"
+#include "frame/ansi_text.h"
 #include "frame/directories.h"
 #include "frame/feature_state.h"
 #include "frame/install_registry.h"
@@ -56,7 +57,7 @@ PackageFile FindFile(CMsiDatabase& database, const std::string& fileKey) {
             return {};
         // Of "short|long" the part after the bar; all of a name without one.
         const std::string& name = rows.GetNamedField("FileName");
-        return {rows.GetNamedField("Directory_"), name.substr(name.find('|') + 1)};
+        return {rows.GetNamedField("Directory_"), name.substr(FindCharacter(name, "|") + 1)};
     } catch (int) {
         return {};
     }
@@ -72,7 +73,7 @@ PackageFile ParseDatabaseFile(CMsiDatabase& database, const std::string& text) {
     const std::string name = text.substr(end + 1);
     if (key[0] == '#')
         return name.empty() ? FindFile(database, key.substr(1)) : PackageFile();
-    if (name.find_first_of("\\/[]") != std::string::npos)
+    if (FindCharacter(name, "\\/[]") != std::string::npos)
         return {};
     return {key, name};
 }
