@@ -174,14 +174,16 @@ void HandOverOperations(MSIHANDLE session) {
 
 void CDFilesDelete(MSIHANDLE session, const std::string& folder) {
     Guarded(session, "RemoveFolderStructure failed", [&] {
-        LogFormat(session, "[CDFilesDelete] Remove directory %s.", folder.c_str());
-        if (folder.empty())
+        if (folder.empty()) {
             LogMessage(session, "[RemoveFolderStructure] FolderName is empty.");
-        else if (!IsOwnPath(folder))
-            LogFormat(session, "[CDFilesDelete] %s is no folder of its own, left alone.",
-                      folder.c_str());
-        else
-            RemoveFolderStructure(session, folder);
+        } else {
+            LogFormat(session, "[CDFilesDelete] Remove directory %s.", folder.c_str());
+            if (IsOwnPath(folder))
+                RemoveFolderStructure(session, folder);
+            else
+                LogFormat(session, "[CDFilesDelete] %s is no folder of its own, left alone.",
+                          folder.c_str());
+        }
         LogMessage(session, "[RemoveFolderStructure] completes.");
     });
 }
