@@ -34,6 +34,8 @@ TEST(ProfileTexts, AreReadAsTheProfileCallsReadThem) {
     EXPECT_TRUE(read.HasSection("rows-0"));
     EXPECT_FALSE(read.HasSection("Nothing") || read.HasSection("None"));
     EXPECT_EQ(read.Get("Rows-0", "Plain"), "a b");
+    EXPECT_EQ(read.Get("Numbers", ""), "") << "a row may have no component";
+    EXPECT_EQ(ProfileText(std::string("[A]\nK=a\0b", 9)).Get("A", "K"), "a");
 
     ProfileText made;
     for (const char* section : {"B", "A", "b"})

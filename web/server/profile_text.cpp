@@ -74,8 +74,9 @@ bool ProfileText::HasSection(const std::string& section) const {
 }
 
 std::string ProfileText::Get(const std::string& section, const std::string& key) const {
-    const auto entry = positions_.find(Name(section, key));
-    return entry == positions_.end() ? "" : entries_[entry->second].value;
+    // Without a key the name would be the section's own.
+    const auto entry = key.empty() ? positions_.end() : positions_.find(Name(section, key));
+    return entry == positions_.end() ? "" : entries_[entry->second].value.c_str();
 }
 
 int ProfileText::GetNumber(const std::string& section, const std::string& key) const {

@@ -23,14 +23,15 @@ public:
     // True when the section is there and holds a key.
     bool HasSection(const std::string& section) const;
 
-    // A value; empty when section or key is not there.
+    // A value, up to its first zero byte; empty when section or key is not there or the
+    // key is empty.
     std::string Get(const std::string& section, const std::string& key) const;
 
     // A number, decimal or hexadecimal ("0x201"), up to the first character that is
     // none of it; 0 when there is none.
     int GetNumber(const std::string& section, const std::string& key) const;
 
-    // Adds or replaces a value, which must be of one line.
+    // Adds or replaces a value, which must be of one line, under a key that is not empty.
     void Set(const std::string& section, const std::string& key, const std::string& value);
 
 private:
