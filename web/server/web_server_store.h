@@ -1,7 +1,8 @@
 // What the setup changes in the web server's configuration store: virtual
 // directories, script and MIME maps, and the list of allowed extensions. Each
 // call is complete: it connects to the store, changes one key, makes that durable
-// and releases the store. All log to the session. With a record, each change is
+// and releases the store. All log to the session. A result is false when a step fails;
+// an application directory that fails is only logged. With a record, each change is
 // recorded before it is made.
 #pragma once
 
@@ -14,13 +15,14 @@ namespace setupactions {
 // directory and one trailing "\" of the folder are dropped. An existing virtual
 // directory keeps its values. A name that begins with "-" changes nothing here.
 // An application directory longer than 260 characters ends the call before
-// anything is durable. False when a step fails, application directories aside.
+// anything is durable.
 bool IIS4AddVirtualDir(MSIHANDLE session, const std::string& virtualDir,
                        const std::string& physicalPath, DWORD attributes,
                        const std::string& applicationDirs, UndoRecord* record = nullptr);
 
 // Deletes a virtual directory. For a name that begins with "-" its application
-// directories are deleted instead, by their paths from the store's root.
+// directories are deleted instead, by their paths from the store's root, up to one
+// longer than 260 characters. A virtual directory that cannot be deleted is not logged.
 bool IIS4RemoveVirtualDir(MSIHANDLE session, const std::string& virtualDir,
                           const std::string& applicationDirs, UndoRecord* record = nullptr);
 
