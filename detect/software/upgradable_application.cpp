@@ -1,5 +1,6 @@
 // Files by which an older designer installation is known.
 #include "exports/action.h"
+#include "frame/ansi_text.h"
 #include "frame/paths.h"
 #include "frame/session.h"
 
@@ -22,7 +23,8 @@ const char LegacyDesignerFiles[] = "qdw.exe|qdw32.exe"
 // backslash. Only names that a "|" follows are looked for.
 bool AnyFileExists(const std::string& folder, const std::string& list) {
     size_t start = 0;
-    for (size_t end; (end = list.find('|', start)) != std::string::npos; start = end + 1) {
+    for (size_t end; (end = FindCharacter(list, "|", start)) != std::string::npos;
+         start = end + 1) {
         if (PathExists(folder + list.substr(start, end - start)))
             return true;
     }
