@@ -165,10 +165,11 @@ std::string PackagePlugIn(MSIHANDLE session) {
 // any other path.
 std::string DirectoryAbove(const std::string& library) {
     const size_t tail = std::strlen(PlugInLibrary);
-    if (library.size() <= tail ||
-        _stricmp(library.c_str() + library.size() - tail, PlugInLibrary) != 0)
+    if (library.size() < tail)
         return "";
-    return library.substr(0, library.size() - tail);
+    const std::string directory = library.substr(0, library.size() - tail);
+    return _stricmp(InFolder(directory, PlugInLibrary).c_str(), library.c_str()) == 0 ? directory
+                                                                                      : "";
 }
 
 bool ReadInformationDirectory(MSIHANDLE session, std::string& directory) {

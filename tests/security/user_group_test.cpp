@@ -137,6 +137,8 @@ TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
                     calling, "RunRedistProgram(" + command + "). failed: 2",
                     "Success(MapNTUserGroupToAPS): Kestrel NT User Group is mapped to CMS"));
     EXPECT_THAT(processes.started, ElementsAre("hidden: " + command));
+    MakeDeferred(information + "my" + PlugInPath); // no "plugins" folder
+    EXPECT_THAT(Run(MapNTUserGroupToAPS).front(), StartsWith(noData));
     // From the action data, in any case: all but the registry's lines.
     MakeDeferred(information + "PLUGINS\\auth\\secwindowsnt\\SECWindowsNT.dll");
     lines.erase(lines.begin(), lines.begin() + 2);
@@ -148,7 +150,7 @@ TEST_F(UserGroupTest, TheGroupIsHandedToTheScript) {
     lines = Run(MapNTUserGroupToAPS);
     EXPECT_EQ(lines.at(lines.size() - 2), "pFindKestrelNTUserGroup function failed");
     EXPECT_EQ(lines.back(), noName + "260]");
-    EXPECT_EQ(processes.started.size(), 2u) << "none for these";
+    EXPECT_EQ(processes.started.size(), 3u) << "none for these";
 }
 
 TEST_F(UserGroupTest, TheFolderIsCopiedAndTheCopyRemoved) {
