@@ -29,7 +29,7 @@ void FillAll(MSIHANDLE session, const std::string& file, std::vector<Placeholder
 
 } // namespace
 
-// Scheduled after InstallFiles. Reads MsiFileToInstantiate (the file) and
+// Scheduled after InstallFinalize. Reads MsiFileToInstantiate (the file) and
 // MsiVarsToInstantiate (property names, each with a ";" after it); replaces
 // %NAME% in the file with each property's value. A last name without ";" is ignored.
 EXPORTED_ACTION(MsiInstantiateFile) {
@@ -56,7 +56,7 @@ EXPORTED_ACTION(MsiInstantiateFile) {
     return ERROR_SUCCESS;
 }
 
-// Scheduled after InstallFiles, before MsiMergeFiles merges at "<appSettings>".
+// Scheduled after InstallFinalize, before MsiMergeFiles merges at "<appSettings>".
 // Reads MsiMergeFile1 (a web.config); gives it an empty settings section unless
 // it has one. A self-closing tag does not count as one.
 EXPORTED_ACTION(MsiPrepWebConfigFile) {

@@ -27,7 +27,7 @@ bool ReadSignature(const std::string& block, Signature& signature) {
 
 } // namespace
 
-// Scheduled after InstallFiles, once the block file is in place. Reads
+// Scheduled after InstallFinalize, once the block file is in place. Reads
 // MsiMergeFile1 (target), MsiMergeFile2 (block), MsiMergePoint and
 // MsiMergePosition; changes the target. MsiUnMergeFiles takes the block out.
 EXPORTED_ACTION(MsiMergeFiles) {

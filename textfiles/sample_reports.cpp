@@ -18,7 +18,7 @@ std::string ReadIni(const std::string& file, const char* section, const char* ke
 
 } // namespace
 
-// Scheduled immediate after InstallFiles. Reads the directories "En" and
+// Scheduled immediate after InstallFinalize. Reads the directories "En" and
 // INSTALLDIR; puts the installation folder before the URL of every shortcut
 // that En's SampleReportsURL.ini lists. Run twice, it does so twice.
 EXPORTED_ACTION(UpdateSampleReportsURLs) {

@@ -66,7 +66,7 @@ void LogOutcome(MSIHANDLE session, const char* what, const char* key, LONG resul
 
 } // namespace
 
-// Scheduled immediate after InstallFiles. Reads the add-in's installed path;
+// Scheduled immediate after InstallFinalize. Reads the add-in's installed path;
 // adds it under the first free name of OPEN, OPEN1, ... of every Excel version
 // that the user has. SetExcelAddinUninstallRegName takes it out.
 EXPORTED_ACTION(SetExcelAddinInstallRegName) {

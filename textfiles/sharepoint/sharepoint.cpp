@@ -130,7 +130,7 @@ void LaunchAdminPortal(const char* valueName) {
 
 } // namespace
 
-// Scheduled immediate after InstallFiles, before MsiRunCmdlineSilent. Reads
+// Scheduled immediate after InstallFinalize, before MsiRunCmdlineSilent. Reads
 // VXSPDIR, SPSBINDIR, SPSNAME, SPSFarmSwitch, SPSOverwriteSwitch and
 // ComputerName; writes the batch file that installs the web parts and sets
 // SilentCmdline to it.
