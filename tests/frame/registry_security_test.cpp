@@ -12,7 +12,7 @@ using namespace setupactions;
 namespace {
 
 const SECURITY_INFORMATION Dacl = DACL_SECURITY_INFORMATION;
-const HKEY Machine = HKEY_LOCAL_MACHINE, User = HKEY_CURRENT_USER;
+const HKEY LocalMachine = HKEY_LOCAL_MACHINE, User = HKEY_CURRENT_USER;
 
 // Lists of one, two and three entries, to tell them apart. No new key has a list of two or
 // three.
@@ -53,13 +53,13 @@ struct ListedKey {
 
 TEST_F(SessionTest, NullListsAreMendedAndTheVersionsListForced) {
     const ListedKey keys[] = {
-        {Machine, "SOFTWARE", Two, 2, 2},
-        {Machine, "SOFTWARE\\Tarnwick", Null, 2, 2},
-        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0", One, 1, 2},
-        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a", Null, 2, 2},
-        {Machine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a\\b", One, 1, 2},
-        {Machine, "SOFTWARE\\ODBC", Null, 2, 2},
-        {Machine, "SOFTWARE\\Other", Null, -1, -1},
+        {LocalMachine, "SOFTWARE", Two, 2, 2},
+        {LocalMachine, "SOFTWARE\\Tarnwick", Null, 2, 2},
+        {LocalMachine, "SOFTWARE\\Tarnwick\\Suite 11.0", One, 1, 2},
+        {LocalMachine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a", Null, 2, 2},
+        {LocalMachine, "SOFTWARE\\Tarnwick\\Suite 11.0\\a\\b", One, 1, 2},
+        {LocalMachine, "SOFTWARE\\ODBC", Null, 2, 2},
+        {LocalMachine, "SOFTWARE\\Other", Null, -1, -1},
         {User, "SOFTWARE", Three, 3, 3},
         {User, "SOFTWARE\\Tarnwick", Null, 3, 3},
         {User, "SOFTWARE\\ODBC", Null, -1, -1},
@@ -78,17 +78,17 @@ TEST_F(SessionTest, NullListsAreMendedAndTheVersionsListForced) {
 
 TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReachedButNotWithoutAList) {
     const PrivateRegistry registry;
-    SetList(Machine, "Source", Null);
-    SetList(Machine, "Suite\\closed", "D:");
-    EXPECT_FALSE(IsDACLNull(session, Machine, "Suite\\closed", Dacl)) << "denies all";
-    RegistryKey parent, key = PrivateRegistry::Key(Machine, "Suite\\open");
+    SetList(LocalMachine, "Source", Null);
+    SetList(LocalMachine, "Suite\\closed", "D:");
+    EXPECT_FALSE(IsDACLNull(session, LocalMachine, "Suite\\closed", Dacl)) << "denies all";
+    RegistryKey parent, key = PrivateRegistry::Key(LocalMachine, "Suite\\open");
     for (int level = 0; level < 300; ++level) {
         parent = std::move(key);
         key = PrivateRegistry::Key(parent.Get(), "level");
     }
     const auto force = [&](const char* source, SECURITY_INFORMATION information) {
         const CountedKeys counted;
-        FixRegSecurity(session, Machine, "Suite", Machine, source, information, true);
+        FixRegSecurity(session, LocalMachine, "Suite", LocalMachine, source, information, true);
         return counted.ListOptions();
     };
     force("Missing", Dacl);
@@ -96,5 +96,5 @@ TEST_F(SessionTest, ClosedKeysArePassedOverAndDeepOnesReachedButNotWithoutAList)
     EXPECT_NE(ListLength(session, parent.Get(), "level"), -1);
     EXPECT_EQ(force("Source", Dacl), static_cast<DWORD>(REG_OPTION_OPEN_LINK)) << "not followed";
     EXPECT_EQ(ListLength(session, parent.Get(), "level"), -1);
-    SetList(Machine, "Suite\\closed", One); // so that it can be removed
+    SetList(LocalMachine, "Suite\\closed", One); // so that it can be removed
 }

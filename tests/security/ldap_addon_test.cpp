@@ -9,7 +9,7 @@ using testing::IsEmpty;
 
 namespace {
 
-const char OptionsKey[] = "SOFTWARE\\Halcyon Software\\8.0\\Halcyon Info\\Options";
+const char OlderOptionsKey[] = "SOFTWARE\\Halcyon Software\\8.0\\Halcyon Info\\Options";
 const char* const Files[] = {"secldap.dll", "secldap.msi", "secldap.pin",
                              "secldap.hlp", "secldap.cnt", "secldap.chm"};
 const char* const OtherFiles[] = {"other.dll", "secldap.txt", "sub\\secldap.dll"};
@@ -32,7 +32,7 @@ protected:
             WriteFileText(info + file, "x");
     }
     std::vector<std::string> Run(const std::string& directory) {
-        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OptionsKey, "CInfoDirectory", directory);
+        PrivateRegistry::Write(HKEY_LOCAL_MACHINE, OlderOptionsKey, "CInfoDirectory", directory);
         ClearMessages();
         EXPECT_EQ(UninstallJuniperLDAP(session), ERROR_SUCCESS);
         return Log();

@@ -20,7 +20,6 @@ namespace {
 
 using Action = UINT(WINAPI*)(MSIHANDLE);
 
-const wchar_t Viewer[] = L"/LM/W3SVC/1/ROOT/viewer";
 const char Isapi[] = "XAZisapi.C7F9FAEF_0D7E_4B63_AAAE_C309147E20E8"; // in other letters
 const std::string ServerKey = "System\\CurrentControlSet\\Services\\W3SVC\\";
 const std::string OlderRoots = ServerKey + "Parameters\\Virtual Roots";

@@ -15,7 +15,6 @@ using testing::IsEmpty;
 namespace {
 
 const wchar_t Root[] = L"/LM/W3SVC/1/ROOT";
-const wchar_t Viewer[] = L"/LM/W3SVC/1/ROOT/viewer";
 const DWORD ExtensionList = 2168;
 
 // Major, minor and build number that the system tells.

@@ -12,6 +12,9 @@
 #include <deque>
 #include <map>
 
+// The key of a virtual directory.
+const wchar_t Viewer[] = L"/LM/W3SVC/1/ROOT/viewer";
+
 // A fixture's further base. HKEY_LOCAL_MACHINE and HKEY_CURRENT_USER are private.
 class WatchedWebStore {
 public:
