@@ -19,10 +19,6 @@ const char WasThere[] = "was there";
 
 bool Exists(DWORD attributes) { return attributes != INVALID_FILE_ATTRIBUTES; }
 
-bool IsFolder(DWORD attributes) {
-    return Exists(attributes) && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
 std::string FolderOf(const std::string& path) {
     std::string drive, directory;
     SplitPath(path, &drive, &directory, nullptr, nullptr);

@@ -36,10 +36,6 @@ bool IsDotEntry(const WIN32_FIND_DATAA& entry) {
     return name == "." || name == "..";
 }
 
-bool IsFolder(DWORD attributes) {
-    return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
-}
-
 // True for a link to a folder and for a symbolic link to a file. Other reparse points of
 // files (deduplicated or archived ones) are the files themselves.
 bool IsLink(const WIN32_FIND_DATAA& entry) {

@@ -39,6 +39,9 @@ bool OpensAsLink(const std::string& link);
 // plain; the check ends at the first part that does not exist.
 bool LeadsThroughLink(const std::string& path);
 
+// True for the attributes of a folder or of a link to one, not for those of nothing.
+bool IsFolder(DWORD attributes);
+
 // True for the attributes of a junction or of a symbolic link to a folder.
 bool IsFolderLink(DWORD attributes);
 

@@ -10,6 +10,9 @@ const char EnterpriseOptionsKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\
 const char EnterpriseRootKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Enterprise\\InstallRoot";
 const char WebContentRootKey[] = "SOFTWARE\\Tarnwick\\Suite 11.0\\Web Content\\InstallRoot";
 
+// A value of Options keys: where the suite's plug-ins are.
+const char InformationDirectory[] = "CInfoDirectory";
+
 // Java's and ASP.NET's.
 const char JavaRuntimeKey[] = "SOFTWARE\\JavaSoft\\Java Runtime Environment";
 const char JavaKitKey[] = "SOFTWARE\\JavaSoft\\Java Development Kit";

@@ -24,9 +24,6 @@ const DWORD AllServiceTypes = 0x13F;          // drivers, own and shared process
 const size_t EnumerationSize = 1800;          // bytes
 const size_t LargestEnumeration = 256 * 1024; // bytes; the service manager takes no larger buffer
 
-const DWORD ToleratedHints = 2;
-const DWORD LongestSleep = 10000; // milliseconds
-
 // The immediate run: hands the names of the package's services to the deferred one.
 void HandOverServiceNames(MSIHANDLE session) {
     const InstallerHandle database(MsiGetActiveDatabase(session));
@@ -138,7 +135,7 @@ void RemoveServers(MSIHANDLE session) {
 } // namespace
 
 bool WaitForServiceState(SC_HANDLE service, DWORD wanted) {
-    StatusPoll poll(ToleratedHints, LongestSleep);
+    StatusPoll poll(/*toleratedHints=*/2, /*longestSleep=*/10000);
     SERVICE_STATUS status = {};
     while (QueryServiceStatus(service, &status)) {
         const Progress progress = poll.Judge(status);

@@ -12,9 +12,7 @@ namespace {
 const char StartedKind[] = "started";
 const char StoppedKind[] = "stopped";
 
-const DWORD ToleratedHints = 3;
-const DWORD LongestSleep = 5000; // milliseconds
-const DWORD StallSleep = 2000;   // milliseconds
+const DWORD StallSleep = 2000; // milliseconds
 const int ToleratedStalls = 5;
 
 const char StallLine[] =
@@ -63,7 +61,7 @@ bool RequestStop(MSIHANDLE session, const std::string& name, SC_HANDLE service) 
 
 // True when the target was reached.
 bool AwaitState(MSIHANDLE session, const std::string& name, SC_HANDLE service, DWORD target) {
-    StatusPoll poll(ToleratedHints, LongestSleep);
+    StatusPoll poll(/*toleratedHints=*/3, /*longestSleep=*/5000);
     SERVICE_STATUS status = {};
     int stalls = 0;
     while (QueryStatus(session, name, service, status)) {

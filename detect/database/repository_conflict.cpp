@@ -12,7 +12,6 @@ const char CmsConflictProperty[] = "VX_CMS_CONFLICT";
 const char MsdeConflictProperty[] = "VX_MSDE_CONFLICT";
 // Features of the earlier release.
 const char ManagementServerFeature[] = "APS";
-const char DesktopEngineFeature[] = "MSDE";
 
 enum class When { No, Yes, Either };
 

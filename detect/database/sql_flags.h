@@ -1,4 +1,5 @@
-// The flags that name the SQL Server products on the machine.
+// The flags that name the SQL Server products on the machine, and the package's feature
+// with one of them.
 #pragma once
 
 #include "frame/windows_api.h"
@@ -23,6 +24,9 @@ SqlFlags ReadSqlFlags(MSIHANDLE session);
 // Sets the server to connect to and its service, then the five flags.
 void SetSqlDetectionProperties(MSIHANDLE session, const std::string& instance,
                                const std::string& service, const SqlFlags& flags);
+
+// The feature that installs the desktop engine.
+const char DesktopEngineFeature[] = "MSDE";
 
 // A flag counts only when it is exactly "1".
 bool IsSet(const std::string& flag);

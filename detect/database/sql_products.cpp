@@ -24,7 +24,7 @@ const char ManagementLibrary[] = "BINN\\SQLDMO.DLL";
 
 // Longer names are not NetBIOS names.
 const DWORD ComputerNameSize = 16;
-const DWORD MixedLogin = 2;
+const DWORD MixedLoginMode = 2;
 
 int CompareMajor(const std::string& version, const char* major) {
     return CompareVersions(version, major, 1);
@@ -48,7 +48,7 @@ bool FindDefaultInstance(SqlServer& server) {
     server.version = version;
     DWORD mode = 0;
     if (ReadMachineNumber(DefaultInstanceKey, LoginModeValue, mode))
-        server.authentication = LoginModeText(mode == 0 ? MixedLogin : mode);
+        server.authentication = LoginModeText(mode == 0 ? MixedLoginMode : mode);
     return true;
 }
 

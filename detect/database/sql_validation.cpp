@@ -10,7 +10,6 @@ namespace setupactions {
 
 namespace {
 
-const char DesktopEngineFeature[] = "MSDE";
 const char WindowsLogin[] = "1";
 const char OldClientLine[] =
     "ValidateSQLRequirement: Either MS SQL Server/Client 6.5 or SQL 2000 Client is installed.";

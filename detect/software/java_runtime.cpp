@@ -9,7 +9,7 @@ namespace setupactions {
 
 namespace {
 
-const char VersionValue[] = "CurrentVersion";
+const char CurrentVersionValue[] = "CurrentVersion";
 const char LibraryValue[] = "RuntimeLib";
 const char LibraryDirectory[] = "JRE_RUNTIMELIB";
 
@@ -42,7 +42,7 @@ EXPORTED_ACTION(GetDefaultJVMRuntimeLib) {
     std::string version;
     std::string library;
     if (OpenOrLog(session, registry, JavaRuntimeKey, JavaRuntimeKey) &&
-        ReadOrLog(session, registry, VersionValue, version) &&
+        ReadOrLog(session, registry, CurrentVersionValue, version) &&
         OpenOrLog(session, registry, Format("%s\\%s", JavaRuntimeKey, version.c_str()), version) &&
         ReadOrLog(session, registry, LibraryValue, library))
         myMsiSetDirectory(session, LibraryDirectory, library);

@@ -55,7 +55,7 @@ const ServerRole ServerRoles[] = {
 };
 
 const Names NotForServerRoles = {"MetaData", "Clients", "WCAList"};
-const char DataAccess[] = "DataAccessAndOutputFormats"; // of no use to a mere store
+const char DataAccessFeature[] = "DataAccessAndOutputFormats"; // of no use to a mere store
 
 const char DotNetCondition[] = "MsiNetAssemblySupport OR "
                                "($MS.NETDummyComponent.C9C3C390_2DD2_4E0B_BB2F_88C28E15CB92 = 3)";
@@ -111,7 +111,7 @@ void ExpandServerRoles(MSIHANDLE session) {
         compute = compute || role.kind == RoleKind::Compute;
     }
     if (store && !compute)
-        SetFeatures(session, {DataAccess}, Remove);
+        SetFeatures(session, {DataAccessFeature}, Remove);
 }
 
 } // namespace

@@ -3,6 +3,7 @@
 #include "exports/action.h"
 #include "frame/file_changes.h"
 #include "frame/held_folder.h"
+#include "frame/known_keys.h"
 #include "frame/machine_registry.h"
 #include "frame/paths.h"
 #include "frame/session.h"
@@ -14,7 +15,6 @@ namespace setupactions {
 namespace {
 
 const char OptionsKey[] = "SOFTWARE\\Halcyon Software\\8.0\\Halcyon Info\\Options";
-const char InformationDirectory[] = "CInfoDirectory";
 
 const char* const AddOnFiles[] = {
     "\\secldap.dll", "\\secldap.msi", "\\secldap.pin",

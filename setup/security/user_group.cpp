@@ -20,7 +20,6 @@ namespace setupactions {
 
 namespace {
 
-const char InformationDirectory[] = "CInfoDirectory";
 const char InstallRoot[] = "Path";
 
 const char MappingScript[] = "scripts\\mapNTUserGroup.js";

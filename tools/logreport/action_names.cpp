@@ -1,16 +1,13 @@
 #include "tools/logreport/action_names.h"
 
 #include "tools/actionhost/catalogue.h"
+#include "tools/logreport/line_parts.h"
 
 #include <map>
 
 namespace logreport {
 
 namespace {
-
-bool EndsWith(std::string_view text, std::string_view end) {
-    return text.size() > end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 const std::string_view Rollback = "Rollback";
 

@@ -13,7 +13,6 @@ namespace logreport {
 
 namespace {
 
-const size_t CauseLines = 10;
 const size_t BadNewsShown = 5; // actions
 
 Advice AdviceOn(const Error& error) {
@@ -124,7 +123,7 @@ std::string CauseOf(const Page& page, const Installation& installation) {
                         ".");
         // What an action says last before it fails is its reason where no line tells one.
         const bool isReason = action.badLines == 0 && installation.errors.empty();
-        const std::vector<const Said*> lines = TellingLines(action, CauseLines);
+        const std::vector<const Said*> lines = TellingLines(action);
         for (const Said* said : lines)
             told.Add(*said, isReason && said == lines.back() && said->listed == nullptr);
         if (action.name == "LaunchConditions") // whose messages ours has in the log

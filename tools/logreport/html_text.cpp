@@ -67,18 +67,4 @@ std::string LineRange(LineNumber first, LineNumber last) {
                      : "lines " + from + " to " + std::to_string(last);
 }
 
-const char* StyleOf(Phase phase) {
-    switch (phase) {
-    case Phase::Deferred:
-        return "deferred";
-    case Phase::Rollback:
-        return "rollback";
-    case Phase::Commit:
-        return "commit";
-    case Phase::Immediate:
-        break;
-    }
-    return "immediate";
-}
-
 } // namespace logreport

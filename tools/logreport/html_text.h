@@ -23,7 +23,4 @@ std::string LeftOut(uint64_t count, const char* noun);
 // Of something whose end the log may not have.
 std::string LineRange(LineNumber first, LineNumber last);
 
-// The style's class of a phase.
-const char* StyleOf(Phase phase);
-
 } // namespace logreport

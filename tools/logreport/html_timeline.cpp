@@ -36,8 +36,7 @@ std::string BarOf(const Page& page, const Installation& installation, const Acti
         char place[80];
         std::snprintf(place, sizeof place, "left:min(%.2f%%,100%% - 3px);width:%.2f%%",
                       100 * static_cast<double>(action.start.ms - from) / whole, 100 * share);
-        bar =
-            std::string("<i class=\"") + StyleOf(action.phase) + "\" style=\"" + place + "\"></i>";
+        bar = std::string("<i class=\"") + Shown(action.phase) + "\" style=\"" + place + "\"></i>";
     }
     const std::string name =
         "class=\"name d" + std::to_string(std::min(action.depth, DeepestIndent)) + "\"";
@@ -64,7 +63,7 @@ std::string TimelineOf(const Page& page, const Installation& installation) {
     const bool isLong = installation.actions.size() > LongTimeline;
     std::string legend;
     for (const Phase phase : {Phase::Immediate, Phase::Deferred, Phase::Rollback, Phase::Commit})
-        legend += Element("li", "", Element("i", StyleOf(phase), "") + Shown(phase));
+        legend += Element("li", "", Element("i", Shown(phase), "") + Shown(phase));
     legend += Element("li", "", Element("i", "bad", "") + "bad news") +
               Element("li", "", "bold: of this library");
     std::string bars;

@@ -25,7 +25,7 @@ bool Has(std::string_view text, std::string_view capitals) {
            text.end();
 }
 
-bool IsNameCharacter(char c) {
+bool IsPropertyCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
            c == '.';
 }
@@ -72,7 +72,7 @@ std::string Secrets::Masked(std::string text) const {
         while (nameEnd > 0 && text[nameEnd - 1] == ' ')
             --nameEnd;
         size_t name = nameEnd;
-        while (name > 0 && IsNameCharacter(text[name - 1]))
+        while (name > 0 && IsPropertyCharacter(text[name - 1]))
             --name;
         if (name == nameEnd || !IsSecret(std::string_view(text).substr(name, nameEnd - name)))
             continue;

@@ -72,7 +72,7 @@ const int ReturnedFailed = 3;
 const int ReturnedSuspended = 4;
 
 enum class Phase { Immediate, Deferred, Rollback, Commit };
-const char* Shown(Phase phase);
+const char* Shown(Phase phase); // the page's style classes are these words, too
 
 // One run of an action. What the installer does between InstallInitialize and
 // InstallFinalize only schedules deferred actions; where the log shows the run itself,

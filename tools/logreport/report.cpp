@@ -11,7 +11,6 @@ namespace logreport {
 
 namespace {
 
-const size_t CauseLines = 10;      // of the action that failed
 const size_t MaxBadShown = 15;     // actions
 const size_t MaxOthersShown = 12;  // actions with nothing bad
 const size_t MaxBadLinesShown = 3; // of one action
@@ -78,7 +77,7 @@ std::string FirstCause(const Installation& installation) {
     bool isExplained = false;
     std::string explained;
     const Said* before = nullptr;
-    for (const Said* said : TellingLines(action, CauseLines)) {
+    for (const Said* said : TellingLines(action)) {
         if (before != nullptr && before->text == said->text)
             continue; // the installer repeats its messages
         before = said;
@@ -248,7 +247,8 @@ std::string GeneralRemedy(const Installation& installation, const Action& action
     return "";
 }
 
-std::vector<const Said*> TellingLines(const Action& action, size_t most) {
+std::vector<const Said*> TellingLines(const Action& action) {
+    const size_t most = 10;
     std::vector<const Said*> lines;
     const size_t count = action.lines.size();
     size_t bad = 0;

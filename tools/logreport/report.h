@@ -13,8 +13,9 @@ std::string OutcomeText(const Installation& installation);
 // What to do about an action that failed when none of its lines tells; may be empty.
 std::string GeneralRemedy(const Installation& installation, const Action& action);
 
-// The lines of an action before its failure that say most: the bad ones and the last.
-std::vector<const Said*> TellingLines(const Action& action, size_t most);
+// The lines of an action before its failure that say most: the bad ones and the last, ten
+// at most.
+std::vector<const Said*> TellingLines(const Action& action);
 
 // The report; file is the log's name as the user gave it. Lines end in "\n", texts are
 // UTF-8.

@@ -42,7 +42,7 @@ std::string NextCall(const std::string& lastCall) {
 }
 
 // Expands a field of the table, by steps that each have a line for their failure.
-bool Expand(MSIHANDLE session, const std::string& field, std::string& expanded) {
+bool ExpandField(MSIHANDLE session, const std::string& field, std::string& expanded) {
     const InstallerHandle record(MsiCreateRecord(1));
     if (field.empty())
         LogMessage(session, "KestrelRedirection: Could not get string while processing results.");
@@ -115,9 +115,9 @@ void RedirectAll(MSIHANDLE session) {
     Answer last;
     while (view.Fetch()) {
         Redirection row;
-        if (Expand(session, view.GetField(DirectoryColumn), row.directory) &&
-            Expand(session, view.GetField(KeyColumn), row.key) &&
-            Expand(session, view.GetField(ValueColumn), row.value))
+        if (ExpandField(session, view.GetField(DirectoryColumn), row.directory) &&
+            ExpandField(session, view.GetField(KeyColumn), row.key) &&
+            ExpandField(session, view.GetField(ValueColumn), row.value))
             Redirect(session, call, row, last);
     }
 }

@@ -19,6 +19,9 @@ bool Widen(const std::string& text, std::wstring& wide);
 // separators.
 bool NamesKey(const std::string& path);
 
+// The key of the web service.
+const char WebService[] = "/LM/W3svc";
+
 // The store's result of adding a key that exists.
 const HRESULT KeyExists = HRESULT_FROM_WIN32(ERROR_ALREADY_EXISTS);
 

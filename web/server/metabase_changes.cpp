@@ -22,7 +22,6 @@ const HRESULT NoKey = HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
 const HRESULT NoMoreItems = HRESULT_FROM_WIN32(ERROR_NO_MORE_ITEMS);
 
 // Everything that is ever changed is below it.
-const char WebService[] = "/LM/W3svc";
 
 std::string Bytes(const std::wstring& text) {
     return std::string(reinterpret_cast<const char*>(text.data()), text.size() * sizeof(wchar_t));

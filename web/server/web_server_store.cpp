@@ -12,7 +12,6 @@ namespace setupactions {
 namespace {
 
 const char SiteRoot[] = "/LM/W3svc/1/ROOT";
-const char WebService[] = "/LM/W3svc";
 
 const size_t ApplicationDirLimit = 260; // characters
 
