@@ -58,11 +58,20 @@ keep_machine() {
     start_machine
 }
 
+# machine_runs: true when $WINEPREFIX runs. Its server keeps the name of the folder with
+# its socket in the machine, and takes the socket away at its end.
+machine_runs() {
+    local folder place
+    folder=$(cat "$WINEPREFIX/wineserver" 2>/dev/null) && place=$(stat -c '%d %i' "$WINEPREFIX") || return
+    # shellcheck disable=SC2086,SC2183 # two numbers
+    [ -S "/tmp/$folder/server-$(printf '%x-%x' $place)/socket" ]
+}
+
 # run_on_engine PROGRAM [ARGUMENT ...]: runs a Windows program on $WINEPREFIX, and ends
 # when its output is written. The engine's complaint about a font library that nothing
 # here needs is left out.
 run_on_engine() {
-    start_machine
+    machine_runs || start_machine
     {
         {
             "$WINELOADER" "$@" 2>&3 3>&- | tr -d '\r' >&4

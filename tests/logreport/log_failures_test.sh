@@ -67,6 +67,7 @@ prepare
 query "UPDATE \`ServiceInstall\` SET \`StartType\` = 4 WHERE \`ServiceInstall\` = 'CentralServer'"
 rm "$drive/metabase.txt"
 mkdir "$drive/metabase.txt"
+start_machine
 (
     cd "$drive" && exec "$REPO/scripts/engine-exec" 'P:\tests\child_program.exe' hold 'C:\host\host.conf' wait
 ) >/dev/null 2>&1 &
