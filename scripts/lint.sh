@@ -136,10 +136,10 @@ tidy=(clang-tidy --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-Wped
     # Of a function's paths a ninth of the usual number of steps: the rest took most of
     # the time and found nothing more.
     --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=25000)
-# Static analysis reads neither GCC's precompiled headers nor its own options.
-mkdir -p build/lint
-sed 's| -Winvalid-pch -include [^ ]*/cmake_pch.hxx||; s| -fno-ipa-[a-z]*||g; s| -Wno-subobject-linkage||' \
-    build/x86/compile_commands.json >build/lint/compile_commands.json
+# Each source by itself, without what only GCC knows.
+cmake --preset x86 -B build/lint -DUNITY=OFF >build/lint.cmake.log || fail "cmake failed; see build/lint.cmake.log"
+sed -i "s| -Winvalid-pch -include [^ ]*/cmake_pch.hxx||; s| -fno-ipa-[a-z]*||g; s| -Wno-subobject-linkage||
+    s|$REPO/build/lint|$REPO/build/x86|g" build/lint/compile_commands.json
 # The same in every clone.
 commands=$(sed "s|$REPO|.|g" build/lint/compile_commands.json)
 
