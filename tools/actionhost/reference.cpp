@@ -4,10 +4,9 @@
 #include "tools/actionhost/arguments.h"
 #include "tools/actionhost/catalogue.h"
 #include "tools/actionhost/package_check.h"
+#include "tools/pieces.h"
 
 #include <windows.h>
-
-#include <sstream>
 
 using namespace setupactions;
 
@@ -61,11 +60,13 @@ std::string WithoutMarks(const std::string& line) {
 
 // The text in lines of the width, the first after `first`, the others indented alike.
 std::string Wrapped(const std::string& text, const std::string& first, size_t width) {
-    std::istringstream words(text);
+    std::string_view words = text;
     std::string lines;
     std::string line = first;
     bool empty = true;
-    for (std::string word; words >> word;) {
+    for (std::string word; TakePiece(words, ' ', word);) {
+        if (word.empty())
+            continue;
         if (!empty && line.size() + 1 + word.size() > width) {
             lines += line + "\n";
             line = std::string(first.size(), ' ');
@@ -130,8 +131,8 @@ std::string PlainText(const std::string& markdown, size_t width) {
         block.clear();
         indent.clear();
     };
-    std::istringstream lines(markdown);
-    for (std::string line; std::getline(lines, line);) {
+    std::string_view lines = markdown;
+    for (std::string line; TakePiece(lines, '\n', line);) {
         if (StartsWith(line, "```")) {
             finish();
             listing = !listing;
@@ -163,9 +164,10 @@ std::vector<std::string> NamesRead(const std::string& section) {
     if (begin == std::string::npos)
         return names;
     const std::string field = section.substr(begin, section.find("\n**Sets", begin) - begin);
-    std::istringstream pieces(field.substr(0, field.find("\n- **")));
+    const std::string read = field.substr(0, field.find("\n- **"));
+    std::string_view pieces = read;
     std::string piece;
-    for (bool code = false; std::getline(pieces, piece, '`'); code = !code)
+    for (bool code = false; TakePiece(pieces, '`', piece); code = !code)
         if (code)
             names.push_back(piece);
     return names;
@@ -182,8 +184,8 @@ std::string ExplainAction(const std::string& action) {
     for (const LogLineRow& line : LogLines) {
         if ((" " + std::string(line.actions) + " ").find(" " + action + " ") == std::string::npos)
             continue;
-        std::istringstream patterns(line.patterns);
-        for (std::string pattern; std::getline(patterns, pattern);)
+        std::string_view patterns = line.patterns;
+        for (std::string pattern; TakePiece(patterns, '\n', pattern);)
             lines += "  " + pattern + "\n";
         lines += Wrapped(WithoutMarks(Format("%s: %s %s", line.worth, line.meaning, line.remedy)),
                          "      ", Columns);

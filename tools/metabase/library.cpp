@@ -2,8 +2,8 @@
 // the web server's own store: never do that where a web server is installed.
 #include "tools/metabase/admin_base.h"
 
-#include <fstream>
-#include <iterator>
+#include <cstdio>
+#include <memory>
 #include <new>
 
 namespace {
@@ -16,6 +16,9 @@ const char StoreFile[] = "C:\\metabase.txt";
 
 HMODULE library;
 
+using File = std::unique_ptr<std::FILE, decltype(&std::fclose)>;
+File Open(const char* mode) { return File(std::fopen(StoreFile, mode), std::fclose); }
+
 // Each object has the file's tree; what is not saved is lost with the object.
 class FileStore : public metabase::AdminBase {
 public:
@@ -24,20 +27,26 @@ public:
     // Without a file the tree is a new server's. MD_ERROR_READ_METABASE_FILE when the
     // file is malformed.
     HRESULT Load() {
-        std::ifstream stream(StoreFile, std::ios::binary);
-        if (!stream) {
+        const File file = Open("rb");
+        if (file == nullptr) {
             keys_ = metabase::NewServer();
             return S_OK;
         }
-        const std::string text(std::istreambuf_iterator<char>(stream), {});
+        std::string text;
+        char piece[4096];
+        while (const size_t count = std::fread(piece, 1, sizeof piece, file.get()))
+            text.append(piece, count);
         return metabase::ParseTree(text, keys_) ? S_OK : MD_ERROR_READ_METABASE_FILE;
     }
 
 private:
     HRESULT Save() override {
-        std::ofstream stream(StoreFile, std::ios::binary);
-        stream << metabase::FormatTree(keys_) << std::flush;
-        return stream ? S_OK : HRESULT_FROM_WIN32(ERROR_WRITE_FAULT);
+        const std::string text = metabase::FormatTree(keys_);
+        File file = Open("wb");
+        const bool isWritten =
+            file != nullptr && std::fwrite(text.data(), 1, text.size(), file.get()) == text.size();
+        const bool isClosed = file != nullptr && std::fclose(file.release()) == 0;
+        return isWritten && isClosed ? S_OK : HRESULT_FROM_WIN32(ERROR_WRITE_FAULT);
     }
 
     metabase::Keys keys_;

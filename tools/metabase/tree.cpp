@@ -1,5 +1,7 @@
 #include "tools/metabase/tree.h"
 
+#include "tools/pieces.h"
+
 #include <iadmw.h>
 #include <iiscnfg.h>
 
@@ -7,7 +9,6 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cwctype>
-#include <sstream>
 #include <vector>
 
 namespace metabase {
@@ -164,8 +165,8 @@ bool IgnoringCase::operator()(const std::wstring& left, const std::wstring& righ
 
 std::wstring JoinPath(const std::wstring& base, const std::wstring& path) {
     std::wstring joined = base;
-    std::wistringstream names(path);
-    for (std::wstring name; std::getline(names, name, L'/');)
+    std::wstring_view names = path;
+    for (std::wstring name; TakePiece(names, L'/', name);)
         if (!name.empty())
             joined += L"/" + name;
     return joined;
@@ -193,8 +194,8 @@ bool ParseTree(const std::string& text, Keys& keys) {
     keys.clear();
     Values* key = nullptr;
     Value* list = nullptr; // the one that indented lines belong to
-    std::istringstream lines(text);
-    for (std::string line; std::getline(lines, line);) {
+    std::string_view lines = text;
+    for (std::string line; TakePiece(lines, '\n', line);) {
         if (!line.empty() && line.back() == '\r')
             line.pop_back();
         if (list != nullptr && line.compare(0, sizeof TextIndent - 1, TextIndent) == 0) {
