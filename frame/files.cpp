@@ -45,8 +45,11 @@ bool IsLink(const WIN32_FIND_DATAA& entry) {
 }
 
 bool IsLinkAt(const std::string& path) {
+    const DWORD attributes = GetFileAttributesA(path.c_str());
     WIN32_FIND_DATAA entry = {};
-    return StartSearch(path, entry) && IsLink(entry);
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0 && StartSearch(path, entry) &&
+           IsLink(entry);
 }
 
 // False for a name that would lead elsewhere when used in a path: in the ANSI code page

@@ -36,7 +36,12 @@ BOOL WINAPI InterruptedDelete(const char* path) {
     return deleted;
 }
 
-// Shows a file as a symbolic link, which this engine never does.
+// Show a file as a symbolic link, which this engine never does.
+const ReplacedImport<DWORD WINAPI(const char*)>* attributes;
+DWORD WINAPI AttributesShowingALink(const char* path) {
+    return attributes->Original()(path) |
+           (path == root + "to\\linked" ? FILE_ATTRIBUTE_REPARSE_POINT : 0);
+}
 HANDLE WINAPI SearchShowingALink(const char* path, WIN32_FIND_DATAA* entry) {
     const HANDLE found = search->Original()(path, entry);
     if (path == root + "to\\linked") {
@@ -182,7 +187,10 @@ TEST_F(FilesTest, ACopyDoesNotGoThroughLinksOfItsDestination) {
     File("to\\linked", "old");
     Shell("mkdir outside; ln -s ../outside to/sub");
     const ReplacedImport<decltype(SearchShowingALink)> first("FindFirstFileA", SearchShowingALink);
+    const ReplacedImport<decltype(AttributesShowingALink)> shown("GetFileAttributesA",
+                                                                 AttributesShowingALink);
     search = &first;
+    attributes = &shown;
     root = scratch;
     EXPECT_TRUE(CopyDirectory(session, scratch + "from", scratch + "to"));
     const std::string start = "CopyDirectory: Dest: " + scratch + "to\\";
