@@ -1,6 +1,7 @@
 #!/usr/bin/env bash
 # Checks the sources without running them: their format, the include arrows
 # between the folders, what other compilers say of them, and static analysis.
+#   scripts/lint.sh [--deep]   (all paths through the functions, which takes minutes)
 set -euo pipefail
 source "$(dirname "${BASH_SOURCE[0]}")/engine.sh"
 cd "$REPO"
@@ -132,10 +133,11 @@ diff <(defined) <(exported) ||
 say "analysing the product's sources in depth"
 library=$(i686-w64-mingw32-g++-posix -print-file-name=include/c++)
 tidy=(clang-tidy --quiet --extra-arg=--target=i686-w64-mingw32 --extra-arg=-Wpedantic
-    --extra-arg=-isystem"$library" --extra-arg=-isystem"$library/i686-w64-mingw32"
-    # Of a function's paths a ninth of the usual number of steps: the rest took most of
-    # the time and found nothing more.
-    --extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=25000)
+    --extra-arg=-isystem"$library" --extra-arg=-isystem"$library/i686-w64-mingw32")
+# Of a function's paths a ninth of the usual number of steps: the rest takes most of the
+# time, and has found nothing more.
+[ "${1:-}" = --deep ] ||
+    tidy+=(--extra-arg=-Xclang --extra-arg=-analyzer-config --extra-arg=-Xclang --extra-arg=max-nodes=25000)
 # Each source by itself, without what only GCC knows.
 cmake --preset x86 -B build/lint -DUNITY=OFF >build/lint.cmake.log || fail "cmake failed; see build/lint.cmake.log"
 sed -i "s| -Winvalid-pch -include [^ ]*/cmake_pch.hxx||; s| -fno-ipa-[a-z]*||g; s| -Wno-subobject-linkage||

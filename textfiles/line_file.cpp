@@ -137,9 +137,16 @@ LinePattern::LinePattern(const std::string& pattern) {
         if (fragment.size() > longest_.size())
             longest_ = fragment;
     std::transform(longest_.begin(), longest_.end(), longest_.begin(), Lowered);
-    std::fill(std::begin(skips_), std::end(skips_), longest_.size());
-    for (size_t i = 0; i + 1 < longest_.size(); ++i)
-        skips_[static_cast<unsigned char>(longest_[i])] = longest_.size() - 1 - i;
+    const size_t size = longest_.size();
+    std::fill(std::begin(skips_), std::end(skips_), size);
+    for (size_t i = 0; i < size; ++i) {
+        size_t& skip = skips_[static_cast<unsigned char>(longest_[i])];
+        if (i + 1 == size)
+            skipOfLast_ = skip;
+        skip = size - 1 - i;
+    }
+    for (unsigned char c = 'A'; c <= 'Z'; ++c)
+        skips_[c] = skips_[static_cast<unsigned char>(Lowered(static_cast<char>(c)))];
 }
 
 // False for a line that cannot hold the longest fragment, which most lines cannot. Horspool's
@@ -147,11 +154,13 @@ LinePattern::LinePattern(const std::string& pattern) {
 // too, so that a line for which this is true may still not match.
 bool LinePattern::MayMatch(std::string_view line) const {
     const size_t size = longest_.size();
-    for (size_t end = size; end <= line.size();
-         end += skips_[static_cast<unsigned char>(Lowered(line[end - 1]))])
-        if (std::equal(longest_.begin(), longest_.end(), line.begin() + end - size,
-                       [](char a, char b) { return a == Lowered(b); }))
+    for (size_t end = size; end <= line.size();) {
+        const size_t skip = size == 0 ? 0 : skips_[static_cast<unsigned char>(line[end - 1])];
+        if (skip == 0 && std::equal(longest_.begin(), longest_.end(), line.begin() + end - size,
+                                    [](char a, char b) { return a == Lowered(b); }))
             return true;
+        end += skip == 0 ? skipOfLast_ : skip;
+    }
     return false;
 }
 

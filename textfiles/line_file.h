@@ -23,7 +23,9 @@ private:
     std::vector<std::string> fragments_; // in lower case
     std::string lowered_;                // the line last matched; kept for its memory
     std::string longest_;                // fragment; halves of its characters in lower case too
-    size_t skips_[256];                  // by byte in lower case: how far a search goes on from it
+    // By byte, in either case: how far a search goes on from it; 0 for the fragment's last.
+    size_t skips_[256];
+    size_t skipOfLast_ = 1; // where the bytes before it differ
 };
 
 enum class LineResult { Found = 0, NotFound = -1, NotOpened = -2 };

@@ -7,7 +7,7 @@ namespace setupactions {
 
 namespace {
 
-const size_t BufferSize = 0x10000;
+const size_t BufferSize = 0x20000;
 const size_t LongestLine = BufferSize - 1; // one that takes a "\r" more to write
 const char EndOfFile = '\x1A';
 
