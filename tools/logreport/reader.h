@@ -20,7 +20,7 @@ public:
 
 class Reader {
 public:
-    static const size_t MaxLine = 64 * 1024; // bytes; the rest of a longer line is left out
+    static constexpr size_t MaxLine = 64 * 1024; // bytes; the rest of a longer line is left out
 
     // Opens the file, also while the installer still writes it. Throws NotReadable: it
     // does not open, is a folder, empty, or holds bytes that no text has.
